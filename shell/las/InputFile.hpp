@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace corvane {
+
+/// A file opened for reading. Reads are positioned, so that several threads may share one.
+///
+/// The file is read, never mapped: one that shrinks while it is open ends in a sentence and not in a signal.
+class InputFile {
+public:
+    /// Throws Failure when there is no such file, it is not a regular file, or it cannot be read.
+    explicit InputFile(std::string path);
+    ~InputFile();
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    const std::string& path() const { return path_; }
+
+    /// Bytes in the file when it was opened.
+    std::uint64_t size() const { return size_; }
+
+    /// The descriptor, for system calls that copy between files; stays ours.
+    int descriptor() const { return descriptor_; }
+
+    /// Fills `bytes` from `offset`. Throws Failure when the file ends before that, or cannot be read.
+    void read(std::uint64_t offset, std::span<std::byte> bytes) const;
+
+private:
+    std::string path_;
+    std::uint64_t size_ = 0;
+    int descriptor_ = -1;
+};
+
+} // namespace corvane

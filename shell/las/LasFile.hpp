@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "las/InputFile.hpp"
+#include "las/LasDimensions.hpp"
+#include "las/LasHeader.hpp"
+#include "las/LasRecords.hpp"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// A LAS file that has been opened and checked: everything but the points, and where those lie.
+struct LasFile {
+    std::shared_ptr<const InputFile> file;
+    LasHeader header;
+    std::vector<LasRecord> vlrs;
+    std::vector<LasRecord> evlrs;
+    std::vector<Dimension> dimensions; ///< the format's, then the described extra bytes
+    std::string crs;                   ///< WKT or GeoTIFF keys as found; empty when there are none
+    std::vector<std::string> warnings; ///< what is wrong and could be read all the same; sentences without the path
+
+    /// Opens and checks `path` without reading any point. Throws Failure for anything that makes the points unreadable,
+    /// compressed (LAZ) files included.
+    static LasFile open(const std::string& path);
+};
+
+} // namespace corvane

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "las/LasRecords.hpp"
+
+#include "las/Damage.hpp"
+#include "las/HeaderPlaces.hpp"
+#include "las/LittleEndian.hpp"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+
+namespace corvane {
+namespace {
+
+/// What tells the two kinds of records apart. Both begin with 2 reserved bytes, the user id and the record id.
+struct Kind {
+    const char* name;
+    std::size_t headerSize;  ///< bytes
+    std::size_t lengthBytes; ///< of the payload length
+    std::size_t countPlace;  ///< offset of their number in the file's header
+};
+constexpr Kind Vlr{"VLR", 54, 2, place::VlrCount};
+constexpr Kind Evlr{"EVLR", 60, 8, place::EvlrCount};
+constexpr std::size_t UserIdPlace = 2;
+constexpr std::size_t UserIdLength = 16;
+constexpr std::size_t RecordIdPlace = 18;
+constexpr std::size_t LengthPlace = 20;
+constexpr std::size_t DescriptionLength = 32;
+
+/// Reads the record's own header at `position`, which must lie in the file.
+LasRecord readRecord(const InputFile& file, std::uint64_t position, const Kind& kind) {
+    std::array<std::byte, std::max(Vlr.headerSize, Evlr.headerSize)> buffer{};
+    const auto bytes = std::span(buffer).first(kind.headerSize);
+    file.read(position, bytes);
+    LasRecord record;
+    record.userId = loadText(bytes, UserIdPlace, UserIdLength);
+    record.recordId = load<std::uint16_t>(bytes, RecordIdPlace);
+    record.payloadLength =
+        kind.lengthBytes == 2 ? load<std::uint16_t>(bytes, LengthPlace) : load<std::uint64_t>(bytes, LengthPlace);
+    record.description = loadText(bytes, LengthPlace + kind.lengthBytes, DescriptionLength);
+    record.payloadOffset = position + kind.headerSize;
+    return record;
+}
+
+/// `count` records one behind the other from `position`, none beyond `end`.
+std::vector<LasRecord> readChain(const InputFile& file, const Kind& kind, std::uint32_t count, std::uint64_t position,
+                                 std::uint64_t end, const char* endName) {
+    const auto most = (end - position) / kind.headerSize;
+    if (count > most)
+        throw damage(file.path(), kind.countPlace, fmt::format("a count of {} {}s", count, kind.name),
+                     fmt::format("at most {}, for which there is room between offset {} and {} at {}", most, position,
+                                 endName, end));
+    std::vector<LasRecord> records; // grows with what is there; the count is only a claim
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (end - position < kind.headerSize)
+            throw damage(
+                file.path(), position, fmt::format("{} bytes before {}", end - position, endName),
+                fmt::format("{} {} of {} with a header of {} bytes", kind.name, i + 1, count, kind.headerSize));
+        auto record = readRecord(file, position, kind);
+        const auto room = end - record.payloadOffset;
+        if (record.payloadLength > room)
+            throw damage(file.path(), position + LengthPlace,
+                         fmt::format("{} {} of {} with {} bytes", kind.name, i + 1, count, record.payloadLength),
+                         fmt::format("at most the {} before {} at {}", room, endName, end));
+        position = record.payloadOffset + record.payloadLength;
+        records.push_back(std::move(record));
+    }
+    return records;
+}
+
+/// Looks among whatever can be read of the VLRs of a header that was not checked.
+bool hasCompressionRecord(const InputFile& file, const LasHeader& header) {
+    const auto end = std::min<std::uint64_t>(header.offsetToPoints, file.size());
+    std::uint64_t position = header.headerSize;
+    for (std::uint32_t i = 0; i < header.vlrCount && position <= end && end - position >= Vlr.headerSize; ++i) {
+        const auto record = readRecord(file, position, Vlr);
+        if (record.userId == "laszip encoded" && record.recordId == 22204) return true;
+        position = record.payloadOffset + record.payloadLength;
+    }
+    return false;
+}
+
+} // namespace
+
+void refuseCompressed(const InputFile& file, std::span<const std::byte> headerBytes) {
+    constexpr std::uint8_t compressedBit = 0x80;
+    if (headerBytes.size() < LasHeader::SmallestSize || loadText(headerBytes, 0, 4) != "LASF") return;
+    const auto header = LasHeader::decode(headerBytes);
+    if ((header.pointFormat & compressedBit) == 0 && !hasCompressionRecord(file, header)) return;
+    throw Failure(fmt::format("{}: at offset {} found point format {} of a compressed file (LAZ), expected an "
+                              "uncompressed one (LAS); decompress it to LAS with a LAZ tool first.",
+                              file.path(), place::PointFormat, header.pointFormat));
+}
+
+std::vector<LasRecord> readVlrs(const InputFile& file, const LasHeader& header) {
+    return readChain(file, Vlr, header.vlrCount, header.headerSize, header.offsetToPoints, "the points");
+}
+
+std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header, std::vector<std::string>& warnings) {
+    if (header.evlrCount == 0) {
+        if (header.evlrStart > file.size())
+            warnings.push_back(
+                fmt::format("The header says at offset {} that EVLRs start at {}, beyond the end of the file "
+                            "at {}, but counts none.",
+                            place::EvlrStart, header.evlrStart, file.size()));
+        return {};
+    }
+    const auto pointsEnd = header.pointsEnd();
+    if (header.evlrStart < pointsEnd || header.evlrStart > file.size())
+        throw damage(
+            file.path(), place::EvlrStart, fmt::format("EVLRs that start at {}", header.evlrStart),
+            fmt::format("a start from {} (end of the points) to {} (end of the file)", pointsEnd, file.size()));
+    return readChain(file, Evlr, header.evlrCount, header.evlrStart, file.size(), "the end of the file");
+}
+
+std::vector<std::byte> readPayload(const InputFile& file, const LasRecord& record, std::size_t limit) {
+    std::vector<std::byte> bytes(std::min<std::uint64_t>(record.payloadLength, limit));
+    file.read(record.payloadOffset, bytes);
+    return bytes;
+}
+
+} // namespace corvane

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "las/InputFile.hpp"
+#include "las/LasHeader.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// One variable length record, or an extended one: where its payload lies. Payloads are read when asked for.
+struct LasRecord {
+    std::string userId; ///< up to the first null, e.g. "LASF_Projection"
+    std::uint16_t recordId = 0;
+    std::string description;
+    std::uint64_t payloadOffset = 0; ///< in the file
+    std::uint64_t payloadLength = 0; ///< bytes
+};
+
+/// Throws Failure when the point format byte or a VLR says that the points are compressed (LAZ). Comes before every
+/// other check, since a compressed file breaks rules that only the uncompressed have. `headerBytes` are the first of
+/// the file.
+void refuseCompressed(const InputFile& file, std::span<const std::byte> headerBytes);
+
+/// The VLRs between header and points. A record that does not fit throws Failure: what follows it is not known.
+std::vector<LasRecord> readVlrs(const InputFile& file, const LasHeader& header);
+
+/// The EVLRs behind the points; none before version 1.4. One that does not fit throws Failure.
+std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header, std::vector<std::string>& warnings);
+
+/// The payload of a record; at most `limit` bytes of it.
+std::vector<std::byte> readPayload(const InputFile& file, const LasRecord& record, std::size_t limit);
+
+} // namespace corvane
