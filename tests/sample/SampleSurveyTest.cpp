@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sample/SampleSurvey.hpp"
+
+#include "Failure.hpp"
+#include "las/LasFile.hpp"
+#include "las/LittleEndian.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <map>
+#include <set>
+
+using namespace corvane;
+
+namespace {
+
+/// A survey read back, with its values by name.
+struct Survey {
+    LasFile las;
+    std::vector<std::byte> records;
+
+    std::uint64_t size() const { return las.header.pointCount; }
+
+    std::vector<double> values(std::string_view name) const {
+        const auto found = std::ranges::find(las.dimensions, name, &Dimension::name);
+        std::vector<double> result;
+        for (std::size_t at = 0; found != las.dimensions.end() && at < records.size(); at += las.header.recordLength)
+            result.push_back(value(*found, at + found->offset));
+        return result;
+    }
+
+    double value(const Dimension& dimension, std::size_t at) const {
+        switch (dimension.storage) {
+        case Storage::UInt8: {
+            const auto byte = load<std::uint8_t>(records, at);
+            return dimension.packed() ? byte >> dimension.firstBit & ((1 << dimension.bits) - 1) : byte;
+        }
+        case Storage::Int8:
+            return load<std::int8_t>(records, at);
+        case Storage::UInt16:
+            return load<std::uint16_t>(records, at);
+        case Storage::Int16:
+            return load<std::int16_t>(records, at);
+        case Storage::Int32:
+            return load<std::int32_t>(records, at);
+        case Storage::Double:
+            return load<double>(records, at);
+        default:
+            throw std::logic_error("a storage that the sample does not use");
+        }
+    }
+
+    std::map<int, double> shares(std::string_view name) const {
+        std::map<int, double> result;
+        for (const double value : values(name)) result[static_cast<int>(value)] += 1.0 / static_cast<double>(size());
+        return result;
+    }
+};
+
+class SampleSurvey : public testing::Test {
+protected:
+    ~SampleSurvey() override { std::filesystem::remove_all(folder_); }
+
+    std::string path(const std::string& name) const { return folder_ / name; }
+
+    Survey make(const SampleOptions& options) const {
+        writeSampleSurvey(path("sample.las"), options, {});
+        Survey survey{LasFile::open(path("sample.las")), {}};
+        survey.records.resize(survey.las.file->size() - survey.las.header.offsetToPoints);
+        survey.las.file->read(survey.las.header.offsetToPoints, survey.records);
+        return survey;
+    }
+
+    std::vector<std::byte> bytes(const SampleOptions& options) const {
+        const auto survey = make(options);
+        std::vector<std::byte> all(survey.las.file->size());
+        survey.las.file->read(0, all);
+        return all;
+    }
+
+    std::filesystem::path folder_ = [] {
+        auto name = (std::filesystem::temp_directory_path() / "sampleXXXXXX").string();
+        return std::string(mkdtemp(name.data()));
+    }();
+};
+
+TEST_F(SampleSurvey, IsDecidedByTheSeedAlone) {
+    const auto first = bytes({.points = 30'000, .seed = 7});
+    EXPECT_EQ(first, bytes({.points = 30'000, .seed = 7}));
+    const auto other = bytes({.points = 30'000, .seed = 8});
+    ASSERT_EQ(other.size(), first.size());
+    EXPECT_FALSE(std::equal(first.end() - 3000, first.end(), other.end() - 3000))
+        << "the points differ, not the header alone";
+}
+
+TEST_F(SampleSurvey, OpensWithoutWarningInEveryVersionAndFormat) {
+    const std::map<std::string, std::pair<int, int>> formats{{"1.0", {0, 1}}, {"1.1", {0, 1}},  {"1.2", {0, 3}},
+                                                             {"1.3", {0, 5}}, {"1.4", {0, 10}}, {"1.5", {6, 10}}};
+    for (const auto& [version, range] : formats)
+        for (int format = -1; format <= 11; ++format) {
+            SCOPED_TRACE(version + " format " + std::to_string(format));
+            const SampleOptions options{.points = 2000, .version = version, .pointFormat = format};
+            if (format != -1 && (format < range.first || format > range.second)) {
+                EXPECT_THROW(make(options), UsageError);
+                continue;
+            }
+            const auto survey = make(options);
+            EXPECT_EQ(survey.las.header.version(), version);
+            EXPECT_EQ(survey.las.warnings, std::vector<std::string>());
+            EXPECT_EQ(survey.size(), 2000u);
+            EXPECT_NE(survey.las.crs.find("32632"), std::string::npos) << survey.las.crs;
+            EXPECT_EQ(survey.records.size(), 2000u * survey.las.header.recordLength);
+            if (format >= 0) {
+                EXPECT_EQ(survey.las.header.pointFormat, format);
+            }
+            for (const auto& [value, share] : survey.shares("Classification")) {
+                EXPECT_TRUE(survey.las.header.pointFormat >= 6 || value <= 7 || value == 9 || value == 12) << value;
+            }
+            const auto red = survey.values("Red");
+            EXPECT_TRUE(red.empty() || std::ranges::max(red) > 255) << "colours fill 16 bits";
+        }
+}
+
+TEST_F(SampleSurvey, HeaderAgreesWithTheRecords) {
+    for (const std::uint64_t points : {0, 1, 2, 3, 100, 70'001}) {
+        SCOPED_TRACE(points);
+        const auto survey = make({.points = points});
+        const auto& header = survey.las.header;
+        ASSERT_EQ(header.pointCount, points);
+        std::array<std::uint64_t, 15> returns{};
+        for (const double number : survey.values("ReturnNumber")) ++returns.at(static_cast<std::size_t>(number) - 1);
+        EXPECT_EQ(returns, header.returnCounts);
+        constexpr std::array<const char*, 3> names{"X", "Y", "Z"};
+        for (std::size_t axis = 0; axis < 3 && points > 0; ++axis) {
+            const auto stored = survey.values(names[axis]);
+            EXPECT_EQ(header.minimum[axis], std::ranges::min(stored) * header.scale[axis] + header.offset[axis]);
+            EXPECT_EQ(header.maximum[axis], std::ranges::max(stored) * header.scale[axis] + header.offset[axis]);
+        }
+    }
+}
+
+TEST_F(SampleSurvey, LooksLikeASurvey) {
+    for (const std::uint64_t seed : {1, 2, 3}) {
+        SCOPED_TRACE(seed);
+        const auto survey = make({.points = 200'000, .seed = seed, .pointFormat = 7});
+        auto classes = survey.shares("Classification");
+        EXPECT_GT(classes[2], 0.25);
+        EXPECT_LT(classes[2], 0.75);
+        for (const auto& [value, least] : std::map<int, double>{{3, .01},
+                                                                {4, .01},
+                                                                {5, .03},
+                                                                {6, .003},
+                                                                {9, .01},
+                                                                {11, .01},
+                                                                {14, .0005},
+                                                                {13, .0001},
+                                                                {15, 0},
+                                                                {17, 0}})
+            EXPECT_GT(classes[value], least) << "class " << value;
+        EXPECT_GT(classes[7] + classes[18], 0);
+        const auto& [low, high] = std::pair(survey.las.header.minimum, survey.las.header.maximum);
+        EXPECT_NEAR(200'000 / ((high[0] - low[0]) * (high[1] - low[1])), 8, 1.2) << "points per square metre";
+        EXPECT_EQ(survey.shares("PointSourceId").size(), 3u) << "lines";
+        // A roof gives one return, a crown several: a building with several is a tree taken for one.
+        const auto returns = survey.values("NumberOfReturns"), classification = survey.values("Classification");
+        double several = 0, mistaken = 0;
+        for (std::size_t i = 0; i < returns.size(); ++i) {
+            several += returns[i] > 1;
+            mistaken += returns[i] > 1 && classification[i] == 6;
+        }
+        EXPECT_GT(mistaken / several, 0.002);
+        EXPECT_LT(mistaken / several, 0.1);
+        for (const char* flag : {"Withheld", "Overlap", "KeyPoint", "Synthetic", "EdgeOfFlightLine"}) {
+            const double set = survey.shares(flag)[1];
+            EXPECT_GT(set, 0) << flag;
+            EXPECT_LT(set, 0.2) << flag;
+        }
+    }
+}
+
+TEST_F(SampleSurvey, PulsesAreWhole) {
+    const auto survey = make({.points = 20'000, .version = "1.3", .pointFormat = 3});
+    const auto time = survey.values("GpsTime"), number = survey.values("ReturnNumber"),
+               returns = survey.values("NumberOfReturns"), z = survey.values("Z"),
+               line = survey.values("PointSourceId");
+    std::size_t multiple = 0;
+    for (std::size_t i = 0; i < time.size(); ++i) {
+        ASSERT_LE(number[i], returns[i]);
+        const bool follows = number[i] > 1;
+        multiple += follows;
+        if (i == 0) continue;
+        ASSERT_EQ(follows, time[i] == time[i - 1]) << "at point " << i;
+        ASSERT_LE(time[i - 1], time[i]);
+        ASSERT_LE(line[i - 1], line[i]);
+        if (follows) {
+            ASSERT_EQ(number[i], number[i - 1] + 1);
+            ASSERT_EQ(returns[i], returns[i - 1]);
+            ASSERT_LT(z[i], z[i - 1]) << "at point " << i;
+        } else {
+            ASSERT_EQ(number[i - 1], returns[i - 1]) << "at point " << i;
+        }
+    }
+    EXPECT_GT(multiple, time.size() / 20);
+}
+
+TEST_F(SampleSurvey, ReportsProgressAndReplacesWhatWasThere) {
+    std::vector<std::uint64_t> reports;
+    const SampleOptions options{.points = 100'000};
+    for (int i = 0; i < 2; ++i)
+        writeSampleSurvey(path("a.las"), options, [&](auto done, auto total) {
+            EXPECT_EQ(total, options.points);
+            reports.push_back(done);
+        });
+    EXPECT_GE(reports.size(), 4u);
+    EXPECT_EQ(reports.back(), options.points);
+    EXPECT_TRUE(std::is_sorted(reports.begin() + static_cast<std::ptrdiff_t>(reports.size() / 2), reports.end()));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_), {}), 1) << "no temporary file is left";
+}
+
+TEST_F(SampleSurvey, RefusesBeforeItWritesAndLeavesNothingOnFailure) {
+    const std::pair<SampleOptions, std::string> wrong[] = {
+        {{.version = "1.6"}, "1.6"},
+        {{.version = ""}, "1.5"},
+        {{.version = "1.2", .pointFormat = 6}, "it has 0 to 3"},
+        {{.version = "1.5", .pointFormat = 0}, "it has 6 to 10"},
+        {{.pointFormat = -2}, "-2"},
+        {{.points = 5'000'000'000, .version = "1.3"}, "use version 1.4"},
+        {{.points = UINT64_MAX}, "at most 1000000000000"},
+    };
+    for (const auto& [options, words] : wrong) try {
+            writeSampleSurvey(path("a.las"), options, {});
+            ADD_FAILURE() << words;
+        } catch (const UsageError& error) {
+            EXPECT_NE(std::string(error.what()).find(words), std::string::npos) << error.what();
+        }
+    struct Stopped {};
+    EXPECT_THROW(writeSampleSurvey(path("a.las"), {.points = 100'000}, [](auto, auto) { throw Stopped(); }), Stopped);
+    EXPECT_TRUE(std::filesystem::is_empty(folder_));
+    EXPECT_THROW(writeSampleSurvey(path("none/a.las"), {}, {}), Failure);
+}
+
+} // namespace
