@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Fiber/CreativeArray.hpp"
+
+#include <cassert>
+
+namespace Fiber {
+
+using Holdfast::StrongPtr;
+
+CreativeArrayBase::CreativeArrayBase(const std::type_info& elementType, std::size_t size, StrongPtr<ArraySource> source,
+                                     StrongPtr<Holdfast::Cache> cache)
+    : elementType_(elementType), size_(size), source_(std::move(source)), cache_(std::move(cache)) {
+    setAge(nextTime());
+}
+
+CreativeArrayBase::CreativeArrayBase(StrongPtr<MemBase> values)
+    : elementType_(values->elementType()), size_(values->size()), values_(std::move(values)) {
+    setAge(nextTime());
+}
+
+bool CreativeArrayBase::hasData() const {
+    const std::lock_guard lock(mutex_);
+    return bool(values_);
+}
+
+bool CreativeArrayBase::discardCreation() {
+    StrongPtr<MemBase> dropped; // destroyed after the lock is released, since that calls the cache
+    const std::lock_guard lock(mutex_);
+    if (!source_ || !cachingEnabled() || values_.useCount() > 1) return false;
+    dropped.swap(values_);
+    return bool(dropped);
+}
+
+StrongPtr<const MemBase> CreativeArrayBase::residentData() const {
+    const std::lock_guard lock(mutex_);
+    return values_;
+}
+
+StrongPtr<const MemBase> CreativeArrayBase::getData(const Holdfast::TimeBudget& budget) {
+    if (const auto resident = residentData()) return resident;
+    if (!budget.isImmediate()) return load();
+    loadInBackground();
+    return nullptr;
+}
+
+StrongPtr<MemBase> CreativeArrayBase::load() {
+    StrongPtr<MemBase> made = source_->make();
+    assert(made->size() == size_ && made->elementType() == elementType_);
+    made->setCreator(self<Holdfast::Creature>());
+    {
+        const std::lock_guard lock(mutex_);
+        if (values_) return values_; // somebody was quicker
+        values_ = made;
+    }
+    if (cache_) cache_->insert(*made);
+    return made;
+}
+
+void CreativeArrayBase::loadInBackground() {
+    const std::lock_guard lock(mutex_);
+    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+    if (loading_ || !cache_) return;
+    loading_ = true;
+    cache_->worker().add([array = self<CreativeArrayBase>()] {
+        std::exception_ptr failure;
+        try {
+            array->load();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        const std::lock_guard done(array->mutex_);
+        array->loading_ = false;
+        array->failure_ = failure;
+    });
+}
+
+StrongPtr<CreativeArrayBase> CreativeArrayBase::privateCopy() {
+    const StrongPtr<MemBase> values = getData()->copy();
+    const auto copy = Holdfast::create<CreativeArrayBase>(values);
+    copy->setAge(age());
+    copy->cache_ = cache_;
+    values->setCreator(StrongPtr<Holdfast::Creature>(copy));
+    if (cache_) cache_->insert(*values); // counts in the budget, and refuses to be dropped
+    return copy;
+}
+
+void CreativeArrayBase::markAsUsed() const {
+    StrongPtr<MemBase> values;
+    {
+        const std::lock_guard lock(mutex_);
+        values = values_;
+    }
+    if (values) values->markAsUsed();
+}
+
+} // namespace Fiber

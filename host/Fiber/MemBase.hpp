@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Holdfast/Cache.hpp"
+#include "Holdfast/Chunk.hpp"
+
+#include <span>
+#include <typeinfo>
+
+namespace Fiber {
+
+/// The values of one fragment in memory. Whoever holds a pointer to them keeps them resident.
+class MemBase : public Holdfast::Managed, public Holdfast::Cacheable {
+public:
+    virtual const std::type_info& elementType() const = 0;
+    virtual std::size_t size() const = 0;
+
+    /// A copy of its own for whoever means to write.
+    virtual Holdfast::StrongPtr<MemBase> copy() const = 0;
+};
+
+/// Values of type T, as a chunk.
+template <class T>
+class MemArray : public MemBase {
+public:
+    explicit MemArray(std::size_t size) : chunk(size) {}
+    MemArray(std::size_t size, const T& value) : chunk(size, value) {}
+    explicit MemArray(Holdfast::Chunk<T>::Values values) { chunk.values = std::move(values); }
+
+    const std::type_info& elementType() const override { return typeid(T); }
+    std::size_t size() const override { return chunk.size(); }
+    std::size_t bytes() const override { return chunk.size() * sizeof(T); }
+    Holdfast::StrongPtr<MemBase> copy() const override { return Holdfast::create<MemArray<T>>(chunk.values); }
+
+    std::span<const T> values() const { return chunk.values; }
+    std::span<T> writableValues() { return chunk.values; }
+
+    Holdfast::Chunk<T> chunk;
+};
+
+/// The values when they are there and of type T, else an empty pointer.
+template <class T>
+Holdfast::StrongPtr<const MemArray<T>> arrayOf(const Holdfast::StrongPtr<const MemBase>& data) {
+    return Holdfast::cast<const MemArray<T>>(data);
+}
+
+} // namespace Fiber

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Fiber/Representation.hpp"
+
+namespace Fiber {
+
+using Holdfast::StrongPtr;
+
+StrongPtr<FieldID> Representation::findFieldID(const std::string& name) const {
+    const auto found = fields_.find(name);
+    return found == fields_.end() ? nullptr : found->second.id;
+}
+
+StrongPtr<Field> Representation::findField(const StrongPtr<FieldID>& id) const {
+    if (!id) return Field::NullPtrField();
+    const auto found = fields_.find(id->name());
+    return found == fields_.end() ? Field::NullPtrField() : found->second.field;
+}
+
+StrongPtr<Field> Representation::findField(const std::string& name) const { return findField(findFieldID(name)); }
+
+StrongPtr<FieldID> Representation::makeFieldID(const std::string& name) {
+    const auto existing = findFieldID(name);
+    return existing ? existing : Holdfast::create<FieldID>(name);
+}
+
+void Representation::makeField(const StrongPtr<FieldID>& id, const StrongPtr<Field>& data) {
+    fields_[id->name()] = {id, data};
+    setAge(nextTime());
+}
+
+void Representation::removeField(const std::string& name) {
+    if (fields_.erase(name) > 0) setAge(nextTime());
+}
+
+std::vector<std::string> Representation::fieldNames() const {
+    std::vector<std::string> names;
+    for (const auto& [name, entry] : fields_) names.push_back(name);
+    return names;
+}
+
+} // namespace Fiber

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Fiber/Field.hpp"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Fiber {
+
+/// The name of a field in a representation, as the representation knows it.
+class FieldID : public Holdfast::Managed {
+public:
+    explicit FieldID(std::string name) : name_(std::move(name)) {}
+    const std::string& name() const { return name_; }
+
+private:
+    std::string name_;
+};
+
+/// The fields on the vertices of a grid, by name. Its age is that of the last field that came or went.
+class Representation : public Holdfast::Managed, public Holdfast::Ageable {
+public:
+    /// Empty when there is no field of exactly this name.
+    Holdfast::StrongPtr<FieldID> findFieldID(const std::string& name) const;
+    Holdfast::StrongPtr<Field> findField(const Holdfast::StrongPtr<FieldID>& id) const;
+
+    /// Both steps in one; the null field when there is none.
+    Holdfast::StrongPtr<Field> findField(const std::string& name) const;
+
+    /// The identifier of the field of this name, existing or to come.
+    Holdfast::StrongPtr<FieldID> makeFieldID(const std::string& name);
+
+    /// Puts a field in under the name, in the place of one that may be there.
+    void makeField(const Holdfast::StrongPtr<FieldID>& id, const Holdfast::StrongPtr<Field>& data);
+
+    /// Nothing happens when there is none.
+    void removeField(const std::string& name);
+
+    std::vector<std::string> fieldNames() const;
+
+private:
+    struct Entry {
+        Holdfast::StrongPtr<FieldID> id;
+        Holdfast::StrongPtr<Field> field;
+    };
+    std::map<std::string, Entry> fields_;
+};
+
+} // namespace Fiber

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Holdfast/Chunk.hpp"
+
+#include <map>
+#include <mutex>
+#include <string>
+
+namespace Holdfast {
+
+/// Named arrays that travel with a data object. Setting one does not change the age of the data. Thread safe.
+class Attributes {
+public:
+    /// Empty when there is no attribute of that name.
+    StrongPtr<ChunkBase> getAttribute(const std::string& name) const;
+
+    /// The attribute when it holds elements of T, else empty.
+    template <class T>
+    StrongPtr<Chunk<T>> getAttribute(const std::string& name) const {
+        return cast<Chunk<T>>(getAttribute(name));
+    }
+
+    /// Replaces an attribute of the same name.
+    void setAttribute(const std::string& name, const StrongPtr<ChunkBase>& chunk);
+
+private:
+    mutable std::mutex mutex_;
+    std::map<std::string, StrongPtr<ChunkBase>> chunks_;
+};
+
+} // namespace Holdfast

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Kesh/EditField.hpp"
+
+#include "Fiber/FragmentBox.hpp"
+#include "Kesh/VActionNotifier.hpp"
+
+#include <chrono>
+#include <fmt/format.h>
+#include <numeric>
+
+namespace Kesh {
+
+using Holdfast::StrongPtr;
+using Point = Sextant::PhysicalSpace::point;
+
+namespace {
+
+constexpr int DefaultUndoDepth = 32;
+constexpr int LargestUndoDepth = 10000;
+
+/// Finds the vertices of a fragment that are to be edited: all, or those under a brush. Loads positions only where the
+/// box of a fragment does not decide, or is not known yet.
+class VertexSelection {
+public:
+    VertexSelection(const Fiber::Representation& representation, const Brush* brush)
+        : positions_(representation.findField(Fiber::PositionsName)), brush_(brush) {
+        if (brush_ && *brush_ && !positions_)
+            throw std::runtime_error("The brush cannot select anything: the grid has no field \"" +
+                                     Fiber::PositionsName + "\".");
+    }
+
+    /// Ascending indices, valid until the next call.
+    std::span<const std::uint32_t> of(const StrongPtr<Fiber::FragmentID>& fragment, std::size_t vertices) {
+        if (!brush_) return all(vertices);
+        if (!*brush_) return {};
+        // Positions whose box is not known yet are held, so that they are loaded once for the box and the selection.
+        const bool boxKnown = Fiber::knownFragmentBBox(*positions_, fragment).has_value();
+        auto points = boxKnown ? nullptr : positions_->getData(fragment);
+        switch (brush_->partOf(Fiber::getFragmentBBox(*positions_, fragment))) {
+        case Brush::Part::None:
+            return {};
+        case Brush::Part::All:
+            return all(vertices);
+        case Brush::Part::Some:
+            break;
+        }
+        if (!points) points = positions_->getData(fragment);
+        return selectAmong(Fiber::arrayOf<Point>(points), fragment->number(), vertices);
+    }
+
+private:
+    std::span<const std::uint32_t> selectAmong(const StrongPtr<const Fiber::MemArray<Point>>& points,
+                                               std::uint32_t fragment, std::size_t vertices) {
+        if (!points || points->size() != vertices)
+            throw std::runtime_error(fmt::format("Fragment {} has {} vertices but {} positions.", fragment, vertices,
+                                                 points ? points->size() : 0));
+        brush_->select(points->values(), selected_);
+        return selected_;
+    }
+
+    std::span<const std::uint32_t> all(std::size_t vertices) {
+        if (all_.size() < vertices) {
+            all_.resize(vertices);
+            std::iota(all_.begin(), all_.end(), 0u);
+        }
+        return std::span(all_).first(vertices);
+    }
+
+    StrongPtr<Fiber::Field> positions_;
+    const Brush* brush_; // null: every vertex
+    std::vector<std::uint32_t> selected_;
+    std::vector<std::uint32_t> all_;
+};
+
+std::int64_t secondsSince1970() {
+    return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+} // namespace
+
+EditField::EditField(const std::string& name, int expertLevel, const StrongPtr<VCreationPreferences>& preferences,
+                     const std::string& fieldParameter)
+    : FieldOperatorObject(name, fieldParameter, expertLevel, preferences),
+      dataHistory_(*this, 0, true, "Data", "", "", ""),
+      undoDepth_(*this, "undodepth", DefaultUndoDepth, 5),
+      brush_(Brush::connectBrushAsInput(*this, "brush", "Brush", preferences), Brush()) {
+    VParameter& depth = *undoDepth_->parameter();
+    depth.setProperty("min", 0);
+    depth.setProperty("max", LargestUndoDepth);
+    depth.setHelp("How many steps of each history are kept; the oldest go first.");
+    brush_->parameter()->setHelp(
+        "The stroke whose volume selects the vertices. Without a brush every vertex is edited.");
+}
+
+void EditField::decorateHistory() {
+    const auto decorate = [](const StrongPtr<VParameter>& parameter, const char* icon, const char* tooltip) {
+        if (!parameter) return;
+        parameter->setProperty("icon", std::string(icon));
+        parameter->setProperty("tooltip", std::string(tooltip));
+        parameter->setProperty("info", std::string("data modification"));
+    };
+    decorate(dataHistory_.undoParameter(), ":corvane/undo-data.png", "Undo data modification");
+    decorate(dataHistory_.redoParameter(), ":corvane/redo-data.png", "Redo data modification");
+}
+
+bool EditField::operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
+                        const FieldPtr& field) {
+    if (wantsFieldOperation(request, representation, fieldName, field)) {
+        const std::uint64_t writes = FieldOperation(request, field, representation);
+        setStatusInfo(*request.pool, modificationReport(writes));
+        return writes > 0;
+    }
+    const std::string done = doUndoRedo(request, dataHistory_, representation, fieldName, field, undoDepth(request));
+    if (!done.empty()) setStatusInfo(*request.pool, done);
+    return false; // undo and redo give the field its time themselves
+}
+
+std::uint64_t EditField::FieldOperation(VRequest& request, const FieldPtr& field,
+                                        Fiber::Representation& representation) {
+    const std::string name = selectedField(request).getFieldName();
+    return edit(request, dataHistory_, representation, field, name, name);
+}
+
+std::uint64_t EditField::edit(const VRequest& request, UndoStack&, Fiber::Representation& representation,
+                              const FieldPtr& field, const std::string& fieldName, const std::string& targetName) {
+    const FieldPtr target = targetName == fieldName ? field : representation.findField(targetName);
+    if (!target) return 0;
+    const Brush brush = brush_.get(*request.pool);
+    VertexSelection selection(representation, hasBrush(request) ? &brush : nullptr);
+    const FieldPtr working = field->sharingCopy();
+    const FieldPtr undoField = newUndoFieldFromPreviouslyModifiedFieldFragments(*target);
+    const auto fragments = field->fragments().size();
+
+    const std::uint64_t writes =
+        applyModificator(*target, *undoField, [&](const FragmentPtr& fragment, const ArrayPtr& array) {
+            FragmentModification result;
+            if (!VActionNotifier::reportProgress(fragment->number(), fragments, "Editing " + targetName))
+                throw std::runtime_error("The edit was interrupted; nothing has been changed.");
+            const auto indices = selection.of(fragment, array->size());
+            if (indices.empty()) return result;
+            const ArrayPtr copy = array->privateCopy();
+            copy->touch(request.time);
+            if (target == field) working->setPersistentData(copy, fragment);
+            result.modified = modifyFragment(request, *working, fragment, indices, result.writes, copy);
+            if (result.writes == 0) result.modified.reset(); // as it was
+            return result;
+        });
+    try {
+        storeUndoInformation(request, representation, targetName, undoField, writes, undoDepth(request));
+    } catch (...) {
+        target->exchange(*undoField);
+        throw;
+    }
+    return writes;
+}
+
+EditField::FieldPtr EditField::newUndoFieldFromPreviouslyModifiedFieldFragments(const Fiber::Field& field) {
+    return Holdfast::create<Fiber::Field>(field.getElementType());
+}
+
+std::uint64_t EditField::applyModificator(Fiber::Field& field, Fiber::Field& undoField, const Modificator& modify) {
+    std::uint64_t writes = 0;
+    field.iterate([&](const FragmentPtr& fragment, const ArrayPtr& array) {
+        const FragmentModification modification = modify(fragment, array);
+        writes += modification.writes;
+        if (modification.modified) undoField.setPersistentData(modification.modified, fragment);
+        return true;
+    });
+    field.exchange(undoField);
+    return writes;
+}
+
+std::string EditField::storeUndoInformation(const VRequest& request, Fiber::Representation& representation,
+                                            const std::string& fieldName, const FieldPtr& undoField,
+                                            std::uint64_t writes, int depth) {
+    if (undoField->fragments().empty()) return "";
+    const auto maker = creator();
+    History history(representation, fieldName);
+    history.record(undoField, {false, secondsSince1970(), maker ? maker->key() : BaseName(),
+                               parametersAsText(*request.pool), writes});
+    history.trim(depth);
+    return "";
+}
+
+std::string EditField::doUndoRedo(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
+                                  const std::string& fieldName, const FieldPtr& field, int depth) {
+    History history(representation, fieldName);
+    history.trim(depth);
+    const UndoStack::Press press = stack.take(*request.pool);
+    if (press == UndoStack::Press::None) return "";
+    const bool undo = press == UndoStack::Press::Undo;
+    const char* verb = undo ? "undo" : "redo";
+    const int i = undo ? history.position() - 1 : history.position();
+    if (i < 0 || i >= history.size()) return fmt::format("There is nothing to {}.", verb);
+    const UndoStep step = history.step(i);
+    if (!(undo ? history.undo(*field, request.time) : history.redo(*field, request.time)))
+        throw std::runtime_error(fmt::format("The last change of \"{}\" cannot be {}ne: its fragments are not those of "
+                                             "the field any more. Nothing was changed.",
+                                             fieldName, undo ? "undo" : "redo"));
+    return fmt::format("{} {} writes of {}; {} to undo, {} to redo.", undo ? "Undid" : "Redid", step.vertices,
+                       step.module, history.position(), history.size() - history.position());
+}
+
+std::string EditField::modificationReport(std::uint64_t writes) {
+    return writes == 0 ? " No vertex data have been modified."
+                       : std::to_string(writes) + " vertex data have been modified.";
+}
+
+bool EditField::hasBrush(const VRequest& request) const {
+    return brush_->source() || brush_->ValueAge(*request.pool) != Holdfast::Ageable::Ooooold;
+}
+
+std::string EditField::parametersAsText(const ValuePool& pool) const {
+    std::string text;
+    for (const auto& slot : slots()) {
+        const auto value = slot->getValueBase(pool);
+        const std::string shown = value ? value->text() : "";
+        if (!shown.empty()) text += fmt::format("{}{}={}", text.empty() ? "" : " ", slot->name(), shown);
+    }
+    return text;
+}
+
+} // namespace Kesh

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Fiber/Selectors.hpp"
+#include "Kesh/VCreator.hpp"
+#include "Kesh/VObject.hpp"
+
+#include <string>
+
+namespace Kesh {
+
+/// Base of modules that work on a field, selected by a parameter. The parameter is also an output: the field after the
+/// work is the same one, so others connect to it here.
+class FieldOperatorObject : public VObject {
+public:
+    using Provided = Fiber::Field;
+
+    /// The integer is the expert level of the field parameter.
+    FieldOperatorObject(const std::string& name, const std::string& fieldParameter, int expertLevel,
+                        const Holdfast::StrongPtr<VCreationPreferences>& preferences);
+
+    /// Also when the selected field's data changed since.
+    bool must_update(const VRequest& request, double precision) override;
+
+protected:
+    bool unsychronized_update(VRequest& request, double precision) override;
+
+    /// Before the work of an update.
+    virtual void preFieldOperation(VRequest& request, const Fiber::FieldSelector& selected);
+
+    /// The work. True: the field was changed.
+    virtual bool operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
+                         const Holdfast::StrongPtr<Fiber::Field>& field) = 0;
+
+    /// After work that changed the field.
+    virtual void postFieldOperation(VRequest& request, Fiber::Representation& representation, Fiber::Field& field);
+
+    Fiber::FieldSelector selectedField(const VRequest& request) const { return field_.get(*request.pool); }
+
+private:
+    TypedSlot<Fiber::FieldSelector> field_;
+};
+
+} // namespace Kesh

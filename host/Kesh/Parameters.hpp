@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/VObject.hpp"
+
+#include <initializer_list>
+
+namespace Kesh {
+
+/// How a module introduces a parameter: everything that is known of it before it has a value. A null text is none.
+struct ActionParameter {
+    const char* name;
+    const char* help = nullptr;
+    const char* shortcut = nullptr; ///< key that presses it
+    int expertLevel = 0;
+
+    TypedSlot<Holdfast::StrongPtr<VAction>> addTo(VObject& owner) const {
+        TypedSlot<Holdfast::StrongPtr<VAction>> slot(owner, name, Holdfast::create<VAction>(), expertLevel);
+        if (help) slot->parameter()->setHelp(help);
+        if (shortcut) slot->parameter()->setProperty("shortcut", std::string(shortcut));
+        return slot;
+    }
+};
+
+struct IntParameter {
+    const char* name;
+    const char* help = nullptr;
+    int initial = 0;
+    int minimum = 0; ///< bounds for people and files; a module itself may meet others
+    int maximum = 255;
+    int expertLevel = 0;
+
+    TypedSlot<int> addTo(VObject& owner) const {
+        TypedSlot<int> slot(owner, name, initial, expertLevel);
+        if (help) slot->parameter()->setHelp(help);
+        slot->parameter()->setProperty("min", minimum);
+        slot->parameter()->setProperty("max", maximum);
+        return slot;
+    }
+};
+
+struct EnumParameter {
+    const char* name;
+    const char* help = nullptr;
+    std::initializer_list<const char*> cases; ///< the first is the initial one
+    int wrap = 0;                             ///< how many cases are shown in a row; 0: as the shell likes
+    int expertLevel = 0;
+
+    TypedSlot<Enum> addTo(VObject& owner) const {
+        TypedSlot<Enum> slot(owner, name, Enum(cases), expertLevel);
+        if (help) slot->parameter()->setHelp(help);
+        if (wrap > 0) slot->parameter()->setProperty("wrap", wrap);
+        return slot;
+    }
+};
+
+} // namespace Kesh

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <glm/common.hpp>
+#include <glm/vec2.hpp>
+#include <glm/vec3.hpp>
+
+#include <limits>
+
+namespace Sextant {
+
+/// The space that points are measured in.
+struct PhysicalSpace {
+    using point = glm::dvec3;
+};
+
+/// An axis-parallel box, faces included. Empty until a point is put in.
+struct BoundingBox {
+    using point = PhysicalSpace::point;
+
+    BoundingBox() = default;
+    BoundingBox(const point& a, const point& b) : minimum(glm::min(a, b)), maximum(glm::max(a, b)) {}
+
+    bool empty() const { return !(minimum.x <= maximum.x); }
+
+    void include(const point& p) {
+        minimum = glm::min(minimum, p);
+        maximum = glm::max(maximum, p);
+    }
+
+    point minimum{std::numeric_limits<double>::infinity()};
+    point maximum{-std::numeric_limits<double>::infinity()};
+};
+
+} // namespace Sextant

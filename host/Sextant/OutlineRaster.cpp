@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Sextant/OutlineRaster.hpp"
+
+#include <glm/common.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace Sextant {
+namespace {
+
+/// x of the edge at height y, within its ends.
+double edgeAt(const OutlineEdge& edge, double y) {
+    const double t = std::clamp((y - edge.low.y) / (edge.high.y - edge.low.y), 0.0, 1.0);
+    return edge.low.x + t * (edge.high.x - edge.low.x);
+}
+
+} // namespace
+
+OutlineRaster::OutlineRaster(const Outline& outline) : cells_(Width * Width, Cell::Out), rows_(Width) {
+    const std::vector<OutlineEdge> edges = outline.edges();
+    if (!edges.empty()) {
+        layCellsOver(outline.points());
+        fileEdges(edges);
+        markBoundaries(edges);
+        for (std::size_t r = Ring; r < Ring + Cells; ++r) fillRow(r);
+    }
+    sumBoundaries();
+}
+
+void OutlineRaster::layCellsOver(const std::vector<glm::dvec2>& points) {
+    minimum_ = points.front();
+    glm::dvec2 maximum = points.front();
+    for (const glm::dvec2& p : points) {
+        minimum_ = glm::min(minimum_, p);
+        maximum = glm::max(maximum, p);
+    }
+    constexpr double SmallestExtent = 1e-290; // far from where dividing by it overflows
+    perUnit_ = double(Cells) / glm::max(maximum - minimum_, glm::dvec2(SmallestExtent));
+    const glm::dvec2 largest = glm::max(glm::abs(minimum_), glm::abs(maximum));
+    margin_ = 1e-6 + 64 * std::numeric_limits<double>::epsilon() * largest * perUnit_;
+}
+
+void OutlineRaster::fileEdges(const std::vector<OutlineEdge>& edges) {
+    for (const OutlineEdge& edge : edges)
+        for (std::size_t r = row(edge.low.y), last = row(edge.high.y); r <= last; ++r) rows_[r].push_back(edge);
+}
+
+void OutlineRaster::markBoundaries(const std::vector<OutlineEdge>& edges) {
+    // An outline so thin that rounding blurs the cells: every point is tested exactly.
+    if (std::max(margin_.x, margin_.y) > 0.5) return std::fill(cells_.begin(), cells_.end(), Cell::Boundary);
+    const auto indexOf = [](double cell) { return std::clamp(clamped(cell), Ring - 1, Ring + Cells); };
+    for (const OutlineEdge& edge : edges) {
+        const std::size_t first = indexOf((edge.low.y - minimum_.y) * perUnit_.y - margin_.y);
+        const std::size_t last = indexOf((edge.high.y - minimum_.y) * perUnit_.y + margin_.y);
+        for (std::size_t r = first; r <= last; ++r) {
+            const double bottom = double(r) - double(Ring); // cells
+            const double xa = edgeAt(edge, minimum_.y + (bottom - margin_.y) / perUnit_.y);
+            const double xb = edgeAt(edge, minimum_.y + (bottom + 1 + margin_.y) / perUnit_.y);
+            const std::size_t left = indexOf((std::min(xa, xb) - minimum_.x) * perUnit_.x - margin_.x);
+            const std::size_t right = indexOf((std::max(xa, xb) - minimum_.x) * perUnit_.x + margin_.x);
+            std::fill_n(&cells_[r * Width + left], right - left + 1, Cell::Boundary);
+        }
+    }
+}
+
+/// A cell that no edge touches is in or out as its middle is: counts the edges left of it along the middle of the row.
+void OutlineRaster::fillRow(std::size_t r) {
+    const double y = minimum_.y + (double(r - Ring) + 0.5) / perUnit_.y;
+    std::vector<double> crossings; // cells
+    for (const OutlineEdge& edge : rows_[r])
+        if (edge.low.y <= y && y < edge.high.y)
+            crossings.push_back((edgeAt(edge, y) - minimum_.x) * perUnit_.x + double(Ring));
+    std::sort(crossings.begin(), crossings.end());
+    auto next = crossings.begin();
+    bool inside = false;
+    for (std::size_t c = Ring; c < Ring + Cells; ++c) {
+        for (; next != crossings.end() && *next < double(c) + 0.5; ++next) inside = !inside;
+        Cell& cell = cells_[r * Width + c];
+        if (cell != Cell::Boundary && inside) cell = Cell::In;
+    }
+}
+
+void OutlineRaster::sumBoundaries() {
+    constexpr std::size_t W = Width + 1;
+    boundariesUpTo_.assign(W * W, 0);
+    for (std::size_t r = 0; r < Width; ++r)
+        for (std::size_t c = 0; c < Width; ++c)
+            boundariesUpTo_[(r + 1) * W + c + 1] = boundariesUpTo_[r * W + c + 1] + boundariesUpTo_[(r + 1) * W + c] -
+                                                   boundariesUpTo_[r * W + c] +
+                                                   (cells_[r * Width + c] == Cell::Boundary);
+}
+
+bool OutlineRaster::containsExactly(const glm::dvec2& point) const {
+    bool inside = false;
+    for (const OutlineEdge& edge : rows_[row(point.y)]) inside ^= edge.crossedBy(point);
+    return inside;
+}
+
+OutlineRaster::Cell OutlineRaster::classify(const glm::dvec2& minimum, const glm::dvec2& maximum) const {
+    constexpr std::size_t W = Width + 1;
+    const std::size_t left = column(minimum.x), right = column(maximum.x) + 1;
+    const std::size_t bottom = row(minimum.y), top = row(maximum.y) + 1;
+    const std::uint32_t boundaries = boundariesUpTo_[top * W + right] - boundariesUpTo_[bottom * W + right] -
+                                     boundariesUpTo_[top * W + left] + boundariesUpTo_[bottom * W + left];
+    // Without a boundary between them all cells are alike.
+    return boundaries > 0 ? Cell::Boundary : cells_[bottom * Width + left];
+}
+
+} // namespace Sextant

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Sextant/Outline.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Sextant {
+
+/// An outline prepared for millions of questions, with the same answers as `Outline::contains`, bit for bit.
+///
+/// Rules: the bounds of the outline are divided into 256 by 256 cells. A cell that an edge may touch, with a margin for
+/// rounding, is a boundary; any other cell is in or out as a whole. Rows are found by a function that never falls when
+/// y grows, so the edges that a point can cross are among those filed under its row. Two more rings of cells lie
+/// around: the inner catches the margin, the outer is out and stands for everything beyond.
+class OutlineRaster {
+public:
+    enum class Cell : std::uint8_t { Out, In, Boundary };
+
+    explicit OutlineRaster(const Outline& outline);
+
+    /// What is known of a point without looking at edges. A point that is not a number is out.
+    Cell at(double x, double y) const { return cells_[row(y) * Width + column(x)]; }
+
+    /// The answer for a point in a boundary cell.
+    bool containsExactly(const glm::dvec2& point) const;
+
+    bool contains(const glm::dvec2& point) const {
+        const Cell cell = at(point.x, point.y);
+        return cell == Cell::Boundary ? containsExactly(point) : cell == Cell::In;
+    }
+
+    /// What holds for all points of a rectangle; Boundary where that differs or is not known.
+    Cell classify(const glm::dvec2& minimum, const glm::dvec2& maximum) const;
+
+private:
+    static constexpr std::size_t Cells = 256;
+    static constexpr std::size_t Ring = 2;
+    static constexpr std::size_t Width = Cells + 2 * Ring;
+
+    std::size_t column(double x) const { return clamped((x - minimum_.x) * perUnit_.x); }
+    std::size_t row(double y) const { return clamped((y - minimum_.y) * perUnit_.y); }
+
+    /// Cell coordinate to index; what is not a number goes to the outer ring.
+    static std::size_t clamped(double cell) {
+        const double shifted = cell + double(Ring);
+        const double low = shifted > 0 ? shifted : 0;
+        return static_cast<std::uint32_t>(static_cast<std::int32_t>(low < double(Width - 1) ? low : double(Width - 1)));
+    }
+
+    void layCellsOver(const std::vector<glm::dvec2>& points);
+    void fileEdges(const std::vector<OutlineEdge>& edges);
+    void markBoundaries(const std::vector<OutlineEdge>& edges);
+    void fillRow(std::size_t row);
+    void sumBoundaries();
+
+    glm::dvec2 minimum_{0};
+    glm::dvec2 perUnit_{0}; // cells
+    glm::dvec2 margin_{0};  // cells
+    std::vector<Cell> cells_;
+    std::vector<std::uint32_t> boundariesUpTo_;  // summed over all cells to the left and below, exclusive
+    std::vector<std::vector<OutlineEdge>> rows_; // the edges that touch each row
+};
+
+} // namespace Sextant
