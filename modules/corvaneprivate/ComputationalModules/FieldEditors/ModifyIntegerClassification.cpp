@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+// ModifyClassification: rewrites class codes directly. Every vertex under the brush whose value is one of up to four
+// source values gets the target value when `assign` is pressed, or when a new stroke is drawn.
+#include "Kesh/EditField.hpp"
+#include "Kesh/ModuleRegistration.hpp"
+#include "Kesh/Parameters.hpp"
+
+#include <array>
+#include <utility>
+
+namespace {
+
+using Holdfast::StrongPtr;
+
+const Kesh::ModuleIntroduction Introduction{
+    .domain = "Development",
+    .descriptions =
+        {"Edit a field of integers on the vertices of a Grid directly; use \"Edit/MaskedClassification\" for "
+         "utilizing the intermediate step of creating a mask first and applying it later as second "
+         "step.This module is primarily for didadict development purposes."},
+    .buildDate = "Sep 11 2026",
+    .name = "ModifyClassification",
+    .sourceFile = __FILE__,
+    .category = "Edit",
+    .integer = -1000,
+};
+
+constexpr char Field[] = "labelfield";
+constexpr Kesh::ActionParameter Assign{.name = "assign", .help = "Edits the vertices once.", .shortcut = "a"};
+constexpr Kesh::IntParameter NewValue{.name = "newvalue", .help = "The value that vertices get."};
+constexpr std::array From{
+    Kesh::IntParameter{.name = "from0", .help = "Vertices of this value are edited."},
+    Kesh::IntParameter{.name = "from1", .help = "Vertices of this value are edited, too."},
+    Kesh::IntParameter{.name = "from2", .help = "Vertices of this value are edited, too."},
+    Kesh::IntParameter{.name = "from3", .help = "Vertices of this value are edited, too."},
+};
+const Kesh::EnumParameter Switch{
+    .name = "switch",
+    .help = "Exchanges the new value with the source of this number for the edit, which reverses it.",
+    .cases = {"none", "0", "1", "2", "3"},
+    .wrap = 6,
+};
+
+/// Sources and target as they count for one edit.
+struct Replacement {
+    std::array<int, From.size()> from;
+    int to;
+};
+
+/// Runs all tests on each vertex, in order, each on what the one before left: the count is that of replacements.
+template <class T>
+bool replace(Fiber::CreativeArrayBase& target, std::span<const std::uint32_t> indices, const Replacement& replacement,
+             std::uint64_t& writes) {
+    const auto array = target.writableData<T>();
+    if (!array) return false;
+    const std::span<T> values = array->writableValues();
+    const T stored = static_cast<T>(replacement.to);
+    for (const std::uint32_t i : indices) {
+        T value = values[i];
+        for (const int source : replacement.from) {
+            if (value != source) continue;
+            value = stored;
+            ++writes;
+        }
+        values[i] = value;
+    }
+    return true;
+}
+
+class ModifyField : public Kesh::EditField {
+public:
+    ModifyField(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
+        : EditField(name, 0, preferences, Field) {
+        decorateHistory();
+    }
+
+private:
+    bool wantsFieldOperation(const Kesh::VRequest& request, Fiber::Representation&, const std::string&,
+                             const FieldPtr&) override {
+        const Kesh::ValuePool& pool = *request.pool;
+        return hasChanged(*assign_, pool) || brushSlot().ValueAge(pool) > age(pool);
+    }
+
+    ArrayPtr modifyFragment(const Kesh::VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
+                            std::span<const std::uint32_t> indices, std::uint64_t& writes,
+                            const ArrayPtr& target) override {
+        const auto creator = field.getCreator(fragment);
+        if (!creator || !creator->hasData()) return nullptr;
+        creator->markAsUsed();
+        const Replacement now = replacement(*request.pool);
+        const bool replaced = replace<unsigned short>(*target, indices, now, writes) ||
+                              replace<short>(*target, indices, now, writes) ||
+                              replace<unsigned char>(*target, indices, now, writes) ||
+                              replace<signed char>(*target, indices, now, writes);
+        if (!replaced) return nullptr;
+        target->touch(request.time);
+        return target;
+    }
+
+    Replacement replacement(const Kesh::ValuePool& pool) const {
+        Replacement now{.from = {from_[0].get(pool), from_[1].get(pool), from_[2].get(pool), from_[3].get(pool)},
+                        .to = newValue_.get(pool)};
+        const int exchanged = switch_.get(pool).Case("0", "1", "2", "3");
+        if (exchanged >= 0) std::swap(now.to, now.from[static_cast<std::size_t>(exchanged)]);
+        return now;
+    }
+
+    Kesh::TypedSlot<Action> assign_ = Assign.addTo(*this);
+    Kesh::TypedSlot<int> newValue_ = NewValue.addTo(*this);
+    std::array<Kesh::TypedSlot<int>, From.size()> from_{From[0].addTo(*this), From[1].addTo(*this),
+                                                        From[2].addTo(*this), From[3].addTo(*this)};
+    Kesh::TypedSlot<Kesh::Enum> switch_ = Switch.addTo(*this);
+};
+
+const Kesh::FieldModuleRegistration<ModifyField, Fiber::GridSelector, Fiber::FieldSelector, Kesh::VTime,
+                                    StrongPtr<Kesh::VAction>, int, Kesh::Enum>
+    registration(Introduction);
+
+} // namespace
