@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "command/Session.hpp"
+
+#include <CLI/CLI.hpp>
+
+namespace corvane {
+
+/// Each adds one subcommand, which runs when it is parsed. What they throw ends the program with its message.
+void addCatalogue(CLI::App& program, const GlobalOptions& options);
+void addInfo(CLI::App& program, const GlobalOptions& options);
+void addReclassify(CLI::App& program, const GlobalOptions& options);
+void addRun(CLI::App& program, const GlobalOptions& options);
+void addSample(CLI::App& program, const GlobalOptions& options);
+
+} // namespace corvane

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+// corvane info: what a LAS file says of itself, without reading the points.
+#include "command/Commands.hpp"
+#include "command/Output.hpp"
+#include "survey/SurveyFields.hpp"
+
+#include <fmt/format.h>
+
+namespace corvane {
+namespace {
+
+/// "LASF_Projection/2112:639": user, record number, bytes.
+std::vector<std::string> describe(const std::vector<LasRecord>& records) {
+    std::vector<std::string> texts;
+    for (const LasRecord& record : records)
+        texts.push_back(fmt::format("{}/{}:{}", record.userId, record.recordId, record.payloadLength));
+    return texts;
+}
+
+Json describe(const LasFile& las) {
+    Json fields = Json::array();
+    for (const SurveyField& field : fieldsOf(las)) fields.push_back({{"name", field.name}, {"type", field.type}});
+    const LasHeader& header = las.header;
+    return {{"points", header.pointCount},
+            {"version", header.version()},
+            {"pointFormat", header.pointFormat},
+            {"recordLength", header.recordLength},
+            {"bounds", {{"min", header.minimum}, {"max", header.maximum}}},
+            {"crs", las.crs},
+            {"fields", fields},
+            {"vlrs", describe(las.vlrs)},
+            {"evlrs", describe(las.evlrs)}};
+}
+
+void print(const LasFile& las) {
+    const LasHeader& header = las.header;
+    fmt::print("{} points, LAS {}, point format {}, {} bytes each\n", header.pointCount, header.version(),
+               header.pointFormat, header.recordLength);
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        fmt::print("{}       {} to {}\n", "XYZ"[axis], header.minimum[axis], header.maximum[axis]);
+    fmt::print("crs     {}\n", las.crs.empty() ? "not given" : las.crs);
+    fmt::print("vlrs    {}\nevlrs   {}\nfields\n", fmt::join(describe(las.vlrs), ", "),
+               fmt::join(describe(las.evlrs), ", "));
+    for (const SurveyField& field : fieldsOf(las)) fmt::print("        {:<20} {}\n", field.name, field.type);
+}
+
+void run(const GlobalOptions& options, const std::string& path, bool json) {
+    const LasFile las = LasFile::open(path);
+    if (!options.quiet)
+        for (const std::string& warning : las.warnings) printWarning(path + ": " + warning);
+    json ? printJson(describe(las)) : print(las);
+}
+
+} // namespace
+
+void addInfo(CLI::App& program, const GlobalOptions& options) {
+    CLI::App* command =
+        program.add_subcommand("info", "Show what a LAS file says of itself, without reading the points.");
+    const auto path = std::make_shared<std::string>();
+    command->add_option("FILE", *path, "The survey")->required();
+    const auto json = addJsonFlag(*command);
+    command->callback([&options, path, json] { run(options, *path, *json); });
+}
+
+} // namespace corvane

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "network/ClassCounts.hpp"
+#include "network/JsonReader.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace corvane {
+
+/// Adds `--json` to a command. The flag lives as long as somebody holds it.
+std::shared_ptr<bool> addJsonFlag(CLI::App& command);
+
+/// Prints on standard output. Bytes in texts that are not UTF-8, as files may hold, are replaced.
+void printJson(const Json& json);
+
+/// Value to count, as an object with the values as keys.
+Json countsAsJson(const ClassCounts& counts);
+
+/// A table of the counts before and after, one line per value.
+void printCounts(const ClassCounts& before, const ClassCounts& after);
+
+/// A table of counts.
+void printCounts(const ClassCounts& counts);
+
+} // namespace corvane

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+// corvane run: a network file on a survey.
+#include "command/Commands.hpp"
+#include "command/Output.hpp"
+
+#include <fmt/format.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace corvane {
+namespace {
+
+struct Arguments {
+    std::string network, survey, save;
+    bool overwrite = false;
+};
+
+std::string readText(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    if (!stream || !text) throw Failure(fmt::format("{}: cannot be read; check the name and its permissions.", path));
+    return text.str();
+}
+
+Json asJson(const Report& report) {
+    return {{"object", report.object},
+            {"status", report.status},
+            {"field", report.field},
+            {"counts", countsAsJson(report.counts)}};
+}
+
+void print(const Report& report) {
+    fmt::print("{}: {}\n{}:\n", report.object, report.status.empty() ? "nothing to say" : report.status, report.field);
+    printCounts(report.counts);
+}
+
+void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+    const NetworkFile file(readText(arguments.network), arguments.network);
+    const std::string path = arguments.survey.empty() ? file.surveyPath() : arguments.survey;
+    if (path.empty())
+        throw UsageError(
+            fmt::format("{}: names no survey; add \"survey\" to it, or give --survey FILE.", arguments.network));
+    if (!arguments.save.empty()) checkMayWrite(arguments.save, arguments.overwrite);
+
+    const Session session(options);
+    Network network(session.open(path));
+    const Survey& survey = network.survey();
+    Json reports = Json::array();
+    file.run(network,
+             {.report = [&](const Report& report) { json ? reports.push_back(asJson(report)) : print(report); },
+              .save = [&](const std::string& out,
+                          bool overwrite) { session.save(survey, out, overwrite || arguments.overwrite); }});
+    if (!arguments.save.empty()) session.save(survey, arguments.save, arguments.overwrite);
+    session.printLateWarnings(survey);
+    if (json) printJson({{"reports", reports}});
+}
+
+} // namespace
+
+void addRun(CLI::App& program, const GlobalOptions& options) {
+    CLI::App* command = program.add_subcommand(
+        "run", "Run a network: objects, connections, parameters and actions in a JSON file (see docs/network.md).");
+    const auto arguments = std::make_shared<Arguments>();
+    command->add_option("NETWORK", arguments->network, "The network file")->required();
+    command->add_option("--survey", arguments->survey,
+                        "The LAS file to work on, instead of the one that the network names");
+    command->add_option("--save", arguments->save, "Save the survey here when all actions are done");
+    command->add_flag("--overwrite", arguments->overwrite, "Replace files that exist");
+    const auto json = addJsonFlag(*command);
+    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+}
+
+} // namespace corvane

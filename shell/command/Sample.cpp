@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+// corvane sample: an invented survey, for trying things out.
+#include "command/Commands.hpp"
+#include "sample/SampleSurvey.hpp"
+
+#include <fmt/format.h>
+
+namespace corvane {
+namespace {
+
+struct Arguments {
+    std::string out;
+    SampleOptions sample;
+    bool overwrite = false;
+};
+
+void run(const GlobalOptions& options, const Arguments& arguments) {
+    checkMayWrite(arguments.out, arguments.overwrite);
+    Progress progress(options.quiet);
+    writeSampleSurvey(arguments.out, arguments.sample, [&](std::uint64_t done, std::uint64_t total) {
+        if (!progress.show(done, total, "Writing " + arguments.out)) throw Failure("Interrupted; nothing was written.");
+    });
+    if (!options.quiet) fmt::print("wrote {} with {} points\n", arguments.out, arguments.sample.points);
+}
+
+} // namespace
+
+void addSample(CLI::App& program, const GlobalOptions& options) {
+    CLI::App* command = program.add_subcommand(
+        "sample",
+        "Write an invented airborne survey: ground, river, trees, buildings, power lines, noise, and mistakes "
+        "in the classes.");
+    const auto arguments = std::make_shared<Arguments>();
+    command->add_option("OUT", arguments->out, "The LAS file to write")->required();
+    command->add_option("--points", arguments->sample.points, "How many points")->capture_default_str();
+    command
+        ->add_option("--seed", arguments->sample.seed,
+                     "Another number makes another landscape; the same, the same file")
+        ->capture_default_str();
+    command->add_option("--las-version", arguments->sample.version, "1.0 to 1.5")->capture_default_str();
+    command->add_option("--point-format", arguments->sample.pointFormat, "0 to 10, of those that the version has");
+    command->add_flag("--overwrite", arguments->overwrite, "Replace OUT if it exists");
+    command->callback([&options, arguments] { run(options, *arguments); });
+}
+
+} // namespace corvane

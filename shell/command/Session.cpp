@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "command/Session.hpp"
+
+#include "Failure.hpp"
+#include "survey/SurveySaver.hpp"
+
+#include <cmath>
+#include <filesystem>
+#include <fmt/format.h>
+
+namespace corvane {
+namespace {
+
+Holdfast::StrongPtr<Progress> activeProgress(bool quiet) {
+    const auto progress = Holdfast::create<Progress>(quiet);
+    Kesh::VActionNotifier::activate(Holdfast::StrongPtr<Kesh::VActionNotifier>(progress));
+    return progress;
+}
+
+} // namespace
+
+std::size_t parseMemory(const std::string& text) {
+    std::size_t read = 0;
+    double number = 0;
+    try {
+        number = std::stod(text, &read);
+    } catch (const std::exception&) {
+        read = 0;
+    }
+    const std::string unit = text.substr(read);
+    const std::string units = "KMGT";
+    const std::size_t power = unit.empty() ? 0 : units.find(unit[0]) + 1;
+    const double bytes = number * std::exp2(10.0 * double(power));
+    if (read == 0 || unit.size() > 1 || power > units.size() || !(bytes >= 1) || !(bytes < 1e18))
+        throw UsageError(
+            fmt::format("--memory: \"{}\" is no amount of memory; write bytes, or a number with K, M, G or "
+                        "T, such as 256M.",
+                        text));
+    return static_cast<std::size_t>(bytes);
+}
+
+void checkMayWrite(const std::string& path, bool overwrite) {
+    if (!overwrite && std::filesystem::exists(path))
+        throw Failure(
+            fmt::format("{}: exists already and was left as it is; add --overwrite (or \"overwrite\": true in a "
+                        "network) to replace it.",
+                        path));
+}
+
+Session::Session(const GlobalOptions& options)
+    : options_(options),
+      progress_(activeProgress(options.quiet)),
+      plugin_(options.pluginPath.empty() ? findPlugin() : options.pluginPath) {}
+
+std::shared_ptr<const Survey> Session::open(const std::string& path) const {
+    SurveyOptions options;
+    if (!options_.memory.empty()) options.memoryBytes = parseMemory(options_.memory);
+    auto survey = std::make_shared<const Survey>(path, options);
+    for (const std::string& warning : survey->las().warnings) warn(path + ": " + warning);
+    return survey;
+}
+
+void Session::save(const Survey& survey, const std::string& path, bool overwrite) const {
+    checkMayWrite(path, overwrite);
+    saveSurvey(survey, path, [this, text = "Saving " + path](std::uint64_t done, std::uint64_t total) {
+        return progress_->show(done, total, text);
+    });
+}
+
+void Session::printLateWarnings(const Survey& survey) const {
+    for (const std::string& warning : survey.lateWarnings()) warn(warning);
+}
+
+} // namespace corvane

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Failure.hpp"
+#include "Kesh/Vprintf.hpp"
+#include "command/Commands.hpp"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int Succeeded = 0, JobFailed = 1, WrongCall = 2;
+
+void addGlobalOptions(CLI::App& program, corvane::GlobalOptions& options) {
+    program.add_flag("--quiet,-q", options.quiet, "No progress, no warnings");
+    program.add_option("--verbose", options.verbosity, "Print diagnostics up to this verbosity (100 without a number)")
+        ->expected(0, 1)
+        ->default_str("100");
+    program.add_option("--plugin", options.pluginPath,
+                       "The plug-in to load, instead of the one that belongs to the program");
+    program.add_option("--memory", options.memory, "Memory for point data, e.g. 256M; more is read again when needed");
+}
+
+/// Diagnostics go to standard error: standard output belongs to results.
+void printDiagnostics(const std::string& text) { std::fputs(text.c_str(), stderr); }
+
+int complain(int status, const std::string& sentence) {
+    fmt::print(stderr, "corvane: {}\n", sentence);
+    return status;
+}
+
+int run(int argc, char** argv) {
+    corvane::GlobalOptions options;
+    CLI::App program("Corrects the classification of LIDAR point clouds.", "corvane");
+    program.require_subcommand(1);
+    program.fallthrough();
+    program.set_version_flag("--version", CORVANE_VERSION);
+    addGlobalOptions(program, options);
+    program.parse_complete_callback([&options] {
+        Kesh::setVerbosity(options.verbosity);
+        Kesh::setVprintfSink(printDiagnostics);
+    });
+    corvane::addCatalogue(program, options);
+    corvane::addInfo(program, options);
+    corvane::addSample(program, options);
+    corvane::addReclassify(program, options);
+    corvane::addRun(program, options);
+    try {
+        program.parse(argc, argv);
+        return Succeeded;
+    } catch (const CLI::ParseError& error) {
+        return program.exit(error) == 0 ? Succeeded : WrongCall;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const corvane::UsageError& error) {
+        return complain(WrongCall, error.what());
+    } catch (const std::bad_alloc&) {
+        return complain(JobFailed,
+                        "There is not enough memory; give --memory a smaller size, or close other programs.");
+    } catch (const std::exception& error) {
+        return complain(JobFailed, error.what());
+    }
+}

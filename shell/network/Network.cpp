@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "network/Network.hpp"
+
+#include "Failure.hpp"
+#include "Kesh/VInput.hpp"
+#include "NearestName.hpp"
+#include "network/Objects.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace corvane {
+
+using Holdfast::StrongPtr;
+using Kesh::VObject;
+using Kesh::VSlot;
+
+namespace {
+
+std::vector<std::string> namesOf(const std::vector<StrongPtr<VSlot>>& slots) {
+    std::vector<std::string> names;
+    for (const auto& slot : slots) names.push_back(slot->name());
+    return names;
+}
+
+/// "object.slot" in its two parts.
+std::pair<std::string, std::string> splitPath(const std::string& path) {
+    const std::size_t dot = path.rfind('.');
+    if (dot == std::string::npos)
+        throw UsageError(
+            fmt::format("\"{}\" names no slot; write the object's name, a dot, and the slot's name.", path));
+    return {path.substr(0, dot), path.substr(dot + 1)};
+}
+
+/// Bounds are enforced where a person or a file sets a value, not inside modules.
+void checkBounds(const std::string& path, const Kesh::VParameter& parameter, const Kesh::VValueBase& value) {
+    const auto* number = dynamic_cast<const Kesh::VValue<int>*>(&value);
+    const int* minimum = parameter.properties().getValue<int>("min");
+    const int* maximum = parameter.properties().getValue<int>("max");
+    if (!number || !minimum || !maximum || (number->value >= *minimum && number->value <= *maximum)) return;
+    throw UsageError(fmt::format("{}: {} was found where a value from {} to {} is expected.", path, number->value,
+                                 *minimum, *maximum));
+}
+
+/// The type that an input selects by its value: a field selector takes fields.
+const std::type_info& typeTakenBy(const Kesh::VValueBase& value) {
+    return value.type() == typeid(Fiber::FieldSelector) ? typeid(Fiber::Field) : value.type();
+}
+
+} // namespace
+
+Network::Network(std::shared_ptr<const Survey> survey)
+    : survey_(std::move(survey)), pool_(Holdfast::create<Kesh::ValuePool>()) {
+    registerShellTypes();
+}
+
+Network::~Network() {
+    for (const Entry& entry : objects_)
+        if (!entry.ownObject) Kesh::VCreatorBase::deleteInstance(entry.object);
+}
+
+void Network::addObject(const std::string& name, const std::string& type) {
+    const bool taken = std::any_of(objects_.begin(), objects_.end(), [&](const Entry& e) { return e.name == name; });
+    if (taken) throw UsageError(fmt::format("There are two objects called \"{}\"; give each a name of its own.", name));
+    if (name.empty() || name.find('.') != std::string::npos)
+        throw UsageError(fmt::format("\"{}\" cannot be the name of an object: it needs a letter, and no dots.", name));
+    const StrongPtr<VObject> made = make(name, type);
+    objects_.push_back({name, made, made->creator() ? nullptr : made});
+}
+
+StrongPtr<VObject> Network::make(const std::string& name, const std::string& type) const {
+    if (type == FieldType) return Holdfast::create<FieldObject>(name, survey_);
+    if (type == BrushType) return Holdfast::create<BrushObject>(name);
+    std::vector<std::string> known{FieldType, BrushType};
+    for (const auto& creator : Kesh::VCreatorBase::catalogue()) {
+        if (creator->key() == type) return creator->create(name, nullptr);
+        known.push_back(creator->key());
+    }
+    throw UsageError(fmt::format("{}: there is no type \"{}\". {}", name, type, suggestNames(type, known)));
+}
+
+StrongPtr<VObject> Network::object(const std::string& name) const {
+    std::vector<std::string> known;
+    for (const Entry& entry : objects_) {
+        if (entry.name == name) return entry.object.lock();
+        known.push_back(entry.name);
+    }
+    throw UsageError(fmt::format("There is no object \"{}\". {}", name, suggestNames(name, known)));
+}
+
+StrongPtr<VSlot> Network::slot(const std::string& path) const {
+    const auto [objectName, slotName] = splitPath(path);
+    const auto owner = object(objectName);
+    if (const auto found = owner->findSlot(slotName)) return found;
+    throw UsageError(fmt::format("{}: the object \"{}\" has no slot \"{}\". {}", path, objectName, slotName,
+                                 suggestNames(slotName, namesOf(owner->slots()))));
+}
+
+void Network::connect(const std::string& output, const std::string& input, bool fromAnything) {
+    const auto [sourceName, outputName] = splitPath(output);
+    const auto source = object(sourceName)->findOutput(outputName);
+    if (!source)
+        throw UsageError(fmt::format("{}: the object \"{}\" has no output \"{}\". {}", output, sourceName, outputName,
+                                     suggestNames(outputName, namesOf(object(sourceName)->outputs()))));
+    const auto target = slot(input);
+    object(sourceName)->update(Kesh::VRequest(pool_)); // what it offers decides
+    if (!fromAnything) {
+        checkAccepted(*target, *source, input);
+        if (target->owner().connectSlots(*target, source)) return;
+        throw UsageError(fmt::format("{} cannot be connected to {}: they hold different types of values, or the "
+                                     "connection would close a circle.",
+                                     output, input));
+    }
+    const auto value = target->getValueBase(*pool_);
+    const auto made = connectFromAnything(target->owner(), *target, source, typeTakenBy(*value), *pool_);
+    if (!made.connected)
+        throw UsageError(
+            fmt::format("{} cannot be connected to {}, and no module supplies it. {}", output, input, made.refusals));
+    if (made.provider) objects_.push_back({made.provider->BaseName(), made.provider, nullptr});
+}
+
+/// The module's own rule for the fields that it works on.
+void Network::checkAccepted(const VSlot& target, const VSlot& source, const std::string& input) const {
+    const auto creator = target.owner().creator();
+    if (!creator || source.getValueBase(*pool_)->type() != typeid(Fiber::FieldSelector)) return;
+    const auto accepted = Kesh::acceptance(*creator, source, *pool_);
+    if (accepted && !*accepted) throw UsageError(fmt::format("{}: {}.", input, accepted->refusalText()));
+}
+
+void Network::set(const std::string& path, const std::string& text) {
+    const auto target = slot(path);
+    const auto& initial = target->parameter()->getValue(*pool_);
+    try {
+        const auto value = initial->fromText(text);
+        checkBounds(path, *target->parameter(), *value);
+        setValue(target, value);
+    } catch (const std::invalid_argument& problem) {
+        throw UsageError(fmt::format("{}: {}.", path, problem.what()));
+    }
+}
+
+void Network::setValue(const StrongPtr<VSlot>& target, const StrongPtr<Kesh::VValueBase>& value) {
+    if (target->source())
+        throw UsageError(fmt::format("{}.{} takes its value from a connection; set it where it comes from.",
+                                     target->owner().BaseName(), target->name()));
+    target->parameter()->setValue(*pool_, value, Holdfast::Ageable::nextTime());
+}
+
+void Network::press(const std::string& path) {
+    using Action = StrongPtr<Kesh::VAction>;
+    const auto target = slot(path);
+    if (target->getValueBase(*pool_)->type() != typeid(Action))
+        throw UsageError(fmt::format("{} is no action and cannot be pressed; set it instead.", path));
+    setValue(target, Holdfast::create<Kesh::VValue<Action>>(Holdfast::create<Kesh::VAction>()));
+}
+
+void Network::drawFromAbove(const std::string& path, const PolygonSet& polygons) {
+    const auto target = slot(path);
+    if (target->getValueBase(*pool_)->type() != typeid(Kesh::Brush))
+        throw UsageError(fmt::format("{} holds no brush; draw into the \"{}\" of an object of type \"{}\".", path,
+                                     BrushObject::Output, BrushType));
+    const auto view = Sextant::View::fromAbove(survey_->expressibleBox());
+    std::vector<std::vector<glm::dvec2>> rings;
+    for (const Ring& ring : polygons.rings) {
+        auto& screen = rings.emplace_back();
+        for (const PlanePoint& p : ring) screen.emplace_back(view.project({p.x, p.y, 0}));
+    }
+    setValue(target, Holdfast::create<Kesh::VValue<Kesh::Brush>>(Kesh::Brush(view, Sextant::Outline::ofRings(rings))));
+}
+
+void Network::update() {
+    for (const Entry& entry : objects_) {
+        const auto updated = entry.object.lock();
+        if (!updated->update(Kesh::VRequest(pool_)))
+            throw Failure(fmt::format("{}: {}", entry.name, updated->status(*pool_).text));
+    }
+}
+
+std::string Network::status(const std::string& name) const { return object(name)->status(*pool_).text; }
+
+Fiber::FieldSelector Network::selectorOf(const std::string& name) const {
+    for (const auto& slot : object(name)->slots())
+        if (const auto value = Holdfast::cast<Kesh::VValue<Fiber::FieldSelector>>(slot->getValueBase(*pool_)))
+            return value->value;
+    throw UsageError(fmt::format("The object \"{}\" works on no field.", name));
+}
+
+std::string Network::fieldNameOf(const std::string& name) const { return selectorOf(name).getFieldName(); }
+
+StrongPtr<Fiber::Field> Network::fieldOf(const std::string& name) const {
+    const auto field = selectorOf(name).field();
+    if (!field) throw UsageError(fmt::format("No field is selected for the object \"{}\"; connect it to one.", name));
+    return field;
+}
+
+} // namespace corvane

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/VCreator.hpp"
+#include "network/ClassCounts.hpp"
+#include "polygon/Polygons.hpp"
+#include "survey/Survey.hpp"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// Objects by name on a survey, their connections and values. Names of objects and slots are given as "object.slot".
+/// Every operation throws UsageError for a name that does not exist or a value that does not suit, with the nearest
+/// names, and Failure for an update that fails.
+class Network {
+public:
+    explicit Network(std::shared_ptr<const Survey> survey);
+    ~Network();
+    Network(const Network&) = delete;
+    Network& operator=(const Network&) = delete;
+
+    const Survey& survey() const { return *survey_; }
+
+    /// `type` is the key of a module in the catalogue ("Edit/ModifyClassification"), or "Field" or "Brush".
+    void addObject(const std::string& name, const std::string& type);
+
+    /// Connects an output to an input. With `fromAnything` a provider is made in between where the types differ.
+    void connect(const std::string& output, const std::string& input, bool fromAnything);
+
+    /// Sets a parameter, or an output that a user may edit, to what the text says, within the parameter's bounds.
+    void set(const std::string& slot, const std::string& text);
+
+    /// Fires an action.
+    void press(const std::string& slot);
+
+    /// Draws the polygons, seen from above, as one stroke into a brush ("object.brush").
+    void drawFromAbove(const std::string& slot, const PolygonSet& polygons);
+
+    /// Brings all objects up to date, in the order in which they were added.
+    void update();
+
+    /// The status line of an object.
+    std::string status(const std::string& object) const;
+
+    /// The field that an object works on, or offers.
+    Holdfast::StrongPtr<Fiber::Field> fieldOf(const std::string& object) const;
+    std::string fieldNameOf(const std::string& object) const;
+
+private:
+    struct Entry {
+        std::string name;
+        Holdfast::WeakPtr<Kesh::VObject> object;      // objects of modules belong to their creators
+        Holdfast::StrongPtr<Kesh::VObject> ownObject; // the shell's
+    };
+
+    Holdfast::StrongPtr<Kesh::VObject> object(const std::string& name) const;
+    Holdfast::StrongPtr<Kesh::VSlot> slot(const std::string& path) const;
+    Holdfast::StrongPtr<Kesh::VObject> make(const std::string& name, const std::string& type) const;
+    Fiber::FieldSelector selectorOf(const std::string& object) const;
+    void checkAccepted(const Kesh::VSlot& target, const Kesh::VSlot& source, const std::string& input) const;
+    void setValue(const Holdfast::StrongPtr<Kesh::VSlot>& slot, const Holdfast::StrongPtr<Kesh::VValueBase>& value);
+
+    std::shared_ptr<const Survey> survey_;
+    Holdfast::StrongPtr<Kesh::ValuePool> pool_;
+    std::vector<Entry> objects_;
+};
+
+} // namespace corvane

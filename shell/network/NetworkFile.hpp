@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "network/JsonReader.hpp"
+#include "network/Network.hpp"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// What one `report` of a network found.
+struct Report {
+    std::string object;
+    std::string status;
+    std::string field;
+    ClassCounts counts;
+};
+
+/// What a network file may do besides changing data.
+struct NetworkHooks {
+    std::function<void(const Report&)> report;
+    std::function<void(const std::string& path, bool overwrite)> save;
+};
+
+/// A network file (docs/network.md, docs/network.schema.json): objects, connections and actions.
+class NetworkFile {
+public:
+    /// `name` begins the messages. Throws UsageError when the text is not JSON or the top level has unknown keys.
+    NetworkFile(const std::string& text, std::string name);
+
+    /// The survey that the file names; empty when it names none.
+    std::string surveyPath() const;
+
+    /// Makes the objects and connections, sets the initial values, and runs the actions one after another. Unknown
+    /// names and unsuitable values throw UsageError with their place; an action that fails throws Failure with its
+    /// number, and what it was to change stays as it was.
+    void run(Network& network, const NetworkHooks& hooks) const;
+
+private:
+    JsonReader root() const { return {json_, name_}; }
+    void build(Network& network) const;
+
+    Json json_;
+    std::string name_;
+};
+
+} // namespace corvane

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "network/Objects.hpp"
+
+namespace corvane {
+
+FieldObject::FieldObject(const std::string& name, std::shared_ptr<const Survey> survey)
+    : VObject(name),
+      survey_(std::move(survey)),
+      fieldName_(*this, "name", "Classification"),
+      field_(*this, "field", Fiber::FieldSelector()) {
+    fieldName_->parameter()->setHelp("The field of the survey, without regard to case.");
+    registerOutput(field_.slot());
+}
+
+bool FieldObject::unsychronized_update(Kesh::VRequest& request, double) {
+    const std::string exact = survey_->findField(fieldName_.get(*request.pool)).name;
+    const auto selector = survey_->selector(exact);
+    if (field_.get(*request.pool) == selector) return true;
+    field_->parameter()->setValue(*request.pool, Holdfast::create<Kesh::VValue<Fiber::FieldSelector>>(selector),
+                                  request.time);
+    return true;
+}
+
+BrushObject::BrushObject(const std::string& name) : VObject(name), brush_(*this, Output, Kesh::Brush()) {
+    registerOutput(brush_.slot());
+}
+
+void registerShellTypes() {
+    Kesh::ensureValueCreator<std::string>();
+    Kesh::ensureValueCreator<Fiber::FieldSelector>();
+    Kesh::ensureValueCreator<Kesh::Brush>();
+}
+
+} // namespace corvane

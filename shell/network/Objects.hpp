@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/VObject.hpp"
+#include "survey/Survey.hpp"
+
+#include <memory>
+#include <string>
+
+namespace corvane {
+
+/// The shell's own object types in a network, beside those of the catalogue.
+inline const std::string FieldType = "Field";
+inline const std::string BrushType = "Brush";
+
+/// Offers a field of the survey: parameter `name` (which field), output `field`.
+class FieldObject : public Kesh::VObject {
+public:
+    FieldObject(const std::string& name, std::shared_ptr<const Survey> survey);
+
+protected:
+    bool unsychronized_update(Kesh::VRequest& request, double precision) override;
+
+private:
+    std::shared_ptr<const Survey> survey_;
+    Kesh::TypedSlot<std::string> fieldName_;
+    Kesh::TypedSlot<Fiber::FieldSelector> field_;
+};
+
+/// Offers what is drawn: output `brush`.
+class BrushObject : public Kesh::VObject {
+public:
+    explicit BrushObject(const std::string& name);
+
+    static constexpr char Output[] = "brush";
+
+protected:
+    bool unsychronized_update(Kesh::VRequest&, double) override { return true; }
+
+private:
+    Kesh::TypedSlot<Kesh::Brush> brush_;
+};
+
+/// Registers the value types of these objects' parameters; before the first of them is made.
+void registerShellTypes();
+
+} // namespace corvane

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "survey/Survey.hpp"
+
+#include "Failure.hpp"
+#include "Fiber/FragmentBox.hpp"
+#include "NearestName.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <limits>
+
+namespace corvane {
+
+using Holdfast::StrongPtr;
+
+namespace {
+
+constexpr double Time = 0;
+const std::string GridName = "Points";
+
+} // namespace
+
+Survey::Survey(const std::string& path, const SurveyOptions& options)
+    : las_(std::make_shared<const LasFile>(LasFile::open(path))),
+      options_(options),
+      fields_(fieldsOf(*las_)),
+      bundle_(Holdfast::create<Fiber::Bundle>()) {
+    const auto cache = Holdfast::create<Holdfast::Cache>(options.memoryBytes);
+    points_ = (*(*bundle_)[Time])[GridName]->verticesPtr();
+
+    const std::uint64_t perFragment = options.fragmentPoints;
+    const std::uint64_t fragments = (las_->header.pointCount + perFragment - 1) / perFragment;
+    if (fragments > std::numeric_limits<std::uint32_t>::max())
+        throw Failure(fmt::format("{}: {} points are too many for fragments of {}; choose larger fragments.", path,
+                                  las_->header.pointCount, perFragment));
+    std::vector<StrongPtr<Fiber::FragmentID>> identifiers;
+    for (std::uint32_t i = 0; i < fragments; ++i) identifiers.push_back(Holdfast::create<Fiber::FragmentID>(i));
+
+    for (const SurveyField& field : fields_) {
+        const std::type_info& type = elementTypeOf(*las_, field);
+        const auto data = Holdfast::create<Fiber::Field>(type);
+        for (const auto& id : identifiers) {
+            const RecordRange range = rangeOf(id->number());
+            data->setPersistentData(
+                Holdfast::create<Fiber::CreativeArrayBase>(type, range.count, sourceOf(las_, field, range), cache), id);
+        }
+        points_->makeField(points_->makeFieldID(field.name), data);
+        original_.push_back(data->sharingCopy());
+    }
+}
+
+RecordRange Survey::rangeOf(std::uint32_t fragment) const {
+    const std::uint64_t first = std::uint64_t{fragment} * options_.fragmentPoints;
+    const std::uint64_t left = las_->header.pointCount - first;
+    return {first, static_cast<std::size_t>(std::min<std::uint64_t>(left, options_.fragmentPoints))};
+}
+
+const SurveyField& Survey::findField(const std::string& name) const {
+    const auto found =
+        std::find_if(fields_.begin(), fields_.end(), [&](const auto& field) { return sameName(field.name, name); });
+    if (found != fields_.end()) return *found;
+    std::vector<std::string> names;
+    for (const SurveyField& field : fields_) names.push_back(field.name);
+    throw UsageError(fmt::format("{}: there is no field \"{}\". {}", path(), name, suggestNames(name, names)));
+}
+
+Fiber::FieldSelector Survey::selector(const std::string& fieldName) const {
+    Fiber::GridSelector grid;
+    grid.bundle = bundle_;
+    grid.time = Time;
+    grid.gridName = GridName;
+    return {grid, fieldName};
+}
+
+Sextant::BoundingBox Survey::expressibleBox() const {
+    const LasHeader& header = las_->header;
+    Sextant::BoundingBox box;
+    for (const double stored :
+         {double(std::numeric_limits<std::int32_t>::min()), double(std::numeric_limits<std::int32_t>::max())})
+        box.include({stored * header.scale[0] + header.offset[0], stored * header.scale[1] + header.offset[1],
+                     stored * header.scale[2] + header.offset[2]});
+    return box;
+}
+
+std::vector<Survey::Edit> Survey::edits() const {
+    std::vector<Edit> edits;
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+        const auto now = points_->findField(fields_[i].name);
+        if (!now) continue;
+        for (const auto& [number, fragment] : original_[i]->fragments())
+            if (const auto array = now->getCreator(fragment.id); array && array != fragment.array)
+                edits.push_back({&fields_[i], rangeOf(number), array->getData()});
+    }
+    std::stable_sort(edits.begin(), edits.end(),
+                     [](const Edit& a, const Edit& b) { return a.range.first < b.range.first; });
+    return edits;
+}
+
+std::vector<std::string> Survey::lateWarnings() const {
+    const LasHeader& header = las_->header;
+    const auto positions = points_->findField(Fiber::PositionsName);
+    Sextant::BoundingBox seen;
+    for (const auto& [number, fragment] : positions->fragments()) {
+        if (const auto box = Fiber::knownFragmentBBox(*positions, fragment.id); box && !box->empty()) {
+            seen.include(box->minimum);
+            seen.include(box->maximum);
+        }
+    }
+    std::vector<std::string> warnings;
+    for (int axis = 0; axis < 3 && !seen.empty(); ++axis) {
+        const auto a = static_cast<std::size_t>(axis);
+        const double tolerance = header.scale[a]; // headers are often rounded to the last digit
+        if (seen.minimum[axis] < header.minimum[a] - tolerance || seen.maximum[axis] > header.maximum[a] + tolerance)
+            warnings.push_back(fmt::format("{}: the header's bounds are wrong: {} is {} to {} there, and {} to {} in "
+                                           "the points that were read. The "
+                                           "points count; the header is left as it is.",
+                                           path(), "XYZ"[axis], header.minimum[a], header.maximum[a],
+                                           seen.minimum[axis], seen.maximum[axis]));
+    }
+    return warnings;
+}
+
+} // namespace corvane

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Fiber/Selectors.hpp"
+#include "Holdfast/Cache.hpp"
+#include "Sextant/Geometry.hpp"
+#include "las/LasFile.hpp"
+#include "survey/SurveyFields.hpp"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+struct SurveyOptions {
+    std::size_t memoryBytes = std::size_t{512} << 20; ///< budget for values that were read and can be read again
+    std::uint32_t fragmentPoints = 131072;            ///< points per fragment
+};
+
+/// A LAS file as a bundle: one grid whose vertices are the points, in blocks of consecutive points, one field per
+/// dimension. Nothing is read of the points until somebody asks.
+class Survey {
+public:
+    /// Throws Failure when the file cannot be opened.
+    explicit Survey(const std::string& path, const SurveyOptions& options = {});
+
+    const LasFile& las() const { return *las_; }
+    const std::string& path() const { return las_->file->path(); }
+    const std::vector<SurveyField>& fields() const { return fields_; }
+    Fiber::Representation& points() const { return *points_; }
+
+    /// The field of this name, without regard to case. Throws UsageError with the nearest names when there is none.
+    const SurveyField& findField(const std::string& name) const;
+
+    /// Selects a field, by its exact name.
+    Fiber::FieldSelector selector(const std::string& fieldName) const;
+
+    /// The box that holds every coordinate that the file's numbers can express, whatever the header says of bounds.
+    Sextant::BoundingBox expressibleBox() const;
+
+    /// An edited fragment of a dimension: the values that differ from the file.
+    struct Edit {
+        const SurveyField* field;
+        RecordRange range;
+        Holdfast::StrongPtr<const Fiber::MemBase> values;
+    };
+
+    /// The fragments that are not those of the file any more, ordered by record.
+    std::vector<Edit> edits() const;
+
+    /// What was found to be wrong since opening: finished sentences.
+    std::vector<std::string> lateWarnings() const;
+
+private:
+    RecordRange rangeOf(std::uint32_t fragment) const;
+
+    std::shared_ptr<const LasFile> las_;
+    SurveyOptions options_;
+    std::vector<SurveyField> fields_;
+    Holdfast::StrongPtr<Fiber::Bundle> bundle_;
+    Holdfast::StrongPtr<Fiber::Representation> points_;
+    std::vector<Holdfast::StrongPtr<Fiber::Field>> original_; // as opened, parallel to fields_
+};
+
+} // namespace corvane

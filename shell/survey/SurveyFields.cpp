@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "survey/SurveyFields.hpp"
+
+#include "Fiber/FragmentBox.hpp"
+#include "survey/PointCodec.hpp"
+
+#include <algorithm>
+#include <functional>
+
+namespace corvane {
+namespace {
+
+using Holdfast::StrongPtr;
+using Point = Sextant::PhysicalSpace::point;
+
+/// Bytes that are read and decoded at a time: they stay in the processor's cache.
+constexpr std::size_t ReadBytes = std::size_t{1} << 20;
+
+/// Calls `decode(records, first, count)` with pieces of the range, `first` counted from its start.
+template <class Decode>
+void forRecords(const LasFile& las, const RecordRange& range, Decode decode) {
+    const std::size_t stride = las.header.recordLength;
+    const std::size_t piece = std::max<std::size_t>(ReadBytes / stride, 1);
+    Holdfast::Chunk<std::byte> buffer(std::min(piece, range.count) * stride);
+    for (std::size_t first = 0; first < range.count; first += piece) {
+        const std::size_t count = std::min(piece, range.count - first);
+        const std::span<std::byte> records(buffer.values.data(), count * stride);
+        las.file->read(las.header.offsetToPoints + (range.first + first) * stride, records);
+        decode(std::span<const std::byte>(records), first, count);
+    }
+}
+
+class RecordSource : public Fiber::ArraySource {
+public:
+    RecordSource(std::shared_ptr<const LasFile> las, const RecordRange& range) : las_(std::move(las)), range_(range) {}
+
+protected:
+    /// An array of T, its pieces filled by `decode(records, values)`.
+    template <class T, class Decode>
+    StrongPtr<Fiber::MemBase> filled(Decode decode) const {
+        const auto array = Holdfast::create<Fiber::MemArray<T>>(range_.count);
+        forRecords(*las_, range_, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
+            decode(records, array->writableValues().subspan(first, count));
+        });
+        return array;
+    }
+
+    const LasFile& las() const { return *las_; }
+    std::size_t stride() const { return las_->header.recordLength; }
+
+private:
+    std::shared_ptr<const LasFile> las_;
+    RecordRange range_;
+};
+
+class PositionSource : public RecordSource {
+public:
+    using RecordSource::RecordSource;
+    StrongPtr<Fiber::MemBase> make() const override {
+        return filled<Point>(
+            [&](auto records, auto positions) { decodePositions(records, stride(), las().header, positions); });
+    }
+};
+
+/// Values of one dimension. `Stored` is how they lie in the record, T how they read.
+template <class Stored, class T>
+class DimensionSource : public RecordSource {
+public:
+    DimensionSource(std::shared_ptr<const LasFile> file, const RecordRange& range, Dimension dimension)
+        : RecordSource(std::move(file), range), dimension_(std::move(dimension)) {}
+
+    StrongPtr<Fiber::MemBase> make() const override {
+        return filled<T>([&](auto records, auto values) {
+            if constexpr (std::same_as<T, std::uint8_t>)
+                if (dimension_.packed()) return decodeBits(records, stride(), dimension_, values);
+            decodeValues<Stored>(records, stride(), dimension_, values);
+        });
+    }
+
+private:
+    Dimension dimension_;
+};
+
+/// Calls the function with the type that has this storage, as an argument of no meaning.
+template <class Function>
+auto withStored(Storage storage, Function function) {
+    switch (storage) {
+    case Storage::UInt8:
+        return function(std::uint8_t{});
+    case Storage::Int8:
+        return function(std::int8_t{});
+    case Storage::UInt16:
+        return function(std::uint16_t{});
+    case Storage::Int16:
+        return function(std::int16_t{});
+    case Storage::UInt32:
+        return function(std::uint32_t{});
+    case Storage::Int32:
+        return function(std::int32_t{});
+    case Storage::UInt64:
+        return function(std::uint64_t{});
+    case Storage::Int64:
+        return function(std::int64_t{});
+    case Storage::Float:
+        return function(float{});
+    case Storage::Double:
+        break;
+    }
+    return function(double{});
+}
+
+constexpr std::size_t Axes = 3; // X, Y and Z are the first dimensions
+
+/// The dimension as it is read: coordinates with the header's scale.
+Dimension asRead(const LasFile& las, std::size_t index) {
+    Dimension dimension = las.dimensions[index];
+    if (index < Axes) {
+        dimension.scale = las.header.scale[index];
+        dimension.shift = las.header.offset[index];
+    }
+    return dimension;
+}
+
+bool readsAsDouble(const LasFile& las, std::size_t index) { return index < Axes || las.dimensions[index].scaled(); }
+
+} // namespace
+
+std::vector<SurveyField> fieldsOf(const LasFile& las) {
+    std::vector<SurveyField> fields{{Fiber::PositionsName, "double[3]", SurveyField::None, false}};
+    for (std::size_t i = 0; i < las.dimensions.size(); ++i) {
+        const bool asDouble = readsAsDouble(las, i);
+        const Storage storage = asDouble ? Storage::Double : las.dimensions[i].storage;
+        fields.push_back({las.dimensions[i].name, std::string(nameOf(storage)), i, !asDouble});
+    }
+    return fields;
+}
+
+const std::type_info& elementTypeOf(const LasFile& las, const SurveyField& field) {
+    if (field.dimension == SurveyField::None) return typeid(Point);
+    if (readsAsDouble(las, field.dimension)) return typeid(double);
+    return *withStored(las.dimensions[field.dimension].storage, [](auto stored) { return &typeid(stored); });
+}
+
+StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const LasFile>& las, const SurveyField& field,
+                                       const RecordRange& range) {
+    if (field.dimension == SurveyField::None) return Holdfast::create<PositionSource>(las, range);
+    const Dimension dimension = asRead(*las, field.dimension);
+    const bool asDouble = readsAsDouble(*las, field.dimension);
+    return withStored(dimension.storage, [&](auto stored) -> StrongPtr<Fiber::ArraySource> {
+        using Stored = decltype(stored);
+        if (asDouble) return Holdfast::create<DimensionSource<Stored, double>>(las, range, dimension);
+        return Holdfast::create<DimensionSource<Stored, Stored>>(las, range, dimension);
+    });
+}
+
+} // namespace corvane

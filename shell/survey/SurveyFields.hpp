@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Fiber/CreativeArray.hpp"
+#include "las/LasFile.hpp"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// Consecutive records of a survey, the vertices of one fragment.
+struct RecordRange {
+    std::uint64_t first = 0;
+    std::size_t count = 0;
+};
+
+/// A quantity that every point of a survey has: how it reads as a field.
+struct SurveyField {
+    std::string name;
+    std::string type;             ///< of the values, for people: "uint8", "double", "double[3]"
+    std::size_t dimension = None; ///< in LasFile::dimensions
+    bool editable = false;        ///< can be saved: stored in the record as it reads
+
+    static constexpr std::size_t None = ~std::size_t{0};
+};
+
+/// Positions, then the dimensions in the order of the record. X, Y, Z and scaled extra bytes read as double.
+std::vector<SurveyField> fieldsOf(const LasFile& las);
+
+/// Element type of a field's values.
+const std::type_info& elementTypeOf(const LasFile& las, const SurveyField& field);
+
+/// Makes the field's values of a range of records, by reading the file.
+Holdfast::StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const LasFile>& las, const SurveyField& field,
+                                                 const RecordRange& range);
+
+} // namespace corvane
