@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Failure.hpp"
 #include "Kesh/Vprintf.hpp"
+#include "NearestName.hpp"
 #include "command/Commands.hpp"
 
 #include <fmt/format.h>
@@ -29,10 +30,23 @@ int complain(int status, const std::string& sentence) {
     return status;
 }
 
+/// An argument that nothing takes is most often a command or an option spelled wrong.
+int complainOfExtras(const CLI::App& program) {
+    const auto called = program.get_subcommands();
+    const CLI::App& command = called.empty() ? program : *called.front();
+    std::vector<std::string> known;
+    for (const CLI::Option* option : command.get_options())
+        if (!option->get_positional()) known.push_back("--" + option->get_lnames().front());
+    if (called.empty())
+        for (const CLI::App* subcommand : program.get_subcommands({})) known.push_back(subcommand->get_name());
+    const std::string extra = program.remaining(true).front();
+    return complain(WrongCall, fmt::format("\"{}\" was not expected. {}", extra, corvane::suggestNames(extra, known)));
+}
+
 int run(int argc, char** argv) {
     corvane::GlobalOptions options;
     CLI::App program("Corrects the classification of LIDAR point clouds.", "corvane");
-    program.require_subcommand(1);
+    program.require_subcommand(0, 1);
     program.fallthrough();
     program.set_version_flag("--version", CORVANE_VERSION);
     addGlobalOptions(program, options);
@@ -47,7 +61,11 @@ int run(int argc, char** argv) {
     corvane::addRun(program, options);
     try {
         program.parse(argc, argv);
-        return Succeeded;
+        if (!program.get_subcommands().empty()) return Succeeded;
+        fmt::print(stderr, "{}", program.help());
+        return WrongCall;
+    } catch (const CLI::ExtrasError&) {
+        return complainOfExtras(program);
     } catch (const CLI::ParseError& error) {
         return program.exit(error) == 0 ? Succeeded : WrongCall;
     }

@@ -81,6 +81,7 @@ void Brush::select(std::span<const Point> positions, std::vector<std::uint32_t>&
 StrongPtr<VSlot> Brush::connectBrushAsInput(VObject& object, const std::string& slotName,
                                             const std::string& providerName,
                                             const StrongPtr<VCreationPreferences>& preferences) {
+    ensureValueCreator<Brush>(); // brushes are the host's own
     const StrongPtr<VSlot> slot = TypedSlot<Brush>(object, slotName, Brush()).slot();
     if (const auto provider = preferences ? preferences->provider(providerName) : nullptr)
         object.connectSlots(*slot, provider);

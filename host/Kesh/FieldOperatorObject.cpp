@@ -8,6 +8,7 @@ namespace Kesh {
 FieldOperatorObject::FieldOperatorObject(const std::string& name, const std::string& fieldParameter, int expertLevel,
                                          const Holdfast::StrongPtr<VCreationPreferences>&)
     : VObject(name), field_(*this, fieldParameter, Fiber::FieldSelector(), expertLevel) {
+    field_->parameter()->setHelp("The field to work on.");
     registerOutput(field_.slot());
 }
 

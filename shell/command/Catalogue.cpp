@@ -25,11 +25,25 @@ Json describe(const Kesh::VCreatorBase& creator) {
             {"provides", creator.providedType()}};
 }
 
-void printEntry(const Kesh::VCreatorBase& creator) {
+/// One line: name, initial value, bounds, help.
+void printParameter(const Kesh::VParameter& parameter) {
+    const auto& initial = parameter.DefaultValue();
+    const int* minimum = parameter.properties().getValue<int>("min");
+    const int* maximum = parameter.properties().getValue<int>("max");
+    fmt::print("        {:<12} {}{}{}\n", parameter.Name(), parameter.help(),
+               initial && !initial->text().empty() ? fmt::format(" Initially {}.", initial->text()) : "",
+               minimum && maximum ? fmt::format(" {} to {}.", *minimum, *maximum) : "");
+}
+
+void printEntry(Kesh::VCreatorBase& creator) {
     fmt::print("{}  ({}; accepts fields of {})\n", creator.key(), creator.properties().text(CreatorProperty::BuildDate),
                fmt::join(creator.acceptedTypes(), ", "));
     for (const std::string& text : creator.properties().texts(CreatorProperty::Description))
         fmt::print("    {}\n", text);
+    const Holdfast::WeakPtr<Kesh::VObject> object = creator.create("", nullptr);
+    if (const auto made = object.lock())
+        for (const auto& slot : made->slots()) printParameter(*slot->parameter());
+    Kesh::VCreatorBase::deleteInstance(object);
 }
 
 void run(const GlobalOptions& options, bool json) {

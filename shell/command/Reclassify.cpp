@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane reclassify: one edit of ModifyClassification, from the command line. Builds a network and runs it.
+#include "NearestName.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "las/LasDimensions.hpp"
@@ -55,16 +56,23 @@ std::vector<int> allSources(const Arguments& arguments) {
     return sources;
 }
 
+/// The largest value that the field can hold. Throws UsageError for a field that no editor takes.
+int largestValueOf(const Survey& survey, const SurveyField& field) {
+    const std::uint32_t largest = field.editable ? survey.las().dimensions[field.dimension].largestValue() : 0;
+    if (largest > 0) return static_cast<int>(largest);
+    throw UsageError(fmt::format("--field {}: holds values of type {}; fields of uint8 and uint16 can be edited.",
+                                 field.name, field.type));
+}
+
 /// What the field cannot hold can neither be found nor stored there.
-void checkFieldHolds(const Survey& survey, const SurveyField& field, int value, const char* option) {
-    const bool counted = field.dimension != SurveyField::None;
-    const std::uint32_t largest = counted ? survey.las().dimensions[field.dimension].largestValue() : 0;
-    if (value >= 0 && (largest == 0 || static_cast<std::uint32_t>(value) <= largest)) return;
-    throw UsageError(fmt::format(
-        "{} {}: \"{}\" of {} holds 0 to {}.{}", option, value, field.name, survey.path(), largest,
-        field.name == "Classification" && largest == 31 ? " Its point format has five bits for the class; convert the "
-                                                          "file to one of the point formats 6 to 10 first."
-                                                        : ""));
+void checkValue(const char* option, int value, const SurveyField& field, int largest) {
+    if (value >= 0 && value <= largest) return;
+    const bool fiveBits = sameName(field.name, "Classification") && largest == 31;
+    throw UsageError(fmt::format("{} {}: the field \"{}\" of this survey holds 0 to {}.{}", option, value, field.name,
+                                 largest,
+                                 fiveBits ? " Its point format has five bits for the class; convert the file to one of "
+                                            "the point formats 6 to 10 first."
+                                          : ""));
 }
 
 Json buildNetwork(const Arguments& arguments, const std::string& fieldName, const std::optional<PolygonSet>& polygons) {
@@ -130,8 +138,9 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const Session session(options);
     const auto survey = session.open(arguments.in);
     const SurveyField& field = survey->findField(arguments.field);
-    for (const int value : arguments.from) checkFieldHolds(*survey, field, value, "--from");
-    checkFieldHolds(*survey, field, arguments.to, "--to");
+    const int largest = largestValueOf(*survey, field);
+    for (const int value : arguments.from) checkValue("--from", value, field, largest);
+    checkValue("--to", arguments.to, field, largest);
 
     Json description = buildNetwork(arguments, field.name, polygons);
     if (arguments.printNetwork) {
