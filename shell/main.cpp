@@ -2,6 +2,7 @@
 #include "Failure.hpp"
 #include "Kesh/Vprintf.hpp"
 #include "NearestName.hpp"
+#include "VInitialization.hpp"
 #include "command/Commands.hpp"
 
 #include <fmt/format.h>
@@ -30,6 +31,18 @@ int complain(int status, const std::string& sentence) {
     return status;
 }
 
+/// Where the host's messages go: what modules say on their status lines is shown from verbosity 1 on, the rest at 100.
+void setSinks(int verbosity) {
+    Kesh::setVerbosity(verbosity);
+    Kesh::setVprintfSink(printDiagnostics);
+    Kesh::StatusIndicator::setSink([](const std::string& object, const Kesh::Status& status) {
+        Kesh::Vprintf(1, "%s: %s\n", object.c_str(), status.text.c_str());
+    });
+    VInitialization::setObserver([](int reason, const std::string& plugin, const std::string& version) {
+        Kesh::Vprintf(100, "VInitialization::initPlugin(%d,%s,%s)\n", reason, plugin.c_str(), version.c_str());
+    });
+}
+
 /// An argument that nothing takes is most often a command or an option spelled wrong.
 int complainOfExtras(const CLI::App& program) {
     const auto called = program.get_subcommands();
@@ -50,10 +63,7 @@ int run(int argc, char** argv) {
     program.fallthrough();
     program.set_version_flag("--version", CORVANE_VERSION);
     addGlobalOptions(program, options);
-    program.parse_complete_callback([&options] {
-        Kesh::setVerbosity(options.verbosity);
-        Kesh::setVprintfSink(printDiagnostics);
-    });
+    program.parse_complete_callback([&options] { setSinks(options.verbosity); });
     corvane::addCatalogue(program, options);
     corvane::addInfo(program, options);
     corvane::addSample(program, options);

@@ -32,7 +32,9 @@ void addSample(CLI::App& program, const GlobalOptions& options) {
         "in the classes.");
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("OUT", arguments->out, "The LAS file to write")->required();
-    command->add_option("--points", arguments->sample.points, "How many points")->capture_default_str();
+    command->add_option("--points", arguments->sample.points, "How many points")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
     command
         ->add_option("--seed", arguments->sample.seed,
                      "Another number makes another landscape; the same, the same file")

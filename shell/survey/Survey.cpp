@@ -18,6 +18,16 @@ namespace {
 constexpr double Time = 0;
 const std::string GridName = "Points";
 
+/// Other names under which tools know dimensions.
+constexpr std::pair<const char*, const char*> Aliases[]{
+    {"Class", "Classification"}, {"Cls", "Classification"}, {"ScannerChannel", "ScanChannel"}};
+
+std::string withoutAlias(const std::string& name) {
+    for (const auto& [alias, dimension] : Aliases)
+        if (sameName(name, alias)) return dimension;
+    return name;
+}
+
 } // namespace
 
 Survey::Survey(const std::string& path, const SurveyOptions& options)
@@ -56,9 +66,9 @@ RecordRange Survey::rangeOf(std::uint32_t fragment) const {
 }
 
 const SurveyField& Survey::findField(const std::string& name) const {
-    const auto found =
-        std::find_if(fields_.begin(), fields_.end(), [&](const auto& field) { return sameName(field.name, name); });
-    if (found != fields_.end()) return *found;
+    for (const std::string& known : {name, withoutAlias(name)})
+        for (const SurveyField& field : fields_)
+            if (sameName(field.name, known)) return field;
     std::vector<std::string> names;
     for (const SurveyField& field : fields_) names.push_back(field.name);
     throw UsageError(fmt::format("{}: there is no field \"{}\". {}", path(), name, suggestNames(name, names)));

@@ -31,7 +31,8 @@ public:
     const std::vector<SurveyField>& fields() const { return fields_; }
     Fiber::Representation& points() const { return *points_; }
 
-    /// The field of this name, without regard to case. Throws UsageError with the nearest names when there is none.
+    /// The field of this name, or of another that tools use for it, without regard to case. Throws UsageError with the
+    /// nearest names when there is none.
     const SurveyField& findField(const std::string& name) const;
 
     /// Selects a field, by its exact name.

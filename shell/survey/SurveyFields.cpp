@@ -130,7 +130,9 @@ std::vector<SurveyField> fieldsOf(const LasFile& las) {
     for (std::size_t i = 0; i < las.dimensions.size(); ++i) {
         const bool asDouble = readsAsDouble(las, i);
         const Storage storage = asDouble ? Storage::Double : las.dimensions[i].storage;
-        fields.push_back({las.dimensions[i].name, std::string(nameOf(storage)), i, !asDouble});
+        std::string name = las.dimensions[i].name;
+        if (name == Fiber::PositionsName) name += "_"; // extra bytes may be called anything
+        fields.push_back({name, std::string(nameOf(storage)), i, !asDouble});
     }
     return fields;
 }
