@@ -37,8 +37,11 @@ StrongPtr<const MemBase> CreativeArrayBase::residentData() const {
 }
 
 StrongPtr<const MemBase> CreativeArrayBase::getData(const Holdfast::TimeBudget& budget) {
-    if (const auto resident = residentData()) return resident;
-    if (!budget.isImmediate()) return load();
+    if (const auto resident = residentData()) {
+        markAsUsed();
+        return resident;
+    }
+    if (!budget.isImmediate() || !cache_) return load(); // without a cache nobody works in the background
     loadInBackground();
     return nullptr;
 }
@@ -49,6 +52,7 @@ StrongPtr<MemBase> CreativeArrayBase::load() {
     made->setCreator(self<Holdfast::Creature>());
     {
         const std::lock_guard lock(mutex_);
+        failure_ = nullptr;
         if (values_) return values_; // somebody was quicker
         values_ = made;
     }
@@ -59,7 +63,7 @@ StrongPtr<MemBase> CreativeArrayBase::load() {
 void CreativeArrayBase::loadInBackground() {
     const std::lock_guard lock(mutex_);
     if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
-    if (loading_ || !cache_) return;
+    if (loading_) return;
     loading_ = true;
     cache_->worker().add([array = self<CreativeArrayBase>()] {
         std::exception_ptr failure;

@@ -18,6 +18,9 @@ namespace Fiber {
 class ArraySource : public Holdfast::Managed {
 public:
     virtual Holdfast::StrongPtr<MemBase> make() const = 0;
+
+    /// Whether all values are zero, so that nobody has to look.
+    virtual bool allZero() const { return false; }
 };
 
 /// One fragment of a field: element type, number of elements, age and attributes, and the values when they are
@@ -57,6 +60,12 @@ public:
 
     /// An array with its own copy of the values, to be written: without attributes, as young as this one. Loads them.
     Holdfast::StrongPtr<CreativeArrayBase> privateCopy();
+
+    /// Whether all values are zero, as far as that is known without making them.
+    bool knownZero() const { return source_ && source_->allZero(); }
+
+    /// Who looks after the values; empty for nobody.
+    const Holdfast::StrongPtr<Holdfast::Cache>& cache() const { return cache_; }
 
     /// Tells the cache that the values are in use.
     void markAsUsed() const;

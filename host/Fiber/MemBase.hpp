@@ -6,6 +6,7 @@
 
 #include <span>
 #include <typeinfo>
+#include <utility>
 
 namespace Fiber {
 
@@ -42,6 +43,25 @@ public:
 template <class T>
 Holdfast::StrongPtr<const MemArray<T>> arrayOf(const Holdfast::StrongPtr<const MemBase>& data) {
     return Holdfast::cast<const MemArray<T>>(data);
+}
+
+/// Calls the function with the array as a MemArray of what it is, when that is one of the types, tried in their order.
+/// False when it is none of them.
+template <class... Types, class Function>
+bool visitArray(const MemBase& data, Function function) {
+    const auto isOne = [&]<class T>(const T*) {
+        const auto* array = dynamic_cast<const MemArray<T>*>(&data);
+        if (array) function(*array);
+        return array != nullptr;
+    };
+    return (isOne(static_cast<const Types*>(nullptr)) || ...);
+}
+
+template <class... Types, class Function>
+bool visitArray(MemBase& data, Function function) {
+    return visitArray<Types...>(std::as_const(data), [&]<class T>(const MemArray<T>& array) {
+        function(const_cast<MemArray<T>&>(array)); // the caller's is not constant
+    });
 }
 
 } // namespace Fiber

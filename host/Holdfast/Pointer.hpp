@@ -77,12 +77,6 @@ private:
     PointerIdentity identity_;
 };
 
-/// Makes a counted object.
-template <class T, class... Arguments>
-StrongPtr<T> create(Arguments&&... arguments) {
-    return std::make_shared<T>(std::forward<Arguments>(arguments)...);
-}
-
 /// The object as a `To`, or empty when it is none.
 template <class To, class From>
 StrongPtr<To> cast(const StrongPtr<From>& object) {
@@ -104,5 +98,17 @@ protected:
         return std::dynamic_pointer_cast<Self>(shared_from_this());
     }
 };
+
+/// Starts to count the object. Compiled into this library, so that what weak pointers refer to outlives the library
+/// that made the object.
+std::shared_ptr<Managed> counted(std::unique_ptr<Managed> object);
+
+/// Makes a counted object.
+template <class T, class... Arguments>
+StrongPtr<T> create(Arguments&&... arguments) {
+    auto object = std::make_unique<T>(std::forward<Arguments>(arguments)...);
+    T* const made = object.get();
+    return std::shared_ptr<T>(counted(std::move(object)), made);
+}
 
 } // namespace Holdfast

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cassert>
+#include <limits>
 
 namespace Kesh {
 
@@ -21,8 +22,40 @@ constexpr double Near = -1, Far = 1; // screen depth
 
 bool betweenPlanes(double depth) { return depth >= Near && depth <= Far; }
 
-/// Points that are projected before any of them is looked up, so that both loops stay simple enough for the compiler.
+/// Points that go through each step together: steps as simple as these the compiler does for several points at once.
 constexpr std::size_t Block = 512;
+
+struct ScreenBlock {
+    std::array<double, Block> x, y, depth;
+};
+
+/// What does not lie between the planes gets an x that is not a number, which is inside of no outline.
+void projectBlock(const Sextant::View& seen, std::span<const Point> positions, ScreenBlock& screen) {
+    const Sextant::View view = seen; // which writing to `screen` cannot change, so it is loaded once
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        const glm::dvec3 p = view.project(positions[i]);
+        screen.x[i] = p.x;
+        screen.y[i] = p.y;
+        screen.depth[i] = p.z;
+    }
+    constexpr double Nowhere = std::numeric_limits<double>::quiet_NaN();
+    for (std::size_t i = 0; i < positions.size(); ++i)
+        screen.x[i] = betweenPlanes(screen.depth[i]) ? screen.x[i] : Nowhere;
+}
+
+/// Writes the indices of the points in the outline, counted from `first`, and returns where the next one goes. There
+/// must be room for all of the points.
+std::uint32_t* selectBlock(const OutlineRaster& raster, const ScreenBlock& screen, std::size_t count, std::size_t first,
+                           std::uint32_t* next) {
+    std::array<std::uint32_t, Block> cells;
+    for (std::size_t i = 0; i < count; ++i) cells[i] = raster.cellNumber(screen.x[i], screen.y[i]);
+    for (std::size_t i = 0; i < count; ++i) {
+        const Cell cell = raster.cell(cells[i]);
+        *next = static_cast<std::uint32_t>(first + i);
+        next += cell == Cell::Boundary ? raster.containsExactly({screen.x[i], screen.y[i]}) : cell == Cell::In;
+    }
+    return next;
+}
 
 } // namespace
 
@@ -58,23 +91,14 @@ void Brush::select(std::span<const Point> positions, std::vector<std::uint32_t>&
     indices.clear();
     if (!stroke_) return;
     const auto& [view, outline, raster] = *stroke_;
-    std::array<glm::dvec2, Block> screen;
-    std::array<Cell, Block> cells;
+    ScreenBlock screen;
     for (std::size_t begin = 0; begin < positions.size(); begin += Block) {
-        const std::size_t count = std::min(Block, positions.size() - begin);
-        for (std::size_t i = 0; i < count; ++i) {
-            const glm::dvec3 p = view.project(positions[begin + i]);
-            screen[i] = {p.x, p.y};
-            cells[i] = betweenPlanes(p.z) ? raster.at(p.x, p.y) : Cell::Out;
-        }
+        const auto block = positions.subspan(begin, std::min(Block, positions.size() - begin));
+        projectBlock(view, block, screen);
         const std::size_t before = indices.size();
-        indices.resize(before + count);
-        std::uint32_t* next = indices.data() + before;
-        for (std::size_t i = 0; i < count; ++i) {
-            *next = static_cast<std::uint32_t>(begin + i);
-            next += cells[i] == Cell::Boundary ? raster.containsExactly(screen[i]) : cells[i] == Cell::In;
-        }
-        indices.resize(static_cast<std::size_t>(next - indices.data()));
+        indices.resize(before + block.size());
+        const std::uint32_t* end = selectBlock(raster, screen, block.size(), begin, indices.data() + before);
+        indices.resize(static_cast<std::size_t>(end - indices.data()));
     }
 }
 

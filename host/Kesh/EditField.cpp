@@ -2,6 +2,7 @@
 #include "Kesh/EditField.hpp"
 
 #include "Fiber/FragmentBox.hpp"
+#include "Kesh/MaskField.hpp"
 #include "Kesh/VActionNotifier.hpp"
 
 #include <chrono>
@@ -33,6 +34,7 @@ public:
     std::span<const std::uint32_t> of(const StrongPtr<Fiber::FragmentID>& fragment, std::size_t vertices) {
         if (!brush_) return all(vertices);
         if (!*brush_) return {};
+        requirePositions(*fragment, positions_->getCreator(fragment), vertices);
         // Positions whose box is not known yet are held, so that they are loaded once for the box and the selection.
         const bool boxKnown = Fiber::knownFragmentBBox(*positions_, fragment).has_value();
         auto points = boxKnown ? nullptr : positions_->getData(fragment);
@@ -45,17 +47,16 @@ public:
             break;
         }
         if (!points) points = positions_->getData(fragment);
-        return selectAmong(Fiber::arrayOf<Point>(points), fragment->number(), vertices);
+        brush_->select(Fiber::arrayOf<Point>(points)->values(), selected_);
+        return selected_;
     }
 
 private:
-    std::span<const std::uint32_t> selectAmong(const StrongPtr<const Fiber::MemArray<Point>>& points,
-                                               std::uint32_t fragment, std::size_t vertices) {
-        if (!points || points->size() != vertices)
-            throw std::runtime_error(fmt::format("Fragment {} has {} vertices but {} positions.", fragment, vertices,
-                                                 points ? points->size() : 0));
-        brush_->select(points->values(), selected_);
-        return selected_;
+    static void requirePositions(const Fiber::FragmentID& fragment, const EditField::ArrayPtr& positions,
+                                 std::size_t vertices) {
+        if (positions && positions->size() == vertices && positions->getFiberType() == typeid(Point)) return;
+        throw std::runtime_error(fmt::format("Fragment {} has {} vertices but {} positions.", fragment.number(),
+                                             vertices, positions ? positions->size() : 0));
     }
 
     std::span<const std::uint32_t> all(std::size_t vertices) {
@@ -85,12 +86,17 @@ EditField::EditField(const std::string& name, int expertLevel, const StrongPtr<V
       dataHistory_(*this, 0, true, "Data", "", "", ""),
       undoDepth_(*this, "undodepth", DefaultUndoDepth, 5),
       brush_(Brush::connectBrushAsInput(*this, "brush", "Brush", preferences), Brush()) {
+    addHistory(dataHistory_, [this](const VRequest& request) { return selectedField(request).getFieldName(); });
     VParameter& depth = *undoDepth_->parameter();
     depth.setProperty("min", 0);
     depth.setProperty("max", LargestUndoDepth);
     depth.setHelp("How many steps of each history are kept; the oldest go first.");
     brush_->parameter()->setHelp(
         "The stroke whose volume selects the vertices. Without a brush every vertex is edited.");
+}
+
+void EditField::addHistory(UndoStack& stack, FieldNameOf fieldName) {
+    histories_.push_back({&stack, std::move(fieldName)});
 }
 
 void EditField::decorateHistory() {
@@ -104,16 +110,22 @@ void EditField::decorateHistory() {
     decorate(dataHistory_.redoParameter(), ":corvane/redo-data.png", "Redo data modification");
 }
 
-bool EditField::operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
+void EditField::operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
                         const FieldPtr& field) {
-    if (wantsFieldOperation(request, representation, fieldName, field)) {
-        const std::uint64_t writes = FieldOperation(request, field, representation);
-        setStatusInfo(*request.pool, modificationReport(writes));
-        return writes > 0;
+    if (wantsFieldOperation(request, representation, fieldName, field))
+        setStatusInfo(*request.pool, modificationReport(FieldOperation(request, field, representation)));
+    else
+        serveHistories(request, representation);
+}
+
+/// After a dispatch that came to no edit; a press that was served during the dispatch is not served again.
+void EditField::serveHistories(const VRequest& request, Fiber::Representation& representation) {
+    for (const OwnHistory& history : histories_) {
+        const std::string name = history.fieldName(request);
+        const std::string done = doUndoRedo(request, *history.stack, representation, name,
+                                            representation.findField(name), undoDepth(request));
+        if (!done.empty()) setStatusInfo(*request.pool, done);
     }
-    const std::string done = doUndoRedo(request, dataHistory_, representation, fieldName, field, undoDepth(request));
-    if (!done.empty()) setStatusInfo(*request.pool, done);
-    return false; // undo and redo give the field its time themselves
 }
 
 std::uint64_t EditField::FieldOperation(VRequest& request, const FieldPtr& field,
@@ -122,36 +134,50 @@ std::uint64_t EditField::FieldOperation(VRequest& request, const FieldPtr& field
     return edit(request, dataHistory_, representation, field, name, name);
 }
 
-std::uint64_t EditField::edit(const VRequest& request, UndoStack&, Fiber::Representation& representation,
+std::uint64_t EditField::edit(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
                               const FieldPtr& field, const std::string& fieldName, const std::string& targetName) {
-    const FieldPtr target = targetName == fieldName ? field : representation.findField(targetName);
-    if (!target) return 0;
+    const bool direct = targetName == fieldName;
+    FieldPtr target = direct ? field : findMask(representation, targetName, *field);
+    const bool isNew = !target;
+    if (isNew) target = makeMask(*field);
     const Brush brush = brush_.get(*request.pool);
     VertexSelection selection(representation, hasBrush(request) ? &brush : nullptr);
     const FieldPtr working = field->sharingCopy();
-    const FieldPtr undoField = newUndoFieldFromPreviouslyModifiedFieldFragments(*target);
     const auto fragments = field->fragments().size();
 
-    const std::uint64_t writes =
-        applyModificator(*target, *undoField, [&](const FragmentPtr& fragment, const ArrayPtr& array) {
-            FragmentModification result;
-            if (!VActionNotifier::reportProgress(fragment->number(), fragments, "Editing " + targetName))
-                throw std::runtime_error("The edit was interrupted; nothing has been changed.");
-            const auto indices = selection.of(fragment, array->size());
-            if (indices.empty()) return result;
-            const ArrayPtr copy = array->privateCopy();
-            copy->touch(request.time);
-            if (target == field) working->setPersistentData(copy, fragment);
-            result.modified = modifyFragment(request, *working, fragment, indices, result.writes, copy);
-            if (result.writes == 0) result.modified.reset(); // as it was
-            return result;
-        });
+    const auto modify = [&](const FragmentPtr& fragment, const ArrayPtr& array) {
+        FragmentModification result;
+        if (!VActionNotifier::reportProgress(fragment->number(), fragments, "Editing " + targetName))
+            throw std::runtime_error("The edit was interrupted; nothing has been changed.");
+        const auto indices = selection.of(fragment, array->size());
+        if (indices.empty()) return result;
+        const ArrayPtr copy = array->privateCopy();
+        copy->touch(request.time);
+        if (direct) working->setPersistentData(copy, fragment);
+        const auto pinned = working->getData(fragment);
+        result.modified = modifyFragment(request, *working, fragment, indices, result.writes, copy);
+        if (result.writes == 0) result.modified.reset(); // as it was
+        return result;
+    };
+    std::string undoText;
+    const std::uint64_t writes = applyRecorded(request, stack, representation, target, targetName, modify, undoText);
+    if (isNew) representation.makeField(representation.makeFieldID(targetName), target);
+    return writes;
+}
+
+std::uint64_t EditField::applyRecorded(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
+                                       const FieldPtr& field, const std::string& fieldName, const Modificator& modify,
+                                       std::string& undoText) {
+    const FieldPtr undoField = newUndoFieldFromPreviouslyModifiedFieldFragments(*field);
+    const std::uint64_t writes = applyModificator(*field, *undoField, modify);
     try {
-        storeUndoInformation(request, representation, targetName, undoField, writes, undoDepth(request));
+        undoText =
+            storeUndoInformation(request, stack, representation, fieldName, undoField, writes, undoDepth(request));
     } catch (...) {
-        target->exchange(*undoField);
+        field->exchange(*undoField);
         throw;
     }
+    if (!undoField->fragments().empty()) field->raiseAge(request.time);
     return writes;
 }
 
@@ -171,7 +197,11 @@ std::uint64_t EditField::applyModificator(Fiber::Field& field, Fiber::Field& und
     return writes;
 }
 
-std::string EditField::storeUndoInformation(const VRequest& request, Fiber::Representation& representation,
+void EditField::removeUndoInfo(Fiber::Representation& representation, const std::string& fieldName, int) {
+    History(representation, fieldName).clear();
+}
+
+std::string EditField::storeUndoInformation(const VRequest& request, UndoStack&, Fiber::Representation& representation,
                                             const std::string& fieldName, const FieldPtr& undoField,
                                             std::uint64_t writes, int depth) {
     if (undoField->fragments().empty()) return "";
@@ -192,7 +222,7 @@ std::string EditField::doUndoRedo(const VRequest& request, UndoStack& stack, Fib
     const bool undo = press == UndoStack::Press::Undo;
     const char* verb = undo ? "undo" : "redo";
     const int i = undo ? history.position() - 1 : history.position();
-    if (i < 0 || i >= history.size()) return fmt::format("There is nothing to {}.", verb);
+    if (!field || i < 0 || i >= history.size()) return fmt::format("There is nothing to {}.", verb);
     const UndoStep step = history.step(i);
     if (!(undo ? history.undo(*field, request.time) : history.redo(*field, request.time)))
         throw std::runtime_error(fmt::format("The last change of \"{}\" cannot be {}ne: its fragments are not those of "
@@ -208,7 +238,7 @@ std::string EditField::modificationReport(std::uint64_t writes) {
 }
 
 bool EditField::hasBrush(const VRequest& request) const {
-    return brush_->source() || brush_->ValueAge(*request.pool) != Holdfast::Ageable::Ooooold;
+    return brush_->connected() || brush_->ValueAge(*request.pool) != Holdfast::Ageable::Ooooold;
 }
 
 std::string EditField::parametersAsText(const ValuePool& pool) const {

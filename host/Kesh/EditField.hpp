@@ -40,9 +40,16 @@ public:
     static std::string UndoName(int step) { return History::stepName(step); }
 
     /// Runs one complete edit of the field `targetName`, of those vertices of `field` that are under the brush, under
-    /// the given history. Returns the number of writes that the editor counted.
+    /// the given history. The target is the field itself, or its mask, which is made when it does not exist. Returns
+    /// the number of writes that the editor counted.
     std::uint64_t edit(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
                        const FieldPtr& field, const std::string& fieldName, const std::string& targetName);
+
+    /// Modifies a field and records what it was as a step of its history: both, or when something throws neither.
+    /// Returns the number of writes. `undoText` is put before the report of the edit; it is empty so far.
+    std::uint64_t applyRecorded(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
+                                const FieldPtr& field, const std::string& fieldName, const Modificator& modify,
+                                std::string& undoText);
 
     /// Takes one step back or forth when one of the stack's actions was pressed. Returns what was done, as a sentence;
     /// an empty text when nothing was pressed. `depth` steps are kept.
@@ -52,9 +59,12 @@ public:
     /// Stores the previous fragments as the newest step of the field's history, of which `depth` steps are kept. An
     /// undo field without fragments leaves no step. Returns a text to be put before the report of the edit; it is
     /// empty.
-    std::string storeUndoInformation(const VRequest& request, Fiber::Representation& representation,
+    std::string storeUndoInformation(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
                                      const std::string& fieldName, const FieldPtr& undoField, std::uint64_t writes,
                                      int depth);
+
+    /// Drops the field's history: the steps up to number `steps`, and those above, which are nothing without them.
+    static void removeUndoInfo(Fiber::Representation& representation, const std::string& fieldName, int steps);
 
     /// An undo field that holds no fragments yet. Fragments are shared, never copied, so there is nothing to take over
     /// from earlier steps.
@@ -68,6 +78,13 @@ public:
     /// The report of an edit with that many writes.
     static std::string modificationReport(std::uint64_t writes);
 
+    int undoDepth(const VRequest& request) const { return undoDepth_.get(*request.pool); }
+
+    /// The slot of the stroke that selects; a younger one asks for an edit.
+    const VSlot& brushSlot() const { return *brush_; }
+
+    UndoStack& dataHistory() { return dataHistory_; }
+
 protected:
     using Action = Holdfast::StrongPtr<VAction>;
 
@@ -80,28 +97,34 @@ protected:
                                          Fiber::Representation& representation);
 
     /// Edits the vertices of one fragment. `field` is the field in the state of this edit: its `getCreator` gives the
-    /// array to be read. `target` is the array to be written, this edit's own; `indices` are ascending. What was
-    /// written is added to `writes`. Returns the target when it was modified, else null.
+    /// array to be read, resident. `target` is the array to be written, this edit's own; `indices` are ascending. What
+    /// was written is added to `writes`. Returns the target when it was modified, else null.
     virtual ArrayPtr modifyFragment(const VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
                                     std::span<const std::uint32_t> indices, std::uint64_t& writes,
                                     const ArrayPtr& target) = 0;
 
-    bool operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
+    void operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
                  const FieldPtr& field) final;
 
-    int undoDepth(const VRequest& request) const { return undoDepth_.get(*request.pool); }
-    const VSlot& brushSlot() const { return *brush_; }
+    /// Serves a second history too; `fieldName` says of which field it is.
+    using FieldNameOf = std::function<std::string(const VRequest& request)>;
+    void addHistory(UndoStack& stack, FieldNameOf fieldName);
 
     /// Gives the undo and redo actions of the data their icons and texts.
     void decorateHistory();
 
-    UndoStack& dataHistory() { return dataHistory_; }
-
 private:
     bool hasBrush(const VRequest& request) const;
+    void serveHistories(const VRequest& request, Fiber::Representation& representation);
     std::string parametersAsText(const ValuePool& pool) const;
 
+    struct OwnHistory {
+        UndoStack* stack;
+        FieldNameOf fieldName;
+    };
+
     UndoStack dataHistory_;
+    std::vector<OwnHistory> histories_;
     TypedSlot<int> undoDepth_;
     TypedSlot<Brush> brush_;
 };

@@ -20,7 +20,6 @@ bool FieldOperatorObject::must_update(const VRequest& request, double precision)
 
 bool FieldOperatorObject::unsychronized_update(VRequest& request, double) {
     const Fiber::FieldSelector selected = selectedField(request);
-    preFieldOperation(request, selected);
     const auto field = selected.field();
     if (!field) {
         setStatusError(*request.pool,
@@ -30,16 +29,8 @@ bool FieldOperatorObject::unsychronized_update(VRequest& request, double) {
                                          selected.gridName));
         return false;
     }
-    const auto representation = selected.representation();
-    if (operate(request, *representation, selected.getFieldName(), field))
-        postFieldOperation(request, *representation, *field);
+    operate(request, *selected.representation(), selected.getFieldName(), field);
     return true;
-}
-
-void FieldOperatorObject::preFieldOperation(VRequest&, const Fiber::FieldSelector&) {}
-
-void FieldOperatorObject::postFieldOperation(VRequest& request, Fiber::Representation&, Fiber::Field& field) {
-    field.raiseAge(request.time);
 }
 
 } // namespace Kesh

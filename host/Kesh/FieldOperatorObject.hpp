@@ -25,15 +25,9 @@ public:
 protected:
     bool unsychronized_update(VRequest& request, double precision) override;
 
-    /// Before the work of an update.
-    virtual void preFieldOperation(VRequest& request, const Fiber::FieldSelector& selected);
-
-    /// The work. True: the field was changed.
-    virtual bool operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
+    /// The work on the selected field, which exists. May throw.
+    virtual void operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
                          const Holdfast::StrongPtr<Fiber::Field>& field) = 0;
-
-    /// After work that changed the field.
-    virtual void postFieldOperation(VRequest& request, Fiber::Representation& representation, Fiber::Field& field);
 
     Fiber::FieldSelector selectedField(const VRequest& request) const { return field_.get(*request.pool); }
 

@@ -42,7 +42,7 @@ public:
     /// Puts a step in at the present, and drops the undone ones. `other` holds the other side of the edit.
     void record(const Holdfast::StrongPtr<Fiber::Field>& other, const UndoStep& step);
 
-    /// Drops the oldest steps, so that at most `depth` are left.
+    /// Drops the oldest steps that are done, as far as more than `depth` are left. What was undone stays ahead.
     void trim(int depth);
 
     void clear();

@@ -9,13 +9,20 @@
 namespace Kesh {
 
 bool VObject::update(const VRequest& request, double precision) {
-    if (!updateSources(request, precision)) return false;
-    if (!must_update(request, precision)) return true;
+    const ValuePool& pool = *request.pool;
+    const bool sourcesReady = updateSources(request, precision);
+    const auto failure = failed_.find(pool.identifier());
+    const bool waited = failure != failed_.end() && failure->second;
+    if (sourcesReady && !waited && !must_update(request, precision)) return failure == failed_.end();
     VRequest ours = request;
     ours.time = Holdfast::Ageable::nextTime();
-    clearStatus(*request.pool);
-    const bool succeeded = work(ours, precision);
-    raiseAge(*request.pool, ours.time);
+    if (sourcesReady) clearStatus(pool);
+    const bool succeeded = sourcesReady && work(ours, precision);
+    raiseAge(pool, ours.time);
+    if (succeeded)
+        failed_.erase(pool.identifier());
+    else
+        failed_[pool.identifier()] = !sourcesReady;
     return succeeded;
 }
 

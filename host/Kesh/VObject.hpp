@@ -5,6 +5,8 @@
 #include "Kesh/VRequest.hpp"
 #include "Kesh/VSlotContainer.hpp"
 
+#include <cstdint>
+#include <map>
 #include <string>
 
 namespace Kesh {
@@ -15,7 +17,8 @@ class VCreatorBase;
 ///
 /// An update brings the objects behind the connected inputs up to date first. Then, if the object must update, it takes
 /// the time, works, and bears that time afterwards, whether the work succeeded or not. So a trigger fires once, and a
-/// value that is set while the work goes on is seen by the next update.
+/// value that is set while the work goes on is seen by the next update. An object that failed has failed until an
+/// update succeeds.
 class VObject : public Holdfast::Managed, public VSlotContainer, public StatusIndicator {
 public:
     explicit VObject(std::string name) : name_(std::move(name)) {}
@@ -50,6 +53,7 @@ private:
 
     std::string name_;
     Holdfast::WeakPtr<VCreatorBase> creator_;
+    std::map<std::uint64_t, bool> failed_; // the pools in which the last update failed; true: because of a source
 };
 
 template <class T>

@@ -20,6 +20,11 @@ public:
     const std::string& help() const { return help_; }
     void setHelp(std::string help) { help_ = std::move(help); }
 
+    /// Flags for the presentation; at first none.
+    static constexpr unsigned InEditingTools = 64; ///< belongs among the tools that stay at hand while editing
+    unsigned flags() const { return flags_; }
+    void addFlag(unsigned flag) { flags_ |= flag; }
+
     const ValueMap& properties() const { return properties_; }
     void setProperty(const std::string& name, ValueMap::Value value) { properties_.setValue(name, std::move(value)); }
 
@@ -50,6 +55,7 @@ private:
     std::string name_;
     std::string variableName_; // in pools: unlike that of any other parameter
     int expertLevel_;
+    unsigned flags_ = 0;
     std::string help_;
     ValueMap properties_;
     Holdfast::StrongPtr<VValueBase> defaultValue_;

@@ -1,9 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Kesh/VSlot.hpp"
 
+#include <map>
+
 namespace Kesh {
 
 using Holdfast::StrongPtr;
+
+StrongPtr<VInputClass> VInputClass::getClass(const std::string& name) {
+    static std::map<std::string, StrongPtr<VInputClass>> classes;
+    StrongPtr<VInputClass>& found = classes[name];
+    if (!found) found = Holdfast::create<VInputClass>(name);
+    return found;
+}
 
 VSlot::VSlot(VObject& owner, const std::string& name, int expertLevel)
     : owner_(owner), parameter_(Holdfast::create<VParameter>(name, expertLevel)) {}

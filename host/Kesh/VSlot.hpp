@@ -10,6 +10,19 @@ namespace Kesh {
 
 class VObject;
 
+/// A group of inputs that the shell presents together, by name.
+class VInputClass : public Holdfast::Managed {
+public:
+    explicit VInputClass(std::string name) : name_(std::move(name)) {}
+    const std::string& name() const { return name_; }
+
+    /// The class of this name, the same for all who ask.
+    static Holdfast::StrongPtr<VInputClass> getClass(const std::string& name);
+
+private:
+    std::string name_;
+};
+
 /// Where an object reads a value: a parameter of its own, or the slot of another object that it is connected to.
 class VSlot : public Holdfast::Managed {
 public:
@@ -19,9 +32,19 @@ public:
     const std::string& name() const { return parameter_->Name(); }
     const Holdfast::StrongPtr<VParameter>& parameter() const { return parameter_; }
 
+    /// The group that the slot belongs to; null for none.
+    const Holdfast::StrongPtr<VInputClass>& inputClass() const { return inputClass_; }
+    void setClass(const Holdfast::StrongPtr<VInputClass>& inputClass) { inputClass_ = inputClass; }
+
     /// The slot that this one reads instead of its own parameter; empty when not connected, or that slot is gone.
     Holdfast::StrongPtr<VSlot> source() const { return source_.lock(); }
-    void setSource(const Holdfast::StrongPtr<VSlot>& source) { source_ = source; }
+    void setSource(const Holdfast::StrongPtr<VSlot>& source) {
+        source_ = source;
+        connected_ = true;
+    }
+
+    /// Whether it was ever connected. One whose source is gone reads its own initial value, and is not as if free.
+    bool connected() const { return connected_; }
 
     /// The parameter that is read in the end, following connections.
     Holdfast::StrongPtr<VParameter> sourceParameter() const;
@@ -36,6 +59,8 @@ private:
     VObject& owner_; // which owns this slot
     Holdfast::StrongPtr<VParameter> parameter_;
     Holdfast::WeakPtr<VSlot> source_;
+    bool connected_ = false;
+    Holdfast::StrongPtr<VInputClass> inputClass_;
 };
 
 /// The slot of an object for values of type T. Without a registered value creator for T it says so and reads as the

@@ -22,8 +22,7 @@ std::vector<OutlineEdge> Outline::edges() const {
     for (std::size_t i = 0; i < points_.size(); ++i) {
         const glm::dvec2& a = points_[i];
         const glm::dvec2& b = points_[(i + 1) % points_.size()];
-        if (a.y < b.y) edges.push_back({a, b});
-        if (b.y < a.y) edges.push_back({b, a});
+        edges.push_back(a.y < b.y ? OutlineEdge{a, b} : OutlineEdge{b, a});
     }
     return edges;
 }

@@ -38,7 +38,7 @@ public:
     const std::vector<glm::dvec2>& points() const { return points_; }
     bool empty() const { return points_.empty(); }
 
-    /// Horizontal ones are left out: nothing crosses them.
+    /// Level ones too: nothing crosses them, but they part what is inside from what is not.
     std::vector<OutlineEdge> edges() const;
 
     bool contains(const glm::dvec2& point) const;

@@ -16,15 +16,26 @@ double edgeAt(const OutlineEdge& edge, double y) {
     return edge.low.x + t * (edge.high.x - edge.low.x);
 }
 
+/// Beyond this the products of the exact test overflow; what is not a number is not reckoned with either.
+bool canBeReckonedWith(const glm::dvec2& point) {
+    constexpr double Reach = 1e150;
+    return std::abs(point.x) <= Reach && std::abs(point.y) <= Reach;
+}
+
 } // namespace
 
 OutlineRaster::OutlineRaster(const Outline& outline) : cells_(Width * Width, Cell::Out), rows_(Width) {
     const std::vector<OutlineEdge> edges = outline.edges();
     if (!edges.empty()) {
         layCellsOver(outline.points());
-        fileEdges(edges);
-        markBoundaries(edges);
-        for (std::size_t r = Ring; r < Ring + Cells; ++r) fillRow(r);
+        if (std::ranges::all_of(outline.points(), canBeReckonedWith) && std::max(margin_.x, margin_.y) <= 0.5) {
+            fileEdges(edges);
+            markBoundaries(edges);
+            for (std::size_t r = Ring; r < Ring + Cells; ++r) fillRow(r);
+        } else { // rounding blurs the cells: every point is tested against every edge
+            std::ranges::fill(cells_, Cell::Boundary);
+            std::ranges::fill(rows_, edges);
+        }
     }
     sumBoundaries();
 }
@@ -48,16 +59,15 @@ void OutlineRaster::fileEdges(const std::vector<OutlineEdge>& edges) {
 }
 
 void OutlineRaster::markBoundaries(const std::vector<OutlineEdge>& edges) {
-    // An outline so thin that rounding blurs the cells: every point is tested exactly.
-    if (std::max(margin_.x, margin_.y) > 0.5) return std::fill(cells_.begin(), cells_.end(), Cell::Boundary);
-    const auto indexOf = [](double cell) { return std::clamp(clamped(cell), Ring - 1, Ring + Cells); };
+    const auto indexOf = [](double cell) { return std::clamp<std::size_t>(clamped(cell), Ring - 1, Ring + Cells); };
     for (const OutlineEdge& edge : edges) {
         const std::size_t first = indexOf((edge.low.y - minimum_.y) * perUnit_.y - margin_.y);
         const std::size_t last = indexOf((edge.high.y - minimum_.y) * perUnit_.y + margin_.y);
         for (std::size_t r = first; r <= last; ++r) {
             const double bottom = double(r) - double(Ring); // cells
-            const double xa = edgeAt(edge, minimum_.y + (bottom - margin_.y) / perUnit_.y);
-            const double xb = edgeAt(edge, minimum_.y + (bottom + 1 + margin_.y) / perUnit_.y);
+            const bool level = edge.low.y == edge.high.y;
+            const double xa = level ? edge.low.x : edgeAt(edge, minimum_.y + (bottom - margin_.y) / perUnit_.y);
+            const double xb = level ? edge.high.x : edgeAt(edge, minimum_.y + (bottom + 1 + margin_.y) / perUnit_.y);
             const std::size_t left = indexOf((std::min(xa, xb) - minimum_.x) * perUnit_.x - margin_.x);
             const std::size_t right = indexOf((std::max(xa, xb) - minimum_.x) * perUnit_.x + margin_.x);
             std::fill_n(&cells_[r * Width + left], right - left + 1, Cell::Boundary);

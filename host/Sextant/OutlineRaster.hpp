@@ -21,8 +21,15 @@ public:
 
     explicit OutlineRaster(const Outline& outline);
 
-    /// What is known of a point without looking at edges. A point that is not a number is out.
-    Cell at(double x, double y) const { return cells_[row(y) * Width + column(x)]; }
+    /// The number of the cell that a point lies in, for `cell`. Two steps, since the compiler does the first one for
+    /// several points at once when it stands alone in a loop.
+    std::uint32_t cellNumber(double x, double y) const { return row(y) * std::uint32_t{Width} + column(x); }
+
+    /// What is known of the points of a cell without looking at edges.
+    Cell cell(std::uint32_t number) const { return cells_[number]; }
+
+    /// A point that is not a number is not inside.
+    Cell at(double x, double y) const { return cell(cellNumber(x, y)); }
 
     /// The answer for a point in a boundary cell.
     bool containsExactly(const glm::dvec2& point) const;
@@ -40,11 +47,11 @@ private:
     static constexpr std::size_t Ring = 2;
     static constexpr std::size_t Width = Cells + 2 * Ring;
 
-    std::size_t column(double x) const { return clamped((x - minimum_.x) * perUnit_.x); }
-    std::size_t row(double y) const { return clamped((y - minimum_.y) * perUnit_.y); }
+    std::uint32_t column(double x) const { return clamped((x - minimum_.x) * perUnit_.x); }
+    std::uint32_t row(double y) const { return clamped((y - minimum_.y) * perUnit_.y); }
 
     /// Cell coordinate to index; what is not a number goes to the outer ring.
-    static std::size_t clamped(double cell) {
+    static std::uint32_t clamped(double cell) {
         const double shifted = cell + double(Ring);
         const double low = shifted > 0 ? shifted : 0;
         return static_cast<std::uint32_t>(static_cast<std::int32_t>(low < double(Width - 1) ? low : double(Width - 1)));

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Kesh/MaskField.hpp"
+
+#include <fmt/format.h>
+
+#include <stdexcept>
+
+namespace Kesh {
+
+using Holdfast::StrongPtr;
+
+namespace {
+
+const std::string MaskAttribute = "Mask"; // tells a mask from other fields of bytes
+
+class ZeroSource : public Fiber::ArraySource {
+public:
+    explicit ZeroSource(std::size_t size) : size_(size) {}
+    StrongPtr<Fiber::MemBase> make() const override {
+        return Holdfast::create<Fiber::MemArray<std::uint8_t>>(size_, Unmasked);
+    }
+    bool allZero() const override { return true; }
+
+private:
+    std::size_t size_;
+};
+
+bool sameFragments(const Fiber::Field& mask, const Fiber::Field& field) {
+    if (mask.fragments().size() != field.fragments().size()) return false;
+    for (const auto& [number, fragment] : field.fragments()) {
+        const auto counterpart = mask.getCreator(fragment.id);
+        if (!counterpart || counterpart->size() != fragment.array->size()) return false;
+    }
+    return true;
+}
+
+} // namespace
+
+StrongPtr<Fiber::Field> makeMask(const Fiber::Field& field) {
+    const auto mask = Holdfast::create<Fiber::Field>(typeid(std::uint8_t));
+    mask->attributes().setAttribute(MaskAttribute, Holdfast::create<Holdfast::Chunk<bool>>(1, true));
+    for (const auto& [number, fragment] : field.fragments()) {
+        const std::size_t size = fragment.array->size();
+        mask->setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(typeid(std::uint8_t), size,
+                                                                           Holdfast::create<ZeroSource>(size),
+                                                                           fragment.array->cache()),
+                                fragment.id);
+    }
+    return mask;
+}
+
+StrongPtr<Fiber::Field> findMask(const Fiber::Representation& representation, const std::string& name,
+                                 const Fiber::Field& field) {
+    const auto mask = representation.findField(name);
+    if (!mask) return nullptr;
+    if (!mask->attributes().getAttribute(MaskAttribute))
+        throw std::runtime_error(
+            fmt::format("\"{}\" is a field of the data and cannot be the mask; give the mask another "
+                        "name. Nothing has been changed.",
+                        name));
+    if (!sameFragments(*mask, field))
+        throw std::runtime_error(
+            fmt::format("The mask \"{}\" belongs to other fragments than those of the field; give the "
+                        "mask another name. Nothing has been changed.",
+                        name));
+    return mask;
+}
+
+} // namespace Kesh

@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Bench.hpp"
+
+#include <random>
+
+namespace corvane::test {
+namespace {
+
+using Values = std::vector<unsigned char>;
+const std::string Name = "Classification";
+
+/// Gives vertices a value, counts those that had another, and can be made to throw.
+class Painter : public Kesh::EditField {
+public:
+    Painter() : EditField((registerTypes(), "painter"), 0, nullptr, "field") {}
+
+    int failAt = -1;    // number of a fragment
+    std::string handed; // numbers of fragments
+
+private:
+    static void registerTypes() {
+        Kesh::ensureValueCreator<int>();
+        Kesh::ensureValueCreator<Action>();
+        Kesh::ensureValueCreator<Fiber::FieldSelector>();
+        Kesh::ensureValueCreator<Kesh::Brush>();
+    }
+
+    bool wantsFieldOperation(const Kesh::VRequest& request, Fiber::Representation&, const std::string&,
+                             const FieldPtr&) override {
+        return hasChanged(*paint_, *request.pool) || brushSlot().ValueAge(*request.pool) > age(*request.pool);
+    }
+
+    ArrayPtr modifyFragment(const Kesh::VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
+                            std::span<const std::uint32_t> indices, std::uint64_t& writes,
+                            const ArrayPtr& target) override {
+        handed += std::to_string(fragment->number());
+        EXPECT_EQ(field.getCreator(fragment), target);
+        const auto array = target->writableData<unsigned char>();
+        const auto value = static_cast<unsigned char>(value_.get(*request.pool));
+        for (const auto i : indices) {
+            writes += array->values()[i] != value;
+            array->writableValues()[i] = value;
+        }
+        if (static_cast<int>(fragment->number()) == failAt) throw std::runtime_error("the brush broke");
+        return target;
+    }
+
+    Kesh::TypedSlot<Action> paint_{*this, "paint", Holdfast::create<Kesh::VAction>()};
+    Kesh::TypedSlot<int> value_{*this, "value", 0};
+};
+
+/// Three fragments of four vertices: 0 to 3, 10 to 13, 20 to 23.
+class Editing : public Bench {
+protected:
+    Editing() {
+        field<unsigned char>(Name, {{0, 1, 2, 3}, {10, 11, 12, 13}, {20, 21, 22, 23}});
+        positions(3, 4);
+        editor = newEditor();
+    }
+
+    StrongPtr<Painter> newEditor() {
+        auto made = Holdfast::create<Painter>();
+        set(pool, *made, "field", selector(Name));
+        update(*made);
+        return made;
+    }
+
+    /// Presses and updates, with a value to paint unless it is negative.
+    std::string act(const std::string& action, int value = -1) {
+        if (value >= 0) set(pool, *editor, "value", value);
+        press(*editor, action);
+        return update(*editor);
+    }
+
+    /// Draws a stroke from x to x and updates.
+    std::string stroke(double from, double to, int value) {
+        set(pool, *editor, "value", value);
+        draw(*editor, from, to);
+        return update(*editor);
+    }
+
+    /// Steps done and undone, and values.
+    std::string state() {
+        const Kesh::History history(vertices(), Name);
+        std::string text = std::to_string(history.position()) + "/" + std::to_string(history.size());
+        for (const int value : values<unsigned char>()) text += " " + std::to_string(value);
+        return text;
+    }
+
+    std::vector<StrongPtr<Fiber::CreativeArrayBase>> arrays() {
+        std::vector<StrongPtr<Fiber::CreativeArrayBase>> all;
+        for (const auto& [number, fragment] : find(Name).fragments()) all.push_back(fragment.array);
+        return all;
+    }
+
+    StrongPtr<Painter> editor;
+    const std::string initial = "0/0 0 1 2 3 10 11 12 13 20 21 22 23";
+};
+
+TEST_F(Editing, undoAndRedoBringBackEveryValue) {
+    EXPECT_EQ(stroke(2, 12, 9), "4 vertex data have been modified.");
+    EXPECT_EQ(stroke(20, 21, 5), "1 vertex data have been modified.");
+    const auto age = find(Name).age();
+    EXPECT_EQ(state(), "2/2 0 1 9 9 9 9 12 13 5 21 22 23");
+    for (const char* expected : {"1/2 0 1 9 9 9 9 12 13 20 21 22 23", "0/2 0 1 2 3 10 11 12 13 20 21 22 23"}) {
+        EXPECT_EQ(act("undo").substr(0, 5), "Undid");
+        EXPECT_EQ(state(), expected);
+    }
+    EXPECT_GT(find(Name).age(), age) << "others must see the change";
+    EXPECT_EQ(act("undo"), "There is nothing to undo.");
+    for (const char* expected : {"1/2 0 1 9 9 9 9 12 13 20 21 22 23", "2/2 0 1 9 9 9 9 12 13 5 21 22 23"}) {
+        EXPECT_EQ(act("redo").substr(0, 5), "Redid");
+        EXPECT_EQ(state(), expected);
+    }
+    EXPECT_EQ(act("redo"), "There is nothing to redo.");
+}
+
+TEST_F(Editing, anEditThatFailsLeavesEverythingAsItWas) {
+    stroke(0, 2, 7);
+    act("undo");
+    const auto before = arrays();
+    const auto age = find(Name).age();
+    set(pool, *editor, "brush", Kesh::Brush());
+    update(*editor);
+    for (const int fragment : {0, 1, 2}) {
+        editor->failAt = fragment;
+        EXPECT_EQ(stroke(-1, 30, 9), "the brush broke");
+        EXPECT_FALSE(updated);
+        EXPECT_EQ(state(), "0/1" + initial.substr(3));
+        EXPECT_EQ(arrays(), before);
+        EXPECT_EQ(find(Name).age(), age);
+    }
+    editor->failAt = -1;
+    act("redo");
+    EXPECT_EQ(state(), "1/1 7 7 2 3 10 11 12 13 20 21 22 23");
+}
+
+TEST_F(Editing, anEditAfterAnUndoDropsTheStepsAhead) {
+    for (const int value : {5, 6, 7}) stroke(0, 1, value);
+    for (int i = 0; i < 2; ++i) act("undo");
+    stroke(1, 2, 8);
+    EXPECT_EQ(state(), "2/2 5 8 2 3 10 11 12 13 20 21 22 23");
+    EXPECT_EQ(act("redo"), "There is nothing to redo.");
+    stroke(1, 2, 8);
+    EXPECT_EQ(state(), "2/2 5 8 2 3 10 11 12 13 20 21 22 23") << "nothing was written: no step";
+}
+
+TEST_F(Editing, theOldestStepsGoFirst) {
+    set(pool, *editor, "undodepth", 2);
+    for (const int value : {5, 6, 7, 8}) stroke(0, 1, value);
+    EXPECT_EQ(state().substr(0, 5), "2/2 8");
+    for (int i = 0; i < 3; ++i) act("undo");
+    EXPECT_EQ(state().substr(0, 5), "0/2 6");
+    set(pool, *editor, "undodepth", 0);
+    stroke(0, 1, 9);
+    EXPECT_EQ(state().substr(0, 5), "0/0 9");
+}
+
+TEST_F(Editing, aPressActsOnce) {
+    for (const int value : {5, 6, 7}) stroke(0, 1, value);
+    act("undo");
+    for (int i = 0; i < 3; ++i) update(*editor);
+    EXPECT_EQ(state().substr(0, 5), "2/3 6");
+    press(*editor, "undo");
+    press(*editor, "redo");
+    update(*editor);
+    EXPECT_EQ(state().substr(0, 5), "1/3 5") << "pressed together, undo wins";
+    update(*editor);
+    EXPECT_EQ(state().substr(0, 5), "1/3 5");
+}
+
+TEST_F(Editing, theHistoryOutlivesTheEditor) {
+    stroke(0, 1, 5);
+    EXPECT_EQ(Kesh::History(vertices(), Name).step(0).vertices, 1u);
+    EXPECT_TRUE(vertices().findField(Name + Kesh::EditField::UndoName(0)));
+    editor = newEditor();
+    EXPECT_EQ(state().substr(0, 5), "1/1 5") << "a new editor changes nothing by itself";
+    act("undo");
+    EXPECT_EQ(state(), "0/1" + initial.substr(3));
+}
+
+TEST_F(Editing, theBrushDecidesWhichVerticesAreEdited) {
+    const auto none = [&] { set(pool, *editor, "brush", Kesh::Brush()); };
+    EXPECT_EQ(act("paint", 9), "12 vertex data have been modified.") << "no brush: every vertex";
+    none();
+    EXPECT_EQ(act("paint", 8), " No vertex data have been modified.") << "a brush without a stroke";
+    EXPECT_EQ(editor->handed, "012");
+    EXPECT_EQ(stroke(11, 13, 7), "2 vertex data have been modified.");
+    EXPECT_EQ(editor->handed, "0121") << "fragments without a selected vertex are not handed over";
+    EXPECT_EQ(act("paint", 6), "2 vertex data have been modified.") << "the stroke stays";
+}
+
+TEST_F(Editing, untouchedFragmentsStayOnTheDisc) {
+    const auto before = arrays();
+    stroke(11, 13, 7);
+    EXPECT_EQ(loads(Name), (std::vector{0, 1, 0}));
+    EXPECT_EQ(loads(Fiber::PositionsName), (std::vector{1, 1, 1})) << "once for box and selection";
+    EXPECT_EQ(arrays()[0], before[0]);
+    EXPECT_NE(arrays()[1], before[1]);
+    EXPECT_EQ(arrays()[2], before[2]);
+    EXPECT_EQ(find(Name + ".undo0").fragments().size(), 1u);
+    find(Fiber::PositionsName).iterate([](const auto&, const auto& array) { return array->discardCreation(); });
+    stroke(20, 22, 7);
+    stroke(9, 15, 7);
+    EXPECT_EQ(loads(Fiber::PositionsName), (std::vector{1, 1, 2})) << "boxes are known: only what they do not decide";
+}
+
+TEST_F(Editing, whatCannotBeEditedIsAnError) {
+    set(pool, *editor, "field", selector("Nothing"));
+    EXPECT_EQ(update(*editor), "There is no field \"Nothing\" on the grid \"points\".");
+    set(pool, *editor, "field", selector(Name));
+    field<Point>(Fiber::PositionsName, {{Point(0)}, {}, {}});
+    EXPECT_EQ(stroke(-1, 1, 5), "Fragment 0 has 4 vertices but 1 positions.");
+    vertices().removeField(Fiber::PositionsName);
+    EXPECT_EQ(stroke(-1, 1, 5), "The brush cannot select anything: the grid has no field \"Positions\".");
+    EXPECT_EQ(state(), initial);
+}
+
+TEST_F(Editing, aFieldThatIsOtherThanItsHistoryIsLeftAlone) {
+    stroke(0, 1, 5);
+    field<unsigned char>(Name, {{0, 1}, {}, {}});
+    EXPECT_NE(act("undo").find("Nothing was changed."), std::string::npos);
+    EXPECT_EQ(state(), "1/1 0 1");
+}
+
+/// Every state in full: what the history must be equal to.
+struct Model {
+    std::vector<Values> states;
+    int present = 0;
+
+    /// The oldest of the steps that are done go.
+    void trim(int depth) {
+        const int surplus = std::min(static_cast<int>(states.size()) - 1 - depth, present);
+        if (surplus <= 0) return;
+        states.erase(states.begin(), states.begin() + surplus);
+        present -= surplus;
+    }
+    void edit(const Values& values, int depth) {
+        if (values == states[static_cast<std::size_t>(present)]) return;
+        states.resize(static_cast<std::size_t>(++present));
+        states.push_back(values);
+        trim(depth);
+    }
+    void move(int by, int depth) {
+        trim(depth);
+        present = std::clamp(present + by, 0, static_cast<int>(states.size()) - 1);
+    }
+};
+
+TEST_F(Editing, aLongRandomWalkAgreesWithWholeCopies) {
+    std::mt19937 engine(11);
+    const auto random = [&](int below) { return std::uniform_int_distribution(0, below - 1)(engine); };
+    Model model{{values<unsigned char>()}};
+    int depth = 32, longest = 0, undone = 0;
+    for (int i = 0; i < 600; ++i) {
+        const int choice = random(20);
+        if (choice < 9) {
+            Values edited = values<unsigned char>();
+            const int from = random(24), to = from + 1 + random(12), value = random(4);
+            for (int v = 0; v < 12; ++v)
+                if (const int x = v / 4 * 10 + v % 4; x >= from && x < to)
+                    edited[static_cast<std::size_t>(v)] = static_cast<unsigned char>(value);
+            stroke(from, to, value);
+            model.edit(edited, depth);
+        } else if (choice < 18) {
+            act(choice < 14 ? "undo" : "redo");
+            model.move(choice < 14 ? -1 : 1, depth);
+        } else if (choice == 18) {
+            editor = newEditor();
+            model.trim(depth = 32);
+        } else {
+            set(pool, *editor, "undodepth", depth = random(12));
+        }
+        ASSERT_EQ(values<unsigned char>(), model.states[static_cast<std::size_t>(model.present)]) << i;
+        const Kesh::History history(vertices(), Name);
+        ASSERT_EQ(history.position(), model.present) << i;
+        ASSERT_EQ(history.size() + 1, static_cast<int>(model.states.size())) << i;
+        longest = std::max(longest, history.size());
+        undone = std::max(undone, history.size() - history.position());
+    }
+    EXPECT_GT(longest, 5);
+    EXPECT_GT(undone, 2);
+}
+
+} // namespace
+} // namespace corvane::test
