@@ -1,23 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/PointCodec.hpp"
 
-#include <array>
-
 namespace corvane {
 namespace {
 
 using Point = Sextant::PhysicalSpace::point;
 
+/// One by one: an array of the three would be copied to memory on its way into registers.
+std::int32_t integerAt(const std::byte* place) {
+    std::int32_t stored;
+    std::memcpy(&stored, place, sizeof stored);
+    return stored;
+}
+
 /// A stride that the compiler knows lets it unroll and address the records without multiplying. 0: known at run time.
 template <std::size_t KnownStride>
 void decodeWithStride(const std::byte* record, std::size_t stride, const LasHeader& header,
                       std::span<Point> positions) {
-    const Point scale(header.scale[0], header.scale[1], header.scale[2]);
-    const Point offset(header.offset[0], header.offset[1], header.offset[2]);
+    const auto [scaleX, scaleY, scaleZ] = header.scale;
+    const auto [offsetX, offsetY, offsetZ] = header.offset;
     for (Point& position : positions) {
-        std::array<std::int32_t, 3> stored;
-        std::memcpy(stored.data(), record, sizeof stored);
-        position = Point(stored[0], stored[1], stored[2]) * scale + offset;
+        position.x = integerAt(record) * scaleX + offsetX;
+        position.y = integerAt(record + 4) * scaleY + offsetY;
+        position.z = integerAt(record + 8) * scaleZ + offsetZ;
         record += KnownStride > 0 ? KnownStride : stride;
     }
 }

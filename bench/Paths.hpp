@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace corvane::bench {
+
+void benchDecode();
+void benchOpen();
+void benchSave();
+void benchLasso();
+
+} // namespace corvane::bench

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// Measures hot paths beside what the machine allows and what a user would pick instead. Prints, and judges nothing.
+#include "Failure.hpp"
+#include "Paths.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <fmt/format.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Path {
+    const char* name;
+    void (*run)();
+};
+
+constexpr Path Paths[] = {{"decode", corvane::bench::benchDecode},
+                          {"lasso", corvane::bench::benchLasso},
+                          {"open", corvane::bench::benchOpen},
+                          {"save", corvane::bench::benchSave}};
+
+} // namespace
+
+int main(int count, char** arguments) {
+    const std::vector<std::string> wanted(arguments + 1, arguments + count);
+    bool any = false;
+    try {
+        for (const Path& path : Paths) {
+            if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), path.name) == wanted.end()) continue;
+            path.run();
+            any = true;
+        }
+    } catch (const corvane::Failure& failure) {
+        fmt::print(stderr, "{}\n", failure.what());
+        return 1;
+    }
+    if (any) return 0;
+    fmt::print(stderr, "usage: corvane_bench [decode] [lasso] [open] [save]; without a name, all of them.\n");
+    return 2;
+}
