@@ -35,8 +35,10 @@ bool sameName(const std::string& a, const std::string& b) { return lowered(a) ==
 
 std::string suggestNames(const std::string& wrong, const std::vector<std::string>& known) {
     std::vector<std::string> near;
+    const std::size_t reach =
+        wrong.size() < 4 ? wrong.size() / 2 : std::max<std::size_t>(wrong.size() / 3, 2); // a swap is 2
     for (const std::string& name : known)
-        if (distance(lowered(wrong), lowered(name)) <= std::max<std::size_t>(wrong.size() / 3, 1)) near.push_back(name);
+        if (distance(lowered(wrong), lowered(name)) <= reach) near.push_back(name);
     if (!near.empty()) return fmt::format("Did you mean \"{}\"?", fmt::join(near, "\" or \""));
     if (known.empty()) return "There are none here.";
     return fmt::format("There are \"{}\".", fmt::join(known, "\", \""));

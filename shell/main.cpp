@@ -66,9 +66,12 @@ int run(int argc, char** argv) {
     program.parse_complete_callback([&options] { setSinks(options.verbosity); });
     corvane::addCatalogue(program, options);
     corvane::addInfo(program, options);
+    corvane::addLabels(program, options);
     corvane::addSample(program, options);
     corvane::addReclassify(program, options);
+    corvane::addRelabel(program, options);
     corvane::addRun(program, options);
+    corvane::addShape(program, options);
     try {
         program.parse(argc, argv);
         if (!program.get_subcommands().empty()) return Succeeded;
@@ -77,7 +80,8 @@ int run(int argc, char** argv) {
     } catch (const CLI::ExtrasError&) {
         return complainOfExtras(program);
     } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? Succeeded : WrongCall;
+        if (error.get_exit_code() == 0) return program.exit(error); // help and version
+        return complain(WrongCall, fmt::format("{}. See --help.", error.what()));
     }
 }
 

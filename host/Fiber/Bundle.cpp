@@ -24,6 +24,7 @@ StrongPtr<T> findOrMake(std::map<Key, StrongPtr<T>>& map, const Key& key) {
 
 StrongPtr<Grid> Slice::operator[](const std::string& name) { return findOrMake(grids_, name); }
 StrongPtr<Grid> Slice::find(const std::string& name) const { return findIn(grids_, name); }
+Bundle::~Bundle() = default;
 StrongPtr<Slice> Bundle::operator[](double time) { return findOrMake(slices_, time); }
 StrongPtr<Slice> Bundle::find(double time) const { return findIn(slices_, time); }
 

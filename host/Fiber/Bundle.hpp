@@ -15,8 +15,12 @@ public:
     Representation& vertices() { return *vertices_; }
     const Holdfast::StrongPtr<Representation>& verticesPtr() const { return vertices_; }
 
+    /// The fields on the lines between the vertices.
+    Representation& lines() { return *lines_; }
+
 private:
     Holdfast::StrongPtr<Representation> vertices_ = Holdfast::create<Representation>();
+    Holdfast::StrongPtr<Representation> lines_ = Holdfast::create<Representation>();
 };
 
 /// The grids that exist at one time, by name.
@@ -33,6 +37,9 @@ private:
 /// Data over time.
 class Bundle : public Holdfast::Managed {
 public:
+    /// Not in this header: the code of a bundle must stay when a plug-in that made one goes.
+    ~Bundle() override;
+
     /// Makes an empty slice when there is none at that time.
     Holdfast::StrongPtr<Slice> operator[](double time);
     Holdfast::StrongPtr<Slice> find(double time) const;

@@ -58,6 +58,9 @@ public:
         return source_ ? nullptr : Holdfast::cast<MemArray<T>>(values_);
     }
 
+    /// The same, of whatever type; empty when they are not in memory.
+    Holdfast::StrongPtr<MemBase> writableValues() { return source_ ? nullptr : values_; }
+
     /// An array with its own copy of the values, to be written: without attributes, as young as this one. Loads them.
     Holdfast::StrongPtr<CreativeArrayBase> privateCopy();
 

@@ -14,4 +14,11 @@ void Attributes::setAttribute(const std::string& name, const StrongPtr<ChunkBase
     chunks_[name] = chunk;
 }
 
+std::vector<std::string> Attributes::names() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::string> names;
+    for (const auto& [name, chunk] : chunks_) names.push_back(name);
+    return names;
+}
+
 } // namespace Holdfast

@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace Holdfast {
 
@@ -23,6 +24,9 @@ public:
 
     /// Replaces an attribute of the same name.
     void setAttribute(const std::string& name, const StrongPtr<ChunkBase>& chunk);
+
+    /// The names of all attributes, in ascending order.
+    std::vector<std::string> names() const;
 
 private:
     mutable std::mutex mutex_;

@@ -57,6 +57,13 @@ std::uint32_t* selectBlock(const OutlineRaster& raster, const ScreenBlock& scree
     return next;
 }
 
+bool hasExtent(const Sextant::Outline& outline) {
+    const auto& points = outline.points();
+    const auto [left, right] = std::ranges::minmax(points, {}, &glm::dvec2::x);
+    const auto [low, high] = std::ranges::minmax(points, {}, &glm::dvec2::y);
+    return left.x < right.x && low.y < high.y && !outline.edges().empty();
+}
+
 } // namespace
 
 Brush::Brush(const Sextant::View& view, Sextant::Outline outline) {
@@ -100,6 +107,37 @@ void Brush::select(std::span<const Point> positions, std::vector<std::uint32_t>&
         const std::uint32_t* end = selectBlock(raster, screen, block.size(), begin, indices.data() + before);
         indices.resize(static_cast<std::size_t>(end - indices.data()));
     }
+}
+
+std::vector<std::uint32_t> Brush::getSelection(const Holdfast::Chunk<Point>& positions,
+                                               const Predicate& predicate) const {
+    std::vector<std::uint32_t> indices;
+    select(positions.values, indices);
+    std::erase_if(indices, [&](std::uint32_t i) { return !predicate(positions.values[i]); });
+    return indices;
+}
+
+std::vector<Point> Brush::getBrushInWorldSpace(double depth) const {
+    std::vector<Point> points;
+    if (!stroke_) return points;
+    for (const glm::dvec2& p : stroke_->outline.points()) {
+        const Point near = stroke_->view.unproject({p, Near}), far = stroke_->view.unproject({p, Far});
+        points.push_back(near + depth * (far - near));
+    }
+    return points;
+}
+
+Sextant::BoundingBox Brush::computeBoundingBoxInWorldSpace() const {
+    Sextant::BoundingBox box;
+    if (!stroke_ || !hasExtent(stroke_->outline)) return box;
+    // Straight lines stay straight, so that the volume lies within the hull of its outlines on both planes.
+    for (const double depth : {0.0, 1.0})
+        for (const Point& p : getBrushInWorldSpace(depth)) box.include(p);
+    const Point rounding =
+        64 * std::numeric_limits<double>::epsilon() * (glm::abs(box.minimum) + glm::abs(box.maximum));
+    box.minimum -= rounding;
+    box.maximum += rounding;
+    return box;
 }
 
 StrongPtr<VSlot> Brush::connectBrushAsInput(VObject& object, const std::string& slotName,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Holdfast/Chunk.hpp"
 #include "Holdfast/Pointer.hpp"
 #include "Sextant/Geometry.hpp"
 #include "Sextant/Outline.hpp"
@@ -8,6 +9,7 @@
 #include "Sextant/View.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -43,6 +45,23 @@ public:
 
     /// Puts the indices of the positions under the brush into `indices`, ascending, in place of what was there.
     void select(std::span<const Sextant::PhysicalSpace::point> positions, std::vector<std::uint32_t>& indices) const;
+
+    /// The indices of the positions that lie under the brush and satisfy the predicate, ascending.
+    using Predicate = std::function<bool(const Sextant::PhysicalSpace::point&)>;
+    std::vector<std::uint32_t> getSelection(const Holdfast::Chunk<Sextant::PhysicalSpace::point>& positions,
+                                            const Predicate& predicate) const;
+
+    /// The points of the outline in world space, in its order. The depth runs evenly from the near plane, 0, to the far
+    /// plane, 1; each point lies on the straight line of all that is seen at its place on the screen.
+    std::vector<Sextant::PhysicalSpace::point> getBrushInWorldSpace(double depth) const;
+
+    /// A box around the volume under the brush; empty when the volume is, for an outline without width, height or
+    /// inside.
+    Sextant::BoundingBox computeBoundingBoxInWorldSpace() const;
+
+    /// What it was made from; not when it holds no stroke.
+    const Sextant::View& view() const { return stroke_->view; }
+    const Sextant::Outline& outline() const { return stroke_->outline; }
 
     /// Gives the object an input for brushes under the slot's name, connected to the provider of that name if the
     /// preferences know one.

@@ -112,6 +112,8 @@ void EditField::decorateHistory() {
 
 void EditField::operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
                         const FieldPtr& field) {
+    for (const OwnHistory& history : histories_)
+        History(representation, history.fieldName(request)).trim(undoDepth(request));
     if (wantsFieldOperation(request, representation, fieldName, field))
         setStatusInfo(*request.pool, modificationReport(FieldOperation(request, field, representation)));
     else
@@ -122,8 +124,8 @@ void EditField::operate(VRequest& request, Fiber::Representation& representation
 void EditField::serveHistories(const VRequest& request, Fiber::Representation& representation) {
     for (const OwnHistory& history : histories_) {
         const std::string name = history.fieldName(request);
-        const std::string done = doUndoRedo(request, *history.stack, representation, name,
-                                            representation.findField(name), undoDepth(request));
+        const std::string done =
+            doUndoRedo(request, *history.stack, representation, name, representation.findField(name));
         if (!done.empty()) setStatusInfo(*request.pool, done);
     }
 }
@@ -197,8 +199,8 @@ std::uint64_t EditField::applyModificator(Fiber::Field& field, Fiber::Field& und
     return writes;
 }
 
-void EditField::removeUndoInfo(Fiber::Representation& representation, const std::string& fieldName, int) {
-    History(representation, fieldName).clear();
+void EditField::removeUndoInfo(Fiber::Representation& representation, const std::string& fieldName, int steps) {
+    for (int i = 0; i < steps; ++i) representation.removeField(fieldName + UndoName(i));
 }
 
 std::string EditField::storeUndoInformation(const VRequest& request, UndoStack&, Fiber::Representation& representation,
@@ -214,9 +216,8 @@ std::string EditField::storeUndoInformation(const VRequest& request, UndoStack&,
 }
 
 std::string EditField::doUndoRedo(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
-                                  const std::string& fieldName, const FieldPtr& field, int depth) {
+                                  const std::string& fieldName, const FieldPtr& field) {
     History history(representation, fieldName);
-    history.trim(depth);
     const UndoStack::Press press = stack.take(*request.pool);
     if (press == UndoStack::Press::None) return "";
     const bool undo = press == UndoStack::Press::Undo;
@@ -242,10 +243,12 @@ bool EditField::hasBrush(const VRequest& request) const {
 }
 
 std::string EditField::parametersAsText(const ValuePool& pool) const {
+    constexpr std::size_t Longest = 80; // a label set would fill every step
     std::string text;
     for (const auto& slot : slots()) {
         const auto value = slot->getValueBase(pool);
-        const std::string shown = value ? value->text() : "";
+        std::string shown = value ? value->text() : "";
+        if (shown.size() > Longest) shown = shown.substr(0, Longest) + "...";
         if (!shown.empty()) text += fmt::format("{}{}={}", text.empty() ? "" : " ", slot->name(), shown);
     }
     return text;

@@ -52,9 +52,9 @@ public:
                                 std::string& undoText);
 
     /// Takes one step back or forth when one of the stack's actions was pressed. Returns what was done, as a sentence;
-    /// an empty text when nothing was pressed. `depth` steps are kept.
+    /// an empty text when nothing was pressed.
     std::string doUndoRedo(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
-                           const std::string& fieldName, const FieldPtr& field, int depth);
+                           const std::string& fieldName, const FieldPtr& field);
 
     /// Stores the previous fragments as the newest step of the field's history, of which `depth` steps are kept. An
     /// undo field without fragments leaves no step. Returns a text to be put before the report of the edit; it is
@@ -63,7 +63,7 @@ public:
                                      const std::string& fieldName, const FieldPtr& undoField, std::uint64_t writes,
                                      int depth);
 
-    /// Drops the field's history: the steps up to number `steps`, and those above, which are nothing without them.
+    /// Drops the first `steps` steps of the field's history; with the undo depth, all of it.
     static void removeUndoInfo(Fiber::Representation& representation, const std::string& fieldName, int steps);
 
     /// An undo field that holds no fragments yet. Fragments are shared, never copied, so there is nothing to take over

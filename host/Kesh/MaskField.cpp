@@ -51,6 +51,7 @@ StrongPtr<Fiber::Field> makeMask(const Fiber::Field& field) {
 
 StrongPtr<Fiber::Field> findMask(const Fiber::Representation& representation, const std::string& name,
                                  const Fiber::Field& field) {
+    if (name.empty()) throw std::runtime_error("The mask has no name; give it one. Nothing has been changed.");
     const auto mask = representation.findField(name);
     if (!mask) return nullptr;
     if (!mask->attributes().getAttribute(MaskAttribute))

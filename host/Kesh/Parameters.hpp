@@ -12,12 +12,18 @@ struct ActionParameter {
     const char* name;
     const char* help = nullptr;
     const char* shortcut = nullptr; ///< key that presses it
+    const char* icon = nullptr;     ///< resource
+    const char* tooltip = nullptr;
+    unsigned flags = 0; ///< of VParameter
     int expertLevel = 0;
 
     TypedSlot<Holdfast::StrongPtr<VAction>> addTo(VObject& owner) const {
         TypedSlot<Holdfast::StrongPtr<VAction>> slot(owner, name, Holdfast::create<VAction>(), expertLevel);
         if (help) slot->parameter()->setHelp(help);
         if (shortcut) slot->parameter()->setProperty("shortcut", std::string(shortcut));
+        if (icon) slot->parameter()->setProperty("icon", std::string(icon));
+        if (tooltip) slot->parameter()->setProperty("tooltip", std::string(tooltip));
+        slot->parameter()->addFlag(flags);
         return slot;
     }
 };
@@ -28,13 +34,14 @@ struct IntParameter {
     int initial = 0;
     int minimum = 0; ///< bounds for people and files; a module itself may meet others
     int maximum = 255;
+    bool bounded = true;
     int expertLevel = 0;
 
     TypedSlot<int> addTo(VObject& owner) const {
         TypedSlot<int> slot(owner, name, initial, expertLevel);
         if (help) slot->parameter()->setHelp(help);
-        slot->parameter()->setProperty("min", minimum);
-        slot->parameter()->setProperty("max", maximum);
+        if (bounded) slot->parameter()->setProperty("min", minimum);
+        if (bounded) slot->parameter()->setProperty("max", maximum);
         return slot;
     }
 };
@@ -44,12 +51,14 @@ struct EnumParameter {
     const char* help = nullptr;
     std::initializer_list<const char*> cases; ///< the first is the initial one
     int wrap = 0;                             ///< how many cases are shown in a row; 0: as the shell likes
+    unsigned flags = 0;                       ///< of VParameter
     int expertLevel = 0;
 
     TypedSlot<Enum> addTo(VObject& owner) const {
         TypedSlot<Enum> slot(owner, name, Enum(cases), expertLevel);
         if (help) slot->parameter()->setHelp(help);
         if (wrap > 0) slot->parameter()->setProperty("wrap", wrap);
+        slot->parameter()->addFlag(flags);
         return slot;
     }
 };

@@ -79,17 +79,11 @@ void History::record(const StrongPtr<Fiber::Field>& other, const UndoStep& step)
 
 void History::trim(int depth) {
     const int steps = size();
-    const int surplus = std::min(steps - std::max(depth, 0), position());
-    for (int i = 0; surplus > 0 && i < steps; ++i) {
-        if (i + surplus < steps)
-            representation_.makeField(representation_.makeFieldID(nameOf(i)), fieldOf(i + surplus));
-        else
-            representation_.removeField(nameOf(i));
-    }
-}
-
-void History::clear() {
-    for (int i = size() - 1; i >= 0; --i) representation_.removeField(nameOf(i));
+    const int left = std::clamp(depth, 0, steps);
+    const int dropped = std::min(steps - left, position()); // of the oldest
+    for (int i = 0; dropped > 0 && i < left; ++i)
+        representation_.makeField(representation_.makeFieldID(nameOf(i)), fieldOf(i + dropped));
+    for (int i = steps - 1; i >= left; --i) representation_.removeField(nameOf(i));
 }
 
 bool History::exchange(Fiber::Field& field, int i, bool undone, Age time) {

@@ -42,10 +42,8 @@ public:
     /// Puts a step in at the present, and drops the undone ones. `other` holds the other side of the edit.
     void record(const Holdfast::StrongPtr<Fiber::Field>& other, const UndoStep& step);
 
-    /// Drops the oldest steps that are done, as far as more than `depth` are left. What was undone stays ahead.
+    /// Leaves at most `depth` steps: drops the oldest that are done, then, if that is not enough, those undone first.
     void trim(int depth);
-
-    void clear();
 
     /// Exchanges the step next to the present with the field; all of it or nothing. What comes into the field takes the
     /// given time. False: there is no such step, or the field is not as the step expects it.
@@ -74,6 +72,8 @@ public:
     /// What was pressed since the owner was last up to date and is not served yet; served herewith.
     Press take(const ValuePool& pool);
 
+    const Holdfast::StrongPtr<VSlot>& undoSlot() const { return undo_.slot(); }
+    const Holdfast::StrongPtr<VSlot>& redoSlot() const { return redo_.slot(); }
     const Holdfast::StrongPtr<VParameter>& undoParameter() const { return undo_->parameter(); }
     const Holdfast::StrongPtr<VParameter>& redoParameter() const { return redo_->parameter(); }
 

@@ -44,6 +44,10 @@ void VActionNotifier::VObjectCreation(const std::string& objectName) {
     for (const auto& notifier : activeNotifiers()) notifier->objectCreated(objectName);
 }
 
+void VActionNotifier::actionTriggered(const std::string& actionName) {
+    for (const auto& notifier : activeNotifiers()) notifier->triggered(actionName);
+}
+
 bool VActionNotifier::reportProgress(std::uint64_t done, std::uint64_t total, const std::string& text) {
     bool goOn = true;
     for (const auto& notifier : activeNotifiers()) goOn = notifier->progress(done, total, text) && goOn;

@@ -16,6 +16,7 @@ public:
 
     static void Warning(const std::string& text);
     static void VObjectCreation(const std::string& objectName);
+    static void actionTriggered(const std::string& actionName);
 
     /// Tells how far a work has come. False when somebody wants it to stop.
     static bool reportProgress(std::uint64_t done, std::uint64_t total, const std::string& text);
@@ -23,6 +24,7 @@ public:
 protected:
     virtual void warn(const std::string& /*text*/) {}
     virtual void objectCreated(const std::string& /*objectName*/) {}
+    virtual void triggered(const std::string& /*actionName*/) {}
     virtual bool progress(std::uint64_t /*done*/, std::uint64_t /*total*/, const std::string& /*text*/) { return true; }
 };
 

@@ -42,6 +42,13 @@ VCreationPreferences::VCreationPreferences(const VCreationPreferences* first, co
         if (preferences) providers_.insert(preferences->providers_.begin(), preferences->providers_.end());
 }
 
+StrongPtr<VCreationPreferences> VCreationPreferences::named(const std::string& name) {
+    static std::map<std::string, StrongPtr<VCreationPreferences>> sets;
+    auto& set = sets[name];
+    if (!set) set = Holdfast::create<VCreationPreferences>();
+    return set;
+}
+
 StrongPtr<VSlot> VCreationPreferences::provider(const std::string& name) const {
     const auto found = providers_.find(name);
     return found == providers_.end() ? nullptr : found->second.lock();

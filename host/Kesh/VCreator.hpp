@@ -19,6 +19,9 @@ public:
     /// Both together; where both offer a provider of one name, the second counts.
     VCreationPreferences(const VCreationPreferences* first, const VCreationPreferences* second);
 
+    /// The shell's set of that name, the same for all who ask, and empty at first.
+    static Holdfast::StrongPtr<VCreationPreferences> named(const std::string& name);
+
     void offerProvider(const std::string& name, const Holdfast::WeakPtr<VSlot>& output) { providers_[name] = output; }
 
     /// Empty when none is offered, or it is gone.

@@ -34,6 +34,7 @@ bool VObject::updateSources(const VRequest& request, double precision) {
                                                   source->owner().status(*request.pool).text));
         return false;
     }
+    for (const auto& slot : slots()) slot->takeOver(*request.pool);
     return true;
 }
 

@@ -25,6 +25,7 @@ public:
 
     /// The name of the object in its network.
     const std::string& BaseName() const { return name_; }
+    void rename(const std::string& name) { name_ = name; }
 
     /// Brings the object up to date for the request. `precision` says how exact a preview has to be, 1 for all of it.
     /// False when an object that this one needs, or this one, failed: then its status says why, and nothing changed.

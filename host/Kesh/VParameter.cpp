@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Kesh/VParameter.hpp"
 
+#include "Kesh/VActionNotifier.hpp"
 #include "Kesh/Vprintf.hpp"
 
 #include <atomic>
@@ -32,7 +33,9 @@ Holdfast::StrongPtr<VValueBase> VParameter::getValue(const ValuePool& pool) cons
 void VParameter::setValue(ValuePool& pool, const Holdfast::StrongPtr<VValueBase>& value, Holdfast::Ageable::Age time) {
     assert(defaultValue_ && value->type() == defaultValue_->type());
     value->setAge(time);
+    if (notifier_) notifier_->notify(*value, pool.pointer());
     pool.createVariable(variableName_, value);
+    if (value->type() == typeid(Holdfast::StrongPtr<VAction>)) VActionNotifier::actionTriggered(name_);
 }
 
 void VParameter::notifyValueChange(ValuePool& pool, Holdfast::Ageable::Age time) {

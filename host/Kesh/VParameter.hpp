@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/ValuePool.hpp"
+#include "Kesh/InputNotifier.hpp"
 
 #include <string>
 
@@ -37,7 +37,8 @@ public:
     /// The value in the pool, else the default.
     Holdfast::StrongPtr<VValueBase> getValue(const ValuePool& pool) const;
 
-    /// Sets the value in the pool, of the type that the default has, at the given time.
+    /// Sets the value in the pool, of the type that the default has, at the given time. Input notifiers see it first;
+    /// an action is told to the action notifiers.
     void setValue(ValuePool& pool, const Holdfast::StrongPtr<VValueBase>& value, Holdfast::Ageable::Age time);
 
     /// What this parameter holds in the pool itself, leaving out the default; a null pointer when nothing was set there
@@ -47,6 +48,10 @@ public:
         const bool meant = name.empty() || (name == "FieldInput" && std::same_as<T, Fiber::FieldSelector>);
         return meant ? Holdfast::cast<VValue<T>>(pool.retrieveValue(variableName_)) : nullptr;
     }
+
+    /// Who is asked about every new value.
+    void setInputNotifier(const Holdfast::StrongPtr<InputNotifier>& notifier) { notifier_ = notifier; }
+    bool hasInputNotifier() const { return bool(notifier_); }
 
     /// Notes that the value in the pool was changed in place at the given time.
     void notifyValueChange(ValuePool& pool, Holdfast::Ageable::Age time);
@@ -59,6 +64,7 @@ private:
     std::string help_;
     ValueMap properties_;
     Holdfast::StrongPtr<VValueBase> defaultValue_;
+    Holdfast::StrongPtr<InputNotifier> notifier_; // empty: nobody asks
 };
 
 } // namespace Kesh

@@ -19,7 +19,14 @@ VSlot::VSlot(VObject& owner, const std::string& name, int expertLevel)
 
 StrongPtr<VParameter> VSlot::sourceParameter() const {
     const auto connected = source();
-    return connected ? connected->sourceParameter() : parameter_;
+    return connected && !parameter_->hasInputNotifier() ? connected->sourceParameter() : parameter_;
+}
+
+void VSlot::takeOver(ValuePool& pool) {
+    const auto connected = source();
+    if (!connected || !parameter_->hasInputNotifier()) return;
+    const auto offered = connected->getValueBase(pool);
+    if (offered && offered->age() > ValueAge(pool)) parameter_->setValue(pool, offered->copy(), offered->age());
 }
 
 StrongPtr<VValueBase> VSlot::getValueBase(const ValuePool& pool) const { return sourceParameter()->getValue(pool); }

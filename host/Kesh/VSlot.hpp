@@ -49,6 +49,10 @@ public:
     /// The parameter that is read in the end, following connections.
     Holdfast::StrongPtr<VParameter> sourceParameter() const;
 
+    /// Copies a new value of the source into the own parameter, where an input notifier may change it, and from where
+    /// it is read. Nothing happens without an input notifier.
+    void takeOver(ValuePool& pool);
+
     /// The value in the pool; empty when the parameter could not be made.
     Holdfast::StrongPtr<VValueBase> getValueBase(const ValuePool& pool) const;
 

@@ -70,9 +70,6 @@ void VValueTrait<Fiber::FieldSelector>::setValueFromText(Fiber::FieldSelector& v
     value = Fiber::FieldSelector(value, text);
 }
 
-std::string VValueTrait<Brush>::Text(const Brush& value) { return value ? "a stroke" : "no stroke"; }
-void VValueTrait<Brush>::setValueFromText(Brush&, const std::string&) { refuseText("A brush"); }
-
 template class VValue<int>;
 template class VValue<double>;
 template class VValue<std::string>;

@@ -20,11 +20,18 @@ namespace Kesh {
 template <class T>
 struct VValueTrait;
 
+/// Whether a value is another one.
+template <class T>
+struct VValueCompareTrait {
+    static bool isDifferent(const T& a, const T& b) { return !(a == b); }
+};
+
 /// A value of any type, and when it was set. `Ooooold`: never, it is an initial value.
 class VValueBase : public Holdfast::Managed, public Holdfast::Ageable {
 public:
     virtual const std::type_info& type() const = 0;
     virtual std::string text() const = 0;
+    virtual Holdfast::StrongPtr<VValueBase> copy() const = 0;
 
     /// A value of the same type with what the text says; members that a text does not carry (the cases of an
     /// enumeration) are taken from this one.
@@ -38,6 +45,7 @@ public:
 
     const std::type_info& type() const override { return typeid(T); }
     std::string text() const override { return VValueTrait<T>::Text(value); }
+    Holdfast::StrongPtr<VValueBase> copy() const override { return Holdfast::create<VValue<T>>(value); }
     Holdfast::StrongPtr<VValueBase> fromText(const std::string& text) const override {
         T copy = value;
         VValueTrait<T>::setValueFromText(copy, text);

@@ -16,6 +16,9 @@ public:
     /// Tells pools apart, also from those that are gone.
     std::uint64_t identifier() const { return identifier_; }
 
+    /// To be kept by others.
+    Holdfast::WeakPtr<ValuePool> pointer() { return self<ValuePool>(); }
+
     /// Puts a value in under the name, in the place of one that may be there.
     void createVariable(const std::string& name, const Holdfast::StrongPtr<VValueBase>& value);
 

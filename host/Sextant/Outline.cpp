@@ -2,40 +2,66 @@
 #include "Sextant/Outline.hpp"
 
 #include <algorithm>
+#include <compare>
 
 namespace Sextant {
+namespace {
 
-Outline Outline::ofRings(std::span<const std::vector<glm::dvec2>> rings) {
+/// Level edges run up to the right.
+OutlineEdge edgeBetween(const glm::dvec2& a, const glm::dvec2& b) {
+    const bool up = a.y < b.y || (a.y == b.y && a.x < b.x);
+    return up ? OutlineEdge{a, b, 1} : OutlineEdge{b, a, -1};
+}
+
+bool samePlace(const OutlineEdge& a, const OutlineEdge& b) { return a.low == b.low && a.high == b.high; }
+
+/// Any order that puts edges in the same place side by side; numbers or not.
+bool before(const OutlineEdge& a, const OutlineEdge& b) {
+    for (const auto& [ours, theirs] : {std::pair(a.low.y, b.low.y), {a.low.x, b.low.x}, {a.high.y, b.high.y}})
+        if (const auto order = std::strong_order(ours, theirs); order != 0) return order < 0;
+    return std::strong_order(a.high.x, b.high.x) < 0;
+}
+
+} // namespace
+
+Outline Outline::ofRings(std::span<const std::vector<glm::dvec2>> rings, Rule rule) {
     std::vector<glm::dvec2> points;
     for (const auto& ring : rings) {
         if (ring.empty()) continue;
+        const bool first = points.empty();
+        if (!first && points.back() != points.front()) points.push_back(points.front()); // closes the first
         points.insert(points.end(), ring.begin(), ring.end());
+        if (first) continue;
         points.push_back(ring.front());
         points.push_back(points.front()); // back over the bridge
     }
-    return Outline(std::move(points));
+    return Outline(std::move(points), rule);
 }
 
 std::vector<OutlineEdge> Outline::edges() const {
     std::vector<OutlineEdge> edges;
     edges.reserve(points_.size());
-    for (std::size_t i = 0; i < points_.size(); ++i) {
-        const glm::dvec2& a = points_[i];
-        const glm::dvec2& b = points_[(i + 1) % points_.size()];
-        edges.push_back(a.y < b.y ? OutlineEdge{a, b} : OutlineEdge{b, a});
-    }
-    return edges;
+    for (std::size_t i = 0; i < points_.size(); ++i)
+        if (const auto& next = points_[(i + 1) % points_.size()]; points_[i] != next)
+            edges.push_back(edgeBetween(points_[i], next));
+    std::ranges::sort(edges, before);
+    std::vector<OutlineEdge> merged;
+    for (const OutlineEdge& edge : edges)
+        if (!merged.empty() && samePlace(merged.back(), edge))
+            merged.back().turn += edge.turn;
+        else
+            merged.push_back(edge);
+    std::erase_if(merged, [](const OutlineEdge& edge) { return edge.turn == 0; });
+    return merged;
 }
 
 bool Outline::contains(const glm::dvec2& point) const {
-    bool inside = false;
+    int turns = 0;
     for (std::size_t i = 0; i < points_.size(); ++i) {
-        const glm::dvec2& a = points_[i];
-        const glm::dvec2& b = points_[i + 1 < points_.size() ? i + 1 : 0];
-        const OutlineEdge edge = a.y < b.y ? OutlineEdge{a, b} : OutlineEdge{b, a};
-        inside ^= edge.crossedBy(point);
+        const OutlineEdge edge = edgeBetween(points_[i], points_[i + 1 < points_.size() ? i + 1 : 0]);
+        if (edge.crossedBy(point)) turns += edge.turn;
     }
-    return inside;
+    return encloses(rule_, turns);
 }
 
 } // namespace Sextant

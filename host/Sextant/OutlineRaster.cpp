@@ -24,7 +24,8 @@ bool canBeReckonedWith(const glm::dvec2& point) {
 
 } // namespace
 
-OutlineRaster::OutlineRaster(const Outline& outline) : cells_(Width * Width, Cell::Out), rows_(Width) {
+OutlineRaster::OutlineRaster(const Outline& outline)
+    : rule_(outline.rule()), cells_(Width * Width, Cell::Out), rows_(Width) {
     const std::vector<OutlineEdge> edges = outline.edges();
     if (!edges.empty()) {
         layCellsOver(outline.points());
@@ -78,17 +79,17 @@ void OutlineRaster::markBoundaries(const std::vector<OutlineEdge>& edges) {
 /// A cell that no edge touches is in or out as its middle is: counts the edges left of it along the middle of the row.
 void OutlineRaster::fillRow(std::size_t r) {
     const double y = minimum_.y + (double(r - Ring) + 0.5) / perUnit_.y;
-    std::vector<double> crossings; // cells
+    std::vector<std::pair<double, int>> crossings; // cells and turns
     for (const OutlineEdge& edge : rows_[r])
         if (edge.low.y <= y && y < edge.high.y)
-            crossings.push_back((edgeAt(edge, y) - minimum_.x) * perUnit_.x + double(Ring));
+            crossings.emplace_back((edgeAt(edge, y) - minimum_.x) * perUnit_.x + double(Ring), edge.turn);
     std::sort(crossings.begin(), crossings.end());
     auto next = crossings.begin();
-    bool inside = false;
+    int turns = 0;
     for (std::size_t c = Ring; c < Ring + Cells; ++c) {
-        for (; next != crossings.end() && *next < double(c) + 0.5; ++next) inside = !inside;
+        for (; next != crossings.end() && next->first < double(c) + 0.5; ++next) turns += next->second;
         Cell& cell = cells_[r * Width + c];
-        if (cell != Cell::Boundary && inside) cell = Cell::In;
+        if (cell != Cell::Boundary && Outline::encloses(rule_, turns)) cell = Cell::In;
     }
 }
 
@@ -103,9 +104,9 @@ void OutlineRaster::sumBoundaries() {
 }
 
 bool OutlineRaster::containsExactly(const glm::dvec2& point) const {
-    bool inside = false;
-    for (const OutlineEdge& edge : rows_[row(point.y)]) inside ^= edge.crossedBy(point);
-    return inside;
+    int turns = 0;
+    for (const OutlineEdge& edge : rows_[row(point.y)]) turns += edge.crossedBy(point) ? edge.turn : 0;
+    return Outline::encloses(rule_, turns);
 }
 
 OutlineRaster::Cell OutlineRaster::classify(const glm::dvec2& minimum, const glm::dvec2& maximum) const {

@@ -63,6 +63,7 @@ private:
     void fillRow(std::size_t row);
     void sumBoundaries();
 
+    Outline::Rule rule_;
     glm::dvec2 minimum_{0};
     glm::dvec2 perUnit_{0}; // cells
     glm::dvec2 margin_{0};  // cells

@@ -2,12 +2,24 @@
 #include "Sextant/View.hpp"
 
 #include <cmath>
+#include <glm/ext/matrix_clip_space.hpp>
+#include <glm/ext/matrix_transform.hpp>
+#include <glm/geometric.hpp>
+#include <glm/matrix.hpp>
+#include <numbers>
+#include <stdexcept>
 
 namespace Sextant {
 namespace {
 
 /// The power of two that brings lengths up to `extent` to 1 at most.
 double exactScale(double extent) { return extent > 0 ? std::exp2(-std::ceil(std::log2(extent))) : 1; }
+
+void require(bool holds, const char* expected) {
+    if (!holds) throw std::invalid_argument(expected);
+}
+
+bool isFinite(const glm::dvec3& p) { return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z); }
 
 } // namespace
 
@@ -26,6 +38,49 @@ View View::fromAbove(const BoundingBox& box) {
     matrix[1][1] = scale;
     matrix[2][2] = -exactScale(half.z); // the highest is the nearest
     return {origin, matrix};
+}
+
+View View::profile(const glm::dvec2& from, const glm::dvec2& to, double width) {
+    const double length = glm::distance(from, to);
+    require(length > 0 && std::isfinite(length), "a profile runs between two different places");
+    require(width > 0 && std::isfinite(width), "the width of a profile is more than 0");
+    const glm::dvec2 along = (to - from) / length;
+    const glm::dvec2 across = glm::dvec2(-along.y, along.x) * (2 / width);
+    glm::dmat4 matrix(0);
+    matrix[0] = {along.x, 0, across.x, 0};
+    matrix[1] = {along.y, 0, across.y, 0};
+    matrix[2] = {0, 1, 0, 0};
+    matrix[3][3] = 1;
+    return {{from, 0}, matrix};
+}
+
+View View::perspective(const Camera& camera) {
+    const glm::dvec3 sight = camera.target - camera.eye;
+    require(isFinite(camera.eye) && isFinite(sight) && isFinite(camera.up), "the places of a camera are finite");
+    require(glm::length(glm::cross(sight, camera.up)) > 1e-9 * glm::length(sight) * glm::length(camera.up),
+            "the target of a camera is not at its eye, and up is not along its line of sight");
+    require(camera.verticalAngle > 0 && camera.verticalAngle < std::numbers::pi,
+            "the field of view is more than 0 and less than 180 degrees");
+    require(camera.aspect > 0 && std::isfinite(camera.aspect), "the aspect is more than 0");
+    require(camera.near > 0 && camera.near < camera.far && std::isfinite(camera.far),
+            "the near plane is in front of the eye and the far plane behind the near one");
+    return {camera.eye, glm::perspectiveRH_NO(camera.verticalAngle, camera.aspect, camera.near, camera.far) *
+                            glm::lookAtRH(glm::dvec3(0), sight, camera.up)};
+}
+
+View View::between(double near, double far) const {
+    require(near < far, "the far plane is behind the near one");
+    const double margin = 8 * std::numeric_limits<double>::epsilon() * (std::abs(near) + std::abs(far));
+    near -= margin;
+    far += margin;
+    glm::dmat4 matrix = matrix_;
+    for (int c = 0; c < 4; ++c) matrix[c][2] = (2 * matrix_[c][2] - (far + near) * matrix_[c][3]) / (far - near);
+    return {origin_, matrix};
+}
+
+PhysicalSpace::point View::unproject(const glm::dvec3& screen) const {
+    const glm::dvec4 p = glm::inverse(matrix_) * glm::dvec4(screen, 1);
+    return origin_ + glm::dvec3(p) / p.w;
 }
 
 ScreenBox projectBox(const View& view, const BoundingBox& box) {

@@ -36,7 +36,7 @@ void printParameter(const Kesh::VParameter& parameter) {
 }
 
 void printEntry(Kesh::VCreatorBase& creator) {
-    fmt::print("{}  ({}; accepts fields of {})\n", creator.key(), creator.properties().text(CreatorProperty::BuildDate),
+    fmt::print("{}  ({}; accepts {})\n", creator.key(), creator.properties().text(CreatorProperty::BuildDate),
                fmt::join(creator.acceptedTypes(), ", "));
     for (const std::string& text : creator.properties().texts(CreatorProperty::Description))
         fmt::print("    {}\n", text);

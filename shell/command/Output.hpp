@@ -2,7 +2,7 @@
 #pragma once
 
 #include "network/ClassCounts.hpp"
-#include "network/JsonReader.hpp"
+#include "json/JsonReader.hpp"
 
 #include <CLI/CLI.hpp>
 

@@ -5,9 +5,6 @@
 
 #include <fmt/format.h>
 
-#include <fstream>
-#include <sstream>
-
 namespace corvane {
 namespace {
 
@@ -15,14 +12,6 @@ struct Arguments {
     std::string network, survey, save;
     bool overwrite = false;
 };
-
-std::string readText(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    if (!stream || !text) throw Failure(fmt::format("{}: cannot be read; check the name and its permissions.", path));
-    return text.str();
-}
 
 Json asJson(const Report& report) {
     return {{"object", report.object},
@@ -37,7 +26,7 @@ void print(const Report& report) {
 }
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
-    const NetworkFile file(readText(arguments.network), arguments.network);
+    const NetworkFile file(readTextFile(arguments.network), arguments.network);
     const std::string path = arguments.survey.empty() ? file.surveyPath() : arguments.survey;
     if (path.empty())
         throw UsageError(

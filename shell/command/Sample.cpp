@@ -33,7 +33,7 @@ void addSample(CLI::App& program, const GlobalOptions& options) {
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("OUT", arguments->out, "The LAS file to write")->required();
     command->add_option("--points", arguments->sample.points, "How many points")
-        ->check(CLI::NonNegativeNumber)
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000'000'000}))
         ->capture_default_str();
     command
         ->add_option("--seed", arguments->sample.seed,

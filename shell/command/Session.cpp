@@ -40,11 +40,12 @@ std::size_t parseMemory(const std::string& text) {
 }
 
 void checkMayWrite(const std::string& path, bool overwrite) {
-    if (!overwrite && std::filesystem::exists(path))
-        throw Failure(
-            fmt::format("{}: exists already and was left as it is; add --overwrite (or \"overwrite\": true in a "
-                        "network) to replace it.",
-                        path));
+    std::error_code error; // what cannot be looked at will be complained of when it is written
+    const auto status = std::filesystem::status(path, error);
+    if (overwrite || !std::filesystem::is_regular_file(status)) return;
+    throw Failure(fmt::format("{}: exists already and was left as it is; add --overwrite (or \"overwrite\": true in a "
+                              "network) to replace it.",
+                              path));
 }
 
 Session::Session(const GlobalOptions& options)
@@ -60,11 +61,13 @@ std::shared_ptr<const Survey> Session::open(const std::string& path) const {
     return survey;
 }
 
-void Session::save(const Survey& survey, const std::string& path, bool overwrite) const {
+void Session::save(const Survey& survey, const std::string& path, bool overwrite, const Kesh::LabelSet* labels) const {
     checkMayWrite(path, overwrite);
-    saveSurvey(survey, path, [this, text = "Saving " + path](std::uint64_t done, std::uint64_t total) {
+    const auto show = [this, text = "Saving " + path](std::uint64_t done, std::uint64_t total) {
         return progress_->show(done, total, text);
-    });
+    };
+    if (!labels) return saveSurvey(survey, path, show);
+    for (const std::string& warning : saveSurvey(survey, path, *labels, show)) warn(path + ": " + warning);
 }
 
 void Session::printLateWarnings(const Survey& survey) const {

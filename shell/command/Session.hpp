@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Kesh/LabelSet.hpp"
 #include "Progress.hpp"
 #include "network/NetworkFile.hpp"
 #include "plugin/Plugin.hpp"
@@ -33,8 +34,9 @@ public:
     /// Opens a survey, printing what is wrong with it.
     std::shared_ptr<const Survey> open(const std::string& path) const;
 
-    /// Saves, with a progress bar.
-    void save(const Survey& survey, const std::string& path, bool overwrite) const;
+    /// Saves, with a progress bar; the labels too, if there are any.
+    void save(const Survey& survey, const std::string& path, bool overwrite,
+              const Kesh::LabelSet* labels = nullptr) const;
 
     /// Prints what was found to be wrong with the survey while it was worked on.
     void printLateWarnings(const Survey& survey) const;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "network/JsonReader.hpp"
+#include "json/JsonReader.hpp"
 
 #include "NearestName.hpp"
 
@@ -9,23 +9,58 @@
 
 namespace corvane {
 
-Json parseJson(const std::string& text, const std::string& where) {
-    std::vector<std::set<std::string>> keys; // of the objects that are open
-    std::string twice;
-    const auto watch = [&](int, Json::parse_event_t event, const Json& parsed) {
-        if (event == Json::parse_event_t::object_start) keys.emplace_back();
-        if (event == Json::parse_event_t::object_end) keys.pop_back();
-        if (event == Json::parse_event_t::key && !keys.back().insert(parsed.get<std::string>()).second)
-            twice = parsed.get<std::string>();
+namespace {
+
+/// Follows a parser through a text, to find keys that stand twice.
+class DuplicateFinder {
+public:
+    bool operator()(Json::parse_event_t event, const Json& parsed) {
+        using Event = Json::parse_event_t;
+        if (event == Event::key) return see(parsed.get<std::string>());
+        if (event == Event::object_end || event == Event::array_end) return open_.pop_back(), true;
+        if (!open_.empty() && open_.back().isArray) open_.back().member = std::to_string(open_.back().index++);
+        if (event == Event::object_start || event == Event::array_start)
+            open_.push_back({event == Event::array_start, 0, "", {}});
         return true;
+    }
+
+    /// JSON pointer of the first one, empty when there is none.
+    const std::string& place() const { return place_; }
+    std::string key() const { return place_.substr(place_.rfind('/') + 1); }
+
+private:
+    struct Container {
+        bool isArray;
+        std::size_t index;  // of the next element
+        std::string member; // the one at hand
+        std::set<std::string> keys;
     };
+
+    bool see(const std::string& key) {
+        open_.back().member = key;
+        if (!open_.back().keys.insert(key).second && place_.empty())
+            for (const Container& container : open_) place_ += "/" + container.member;
+        return true;
+    }
+
+    std::vector<Container> open_;
+    std::string place_;
+};
+
+} // namespace
+
+Json parseJson(const std::string& text, const std::string& where) {
+    DuplicateFinder finder;
     try {
-        Json json = Json::parse(text, watch);
-        if (twice.empty()) return json;
+        Json json = Json::parse(text, [&](int, auto event, const Json& parsed) { return finder(event, parsed); });
+        if (finder.place().empty()) return json;
     } catch (const Json::parse_error& error) {
         throw UsageError(fmt::format("{}: is not JSON at byte {}: {}.", where, error.byte, error.what()));
+    } catch (const Json::out_of_range& error) {
+        throw UsageError(fmt::format("{}: holds a number that is too large: {}.", where, error.what()));
     }
-    throw UsageError(fmt::format("{}: the key \"{}\" stands twice in one object; keep one of them.", where, twice));
+    throw UsageError(fmt::format("{} at {}: the key \"{}\" stands twice in this object; keep one of them.", where,
+                                 finder.place(), finder.key()));
 }
 
 std::string JsonReader::prefix() const { return file_ + (place_.empty() ? "" : " at " + place_) + ": "; }
@@ -35,7 +70,10 @@ void JsonReader::fail(const std::string& what) const { throw UsageError(prefix()
 void JsonReader::failed(const Failure& failure) const { throw Failure(prefix() + failure.what()); }
 
 void JsonReader::expect(bool holds, const char* expected) const {
-    if (!holds) fail(fmt::format("a {} was found where {} is expected.", value_.type_name(), expected));
+    const std::string found = value_.type_name();
+    if (!holds)
+        fail(fmt::format("{} {} was found where {} is expected.", found == "array" || found == "object" ? "an" : "a",
+                         found, expected));
 }
 
 void JsonReader::expectKeys(const std::vector<std::string>& known) const {
@@ -76,8 +114,21 @@ bool JsonReader::flag() const {
     return value_.get<bool>();
 }
 
-std::string JsonReader::scalar() const {
-    expect(value_.is_string() || value_.is_number() || value_.is_boolean(), "a text or a number");
+double JsonReader::number() const {
+    expect(value_.is_number(), "a number");
+    return value_.get<double>();
+}
+
+std::vector<double> JsonReader::numbers(std::size_t count) const {
+    std::vector<double> numbers;
+    for (const JsonReader& element : elements()) numbers.push_back(element.number());
+    if (numbers.size() != count)
+        fail(fmt::format("{} numbers were found where {} are expected.", numbers.size(), count));
+    return numbers;
+}
+
+std::string JsonReader::valueText() const {
+    expect(!value_.is_array() && !value_.is_null(), "a text, a number or an object");
     return value_.is_string() ? value_.get<std::string>() : value_.dump();
 }
 

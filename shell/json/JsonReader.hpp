@@ -50,8 +50,13 @@ public:
     std::string text() const;
     bool flag() const;
 
-    /// A text, number or truth value, as text.
-    std::string scalar() const;
+    double number() const;
+
+    /// A list of so many numbers.
+    std::vector<double> numbers(std::size_t count) const;
+
+    /// A text, number, truth value or object, as the text form of a parameter's value.
+    std::string valueText() const;
 
     /// A text, or a list of texts.
     std::vector<JsonReader> oneOrMore() const;

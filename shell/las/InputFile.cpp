@@ -52,4 +52,14 @@ void InputFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
     }
 }
 
+std::string readTextFile(const std::string& path, std::uint64_t largest) {
+    const InputFile file(path);
+    if (file.size() > largest)
+        throw Failure(fmt::format("{}: has {} bytes where a text of at most {} is expected; name another file.", path,
+                                  file.size(), largest));
+    std::string text(file.size(), '\0');
+    file.read(0, std::as_writable_bytes(std::span(text)));
+    return text;
+}
+
 } // namespace corvane

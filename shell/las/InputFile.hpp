@@ -36,4 +36,7 @@ private:
     int descriptor_ = -1;
 };
 
+/// All of a file, as text. Throws Failure when it has more than `largest` bytes, or cannot be read.
+std::string readTextFile(const std::string& path, std::uint64_t largest = std::uint64_t{64} << 20);
+
 } // namespace corvane

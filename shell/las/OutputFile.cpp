@@ -27,8 +27,15 @@ std::string folderOf(const std::string& path) {
     return folder.empty() ? "." : folder.string();
 }
 
-/// mkstemp makes files that only their owner can read; give the mode that any new file would have.
-mode_t newFileMode() {
+/// The permissions that a new file would have, or those of the file that is replaced. Throws Failure when the name
+/// belongs to something that a file must not replace: a folder, a pipe, a device.
+mode_t modeFor(const std::string& path) {
+    struct stat existing {};
+    if (stat(path.c_str(), &existing) == 0) {
+        if (S_ISREG(existing.st_mode)) return existing.st_mode & 07777;
+        throw Failure(fmt::format("{}: cannot be written, since it is {}; give another name.", path,
+                                  S_ISDIR(existing.st_mode) ? "a folder" : "not a regular file"));
+    }
     const mode_t mask = umask(0);
     umask(mask);
     return 0666 & ~mask;
@@ -36,15 +43,15 @@ mode_t newFileMode() {
 
 } // namespace
 
-OutputFile::OutputFile(const std::string& path) : path_(followLink(path)), temporaryPath_(path_ + ".XXXXXX") {
-    if (std::filesystem::is_directory(path_))
-        throw Failure(fmt::format("{}: cannot be written, since it is a folder; name a file in it.", path_));
+OutputFile::OutputFile(const std::string& path)
+    : path_(followLink(path)), temporaryPath_(folderOf(path_) + "/.corvane.XXXXXX") {
+    const mode_t mode = modeFor(path_);
     descriptor_ = mkostemp(temporaryPath_.data(), O_CLOEXEC);
     if (descriptor_ < 0)
         throw Failure(
             fmt::format("{}: cannot be written: {}. Check that the folder {} exists and that you may write there.",
                         path_, std::strerror(errno), folderOf(path_)));
-    if (fchmod(descriptor_, newFileMode()) != 0) fail("setting its permissions failed");
+    if (fchmod(descriptor_, mode) != 0) fail("setting its permissions failed");
 }
 
 OutputFile::~OutputFile() {
@@ -79,8 +86,9 @@ void OutputFile::commit() {
 }
 
 void OutputFile::fail(const char* what) const {
-    throw Failure(fmt::format("{}: {}: {}. What stood under this name before is unchanged unless the rename was done.",
-                              path_, what, std::strerror(errno)));
+    throw Failure(fmt::format(
+        "{}: cannot be written: {}: {}. What stood under this name before is unchanged unless the rename was done.",
+        path_, what, std::strerror(errno)));
 }
 
 } // namespace corvane

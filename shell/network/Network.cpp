@@ -42,9 +42,10 @@ void checkBounds(const std::string& path, const Kesh::VParameter& parameter, con
                                  *minimum, *maximum));
 }
 
-/// The type that an input selects by its value: a field selector takes fields.
+/// The type that an input selects by its value: a field selector takes fields, a grid selector grids.
 const std::type_info& typeTakenBy(const Kesh::VValueBase& value) {
-    return value.type() == typeid(Fiber::FieldSelector) ? typeid(Fiber::Field) : value.type();
+    if (value.type() == typeid(Fiber::FieldSelector)) return typeid(Fiber::Field);
+    return value.type() == typeid(Fiber::GridSelector) ? typeid(Fiber::Grid) : value.type();
 }
 
 } // namespace
@@ -119,6 +120,15 @@ void Network::connect(const std::string& output, const std::string& input, bool 
     if (made.provider) objects_.push_back({made.provider->BaseName(), made.provider, nullptr});
 }
 
+/// What a source offers may be another field than when it was connected.
+void Network::checkInputs(const VObject& updated) const {
+    for (const auto& input : updated.slots()) {
+        const auto source = input->source();
+        if (!source || !source->owner().update(Kesh::VRequest(pool_))) continue; // a failed one fails this one, too
+        checkAccepted(*input, *source, updated.BaseName() + "." + input->name());
+    }
+}
+
 /// The module's own rule for the fields that it works on.
 void Network::checkAccepted(const VSlot& target, const VSlot& source, const std::string& input) const {
     const auto creator = target.owner().creator();
@@ -129,6 +139,8 @@ void Network::checkAccepted(const VSlot& target, const VSlot& source, const std:
 
 void Network::set(const std::string& path, const std::string& text) {
     const auto target = slot(path);
+    if (target->name() == FieldObject::Name && dynamic_cast<const FieldObject*>(&target->owner()))
+        survey_->findField(text);
     const auto& initial = target->parameter()->getValue(*pool_);
     try {
         const auto value = initial->fromText(text);
@@ -154,23 +166,18 @@ void Network::press(const std::string& path) {
     setValue(target, Holdfast::create<Kesh::VValue<Action>>(Holdfast::create<Kesh::VAction>()));
 }
 
-void Network::drawFromAbove(const std::string& path, const PolygonSet& polygons) {
+void Network::draw(const std::string& path, const Kesh::Brush& stroke) {
     const auto target = slot(path);
     if (target->getValueBase(*pool_)->type() != typeid(Kesh::Brush))
         throw UsageError(fmt::format("{} holds no brush; draw into the \"{}\" of an object of type \"{}\".", path,
                                      BrushObject::Output, BrushType));
-    const auto view = Sextant::View::fromAbove(survey_->expressibleBox());
-    std::vector<std::vector<glm::dvec2>> rings;
-    for (const Ring& ring : polygons.rings) {
-        auto& screen = rings.emplace_back();
-        for (const PlanePoint& p : ring) screen.emplace_back(view.project({p.x, p.y, 0}));
-    }
-    setValue(target, Holdfast::create<Kesh::VValue<Kesh::Brush>>(Kesh::Brush(view, Sextant::Outline::ofRings(rings))));
+    setValue(target, Holdfast::create<Kesh::VValue<Kesh::Brush>>(stroke));
 }
 
 void Network::update() {
     for (const Entry& entry : objects_) {
         const auto updated = entry.object.lock();
+        checkInputs(*updated);
         if (!updated->update(Kesh::VRequest(pool_)))
             throw Failure(fmt::format("{}: {}", entry.name, updated->status(*pool_).text));
     }
@@ -186,6 +193,12 @@ Fiber::FieldSelector Network::selectorOf(const std::string& name) const {
 }
 
 std::string Network::fieldNameOf(const std::string& name) const { return selectorOf(name).getFieldName(); }
+
+StrongPtr<Fiber::Grid> Network::gridOf(const std::string& path) const {
+    const auto value = Holdfast::cast<Kesh::VValue<Fiber::GridSelector>>(slot(path)->getValueBase(*pool_));
+    if (!value) throw UsageError(fmt::format("{} selects no grid.", path));
+    return value->value.grid();
+}
 
 StrongPtr<Fiber::Field> Network::fieldOf(const std::string& name) const {
     const auto field = selectorOf(name).field();

@@ -3,7 +3,6 @@
 
 #include "Kesh/VCreator.hpp"
 #include "network/ClassCounts.hpp"
-#include "polygon/Polygons.hpp"
 #include "survey/Survey.hpp"
 
 #include <map>
@@ -37,8 +36,8 @@ public:
     /// Fires an action.
     void press(const std::string& slot);
 
-    /// Draws the polygons, seen from above, as one stroke into a brush ("object.brush").
-    void drawFromAbove(const std::string& slot, const PolygonSet& polygons);
+    /// Draws a stroke into a brush ("object.brush").
+    void draw(const std::string& slot, const Kesh::Brush& stroke);
 
     /// Brings all objects up to date, in the order in which they were added.
     void update();
@@ -49,6 +48,9 @@ public:
     /// The field that an object works on, or offers.
     Holdfast::StrongPtr<Fiber::Field> fieldOf(const std::string& object) const;
     std::string fieldNameOf(const std::string& object) const;
+
+    /// The grid that an output ("object.shape") selects; empty when it selects none.
+    Holdfast::StrongPtr<Fiber::Grid> gridOf(const std::string& slot) const;
 
 private:
     struct Entry {
@@ -61,6 +63,7 @@ private:
     Holdfast::StrongPtr<Kesh::VSlot> slot(const std::string& path) const;
     Holdfast::StrongPtr<Kesh::VObject> make(const std::string& name, const std::string& type) const;
     Fiber::FieldSelector selectorOf(const std::string& object) const;
+    void checkInputs(const Kesh::VObject& updated) const;
     void checkAccepted(const Kesh::VSlot& target, const Kesh::VSlot& source, const std::string& input) const;
     void setValue(const Holdfast::StrongPtr<Kesh::VSlot>& slot, const Holdfast::StrongPtr<Kesh::VValueBase>& value);
 

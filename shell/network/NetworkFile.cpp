@@ -1,13 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/NetworkFile.hpp"
 
+#include "las/InputFile.hpp"
+#include "network/Strokes.hpp"
+
 #include <fmt/format.h>
+
+#include <iterator>
 
 namespace corvane {
 namespace {
 
+/// A value that is too long for the network may stand in a file of its own: {"file": "labels.json"}.
+std::string textOf(const JsonReader& value) {
+    const bool inFile = value.value().is_object() && value.value().size() == 1 && value.has("file");
+    return inFile ? readTextFile(value.member("file").text()) : value.valueText();
+}
+
 void setSlot(Network& network, const std::string& slot, const JsonReader& value) {
-    const std::string text = value.scalar();
+    const std::string text = textOf(value);
     value.at([&] { network.set(slot, text); });
 }
 
@@ -28,13 +39,8 @@ void connect(Network& network, const JsonReader& connection) {
 }
 
 void draw(Network& network, const std::string& slot, const JsonReader& stroke) {
-    stroke.expectKeys({"view", "polygon"});
-    if (stroke.has("view") && stroke.member("view").text() != "above")
-        stroke.member("view").fail("the view \"above\" is the one there is.");
-    const JsonReader polygon = stroke.member("polygon");
-    std::vector<std::string> arguments;
-    for (const JsonReader& one : polygon.oneOrMore()) arguments.push_back(one.text());
-    polygon.at([&] { network.drawFromAbove(slot, readPolygons(arguments)); });
+    const Kesh::Brush brush = readStroke(stroke, network.survey());
+    stroke.at([&] { network.draw(slot, brush); });
 }
 
 /// `suffix` completes the name of what is pressed.
@@ -57,20 +63,37 @@ void save(const JsonReader& target, const NetworkHooks& hooks) {
     hooks.save(target.member("path").text(), target.has("overwrite") && target.member("overwrite").flag());
 }
 
+/// A job that fails in the function gets the place in front.
+template <class Function>
+void placed(const JsonReader& where, Function function) {
+    try {
+        function();
+    } catch (const UsageError&) {
+        throw; // has its place
+    } catch (const Failure& failure) {
+        where.failed(failure);
+    }
+}
+
+/// Triggers of editors that are written as actions of their own: {"undo": "editor"}.
+constexpr const char* Verbs[] = {"select", "unselect", "undo", "redo", "undoMask", "redoMask"};
+
 /// Everything that stands in one action happens together, in one update; reports and saving follow.
 void runAction(Network& network, const JsonReader& action, const NetworkHooks& hooks) {
-    action.expectKeys({"set", "draw", "press", "undo", "redo", "report", "save"});
+    std::vector<std::string> keys{"set", "draw", "press", "report", "save"};
+    keys.insert(keys.end(), std::begin(Verbs), std::end(Verbs));
+    action.expectKeys(keys);
     if (action.has("set"))
         for (const auto& [slot, value] : action.member("set").members()) setSlot(network, slot, value);
     if (action.has("draw"))
         for (const auto& [slot, stroke] : action.member("draw").members()) draw(network, slot, stroke);
     if (action.has("press"))
         for (const JsonReader& slot : action.member("press").oneOrMore()) press(network, slot, "");
-    for (const char* direction : {"undo", "redo"})
-        if (action.has(direction))
-            for (const JsonReader& object : action.member(direction).oneOrMore())
-                press(network, object, std::string(".") + direction);
-    network.update();
+    for (const char* verb : Verbs)
+        if (action.has(verb))
+            for (const JsonReader& object : action.member(verb).oneOrMore())
+                press(network, object, std::string(".") + verb);
+    action.at([&] { network.update(); });
     if (action.has("report"))
         for (const JsonReader& object : action.member("report").oneOrMore()) hooks.report(report(network, object));
     if (action.has("save")) save(action.member("save"), hooks);
@@ -93,17 +116,11 @@ void NetworkFile::build(Network& network) const {
 
 void NetworkFile::run(Network& network, const NetworkHooks& hooks) const {
     build(network);
-    network.update();
+    const JsonReader objects = root().member("objects");
+    placed(objects, [&] { objects.at([&] { network.update(); }); });
     if (!root().has("actions")) return;
-    for (const JsonReader& action : root().member("actions").elements()) {
-        try {
-            runAction(network, action, hooks);
-        } catch (const UsageError&) {
-            throw;
-        } catch (const Failure& failure) {
-            action.failed(failure);
-        }
-    }
+    for (const JsonReader& action : root().member("actions").elements())
+        placed(action, [&, &action = action] { runAction(network, action, hooks); });
 }
 
 } // namespace corvane

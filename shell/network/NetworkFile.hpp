@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "network/JsonReader.hpp"
 #include "network/Network.hpp"
+#include "json/JsonReader.hpp"
 
 #include <functional>
 #include <string>

@@ -18,6 +18,8 @@ class FieldObject : public Kesh::VObject {
 public:
     FieldObject(const std::string& name, std::shared_ptr<const Survey> survey);
 
+    static constexpr char Name[] = "name"; ///< the parameter
+
 protected:
     bool unsychronized_update(Kesh::VRequest& request, double precision) override;
 

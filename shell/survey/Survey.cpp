@@ -6,6 +6,7 @@
 #include "NearestName.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <fmt/format.h>
 #include <limits>
 
@@ -119,7 +120,7 @@ std::vector<std::string> Survey::lateWarnings() const {
     std::vector<std::string> warnings;
     for (int axis = 0; axis < 3 && !seen.empty(); ++axis) {
         const auto a = static_cast<std::size_t>(axis);
-        const double tolerance = header.scale[a]; // headers are often rounded to the last digit
+        const double tolerance = std::abs(header.scale[a]); // headers are often rounded to the last digit
         if (seen.minimum[axis] < header.minimum[a] - tolerance || seen.maximum[axis] > header.maximum[a] + tolerance)
             warnings.push_back(fmt::format("{}: the header's bounds are wrong: {} is {} to {} there, and {} to {} in "
                                            "the points that were read. The "

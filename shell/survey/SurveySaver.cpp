@@ -3,6 +3,8 @@
 
 #include "Failure.hpp"
 #include "las/OutputFile.hpp"
+#include "survey/ClassLookup.hpp"
+#include "survey/LookupChange.hpp"
 #include "survey/PointCodec.hpp"
 
 #include <algorithm>
@@ -97,32 +99,48 @@ private:
     Holdfast::Chunk<std::byte> buffer_;
 };
 
-} // namespace
+using ProgressFunction = std::function<bool(std::uint64_t done, std::uint64_t total)>;
 
-void saveSurvey(const Survey& survey, const std::string& path,
-                const std::function<bool(std::uint64_t done, std::uint64_t total)>& progress) {
+void save(const Survey& survey, const std::string& path, const FileChange& change, const ProgressFunction& progress) {
     const std::vector<Survey::Edit> edits = survey.edits();
     for (const Survey::Edit& edit : edits) checkFits(survey, edit);
 
     const LasHeader& header = survey.las().header;
     const std::uint64_t points = header.offsetToPoints;
-    const std::uint64_t pointsEnd = points + header.pointCount * header.recordLength;
     const InputFile& input = *survey.las().file;
     OutputFile output(path);
     Copier copier(input, output, progress);
-    const auto unchanged = [](std::span<std::byte>, std::uint64_t) {};
+    const auto applyChange = [&](std::span<std::byte> bytes, std::uint64_t offset) { change.apply(bytes, offset); };
 
-    copier.copy(0, points, 1, unchanged);
+    copier.copy(0, change.insertAt, 1, applyChange);
+    output.write(change.inserted);
+    copier.copy(change.insertAt, points, 1, applyChange);
     auto next = edits.begin(); // those before it end before the records at hand
-    copier.copy(points, pointsEnd, header.recordLength, [&](std::span<std::byte> records, std::uint64_t offset) {
-        const std::uint64_t first = (offset - points) / header.recordLength;
-        const std::uint64_t end = first + records.size() / header.recordLength;
-        while (next != edits.end() && next->range.first + next->range.count <= first) ++next;
-        for (auto edit = next; edit != edits.end() && edit->range.first < end; ++edit)
-            patch(records, first, survey, *edit);
-    });
-    copier.copy(pointsEnd, input.size(), 1, unchanged);
+    copier.copy(points, header.pointsEnd(), header.recordLength,
+                [&](std::span<std::byte> records, std::uint64_t offset) {
+                    const std::uint64_t first = (offset - points) / header.recordLength;
+                    const std::uint64_t end = first + records.size() / header.recordLength;
+                    while (next != edits.end() && next->range.first + next->range.count <= first) ++next;
+                    for (auto edit = next; edit != edits.end() && edit->range.first < end; ++edit)
+                        patch(records, first, survey, *edit);
+                });
+    copier.copy(header.pointsEnd(), input.size(), 1, applyChange);
     output.commit();
+}
+
+} // namespace
+
+void saveSurvey(const Survey& survey, const std::string& path, const ProgressFunction& progress) {
+    save(survey, path, {}, progress);
+}
+
+std::vector<std::string> saveSurvey(const Survey& survey, const std::string& path, const Kesh::LabelSet& labels,
+                                    const ProgressFunction& progress) {
+    std::vector<std::string> warnings;
+    auto payload = encodeClassLookup(labels, survey.las().header.pointFormat, warnings);
+    save(survey, path, changeClassLookup(survey.las(), std::move(payload)), progress);
+    for (std::string& warning : warnings) warning = path + ": " + warning;
+    return warnings;
 }
 
 } // namespace corvane

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Kesh/LabelSet.hpp"
 #include "survey/Survey.hpp"
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace corvane {
 
@@ -14,5 +16,10 @@ namespace corvane {
 /// bytes, may return false to interrupt, which throws Failure too.
 void saveSurvey(const Survey& survey, const std::string& path,
                 const std::function<bool(std::uint64_t done, std::uint64_t total)>& progress = {});
+
+/// The same, and the labels go into the file's Classification Lookup record, in the place of what that held, or as a
+/// new VLR. Returns what could not be stored as it is: finished sentences.
+std::vector<std::string> saveSurvey(const Survey& survey, const std::string& path, const Kesh::LabelSet& labels,
+                                    const std::function<bool(std::uint64_t done, std::uint64_t total)>& progress = {});
 
 } // namespace corvane

@@ -54,6 +54,12 @@ void set(const StrongPtr<Kesh::ValuePool>& pool, const Kesh::VObject& object, co
 /// A grid in fragments, and a user who sets, presses, draws and updates.
 class Bench : public testing::Test {
 protected:
+    Bench() {
+        Kesh::ensureValueCreator<int>();
+        Kesh::ensureValueCreator<StrongPtr<Kesh::VAction>>();
+        Kesh::ensureValueCreator<Fiber::FieldSelector>();
+    }
+
     /// Adds a field whose fragments are made on demand.
     template <class T>
     void field(const std::string& name, const std::vector<std::vector<T>>& fragments) {

@@ -228,14 +228,15 @@ struct Model {
     std::vector<Values> states;
     int present = 0;
 
-    /// The oldest of the steps that are done go.
+    /// The oldest of the steps that are done go, then those that were undone first.
     void trim(int depth) {
-        const int surplus = std::min(static_cast<int>(states.size()) - 1 - depth, present);
-        if (surplus <= 0) return;
-        states.erase(states.begin(), states.begin() + surplus);
-        present -= surplus;
+        const int oldest = std::clamp(static_cast<int>(states.size()) - 1 - depth, 0, present);
+        states.erase(states.begin(), states.begin() + oldest);
+        present -= oldest;
+        states.resize(std::min(states.size(), static_cast<std::size_t>(depth) + 1));
     }
     void edit(const Values& values, int depth) {
+        trim(depth);
         if (values == states[static_cast<std::size_t>(present)]) return;
         states.resize(static_cast<std::size_t>(++present));
         states.push_back(values);

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+// Labels: makes a label set from the values that occur in a field, one label per value, and stores it with the field.
+// What the user then changes in the published set is stored, too; when the field changes, labels are made anew.
+#include "Kesh/FieldOperatorObject.hpp"
+#include "Kesh/LabelAttributes.hpp"
+#include "Kesh/ModuleRegistration.hpp"
+#include "Kesh/VActionNotifier.hpp"
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <set>
+
+namespace {
+
+using Holdfast::StrongPtr;
+
+const Kesh::ModuleIntroduction Introduction{
+    .domain = "LIDAR",
+    .descriptions = {"Examine a field of integer values to compute a set of labels from it as suitable for editing. "
+                     "This module can be used to start from an classification field with a priori unknown values to "
+                     "compute a set of labels from all known values found in this data set."},
+    .buildDate = "Sep  8 2026",
+    .name = "Labels",
+    .sourceFile = __FILE__,
+    .category = "Compute",
+    .integer = -1000,
+};
+
+constexpr char Field[] = "inputfield", Labels[] = "labelset";
+constexpr char LabelsHelp[] = "The labels of the field; changes of names, colours and flags are stored with the field.";
+
+/// The distinct values that fragments hold.
+class Values {
+public:
+    /// Arrays of other types, and missing ones, add nothing.
+    void add(const StrongPtr<const Fiber::MemBase>& data) {
+        if (const auto bytes = Fiber::arrayOf<std::uint8_t>(data)) mark(bytes->values());
+        if (const auto words = Fiber::arrayOf<std::uint16_t>(data)) mark(words->values());
+        if (const auto integers = Fiber::arrayOf<std::int32_t>(data))
+            others_.insert(integers->values().begin(), integers->values().end());
+    }
+
+    std::set<std::int32_t> ascending() const {
+        std::set<std::int32_t> all = others_;
+        for (std::size_t value = 0; value < occurs_.size(); ++value)
+            if (occurs_[value]) all.insert(static_cast<std::int32_t>(value));
+        return all;
+    }
+
+private:
+    template <class T>
+    void mark(std::span<const T> values) {
+        for (const T value : values) occurs_[value] = true;
+    }
+
+    std::array<bool, std::numeric_limits<std::uint16_t>::max() + std::size_t{1}> occurs_{}; // of 8 and 16 bits
+    std::set<std::int32_t> others_;
+};
+
+/// Colours differ from one computation to the next, which is meant so.
+class RandomColours {
+public:
+    Sextant::rgba_float_t next() {
+        const float red = fraction(), green = fraction(), blue = fraction();
+        return {red, green, blue, 1};
+    }
+
+private:
+    /// From 0 to below 1: draws near the largest round to 1 as floats and are drawn again.
+    float fraction() {
+        float drawn;
+        do drawn = static_cast<float>(generator_()) * 0x1p-32f;
+        while (drawn >= 1);
+        return drawn;
+    }
+
+    std::random_device source_{"default"};
+    std::mt19937 generator_{source_()};
+};
+
+Kesh::LabelSet labelsFor(const std::set<std::int32_t>& values) {
+    Kesh::LabelSet labels;
+    RandomColours colours;
+    for (const std::int32_t value : values) {
+        const std::string name = "ID#" + std::to_string(labels.size());
+        Kesh::Label& label = labels[value];
+        label.name = name;
+        label.colour = colours.next();
+    }
+    return labels;
+}
+
+class FieldLabels : public Kesh::FieldOperatorObject {
+public:
+    using Provided = Kesh::LabelSet;
+
+    FieldLabels(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
+        : FieldOperatorObject(name, Field, 0, preferences) {
+        labels_->parameter()->setHelp(LabelsHelp);
+        registerOutput(labels_.slot());
+    }
+
+private:
+    void operate(Kesh::VRequest& request, Fiber::Representation&, const std::string& fieldName,
+                 const StrongPtr<Fiber::Field>& field) override {
+        const Kesh::ValuePool& pool = *request.pool;
+        Holdfast::Attributes& stored = field->attributes();
+        if (Kesh::carriesLabelSet(stored) && labels_->ValueAge(pool) >= field->age()) {
+            if (hasChanged(*labels_, pool)) Kesh::storeLabelSet(labels_.get(pool), stored); // by the user
+            return;
+        }
+        const Kesh::LabelSet fresh = labelsFor(valuesOf(request, *field, fieldName));
+        Kesh::storeLabelSet(fresh, stored);
+        labels_->parameter()->setValue(*request.pool, Holdfast::create<Kesh::VValue<Kesh::LabelSet>>(fresh),
+                                       request.time);
+    }
+
+    /// With an immediate budget, those of the fragments that are resident.
+    static std::set<std::int32_t> valuesOf(const Kesh::VRequest& request, const Fiber::Field& field,
+                                           const std::string& fieldName) {
+        const auto values = std::make_unique<Values>(); // too large for the stack
+        const auto fragments = field.fragments().size();
+        field.iterate([&](const auto& fragment, const auto& array) {
+            if (!Kesh::VActionNotifier::reportProgress(fragment->number(), fragments, "Examining " + fieldName))
+                throw std::runtime_error("Interrupted; the labels are as they were before.");
+            values->add(array->getData(request.budget));
+            return true;
+        });
+        return values->ascending();
+    }
+
+    Kesh::TypedSlot<Kesh::LabelSet> labels_{*this, Labels, Kesh::LabelSet()};
+};
+
+const Kesh::FieldModuleRegistration<FieldLabels, Fiber::GridSelector, Fiber::FieldSelector, Kesh::VTime, Kesh::LabelSet>
+    registration(Introduction);
+
+} // namespace

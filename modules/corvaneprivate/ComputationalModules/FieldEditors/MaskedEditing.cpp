@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "MaskedEditing.hpp"
+
+#include <algorithm>
+
+namespace Kesh {
+
+namespace {
+
+constexpr unsigned Tool = VParameter::InEditingTools;
+
+const ActionParameter Select{
+    .name = "select",
+    .help = "Trigger to add the currently selected (brushed) vertices to the mask.",
+    .flags = Tool,
+};
+const ActionParameter Unselect{
+    .name = "unselect",
+    .help = "Trigger to remove the currently selected (brushed) vertices from the mask.",
+    .flags = Tool,
+};
+const ActionParameter UnselectAll{
+    .name = "unselectAll",
+    .help = "Trigger to clear the mask, deselecting all vertices.",
+    .icon = ":corvane/clear-mask.png",
+    .tooltip = "Clear mask",
+    .flags = Tool,
+};
+const ActionParameter ApplySelection{
+    .name = "applySelection",
+    .help = "Trigger to apply the edit to the masked vertices of the data field.",
+    .flags = Tool,
+};
+const ActionParameter PurgeUndoData{
+    .name = "purgeUndoData",
+    .help = "Trigger to purge the undo/redo history (cannot be undone).",
+    .icon = ":corvane/purge-cache.png",
+    .tooltip = "Purge UNDO cache (cannot be undone!)",
+    .flags = Tool,
+    .expertLevel = 1, // one more than the others: it takes away what cannot come back
+};
+
+constexpr char MaskFieldHelp[] = "Name of the auxiliary field used to store the mask (selection) data.";
+constexpr int MaskFieldLevel = 5;
+
+MaskTriggers::Trigger add(VObject& owner, ActionParameter trigger, bool helped) {
+    if (!helped) trigger.help = nullptr;
+    return trigger.addTo(owner);
+}
+
+bool anyMasked(std::span<const std::uint8_t> mask) {
+    return std::any_of(mask.begin(), mask.end(), [](std::uint8_t entry) { return entry != Unmasked; });
+}
+
+template <class T>
+std::uint64_t write(std::span<T> values, std::span<const std::uint8_t> mask, T value) {
+    std::uint64_t writes = 0;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const bool masked = mask[i] != Unmasked;
+        values[i] = masked ? value : values[i];
+        writes += masked;
+    }
+    return writes;
+}
+
+} // namespace
+
+MaskTriggers::MaskTriggers(VObject& owner, bool helped)
+    : select(add(owner, Select, helped)),
+      unselect(add(owner, Unselect, helped)),
+      unselectAll(add(owner, UnselectAll, helped)),
+      applySelection(add(owner, ApplySelection, helped)),
+      purgeUndoData(add(owner, PurgeUndoData, helped)) {
+    for (Trigger* trigger : {&select, &unselect, &unselectAll}) (*trigger)->setClass(VInputClass::getClass("masking"));
+}
+
+MaskControls::MaskControls(VObject& owner, bool helped)
+    : name(owner, "maskfield", "mask", MaskFieldLevel),
+      history(owner, 1, false, "Mask (selection)", ":corvane/undo-mask.png", ":corvane/redo-mask.png", " mask") {
+    if (helped) name->parameter()->setHelp(MaskFieldHelp);
+    owner.registerOutput(name.slot());
+    history.undoSlot()->setClass(VInputClass::getClass("masking"));
+}
+
+bool selects(const EditField& editor, const MaskTriggers& triggers, const VRequest& request) {
+    const ValuePool& pool = *request.pool;
+    return editor.hasChanged(*triggers.select, pool) || editor.brushSlot().ValueAge(pool) > editor.age(pool);
+}
+
+bool unselects(const EditField& editor, const MaskTriggers& triggers, const VRequest& request) {
+    return editor.hasChanged(*triggers.unselect, *request.pool);
+}
+
+void clearMask(Fiber::Representation& representation, const std::string& maskName, int undoDepth) {
+    representation.removeField(maskName);
+    EditField::removeUndoInfo(representation, maskName, undoDepth);
+    representation.setAge(Holdfast::Ageable::nextTime());
+}
+
+bool dispatchMaskTriggers(EditField& editor, const MaskTriggers& triggers, const MaskControls& mask,
+                          const VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
+                          const EditField::FieldPtr& field, const ApplyEdit& applyEdit) {
+    const ValuePool& pool = *request.pool;
+    const std::string maskName = mask.maskFieldName(request);
+    const EditField::FieldPtr masked = findMask(representation, maskName, *field);
+    const int depth = editor.undoDepth(request);
+    if (editor.hasChanged(*triggers.unselectAll, pool)) {
+        clearMask(representation, maskName, depth);
+        return false;
+    }
+    if (editor.hasChanged(*triggers.purgeUndoData, pool)) {
+        EditField::removeUndoInfo(representation, fieldName, depth);
+        EditField::removeUndoInfo(representation, maskName, depth);
+        return false;
+    }
+    if (selects(editor, triggers, request) || unselects(editor, triggers, request)) return true;
+    if (editor.hasChanged(*triggers.applySelection, pool) && masked) {
+        const std::string said = applyEdit(masked);
+        clearMask(representation, maskName, depth); // each apply starts a fresh selection
+        editor.setStatusInfo(pool, said);
+        return false;
+    }
+    const std::string done = editor.doUndoRedo(request, editor.dataHistory(), representation, fieldName, field);
+    if (!done.empty()) editor.setStatusInfo(pool, done);
+    return false;
+}
+
+EditField::Modificator writeWhereMasked(const EditField::FieldPtr& mask, int value, Holdfast::Ageable::Age time) {
+    return [=](const EditField::FragmentPtr& fragment, const EditField::ArrayPtr& array) {
+        EditField::FragmentModification result;
+        const auto maskArray = mask->getCreator(fragment);
+        if (maskArray->knownZero()) return result;
+        const auto entries = Fiber::arrayOf<std::uint8_t>(maskArray->getData());
+        if (!anyMasked(entries->values())) return result;
+        const EditField::ArrayPtr copy = array->privateCopy();
+        Fiber::visitArray<unsigned short, short, unsigned char, signed char>(
+            *copy->writableValues(), [&]<class T>(Fiber::MemArray<T>& values) {
+                result.writes = write(values.writableValues(), entries->values(), static_cast<T>(value));
+            });
+        copy->touch(time);
+        if (result.writes > 0) result.modified = copy;
+        return result;
+    };
+}
+
+MaskedEditing::MaskedEditing(const std::string& name, const Holdfast::StrongPtr<VCreationPreferences>& preferences)
+    : EditField(name, 0, preferences, "labelfield"), triggers_(*this, true), mask_(*this, true) {
+    decorateHistory();
+    addHistory(mask_.history, [this](const VRequest& request) { return mask_.maskFieldName(request); });
+}
+
+std::uint64_t MaskedEditing::FieldOperation(VRequest& request, const FieldPtr& field,
+                                            Fiber::Representation& representation) {
+    return edit(request, mask_.history, representation, field, selectedField(request).getFieldName(),
+                mask_.maskFieldName(request));
+}
+
+bool MaskedEditing::wantsFieldOperation(const VRequest& request, Fiber::Representation& representation,
+                                        const std::string& fieldName, const FieldPtr& field) {
+    return dispatchMaskTriggers(
+        *this, triggers_, mask_, request, representation, fieldName, field,
+        [&](const FieldPtr& mask) { return applyEdit(request, representation, fieldName, field, mask); });
+}
+
+} // namespace Kesh

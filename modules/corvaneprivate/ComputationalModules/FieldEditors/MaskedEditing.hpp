@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/EditField.hpp"
+#include "Kesh/MaskField.hpp"
+#include "Kesh/Parameters.hpp"
+
+#include <functional>
+#include <string>
+
+namespace Kesh {
+
+/// The triggers of editing in two stages: select into a mask, then apply.
+struct MaskTriggers {
+    using Trigger = TypedSlot<Holdfast::StrongPtr<VAction>>;
+
+    /// Adds them to the owner. `helped` says whether they explain themselves.
+    MaskTriggers(VObject& owner, bool helped);
+
+    Trigger select, unselect, unselectAll, applySelection, purgeUndoData;
+};
+
+/// The mask of an editor: its name, and the controls of its history.
+struct MaskControls {
+    /// Adds them to the owner.
+    MaskControls(VObject& owner, bool helped);
+
+    /// The name of the mask in the request's value pool.
+    std::string maskFieldName(const VRequest& request) const { return name.get(*request.pool); }
+
+    TypedSlot<std::string> name;
+    UndoStack history;
+};
+
+/// Whether this update selects, or unselects. A new stroke selects. When both fire, unselecting wins.
+bool selects(const EditField& editor, const MaskTriggers& triggers, const VRequest& request);
+bool unselects(const EditField& editor, const MaskTriggers& triggers, const VRequest& request);
+
+/// Removes the mask and the copies of it that undoing needs, `undoDepth` of them, and makes the representation young.
+void clearMask(Fiber::Representation& representation, const std::string& maskName, int undoDepth);
+
+/// What the editors differ in when they apply: changes the data where the mask is set, and returns what to say.
+using ApplyEdit = std::function<std::string(const EditField::FieldPtr& mask)>;
+
+/// Decides what an update does, by the first trigger that fired: clears the mask, purges both histories, applies and
+/// then discards the mask, or serves undo and redo of the data. True when the mask is to be edited instead.
+bool dispatchMaskTriggers(EditField& editor, const MaskTriggers& triggers, const MaskControls& mask,
+                          const VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
+                          const EditField::FieldPtr& field, const ApplyEdit& applyEdit);
+
+/// Writes the value, cut to the width of the elements, into every vertex of the mask. Every vertex written counts.
+EditField::Modificator writeWhereMasked(const EditField::FieldPtr& mask, int value, Holdfast::Ageable::Age time);
+
+/// Base of the interactive editors that change a field in two stages: brush strokes build a mask beside the field, and
+/// one trigger applies the edit to every vertex in the mask. Both stages have a history of their own.
+class MaskedEditing : public EditField {
+public:
+    MaskedEditing(const std::string& name, const Holdfast::StrongPtr<VCreationPreferences>& preferences);
+
+protected:
+    /// Edits the mask: `modifyFragment` gets mask fragments to write.
+    std::uint64_t FieldOperation(VRequest& request, const FieldPtr& field,
+                                 Fiber::Representation& representation) override;
+
+    bool wantsFieldOperation(const VRequest& request, Fiber::Representation& representation,
+                             const std::string& fieldName, const FieldPtr& field) override;
+
+    /// Changes the data where the mask is set. Returns what to say on the status line.
+    virtual std::string applyEdit(const VRequest& request, Fiber::Representation& representation,
+                                  const std::string& fieldName, const FieldPtr& field, const FieldPtr& mask) = 0;
+
+    bool selecting(const VRequest& request) const { return selects(*this, triggers_, request); }
+    bool unselecting(const VRequest& request) const { return unselects(*this, triggers_, request); }
+
+private:
+    MaskTriggers triggers_;
+    MaskControls mask_;
+};
+
+} // namespace Kesh

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+// ModifyIntegerClassificationWithMasking: brush strokes mark vertices of up to four values in a mask, then
+// `applySelection` writes one new value into every marked vertex.
+#include "Kesh/ModuleRegistration.hpp"
+#include "MaskedEditing.hpp"
+
+#include <array>
+#include <utility>
+
+namespace {
+
+using Holdfast::StrongPtr;
+
+const Kesh::ModuleIntroduction Introduction{
+    .domain = "Development",
+    .descriptions =
+        {"Edit a field of integers on a point cloud or vertices of a general Grid via selecting and apply a "
+         "mask. It is recommended to use labels instead of pure integers for classifying points "
+         "(\"Edit/MaskedLabels\"). This module is primarily for didadict development purposes."},
+    .buildDate = "Sep 11 2026",
+    .name = "", // that of the file
+    .sourceFile = __FILE__,
+    .category = "Edit",
+    .integer = 0,
+};
+
+constexpr char Field[] = "labelfield";
+constexpr Kesh::IntParameter NewValue{
+    .name = "newvalue", .help = "The value that masked vertices get.", .bounded = false};
+constexpr std::array From{
+    Kesh::IntParameter{.name = "from0", .help = "Vertices of this value may be masked.", .bounded = false},
+    Kesh::IntParameter{.name = "from1", .help = "Vertices of this value may be masked, too.", .bounded = false},
+    Kesh::IntParameter{.name = "from2", .help = "Vertices of this value may be masked, too.", .bounded = false},
+    Kesh::IntParameter{.name = "from3", .help = "Vertices of this value may be masked, too.", .bounded = false},
+};
+const Kesh::EnumParameter Switch{
+    .name = "switch",
+    .help = "Exchanges the new value with the value of this number, which reverses an edit.",
+    .cases = {"none", "0", "1", "2", "3"},
+    .wrap = 6,
+    .flags = Kesh::VParameter::InEditingTools,
+};
+
+/// Filters and new value as they count for one selection or apply.
+struct Effective {
+    std::array<int, From.size()> filters;
+    int newValue;
+};
+
+class ModifyField : public Kesh::EditField {
+public:
+    ModifyField(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
+        : EditField(name, 0, preferences, Field) {
+        decorateHistory();
+        mask_.history.redoSlot()->setClass(Kesh::VInputClass::getClass("masking")); // both controls, here
+        addHistory(mask_.history, [this](const Kesh::VRequest& request) { return mask_.maskFieldName(request); });
+    }
+
+private:
+    std::uint64_t FieldOperation(Kesh::VRequest& request, const FieldPtr& field,
+                                 Fiber::Representation& representation) override {
+        return edit(request, mask_.history, representation, field, selectedField(request).getFieldName(),
+                    mask_.maskFieldName(request));
+    }
+
+    bool wantsFieldOperation(const Kesh::VRequest& request, Fiber::Representation& representation,
+                             const std::string& fieldName, const FieldPtr& field) override {
+        const auto apply = [&](const FieldPtr& mask) {
+            std::string undoText;
+            const std::uint64_t writes =
+                applyRecorded(request, dataHistory(), representation, field, fieldName,
+                              Kesh::writeWhereMasked(mask, effective(*request.pool).newValue, request.time), undoText);
+            return undoText + modificationReport(writes);
+        };
+        return dispatchMaskTriggers(*this, triggers_, mask_, request, representation, fieldName, field, apply);
+    }
+
+    /// Counts every filter that matches, not every vertex.
+    ArrayPtr modifyFragment(const Kesh::VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
+                            std::span<const std::uint32_t> indices, std::uint64_t& writes,
+                            const ArrayPtr& target) override {
+        const bool unselecting = unselects(*this, triggers_, request);
+        if (!unselecting && !selects(*this, triggers_, request)) return nullptr;
+        const std::uint8_t entry = unselecting ? Kesh::Unmasked : Kesh::Masked;
+        const Effective now = effective(*request.pool);
+        const auto mask = target->writableData<std::uint8_t>()->writableValues();
+        Fiber::visitArray<unsigned short, short, unsigned char, signed char>(
+            *field.getCreator(fragment)->residentData(), [&](const auto& data) {
+                for (const std::uint32_t i : indices)
+                    for (const int filter : now.filters) {
+                        if (data.values()[i] != filter) continue;
+                        mask[i] = entry;
+                        ++writes;
+                    }
+            });
+        target->touch(request.time);
+        return target;
+    }
+
+    Effective effective(const Kesh::ValuePool& pool) const {
+        Effective now{.filters = {from_[0].get(pool), from_[1].get(pool), from_[2].get(pool), from_[3].get(pool)},
+                      .newValue = newValue_.get(pool)};
+        const int exchanged = switch_.get(pool).Case("0", "1", "2", "3");
+        if (exchanged >= 0) std::swap(now.newValue, now.filters[static_cast<std::size_t>(exchanged)]);
+        return now;
+    }
+
+    Kesh::MaskTriggers triggers_{*this, false};
+    Kesh::TypedSlot<int> newValue_ = NewValue.addTo(*this);
+    std::array<Kesh::TypedSlot<int>, From.size()> from_{From[0].addTo(*this), From[1].addTo(*this),
+                                                        From[2].addTo(*this), From[3].addTo(*this)};
+    Kesh::TypedSlot<Kesh::Enum> switch_ = Switch.addTo(*this);
+    Kesh::MaskControls mask_{*this, false};
+};
+
+const Kesh::FieldModuleRegistration<ModifyField, Fiber::GridSelector, Fiber::FieldSelector, Kesh::VTime,
+                                    StrongPtr<Kesh::VAction>, int, Kesh::Enum, std::string>
+    registration(Introduction);
+
+} // namespace

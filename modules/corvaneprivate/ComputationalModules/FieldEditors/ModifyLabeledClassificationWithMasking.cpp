@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+// MaskedLabels: brush strokes mark vertices of the classes that are flagged "editable", then `applySelection` writes
+// the label chosen under "Assign" into every marked vertex. Listed a second time under the name of this file.
+#include "Kesh/LabelSet.hpp"
+#include "Kesh/ModuleRegistration.hpp"
+#include "Kesh/VActionNotifier.hpp"
+#include "MaskedEditing.hpp"
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+using Holdfast::StrongPtr;
+using Holdfast::WeakPtr;
+using Kesh::LabelSet;
+
+constexpr char ShortDescription[] = "Edit a field of labels on a point cloud (or vertices of a more general Grid) by "
+                                    "creating, modifying and applying a "
+                                    "mask (a set of selected points).";
+
+const Kesh::ModuleIntroduction Introduction{
+    .domain = "",
+    .descriptions = {"Lets the user brush-select vertices into a mask and assign a chosen label value to the masked "
+                     "vertices of a label field, with full undo/redo support for both the mask and the edited data.",
+                     ShortDescription},
+    .buildDate = "Sep 11 2026",
+    .name = "MaskedLabels",
+    .sourceFile = __FILE__,
+    .category = "Edit",
+    .integer = 2000,
+};
+
+const Kesh::ModuleIntroduction SecondIntroduction{
+    .domain = "",
+    .descriptions = {ShortDescription},
+    .buildDate = "Sep 11 2026",
+    .name = "", // that of the file
+    .sourceFile = __FILE__,
+    .category = "Edit",
+    .integer = 2000,
+};
+
+constexpr char LabelsName[] = "labels";
+constexpr char LabelsHelp[] =
+    "The set of labels of the edited field. 'Assign' selects the value written into masked vertices when an edit is "
+    "applied. 'editable' marks which classes are writable: a vertex whose CURRENT class is not flagged editable is "
+    "excluded from the mask at selection time and never reaches the mask at all, even if it falls within the drawn "
+    "lasso/brush area. (Only editable classes can be chosen as the 'Assign' target too.)";
+
+const std::string Editable = "editable"; // flag
+const std::string Assign = "Assign";     // selection
+
+/// Gives every label the flag, off where it has none, and the set the selection. True when something was missing.
+bool prepare(LabelSet& labels) {
+    bool changed = false;
+    for (auto& [value, label] : labels) changed = label.flags.emplace(Editable, false).second || changed;
+    return labels.addSelection(Assign) || changed;
+}
+
+/// The values whose labels are flagged editable, ascending.
+std::vector<int> editableValues(const LabelSet& labels) {
+    std::vector<int> values;
+    for (const auto& [value, label] : labels) {
+        const auto flag = label.flags.find(Editable);
+        if (flag != label.flags.end() && flag->second) values.push_back(value);
+    }
+    return values;
+}
+
+class MyFieldEditor : public Kesh::MaskedEditing {
+public:
+    MyFieldEditor(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
+        : MaskedEditing(name, preferences) {
+        labels_->parameter()->setHelp(LabelsHelp);
+        labels_->parameter()->setInputNotifier(Holdfast::create<LabelsNotifier>(*this));
+        Kesh::VActionNotifier::activate(StrongPtr<Kesh::VActionNotifier>(actions_));
+    }
+
+    /// Prepares a new value of `labels` in place. True when that changed it.
+    bool labelNotification(LabelSet& labels, const WeakPtr<Kesh::ValuePool>& pool) {
+        pool_ = pool;
+        return prepare(labels);
+    }
+
+private:
+    using LabelsNotifier = Kesh::MutableInputNotifier<LabelSet, MyFieldEditor, &MyFieldEditor::labelNotification>;
+
+    /// Prepares the current set when an action is triggered, wherever that is: the set may be as old as the object.
+    class MyActionNotifier : public Kesh::VActionNotifier {
+    public:
+        explicit MyActionNotifier(MyFieldEditor& editor) : editor_(editor) {}
+
+    private:
+        void triggered(const std::string&) override { editor_.prepareCurrent(); }
+        MyFieldEditor& editor_; // which owns this
+    };
+
+    void prepareCurrent() {
+        const auto pool = pool_.lock();
+        const auto current = pool ? labels_->parameter()->getLocalValue<LabelSet>(*pool) : nullptr;
+        if (current) prepare(current->value);
+    }
+
+    /// A vertex of a class that is not editable keeps its mask entry, also when unselecting.
+    ArrayPtr modifyFragment(const Kesh::VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
+                            std::span<const std::uint32_t> indices, std::uint64_t& writes,
+                            const ArrayPtr& target) override {
+        const std::uint8_t entry = unselecting(request) ? Kesh::Unmasked : Kesh::Masked;
+        const std::vector<int> editable = editableValues(labels_.get(*request.pool));
+        const auto mask = target->writableData<std::uint8_t>()->writableValues();
+        Fiber::visitArray<unsigned short, short, unsigned char, signed char>(
+            *field.getCreator(fragment)->residentData(), [&](const auto& data) {
+                for (const std::uint32_t i : indices) {
+                    if (std::find(editable.begin(), editable.end(), data.values()[i]) == editable.end()) continue;
+                    mask[i] = entry;
+                    ++writes;
+                }
+            });
+        target->touch(request.time);
+        return target;
+    }
+
+    std::string applyEdit(const Kesh::VRequest& request, Fiber::Representation& representation,
+                          const std::string& fieldName, const FieldPtr& field, const FieldPtr& mask) override {
+        const int value = labels_.get(*request.pool).getSelectedValue(Assign);
+        if (value < 0) return "No label has been selected for modifying data.";
+        std::string undoText;
+        const std::uint64_t writes = applyRecorded(request, dataHistory(), representation, field, fieldName,
+                                                   Kesh::writeWhereMasked(mask, value, request.time), undoText);
+        if (writes > 0) field->setAge(Holdfast::Ageable::nextTime());
+        return undoText + modificationReport(writes);
+    }
+
+    Kesh::TypedSlot<LabelSet> labels_{*this, LabelsName, LabelSet()};
+    WeakPtr<Kesh::ValuePool> pool_; // in which the labels were set last
+    StrongPtr<MyActionNotifier> actions_ = Holdfast::create<MyActionNotifier>(*this);
+};
+
+using Registration = Kesh::FieldModuleRegistration<MyFieldEditor, Kesh::VTime, LabelSet, Fiber::GridSelector,
+                                                   Fiber::FieldSelector, StrongPtr<Kesh::VAction>, std::string>;
+const Registration registration(Introduction);
+const Registration secondRegistration(SecondIntroduction);
+
+} // namespace

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+// corvane labels: what the classes of a survey are called, by the file itself, by the standard, or made from the
+// values.
+#include "Kesh/LabelAttributes.hpp"
+#include "NearestName.hpp"
+#include "command/Commands.hpp"
+#include "command/Output.hpp"
+#include "survey/ClassLookup.hpp"
+#include "survey/LabelFile.hpp"
+#include "survey/StandardLabels.hpp"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+namespace corvane {
+namespace {
+
+constexpr char ClassField[] = "Classification";
+
+struct Arguments {
+    std::string survey, field = ClassField, out;
+    bool standard = false, derive = false, overwrite = false;
+};
+
+/// The names that the file and the format give are those of classes.
+void checkNamesClasses(const std::string& field) {
+    if (!sameName(field, ClassField))
+        throw UsageError(fmt::format("--field {}: only the values of \"{}\" have names of their own; add --derive to "
+                                     "make labels from the values of another field.",
+                                     field, ClassField));
+}
+
+Kesh::LabelSet fromFile(const GlobalOptions& options, const std::string& path) {
+    const LasFile las = LasFile::open(path);
+    std::vector<std::string> warnings = las.warnings;
+    const auto labels = readClassLookup(las, warnings);
+    for (const std::string& warning : warnings)
+        if (!options.quiet) printWarning(fmt::format("{}: {}", path, warning));
+    if (labels) return *labels;
+    throw Failure(fmt::format("{}: names no classes: none of its {} VLRs and {} EVLRs is a Classification Lookup. Give "
+                              "--standard for the names of the LAS format, or --derive to make labels from the values.",
+                              path, las.vlrs.size(), las.evlrs.size()));
+}
+
+Kesh::LabelSet standardFor(const Session& session, const std::string& path) {
+    const auto survey = session.open(path);
+    std::set<int> values;
+    for (const auto& [value, count] : countClasses(*survey->points().findField(ClassField))) values.insert(value);
+    return standardLabels(values, survey->las().header.pointFormat);
+}
+
+/// By the module, which stores them with the field.
+Kesh::LabelSet derived(const Session& session, const std::string& path, const std::string& field) {
+    Network network(session.open(path));
+    network.addObject("points", "Field");
+    network.set("points.name", field);
+    network.addObject("labels", "Compute/Labels");
+    network.connect("points.field", "labels.inputfield", false);
+    network.update();
+    const auto labels = Kesh::readLabelSet(network.fieldOf("labels")->attributes());
+    if (!labels) throw Failure(fmt::format("{}: no labels could be made from the field \"{}\".", path, field));
+    return *labels;
+}
+
+Kesh::LabelSet labelsOf(const GlobalOptions& options, const Arguments& arguments) {
+    if (arguments.derive) return derived(Session(options), arguments.survey, arguments.field);
+    checkNamesClasses(arguments.field);
+    return arguments.standard ? standardFor(Session(options), arguments.survey) : fromFile(options, arguments.survey);
+}
+
+void print(const Kesh::LabelSet& labels) {
+    const auto byte = [](float channel) { return std::lround(channel * 255); };
+    fmt::print("{:>7} {:<7} {}\n", "value", "colour", "name");
+    for (const auto& [value, label] : labels)
+        fmt::print("{:>7} #{:02x}{:02x}{:02x} {}\n", value, byte(label.colour.r), byte(label.colour.g),
+                   byte(label.colour.b), label.name);
+}
+
+void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+    if (!arguments.out.empty()) checkMayWrite(arguments.out, arguments.overwrite);
+    const Kesh::LabelSet labels = labelsOf(options, arguments);
+    if (!arguments.out.empty()) saveLabels(labels, arguments.out);
+    json ? printJson(Json::parse(Kesh::VValueTrait<Kesh::LabelSet>::Text(labels))) : print(labels);
+}
+
+} // namespace
+
+void addLabels(CLI::App& program, const GlobalOptions& options) {
+    CLI::App* command = program.add_subcommand(
+        "labels", "Show what the classes of a survey are called, and write it as a label file. Without --standard or "
+                  "--derive: what the file's own Classification Lookup says.");
+    const auto arguments = std::make_shared<Arguments>();
+    command->add_option("FILE", arguments->survey, "The survey")->required();
+    CLI::Option* standard =
+        command->add_flag("--standard", arguments->standard, "The LAS format's names of the classes that occur");
+    command
+        ->add_flag("--derive", arguments->derive, "A label for each value that occurs, with a made-up name and colour")
+        ->excludes(standard);
+    command->add_option("--field", arguments->field, "The field to derive from")->capture_default_str();
+    command->add_option("--out", arguments->out, "Write the labels to this file, as JSON");
+    command->add_flag("--overwrite", arguments->overwrite, "Replace the file if it exists");
+    const auto json = addJsonFlag(*command);
+    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+}
+
+} // namespace corvane

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+// corvane shape: the outline of a stroke as a closed line in world space. Builds a network with BrushToWorldShape and
+// runs it.
+#include "Fiber/LineSet.hpp"
+#include "command/Commands.hpp"
+#include "command/Output.hpp"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+namespace corvane {
+namespace {
+
+constexpr char ModuleType[] = "Compute/BrushToWorldShape";
+
+struct Arguments {
+    std::string survey;
+    std::vector<std::string> within;
+    double viewDepth = 0.5;
+};
+
+/// The stroke reaches from the highest to the lowest point that the header tells of.
+Json buildNetwork(const Arguments& arguments, const LasHeader& header) {
+    Json stroke{{"view", "above"}, {"polygon", arguments.within}};
+    const double lowest = header.minimum[2], highest = header.maximum[2];
+    if (lowest < highest && std::isfinite(lowest) && std::isfinite(highest))
+        stroke["depth"] = Json::array({highest, lowest});
+    const Json brush{{"name", "lasso"}, {"type", "Brush"}};
+    const Json shape{{"name", "shape"}, {"type", ModuleType}, {"parameters", {{"viewdepth", arguments.viewDepth}}}};
+    return {{"objects", Json::array({brush, shape})},
+            {"connections", Json::array({{{"from", "lasso.brush"}, {"to", "shape.brush"}}})},
+            {"actions", Json::array({{{"draw", {{"lasso.brush", stroke}}}}})}};
+}
+
+/// The vertices in the order in which the line runs through them.
+std::vector<Sextant::PhysicalSpace::point> lineOf(const Fiber::LineSet& lines) {
+    std::vector<Sextant::PhysicalSpace::point> points;
+    for (const std::uint32_t index : lines.indices()) points.push_back(lines.positions()[index]);
+    return points;
+}
+
+void print(const Fiber::LineSet& lines, bool json) {
+    Json coordinates = Json::array();
+    std::string wkt;
+    for (const auto& p : lineOf(lines)) {
+        coordinates.push_back({p.x, p.y, p.z});
+        wkt += fmt::format("{}{} {} {}", wkt.empty() ? "" : ", ", p.x, p.y, p.z);
+    }
+    if (json) return printJson({{"type", "LineString"}, {"coordinates", coordinates}});
+    fmt::print("LINESTRING Z ({})\n", wkt);
+}
+
+void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+    if (!std::isfinite(arguments.viewDepth)) throw UsageError("--viewdepth: a number is expected, such as 0.5.");
+    const Session session(options);
+    Network network(session.open(arguments.survey));
+    NetworkFile(buildNetwork(arguments, network.survey().las().header).dump(), "shape")
+        .run(network, {.report = {}, .save = {}});
+    print(Fiber::LineSet(network.gridOf("shape.shape")), json);
+}
+
+} // namespace
+
+void addShape(CLI::App& program, const GlobalOptions& options) {
+    CLI::App* command =
+        program.add_subcommand("shape", "Print the outline of polygons as a closed line in the space of the survey.");
+    const auto a = std::make_shared<Arguments>();
+    command->add_option("FILE", a->survey, "The survey")->required();
+    command->add_option("--within", a->within, "Polygon: WKT, or a file of WKT or GeoJSON. Several mean their union")
+        ->required()
+        ->allow_extra_args(false);
+    command
+        ->add_option("--viewdepth", a->viewDepth,
+                     "Height of the line: 0 is that of the highest point, 1 that of the lowest")
+        ->capture_default_str();
+    const auto json = addJsonFlag(*command);
+    command->callback([&options, a, json] { run(options, *a, *json); });
+}
+
+} // namespace corvane

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "survey/LabelFile.hpp"
+
+#include "Failure.hpp"
+#include "las/InputFile.hpp"
+#include "las/OutputFile.hpp"
+#include "json/JsonReader.hpp"
+
+#include <fmt/format.h>
+
+#include <span>
+
+namespace corvane {
+namespace {
+
+using LabelTrait = Kesh::VValueTrait<Kesh::LabelSet>;
+constexpr std::uint64_t LargestFile = 16 << 20; // bytes; a label takes about a hundred, and there are 65,536 at most
+
+} // namespace
+
+Kesh::LabelSet loadLabels(const std::string& path) {
+    const std::string text = readTextFile(path, LargestFile);
+    try {
+        parseJson(text, path); // keys that stand twice
+        Kesh::LabelSet labels;
+        LabelTrait::setValueFromText(labels, text);
+        return labels;
+    } catch (const UsageError& error) {
+        throw Failure(error.what());
+    } catch (const std::invalid_argument& problem) {
+        throw Failure(fmt::format("{}: {}; correct it there.", path, problem.what()));
+    }
+}
+
+void saveLabels(const Kesh::LabelSet& labels, const std::string& path) {
+    const Json json = Json::parse(LabelTrait::Text(labels));
+    std::string text = "{\"labels\": [";
+    const char* separator = "\n  ";
+    for (const Json& label : json["labels"]) {
+        text += separator + label.dump();
+        separator = ",\n  ";
+    }
+    text += fmt::format("\n],\n\"selections\": {}}}\n", json["selections"].dump());
+    OutputFile file(path);
+    file.write(std::as_bytes(std::span(text)));
+    file.commit();
+}
+
+} // namespace corvane

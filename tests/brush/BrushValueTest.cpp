@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Kesh/VValue.hpp"
+#include "Sextant/Strokes.hpp"
+#include "Views.hpp"
+
+#include <glm/geometric.hpp>
+
+namespace corvane::test {
+namespace {
+
+using Trait = Kesh::VValueTrait<Brush>;
+
+bool isDifferent(const Brush& a, const Brush& b) { return Kesh::VValueCompareTrait<Brush>::isDifferent(a, b); }
+
+TEST(BrushValue, comesBackFromItsTextToTheLastBit) {
+    std::vector<Brush> brushes{Brush()};
+    for (const auto& seen : views())
+        brushes.emplace_back(seen.view, Outline({{0.1, 1e-310}, {1. / 3, -1e300}, {-0.0, 4512345.123456789}}));
+    brushes.emplace_back(views()[1].view, Sextant::pathStroke(Points{{0, 0}, {1, 0.3}}, 0.7));
+    brushes.emplace_back(views()[1].view, Outline(brushes.back().outline().points()));
+    for (std::size_t i = 0; i < brushes.size(); ++i) {
+        Brush read(View(), Outline({{7, 7}}));
+        Trait::setValueFromText(read, Trait::Text(brushes[i]));
+        for (std::size_t k = 0; k < brushes.size(); ++k) EXPECT_EQ(isDifferent(read, brushes[k]), i != k) << i << k;
+    }
+}
+
+TEST(BrushValue, refusesOtherTextsAndStaysAsItWas) {
+    const Brush before(views()[0].view, Outline({{0, 0}, {1, 0}, {0, 1}}));
+    const std::string text = Trait::Text(before);
+    const auto with = [&](const std::string& from, const std::string& to) {
+        const auto at = text.find(from);
+        EXPECT_NE(at, std::string::npos) << from;
+        return std::string(text).replace(at, from.size(), to);
+    };
+    for (const std::string& bad :
+         {std::string(), std::string("a stroke"), std::string("{}"), std::string("[1"), with("even-odd", "odd"),
+          with("[0.0,0.0]", "[0.0]"), with("[0.0,0.0]", "[0.0,null]"), with("[0.0,0.0]", "[0.0,1e999]"),
+          with("\"matrix\":[", "\"matrix\":[1,"), with("\"rule\"", "\"colour\":1,\"rule\""),
+          with("\"rule\"", "\"role\""), text + "x",
+          std::string(R"({"view":{"origin":[0,0,0],"matrix":[0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,1]},)"
+                      R"("rule":"winding","outline":[[0,0]]})")}) {
+        Brush brush = before;
+        try {
+            Trait::setValueFromText(brush, bad);
+            ADD_FAILURE() << bad;
+        } catch (const std::invalid_argument& refusal) {
+            EXPECT_TRUE(std::string(refusal.what()).starts_with("a brush is ")) << refusal.what();
+        }
+        EXPECT_FALSE(isDifferent(brush, before));
+    }
+}
+
+TEST(BrushValue, inWorldSpaceLiesOnTheRaysOfItsOutline) {
+    Random random;
+    for (const Seen& seen : views()) {
+        SCOPED_TRACE(seen.name);
+        const Points lasso = seen.lasso(random, 6);
+        const Brush brush(seen.view, Outline(lasso));
+        const auto near = brush.getBrushInWorldSpace(0), far = brush.getBrushInWorldSpace(1);
+        for (const double depth : {0.0, 0.25, 0.5, 1.0}) {
+            const auto points = brush.getBrushInWorldSpace(depth);
+            ASSERT_EQ(points.size(), lasso.size());
+            for (std::size_t i = 0; i < lasso.size(); ++i) {
+                const glm::dvec3 screen = seen.view.project(points[i]);
+                EXPECT_LT(glm::distance(glm::dvec2(screen), lasso[i]), 1e-8);
+                EXPECT_NEAR(glm::distance(points[i], near[i]), depth * glm::distance(far[i], near[i]), 1e-8);
+                if (depth == 0 || depth == 1) {
+                    EXPECT_NEAR(screen.z, 2 * depth - 1, 1e-9);
+                }
+            }
+        }
+    }
+    EXPECT_TRUE(Brush().getBrushInWorldSpace(0.5).empty());
+}
+
+TEST(BrushValue, itsBoxHoldsWhatItSelectsAndLittleMore) {
+    Random random;
+    std::vector<Point> points(4000);
+    for (auto& p : points) p = random.point(Home, 40);
+    for (const Seen& seen : views()) {
+        SCOPED_TRACE(seen.name);
+        const Brush brush(seen.view, Outline(seen.lasso(random, 8)));
+        const auto box = brush.computeBoundingBoxInWorldSpace();
+        const auto selected = indicesOf(brush, points);
+        EXPECT_GT(selected.size(), 10u);
+        for (const auto i : selected) EXPECT_TRUE(glm::clamp(points[i], box.minimum, box.maximum) == points[i]);
+    }
+    const View slice = View::profile({Home.x, 0}, {Home.x + 10, 0}, 6);
+    const auto box = Brush(slice, Sextant::rectangleStroke({2, 5}, {4, 9})).computeBoundingBoxInWorldSpace();
+    EXPECT_LT(glm::distance(box.minimum, Point(Home.x + 2, -3, 5)), 1e-6);
+    EXPECT_LT(glm::distance(box.maximum, Point(Home.x + 4, 3, 9)), 1e-6);
+    for (const Points& flat : {Points{{1, 1}}, Points{{1, 1}, {2, 3}}, Points{{1, 1}, {1, 5}, {1, 2}},
+                               Points{{1, 1}, {4, 1}, {2, 1}}, Points{{1, 1}, {1, 1}, {1, 1}}})
+        EXPECT_TRUE(Brush(slice, Outline(flat)).computeBoundingBoxInWorldSpace().empty());
+    EXPECT_TRUE(Brush().computeBoundingBoxInWorldSpace().empty());
+}
+
+TEST(BrushValue, selectionAsksThePredicateOnlyAboutWhatItCovers) {
+    Random random;
+    Holdfast::Chunk<Point> positions(2000);
+    for (auto& p : positions.values) p = random.point(Home, 30);
+    const Brush brush(views()[2].view, Outline(random.lasso(6, 1)));
+    std::vector<std::uint32_t> expected;
+    for (std::uint32_t i = 0; i < positions.size(); ++i)
+        if (brush.covers(positions.values[i]) && positions.values[i].z > Home.z - 10) expected.push_back(i);
+    const auto selected = brush.getSelection(positions, [&](const Point& p) {
+        EXPECT_TRUE(brush.covers(p));
+        return p.z > Home.z - 10;
+    });
+    EXPECT_EQ(selected, expected);
+    EXPECT_GT(expected.size(), 10u);
+    EXPECT_TRUE(Brush().getSelection(positions, [](const Point&) { return true; }).empty());
+}
+
+} // namespace
+} // namespace corvane::test

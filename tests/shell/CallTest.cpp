@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+// Calls of reclassify: sources, what is expected, where the result goes, polygons that do not fit.
+#include "ProgramTestSupport.hpp"
+
+#include <sys/stat.h>
+
+namespace corvane::test {
+namespace {
+
+/// in.las with classes 0 to 7 in turn, so that each is there.
+class Calls : public Program {
+protected:
+    void SetUp() override {
+        Program::SetUp();
+        RawPoints points(bytesOf(in));
+        for (std::uint64_t i = 0; i < points.count(); ++i) points.setClass(i, static_cast<int>(i % 8));
+        write(in, points.bytes());
+    }
+
+    /// The classes that 0 to 7 have become, as one text.
+    std::string classesAfter(const Arguments& edit) {
+        Arguments more = edit;
+        more.push_back("--overwrite");
+        const Outcome run = reclassify(more);
+        if (run.status != 0) return run.err;
+        const RawPoints after(bytesOf(out));
+        std::string classes;
+        for (std::uint64_t i = 0; i < after.count(); ++i) {
+            const char now = static_cast<char>('0' + after.classOf(i));
+            if (i < 8) classes += now;
+            if (now != classes[i % 8]) return fmt::format("point {} is unlike the others of its class", i);
+        }
+        return classes;
+    }
+
+    void expectRefusedCall(const Arguments& more, int status, const std::vector<std::string>& says) const {
+        Arguments arguments{"reclassify", in};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        expectRefused(arguments, status, says);
+    }
+};
+
+TEST_F(Calls, changeTheClassesThatTheyNameAndNoOther) {
+    const std::pair<Arguments, std::string> table[] = {
+        {{"--from", "3", "--to", "5"}, "01254567"},
+        {{"--from", "0", "--to", "5"}, "51234567"},
+        {{"--from", "3", "--to", "0"}, "01204567"},
+        {{"--from", "1", "--from", "2", "--to", "6"}, "06634567"},
+        {{"--from", "1", "--from", "2", "--from", "3", "--from", "7", "--to", "2"}, "02224562"},
+        {{"--from", "1", "--from", "6", "--to", "6"}, "06234567"},
+        {{"--from", "3", "--to", "3"}, "01234567"},
+        {{"--from", "1", "--to", "6", "--switch", "0"}, "01234517"},
+        {{"--from", "1", "--to", "6", "--switch", "3"}, "01234517"},
+        {{"--from", "1", "--from", "2", "--to", "6", "--switch", "1"}, "02234527"},
+        {{"--from", "1", "--from", "2", "--to", "6", "--switch", "0"}, "01134517"},
+    };
+    for (const auto& [edit, after] : table)
+        EXPECT_EQ(classesAfter(edit), after) << fmt::format("{}", fmt::join(edit, " "));
+}
+
+TEST_F(Calls, thatMakeNoSenseAreRefused) {
+    const Arguments edit{"--from", "1", "--to", "2"};
+    const std::tuple<Arguments, int, std::vector<std::string>> table[] = {
+        {{out, "--from", "1", "--from", "2", "--from", "3", "--from", "4", "--from", "5", "--to", "6"},
+         2,
+         {"--from", "5", "4"}},
+        {{out, "--from", "300", "--to", "6"}, 2, {"--from 300", "0 to 255"}},
+        {{out, "--from", "-1", "--to", "6"}, 2, {"--from -1", "0 to 255"}},
+        {{out, "--from", "1", "--to", "256"}, 2, {"--to 256", "0 to 255"}},
+        {{"--from", "1", "--to", "6"}, 2, {"OUT", "--dry-run"}},
+        {{out, "--from", "1", "--to", "6", "--expect", "many"}, 2, {"--expect", "many", "MIN..MAX"}},
+        {{out, "--from", "1", "--to", "6", "--expect", "9..1"}, 2, {"--expect", "9..1"}},
+        {{out, "--from", "1", "--to", "6", "--expect", "1..-9"}, 2, {"--expect", "1..-9"}},
+        {{out, "--from", "1", "--to", "6", "--expect", "0..249"}, 1, {"250", "0..249", "nothing was written"}},
+        {{out, "--from", "1", "--to", "6", "--expect", "251"}, 1, {"250", "251", "nothing was written"}},
+        {{out, "--from", "1", "--to", "6", "--memory", "lots"}, 2, {"--memory", "lots", "256M"}},
+        {{out, "--from", "1", "--to", "6", "--memory", "-1M"}, 2, {"--memory", "-1M"}},
+        {{out, "--from", "1", "--to", "6", "--overwrit"}, 2, {"--overwrit", "--overwrite"}},
+        {{out, "--from", "one", "--to", "6"}, 2, {"--from", "one"}},
+        {{out, "--from", "1", "--to", "6", "--switch", "4"}, 2, {"--switch", "4"}},
+        {{out, "--from", "1"}, 2, {"--to"}},
+    };
+    for (const auto& [more, status, says] : table) expectRefusedCall(more, status, says);
+}
+
+TEST_F(Calls, withTheExpectedNumberOfChangesSave) {
+    for (const char* expected : {"250", "0..250", "250..9999"}) {
+        const Outcome run = reclassify({"--from", "1", "--to", "6", "--expect", expected, "--overwrite", "--json"});
+        EXPECT_EQ(run.document()["changed"], 250);
+        EXPECT_EQ(changedRecords(RawPoints(bytesOf(in)), RawPoints(bytesOf(out))), 250u) << expected;
+        std::filesystem::remove(out);
+    }
+}
+
+TEST_F(Calls, forPracticeWriteNothing) {
+    const auto before = folder.contents();
+    for (const Arguments& place : {Arguments{}, Arguments{out}, Arguments{in}}) {
+        Arguments call{"reclassify", in, "--from", "1", "--to", "6", "--dry-run", "--json"};
+        call.insert(call.begin() + 2, place.begin(), place.end());
+        EXPECT_EQ(corvane(call).document()["changed"], 250);
+        EXPECT_TRUE(folder.contents() == before);
+    }
+}
+
+TEST_F(Calls, whoseResultCannotBeWrittenLeaveNothingBehind) {
+    write(out, "something of value");
+    std::filesystem::create_directory(folder / "folder");
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+    const std::string edited[] = {"--from", "1", "--to", "6"};
+    const std::tuple<std::string, bool, std::vector<std::string>> table[] = {
+        {out, false, {out, "exists", "--overwrite"}},
+        {in, false, {in, "exists", "--overwrite"}},
+        {folder / "folder", true, {folder / "folder", "folder"}},
+        {folder / "pipe", true, {folder / "pipe", "not a regular file"}},
+        {folder / "missing/out.las", false, {folder / "missing", "No such file"}},
+        {in + "/out.las", true, {in + "/out.las", "Not a directory"}},
+        {"/proc/corvane/out.las", false, {"/proc/corvane"}},
+        {folder / std::string(300, 'x'), false, {"cannot be written", "File name too long"}},
+    };
+    for (const auto& [place, overwrite, says] : table) {
+        Arguments call{place};
+        call.insert(call.end(), std::begin(edited), std::end(edited));
+        if (overwrite) call.push_back("--overwrite");
+        expectRefusedCall(call, 1, says);
+    }
+}
+
+TEST_F(Calls, mayReplaceTheResultOrTheSurveyItself) {
+    const RawPoints before(bytesOf(in));
+    write(out, "something of no value");
+    ASSERT_EQ(reclassify({"--from", "1", "--to", "6", "--overwrite"}).status, 0);
+    EXPECT_EQ(changedRecords(before, RawPoints(bytesOf(out))), 250u);
+    const Outcome inPlace = corvane({"reclassify", in, in, "--from", "1", "--to", "6", "--overwrite"});
+    EXPECT_EQ(inPlace.status, 0) << inPlace.err;
+    EXPECT_TRUE(bytesOf(in) == bytesOf(out));
+    EXPECT_EQ(folder.contents().size(), 2u);
+}
+
+TEST_F(Calls, mayGiveTheResultTheLongestNameThatAFileCanHave) {
+    const std::string longest = folder / std::string(255, 'x');
+    const Outcome run = corvane({"reclassify", in, longest, "--from", "1", "--to", "6"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(folder.contents().size(), 2u);
+}
+
+TEST_F(Calls, withAPolygonElsewhereWarnAndChangeNothing) {
+    const Outcome run =
+        reclassify({"--from", "1", "--to", "6", "--json", "--within", "POLYGON((1e3 1e3, 2e3 1e3, 2e3 2e3))"});
+    EXPECT_EQ(run.document()["changed"], 0);
+    EXPECT_TRUE(run.err.starts_with("corvane: warning: The polygons miss the survey")) << run.err;
+    EXPECT_TRUE(bytesOf(out) == bytesOf(in));
+}
+
+TEST_F(Calls, withPolygonsThatCannotBeMeantAreRefused) {
+    write(folder / "points.json", R"({"type": "Point", "coordinates": [1, 2]})");
+    const std::tuple<std::string, int, std::vector<std::string>> table[] = {
+        {"POLYGON((8 50, 9 50, 9 51, 8 50))", 1, {"degrees", "Nothing was written"}},
+        {"POLYGON((0 0, 9", 1, {"POLYGON((0 0, 9"}},
+        {"POLYGON((0 0, 9 9, 9 0, 0 9, 0 0))", 1, {"not valid", "Self-intersection"}},
+        {"missing.wkt", 2, {"missing.wkt", "neither WKT nor"}},
+        {folder / "points.json", 1, {"points.json", "Point", "Polygon"}},
+        {in, 1, {in}},
+    };
+    for (const auto& [polygon, status, says] : table)
+        expectRefusedCall({out, "--from", "1", "--to", "6", "--within", polygon}, status, says);
+}
+
+} // namespace
+} // namespace corvane::test

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+// Surveys that cannot be read: from outside, and while they are open.
+#include "ProgramTestSupport.hpp"
+
+#include "Failure.hpp"
+#include "network/NetworkFile.hpp"
+#include "plugin/Plugin.hpp"
+#include "survey/SurveySaver.hpp"
+
+namespace corvane::test {
+namespace {
+
+class Damage : public RealSurveys {
+protected:
+    void expectUnreadable(const std::string& survey, const std::vector<std::string>& says = {}) const {
+        std::vector<std::string> all = says;
+        all.push_back(survey);
+        expectRefused({"info", survey}, 1, all);
+        expectRefused({"reclassify", survey, out, "--from", "1", "--to", "2"}, 1, all);
+    }
+};
+
+TEST_F(Damage, endsInOneSentenceWithTheFilesName) {
+    // Its extra bytes are described wrongly, which the points do not mind: the only one to be read.
+    const std::string harmless = "malformed/malformed_extrabytes.las";
+    int seen = 0;
+    for (const std::string& name : named("malformed/", "")) {
+        if (name != harmless) expectUnreadable(Data / name);
+        ++seen;
+    }
+    EXPECT_GE(seen, 8);
+    const Outcome run = reclassify({"--from", "2", "--to", "3", "--json"}, Data / harmless);
+    EXPECT_EQ(run.document()["changed"], 10);
+    EXPECT_TRUE(holds(run.err, "corvane: warning: " + std::string(Data / harmless))) << run.err;
+}
+
+TEST_F(Damage, compressedSurveysAreNamedAsSuch) {
+    const auto names = named("", ".laz");
+    EXPECT_GE(names.size(), 15u);
+    for (const std::string& name : names) expectUnreadable(Data / name, {"LAZ"});
+}
+
+TEST_F(Damage, surveyThatWasCutIsRefusedAtAnyLength) {
+    for (const char* name : {"wontcompress3_pf6.las", "evlr_pf6.las", "simple1_3_pf4.las"}) {
+        const std::string whole = bytesOf(Data / name);
+        for (const double part : {0.00003, 0.001, 0.006, 0.009, 0.04, 0.5, 0.99}) {
+            SCOPED_TRACE(fmt::format("{} cut at {}", name, part));
+            write(in, whole.substr(0, static_cast<std::size_t>(double(whole.size()) * part)));
+            expectUnreadable(in);
+        }
+    }
+}
+
+/// The message that comes when the function fails.
+template <class Function>
+std::string failureOf(Function function) {
+    try {
+        function();
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+    return "there was none";
+}
+
+/// A survey of several fragments that is cut to a half while it is open.
+class Shrinking : public Program {
+protected:
+    std::shared_ptr<const Survey> open() const {
+        return std::make_shared<const Survey>(in, SurveyOptions{.memoryBytes = 1, .fragmentPoints = 300});
+    }
+    void shrink() const { std::filesystem::resize_file(in, std::filesystem::file_size(in) / 2); }
+};
+
+TEST_F(Shrinking, surveyFailsWhereItIsReadOrSavedAndServesWhatIsLeft) {
+    const auto survey = open();
+    shrink();
+    const auto classes = survey->points().findField("Classification");
+    int served = 0, failed = 0;
+    for (const auto& [number, fragment] : classes->fragments()) {
+        const std::string failure = failureOf([&, array = fragment.array] { served += array->getData()->size() > 0; });
+        if (!holds(failure, "there was none")) {
+            EXPECT_TRUE(holds(failure, in + ": the file shrank while it was open")) << failure;
+            ++failed;
+        }
+    }
+    EXPECT_EQ(served, 3);
+    EXPECT_EQ(failed, 4);
+    EXPECT_TRUE(holds(failureOf([&] { saveSurvey(*survey, out); }), "shrank while it was open"));
+    EXPECT_EQ(folder.contents().size(), 1u) << "nothing may be left of the result";
+}
+
+TEST_F(Shrinking, surveyKeepsItsDataWhenAnEditFailsHalfWay) {
+    const Plugin plugin(CORVANE_PLUGIN);
+    const auto survey = open();
+    {
+        Network network(survey);
+        network.addObject("points", "Field");
+        network.addObject("editor", "Edit/ModifyClassification");
+        network.connect("points.field", "editor.labelfield", false);
+        for (const char* source : {"2", "3", "4", "5"})
+            network.set(fmt::format("editor.from{}", source[0] - '2'), source);
+        network.set("editor.newvalue", "30");
+        network.update();
+        shrink();
+        network.press("editor.assign");
+        const std::string failure = failureOf([&] { network.update(); });
+        EXPECT_TRUE(holds(failure, "shrank while it was open")) << failure;
+        EXPECT_TRUE(survey->edits().empty());
+        network.press("editor.undo");
+        network.update();
+        EXPECT_EQ(network.status("editor"), "There is nothing to undo.");
+    }
+}
+
+} // namespace
+} // namespace corvane::test

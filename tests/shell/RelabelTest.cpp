@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: Apache-2.0
+// Masked edits of real surveys, each state compared with what plain loops over the raw bytes say.
+#include "ProgramTestSupport.hpp"
+
+#include "network/NetworkFile.hpp"
+#include "plugin/Plugin.hpp"
+
+#include <functional>
+
+namespace corvane::test {
+namespace {
+
+class Relabelling : public RealSurveys {
+protected:
+    void SetUp() override {
+        RealSurveys::SetUp();
+        if (!IsSkipped()) points.emplace(bytesOf(tile));
+    }
+
+    using Inside = std::function<bool(double x, double y, double z)>;
+
+    /// The tile with `target` in every point inside whose class is one of these.
+    std::string expected(const Inside& inside, const std::set<int>& editable, int target) const {
+        RawPoints edited = *points;
+        for (std::uint64_t i = 0; i < edited.count(); ++i)
+            if (editable.contains(edited.classOf(i)) &&
+                inside(edited.coordinate(i, 0), edited.coordinate(i, 1), edited.coordinate(i, 2)))
+                edited.setClass(i, target);
+        return edited.bytes();
+    }
+
+    /// A rectangle whose sides no point lies on, from and to in parts of the tile.
+    std::array<double, 4> rectangle(double from, double to) const {
+        const auto [x0, y0, x1, y1] = points->box();
+        const double w = x1 - x0, h = y1 - y0, aside = 0.0005; // half of the tile's scale
+        const auto place = [&](double low, double size, double part) { return std::round(low + part * size) + aside; };
+        return {place(x0, w, from), place(y0, h, from), place(x0, w, to), place(y0, h, to)};
+    }
+    static std::string polygonOf(const std::array<double, 4>& r) {
+        return fmt::format("POLYGON(({0} {1}, {2} {1}, {2} {3}, {0} {3}))", r[0], r[1], r[2], r[3]);
+    }
+    static Inside inside(std::array<double, 4> r) {
+        return [=](double x, double y, double) { return x > r[0] && x < r[2] && y > r[1] && y < r[3]; };
+    }
+
+    Outcome relabel(const Arguments& more) const {
+        Arguments all{"relabel", tile, out};
+        all.insert(all.end(), more.begin(), more.end());
+        return corvane(all);
+    }
+
+    const std::string tile = Data / "ahn3_pf1.las"; // classes 1, 2, 6, 9 and 26
+    std::optional<RawPoints> points;
+};
+
+TEST_F(Relabelling, aTypicalEditStateByState) {
+    const Plugin plugin(CORVANE_PLUGIN);
+    const auto survey = std::make_shared<const Survey>(tile);
+    const std::set<int> editable{1, 6};
+    const auto first = rectangle(0.2, 0.6), second = rectangle(0.4, 0.5);
+    const std::string text = fmt::format(
+        R"({{"objects": [{{"name": "points", "type": "Field"}}, {{"name": "lasso", "type": "Brush"}},
+             {{"name": "editor", "type": "Edit/MaskedLabels", "parameters": {{"labels": {{"labels": [
+               {{"value": 1, "flags": {{"editable": true}}}}, {{"value": 2}}, {{"value": 6, "flags": {{"editable": true}}}}],
+               "selections": {{"Assign": 6}}}}}}}}],
+           "connections": [{{"from": "points.field", "to": "editor.labelfield"}},
+                           {{"from": "lasso.brush", "to": "editor.brush"}}],
+           "actions": [{{"draw": {{"lasso.brush": {{"polygon": "{}"}}}}, "report": "editor"}},
+                       {{"draw": {{"lasso.brush": {{"polygon": "{}"}}}}, "unselect": "editor", "report": "editor"}},
+                       {{"press": "editor.applySelection", "report": "editor"}},
+                       {{"undo": "editor", "report": "editor"}}]}})",
+        polygonOf(first), polygonOf(second));
+
+    const auto masked = [&](std::uint64_t i, bool unselected) {
+        const double x = points->coordinate(i, 0), y = points->coordinate(i, 1);
+        return editable.contains(points->classOf(i)) && inside(first)(x, y, 0) &&
+               !(unselected && inside(second)(x, y, 0));
+    };
+    const auto mismatches = [&](const std::string& field, const std::function<int(std::uint64_t)>& value) {
+        std::uint64_t i = 0, wrong = 0;
+        survey->points().findField(field)->iterate([&](const auto&, const auto& array) {
+            for (const int found : Fiber::arrayOf<std::uint8_t>(array->getData())->values())
+                wrong += found != value(i++);
+            return true;
+        });
+        return wrong + (i != points->count());
+    };
+    std::uint64_t inMask = 0;
+    for (std::uint64_t i = 0; i < points->count(); ++i) inMask += masked(i, true);
+    ASSERT_GT(inMask, 1000u);
+
+    int step = 0;
+    Network network(survey);
+    NetworkFile(text, "test")
+        .run(network,
+             {.report =
+                  [&](const Report& report) {
+                      const auto before = [&](std::uint64_t i) { return points->classOf(i); };
+                      if (step <= 1) {
+                          EXPECT_EQ(mismatches("mask", [&](std::uint64_t i) { return masked(i, step == 1) ? 255 : 0; }),
+                                    0u)
+                              << step;
+                      }
+                      if (step == 2) {
+                          EXPECT_EQ(report.status, fmt::format("{} vertex data have been modified.", inMask));
+                          EXPECT_EQ(mismatches("Classification",
+                                               [&](std::uint64_t i) { return masked(i, true) ? 6 : before(i); }),
+                                    0u);
+                      } else {
+                          EXPECT_EQ(mismatches("Classification", before), 0u) << step;
+                      }
+                      EXPECT_EQ(bool(survey->points().findField("mask")), step <= 1) << step;
+                      ++step;
+                  },
+              .save = {}});
+    EXPECT_EQ(step, 4);
+}
+
+TEST_F(Relabelling, polygonsSelectAndUnselectInEditableClassesOnly) {
+    const auto first = rectangle(0.1, 0.7), second = rectangle(0.3, 0.5);
+    const auto edit =
+        relabel({"--assign", "6", "--editable", "1,6", "--within", polygonOf(first), "--unselect", polygonOf(second)});
+    ASSERT_EQ(edit.status, 0) << edit.err;
+    const auto wanted = [&](double x, double y, double z) {
+        return inside(first)(x, y, z) && !inside(second)(x, y, z);
+    };
+    EXPECT_TRUE(bytesOf(out) == expected(wanted, {1, 6}, 6));
+}
+
+TEST_F(Relabelling, aProfileTellsHighFromLow) {
+    const auto [x0, y0, x1, y1] = rectangle(0.1, 0.9);
+    const double width = 20, height = points->coordinate(0, 2) + 0.0005;
+    const Inside above = [&, x0 = x0, y0 = y0, x1 = x1, y1 = y1](double x, double y, double z) {
+        const double length = std::hypot(x1 - x0, y1 - y0), ux = (x1 - x0) / length, uy = (y1 - y0) / length;
+        const double along = (x - x0) * ux + (y - y0) * uy, across = (x - x0) * uy - (y - y0) * ux;
+        return along > 0 && along < 100.00013 && std::abs(across) < width / 2 && z > height;
+    };
+    const auto edit = relabel({"--assign", "1", "--editable", "1,2,6", "--profile",
+                               fmt::format("{},{},{},{},{}", x0, y0, x1, y1, width), "--above",
+                               fmt::format("0,{} 100.00013,{}", height, height)});
+    ASSERT_EQ(edit.status, 0) << edit.err;
+    const std::string wanted = expected(above, {1, 2, 6}, 1);
+    EXPECT_GT(changedRecords(*points, RawPoints(wanted)), 50u);
+    EXPECT_EQ(changedRecords(RawPoints(wanted), RawPoints(bytesOf(out))), 0u);
+}
+
+TEST_F(Relabelling, whatMakesNoSenseIsRefused) {
+    write(folder / "labels.json", R"({"labels": [{"value": 1}, {"value": 6}]})");
+    write(folder / "damaged.json", R"({"labels": [{"value": 1)");
+    const struct {
+        Arguments more;
+        std::vector<std::string> says;
+        int status = 2;
+    } cases[] = {
+        {{"--assign", "6", "--editable", "1"}, {"--assign 6", "not editable", "--force"}},
+        {{"--assign", "9", "--editable", "9", "--labels", folder / "labels.json"}, {"--assign 9", "1, 6"}},
+        {{"--assign", "6", "--editable", "1,6", "--labels", folder / "damaged.json"}, {"damaged.json"}, 1},
+        {{"--assign", "40", "--editable", "1,40"}, {"--editable 40", "0 to 31", "6 to 10"}},
+        {{"--assign", "6", "--editable", "6", "--above", "0,0 1,1"}, {"--profile"}},
+        {{"--assign", "6", "--editable", "1,6", "--expect", "0..3"}, {"--expect", "nothing was written"}, 1},
+    };
+    for (const auto& [more, says, status] : cases) {
+        Arguments all{"relabel", tile, out};
+        all.insert(all.end(), more.begin(), more.end());
+        expectRefused(all, status, says);
+    }
+}
+
+TEST_F(Relabelling, namesGoIntoTheFileOnRequest) {
+    const auto edit = relabel({"--assign", "6", "--editable", "1,6", "--with-labels"});
+    ASSERT_EQ(edit.status, 0) << edit.err;
+    const auto labels = corvane({"labels", out, "--json"}).document();
+    ASSERT_EQ(labels["labels"].size(), 2u);
+    EXPECT_EQ(labels["labels"][1]["name"], "Building");
+    const RawPoints saved(bytesOf(out));
+    EXPECT_EQ(saved.classCounts(),
+              RawPoints(expected([](double, double, double) { return true; }, {1, 6}, 6)).classCounts());
+}
+
+} // namespace
+} // namespace corvane::test
