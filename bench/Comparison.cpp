@@ -26,11 +26,13 @@ double median(std::vector<double> values) {
 
 } // namespace
 
-void Comparison::add(std::string name, double amount, Ask ask, std::function<void()> run) {
-    ways_.push_back({std::move(name), amount, ask, std::move(run), {}, {}});
+void Comparison::add(std::string name, double amount, Ask ask, std::function<void()> run,
+                     std::function<void()> prepare) {
+    ways_.push_back({std::move(name), amount, ask, std::move(run), std::move(prepare), {}, {}});
 }
 
 void Comparison::runOnce(Way& way) {
+    if (way.prepare) way.prepare();
     const double cpu = secondsOf(CLOCK_PROCESS_CPUTIME_ID), wall = secondsOf(CLOCK_MONOTONIC);
     way.run();
     way.seconds.push_back(secondsOf(CLOCK_MONOTONIC) - wall);
@@ -38,7 +40,10 @@ void Comparison::runOnce(Way& way) {
 }
 
 void Comparison::print(double rateAtLeast) {
-    for (Way& way : ways_) way.run(); // touches memory and fills caches
+    for (Way& way : ways_) { // touches memory and fills caches
+        if (way.prepare) way.prepare();
+        way.run();
+    }
     for (int turn = 0; turn < Turns; ++turn)
         for (Way& way : ways_) runOnce(way);
     fmt::print("{}\n  {:<34} {:>9} {:>11} {:>9} {:>9} {:>8}\n", title_, "", "ms", unit_ + "/s", "cpu/wall", "ratio",

@@ -26,8 +26,9 @@ public:
     Comparison(std::string title, std::string unit, BoundBy boundBy = BoundBy::Computing)
         : title_(std::move(title)), unit_(std::move(unit)), boundBy_(boundBy) {}
 
-    /// A way that does `amount` of the work; the first is ours. A slow one may do a part only.
-    void add(std::string name, double amount, Ask ask, std::function<void()> run);
+    /// A way that does `amount` of the work; the first is ours. A slow one may do a part only. `prepare` runs before
+    /// each turn and does not count.
+    void add(std::string name, double amount, Ask ask, std::function<void()> run, std::function<void()> prepare = {});
 
     /// Runs everything and prints the table. `rateAtLeast` is asked of ours alone, in units per second.
     void print(double rateAtLeast = 0);
@@ -37,7 +38,7 @@ private:
         std::string name;
         double amount;
         Ask ask;
-        std::function<void()> run;
+        std::function<void()> run, prepare;
         std::vector<double> seconds, cpuShare; ///< by turn
     };
 

@@ -7,5 +7,6 @@ void benchDecode();
 void benchOpen();
 void benchSave();
 void benchLasso();
+void benchMask();
 
 } // namespace corvane::bench

@@ -18,6 +18,7 @@ struct Path {
 
 constexpr Path Paths[] = {{"decode", corvane::bench::benchDecode},
                           {"lasso", corvane::bench::benchLasso},
+                          {"mask", corvane::bench::benchMask},
                           {"open", corvane::bench::benchOpen},
                           {"save", corvane::bench::benchSave}};
 
@@ -37,6 +38,6 @@ int main(int count, char** arguments) {
         return 1;
     }
     if (any) return 0;
-    fmt::print(stderr, "usage: corvane_bench [decode] [lasso] [open] [save]; without a name, all of them.\n");
+    fmt::print(stderr, "usage: corvane_bench [decode] [lasso] [mask] [open] [save]; without a name, all of them.\n");
     return 2;
 }

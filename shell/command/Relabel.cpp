@@ -2,7 +2,6 @@
 // corvane relabel: select into a mask, only in classes that are editable, then apply a label; from the command line.
 #include "command/EditCommand.hpp"
 #include "command/Output.hpp"
-#include "survey/ClassLookup.hpp"
 #include "survey/LabelFile.hpp"
 #include "survey/StandardLabels.hpp"
 
@@ -29,15 +28,13 @@ struct Arguments : EditArguments {
 
 /// The labels that the names come from: a file, or else those of the survey, or else the standard ones of the values at
 /// hand.
-Kesh::LabelSet labelsOf(const Session& session, const Survey& survey, const Arguments& arguments) {
+Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
     if (!arguments.labels.empty()) return loadLabels(arguments.labels);
     std::set<int> values(arguments.editable.begin(), arguments.editable.end());
     values.insert(arguments.assign);
     Kesh::LabelSet labels = standardLabels(values, survey.las().header.pointFormat);
-    std::vector<std::string> warnings;
-    if (const auto own = readClassLookup(survey.las(), warnings))
-        for (const auto& [value, label] : *own) labels[value] = label;
-    for (const std::string& warning : warnings) session.warn(survey.path() + ": " + warning);
+    if (survey.labels())
+        for (const auto& [value, label] : *survey.labels()) labels[value] = label;
     return labels;
 }
 
@@ -131,7 +128,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const int largest = largestValueOf(*survey, field);
     for (const int value : arguments.editable) checkValue("--editable", value, field, largest);
     checkValue("--assign", arguments.assign, field, largest);
-    const Kesh::LabelSet labels = preparedLabels(labelsOf(session, *survey, arguments), arguments);
+    const Kesh::LabelSet labels = preparedLabels(labelsOf(*survey, arguments), arguments);
     runEdit(session, survey, arguments, buildNetwork(arguments, *survey, field.name, labels, polygons), polygons,
             arguments.withLabels ? &labels : nullptr, json);
 }

@@ -57,7 +57,7 @@ std::shared_ptr<const Survey> Session::open(const std::string& path) const {
     SurveyOptions options;
     if (!options_.memory.empty()) options.memoryBytes = parseMemory(options_.memory);
     auto survey = std::make_shared<const Survey>(path, options);
-    for (const std::string& warning : survey->las().warnings) warn(path + ": " + warning);
+    for (const std::string& warning : survey->warnings()) warn(path + ": " + warning);
     return survey;
 }
 

@@ -11,14 +11,19 @@
 namespace corvane {
 namespace {
 
-/// A value that is too long for the network may stand in a file of its own: {"file": "labels.json"}.
-std::string textOf(const JsonReader& value) {
-    const bool inFile = value.value().is_object() && value.value().size() == 1 && value.has("file");
-    return inFile ? readTextFile(value.member("file").text()) : value.valueText();
+/// Label sets may stand elsewhere: {"file": "labels.json"}, or {"from": "survey"} for those that the survey brings.
+std::string textOf(const Network& network, const JsonReader& value) {
+    const bool reference = value.value().is_object() && value.value().size() == 1;
+    if (reference && value.has("file")) return readTextFile(value.member("file").text());
+    if (!reference || !value.has("from")) return value.valueText();
+    if (value.member("from").text() != "survey") value.member("from").fail("only \"survey\" has labels to give.");
+    const auto& labels = network.survey().labels();
+    if (!labels) value.fail("the survey names no classes: it has no Classification Lookup record.");
+    return Kesh::VValueTrait<Kesh::LabelSet>::Text(*labels);
 }
 
 void setSlot(Network& network, const std::string& slot, const JsonReader& value) {
-    const std::string text = textOf(value);
+    const std::string text = textOf(network, value);
     value.at([&] { network.set(slot, text); });
 }
 

@@ -3,7 +3,9 @@
 
 #include "Failure.hpp"
 #include "Fiber/FragmentBox.hpp"
+#include "Kesh/LabelAttributes.hpp"
 #include "NearestName.hpp"
+#include "survey/ClassLookup.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -35,6 +37,7 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
     : las_(std::make_shared<const LasFile>(LasFile::open(path))),
       options_(options),
       fields_(fieldsOf(*las_)),
+      warnings_(las_->warnings),
       bundle_(Holdfast::create<Fiber::Bundle>()) {
     const auto cache = Holdfast::create<Holdfast::Cache>(options.memoryBytes);
     points_ = (*(*bundle_)[Time])[GridName]->verticesPtr();
@@ -58,6 +61,13 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
         points_->makeField(points_->makeFieldID(field.name), data);
         original_.push_back(data->sharingCopy());
     }
+    readLabels();
+}
+
+void Survey::readLabels() {
+    labels_ = readClassLookup(*las_, warnings_);
+    const auto classes = points_->findField("Classification");
+    if (labels_ && classes) Kesh::storeLabelSet(*labels_, classes->attributes());
 }
 
 RecordRange Survey::rangeOf(std::uint32_t fragment) const {

@@ -3,12 +3,14 @@
 
 #include "Fiber/Selectors.hpp"
 #include "Holdfast/Cache.hpp"
+#include "Kesh/LabelSet.hpp"
 #include "Sextant/Geometry.hpp"
 #include "las/LasFile.hpp"
 #include "survey/SurveyFields.hpp"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +32,12 @@ public:
     const std::string& path() const { return las_->file->path(); }
     const std::vector<SurveyField>& fields() const { return fields_; }
     Fiber::Representation& points() const { return *points_; }
+
+    /// What the file's Classification Lookup names, which the field Classification carries too; none without one.
+    const std::optional<Kesh::LabelSet>& labels() const { return labels_; }
+
+    /// What is wrong and could be read all the same: finished sentences, without the path.
+    const std::vector<std::string>& warnings() const { return warnings_; }
 
     /// The field of this name, or of another that tools use for it, without regard to case. Throws UsageError with the
     /// nearest names when there is none.
@@ -56,10 +64,13 @@ public:
 
 private:
     RecordRange rangeOf(std::uint32_t fragment) const;
+    void readLabels();
 
     std::shared_ptr<const LasFile> las_;
     SurveyOptions options_;
     std::vector<SurveyField> fields_;
+    std::vector<std::string> warnings_;
+    std::optional<Kesh::LabelSet> labels_;
     Holdfast::StrongPtr<Fiber::Bundle> bundle_;
     Holdfast::StrongPtr<Fiber::Representation> points_;
     std::vector<Holdfast::StrongPtr<Fiber::Field>> original_; // as opened, parallel to fields_

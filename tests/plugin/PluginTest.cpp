@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "LoadedPlugin.hpp"
 
+#include <fmt/format.h>
+
 #include <QFile>
 #include <array>
 #include <cstdio>
@@ -97,6 +99,23 @@ TEST_F(Plugin, listsTheDirectEditorInTheCatalogue) {
                   "Edit a field of integers on the vertices of a Grid directly; use \"Edit/MaskedClassification\" for "
                   "utilizing the intermediate step of creating a mask first and applying it later as second "
                   "step.This module is primarily for didadict development purposes."}));
+}
+
+TEST_F(Plugin, listsItsModulesInOrder) {
+    using Kesh::CreatorProperty;
+    std::string listed;
+    for (const auto& module : Kesh::VCreatorBase::catalogue()) {
+        const auto& properties = module->properties();
+        listed += fmt::format("{} {} '{}' {} {} {} texts\n", module->key(), module->integer(),
+                              properties.text(CreatorProperty::Domain), properties.text(CreatorProperty::BuildDate),
+                              module->providedType(), properties.texts(CreatorProperty::Description).size());
+    }
+    EXPECT_EQ(listed, "Compute/BrushToWorldShape -1000 '' Sep  8 2026 Fiber::Grid 1 texts\n"
+                      "Compute/Labels -1000 'LIDAR' Sep  8 2026 Kesh::LabelSet 1 texts\n"
+                      "Edit/ModifyClassification -1000 'Development' Sep 11 2026 Fiber::Field 1 texts\n"
+                      "Edit/ModifyIntegerClassificationWithMasking 0 'Development' Sep 11 2026 Fiber::Field 1 texts\n"
+                      "Edit/MaskedLabels 2000 '' Sep 11 2026 Fiber::Field 2 texts\n"
+                      "Edit/ModifyLabeledClassificationWithMasking 2000 '' Sep 11 2026 Fiber::Field 1 texts\n");
 }
 
 TEST_F(Plugin, createsObjectsAndTakesThemAlong) {
