@@ -48,10 +48,37 @@ StrongPtr<Field> Field::sharingCopy() const {
     return copy;
 }
 
-void Field::exchange(Field& other) noexcept {
-    for (auto& [number, fragment] : other.fragments_)
-        if (const auto ours = fragments_.find(number); ours != fragments_.end())
-            ours->second.array.swap(fragment.array);
+namespace {
+
+/// Calls the function with each fragment of `some` and its counterpart in `all`, null when there is none, until it
+/// returns false. Both are in order, so they are walked side by side.
+template <class All, class Some, class Function>
+bool withCounterparts(All& all, Some& some, Function function) {
+    auto counterpart = all.begin();
+    for (auto& [number, fragment] : some) {
+        while (counterpart != all.end() && counterpart->first < number) ++counterpart;
+        const bool found = counterpart != all.end() && counterpart->first == number;
+        if (!function(fragment, found ? &counterpart->second : nullptr)) return false;
+    }
+    return true;
+}
+
+} // namespace
+
+void Field::exchange(Field& other, Age age) noexcept {
+    withCounterparts(fragments_, other.fragments_, [&](Fragment& theirs, Fragment* ours) {
+        if (!ours) return true;
+        ours->array.swap(theirs.array);
+        ours->array->raiseAge(age);
+        return true;
+    });
+}
+
+bool Field::matches(const Field& other) const {
+    return other.elementType_ == elementType_ &&
+           withCounterparts(fragments_, other.fragments_, [](const Fragment& theirs, const Fragment* ours) {
+               return ours && ours->array->size() == theirs.array->size();
+           });
 }
 
 } // namespace Fiber

@@ -57,8 +57,12 @@ public:
     /// Another field with the same arrays, attributes left behind: a place to try an edit in.
     Holdfast::StrongPtr<Field> sharingCopy() const;
 
-    /// Exchanges the arrays of the fragments that `other` has with this field's. Nothing is copied, nothing can fail.
-    void exchange(Field& other) noexcept;
+    /// Exchanges the arrays of the fragments that `other` has with this field's; what comes in is raised to the age.
+    /// Nothing is copied, nothing can fail.
+    void exchange(Field& other, Age age = Ooooold) noexcept;
+
+    /// Whether it has every fragment that `other` has, with as many elements, and of the same type.
+    bool matches(const Field& other) const;
 
     Holdfast::Attributes& attributes() { return attributes_; }
 

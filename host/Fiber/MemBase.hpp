@@ -4,6 +4,7 @@
 #include "Holdfast/Cache.hpp"
 #include "Holdfast/Chunk.hpp"
 
+#include <algorithm>
 #include <span>
 #include <typeinfo>
 #include <utility>
@@ -31,7 +32,11 @@ public:
     const std::type_info& elementType() const override { return typeid(T); }
     std::size_t size() const override { return chunk.size(); }
     std::size_t bytes() const override { return chunk.size() * sizeof(T); }
-    Holdfast::StrongPtr<MemBase> copy() const override { return Holdfast::create<MemArray<T>>(chunk.values); }
+    Holdfast::StrongPtr<MemBase> copy() const override {
+        const auto copied = Holdfast::create<MemArray<T>>(size()); // not initialised, then copied in one go
+        std::copy(chunk.values.begin(), chunk.values.end(), copied->chunk.values.begin());
+        return copied;
+    }
 
     std::span<const T> values() const { return chunk.values; }
     std::span<T> writableValues() { return chunk.values; }

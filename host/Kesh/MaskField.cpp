@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace Kesh {
@@ -26,12 +27,11 @@ private:
 };
 
 bool sameFragments(const Fiber::Field& mask, const Fiber::Field& field) {
-    if (mask.fragments().size() != field.fragments().size()) return false;
-    for (const auto& [number, fragment] : field.fragments()) {
-        const auto counterpart = mask.getCreator(fragment.id);
-        if (!counterpart || counterpart->size() != fragment.array->size()) return false;
-    }
-    return true;
+    return mask.fragments().size() == field.fragments().size() &&
+           std::equal(mask.fragments().begin(), mask.fragments().end(), field.fragments().begin(),
+                      [](const auto& a, const auto& b) {
+                          return a.first == b.first && a.second.array->size() == b.second.array->size();
+                      });
 }
 
 } // namespace

@@ -36,15 +36,6 @@ std::string actionSuffix(std::string suffix) {
     return suffix;
 }
 
-/// Whether every fragment of the step has its counterpart in the field, with as many vertices.
-bool fits(const Fiber::Field& step, const Fiber::Field& field) {
-    return step.getElementType() == field.getElementType() &&
-           std::all_of(step.fragments().begin(), step.fragments().end(), [&](const auto& entry) {
-               const auto counterpart = field.getCreator(entry.second.id);
-               return counterpart && counterpart->size() == entry.second.array->size();
-           });
-}
-
 } // namespace
 
 int History::size() const {
@@ -88,10 +79,9 @@ void History::trim(int depth) {
 
 bool History::exchange(Fiber::Field& field, int i, bool undone, Age time) {
     const auto other = i >= 0 ? fieldOf(i) : nullptr;
-    if (!other || !fits(*other, field)) return false;
+    if (!other || !field.matches(*other)) return false;
     store(*other, UndoneAttribute, undone); // the last thing that can fail
-    field.exchange(*other);
-    for (const auto& [number, fragment] : other->fragments()) field.getCreator(fragment.id)->touch(time);
+    field.exchange(*other, time);
     field.raiseAge(time);
     return true;
 }

@@ -48,19 +48,22 @@ MaskTriggers::Trigger add(VObject& owner, ActionParameter trigger, bool helped) 
     return trigger.addTo(owner);
 }
 
-bool anyMasked(std::span<const std::uint8_t> mask) {
-    return std::any_of(mask.begin(), mask.end(), [](std::uint8_t entry) { return entry != Unmasked; });
+/// Counts in bytes first, as far as they hold the sum: so the compiler counts many at once.
+std::uint64_t countMasked(std::span<const std::uint8_t> mask) {
+    constexpr std::size_t Block = 255;
+    std::uint64_t count = 0;
+    for (; !mask.empty(); mask = mask.subspan(std::min(Block, mask.size()))) {
+        std::uint8_t inBlock = 0;
+        for (const std::uint8_t entry : mask.first(std::min(Block, mask.size())))
+            inBlock = static_cast<std::uint8_t>(inBlock + (entry != Unmasked));
+        count += inBlock;
+    }
+    return count;
 }
 
 template <class T>
-std::uint64_t write(std::span<T> values, std::span<const std::uint8_t> mask, T value) {
-    std::uint64_t writes = 0;
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        const bool masked = mask[i] != Unmasked;
-        values[i] = masked ? value : values[i];
-        writes += masked;
-    }
-    return writes;
+void write(std::span<T> values, std::span<const std::uint8_t> mask, T value) {
+    for (std::size_t i = 0; i < values.size(); ++i) values[i] = mask[i] != Unmasked ? value : values[i];
 }
 
 } // namespace
@@ -131,14 +134,15 @@ EditField::Modificator writeWhereMasked(const EditField::FieldPtr& mask, int val
         const auto maskArray = mask->getCreator(fragment);
         if (maskArray->knownZero()) return result;
         const auto entries = Fiber::arrayOf<std::uint8_t>(maskArray->getData());
-        if (!anyMasked(entries->values())) return result;
+        result.writes = countMasked(entries->values());
+        if (result.writes == 0) return result;
         const EditField::ArrayPtr copy = array->privateCopy();
         Fiber::visitArray<unsigned short, short, unsigned char, signed char>(
             *copy->writableValues(), [&]<class T>(Fiber::MemArray<T>& values) {
-                result.writes = write(values.writableValues(), entries->values(), static_cast<T>(value));
+                write(values.writableValues(), entries->values(), static_cast<T>(value));
             });
         copy->touch(time);
-        if (result.writes > 0) result.modified = copy;
+        result.modified = copy;
         return result;
     };
 }
