@@ -15,20 +15,12 @@ namespace {
 
 constexpr std::size_t CopyBytes = std::size_t{1} << 20;
 
-/// Calls the function with the values of an edit as a span of what they are; editable dimensions are integers or floats
-/// of at most 8 bytes.
-template <class... Types, class Function>
-void withValues(const Fiber::MemBase& values, Function function) {
-    const auto tryOne = [&]<class T>(const T*) {
-        if (const auto* array = dynamic_cast<const Fiber::MemArray<T>*>(&values)) function(array->values());
-    };
-    (tryOne(static_cast<const Types*>(nullptr)), ...);
-}
-
+/// Calls the function with the values of an edit as a span of what they are: any storage that a record has.
 template <class Function>
 void withEditedValues(const Survey::Edit& edit, Function function) {
-    withValues<std::uint8_t, std::int8_t, std::uint16_t, std::int16_t, std::uint32_t, std::int32_t, std::uint64_t,
-               std::int64_t, float, double>(*edit.values, function);
+    Fiber::visitArray<std::uint8_t, std::int8_t, std::uint16_t, std::int16_t, std::uint32_t, std::int32_t,
+                      std::uint64_t, std::int64_t, float, double>(*edit.values,
+                                                                  [&](const auto& array) { function(array.values()); });
 }
 
 std::string remedyFor(const Dimension& dimension, std::uint8_t pointFormat) {
