@@ -86,11 +86,9 @@ bool History::exchange(Fiber::Field& field, int i, bool undone, Age time) {
     return true;
 }
 
-UndoStack::UndoStack(VObject& owner, int /*order*/, bool primary, const std::string& title, const std::string& undoIcon,
+UndoStack::UndoStack(VObject& owner, int, bool primary, const std::string&, const std::string& undoIcon,
                      const std::string& redoIcon, const std::string& suffix)
     : owner_(owner),
-      primary_(primary),
-      title_(title),
       undo_(owner, "undo" + actionSuffix(suffix), Holdfast::create<VAction>()),
       redo_(owner, "redo" + actionSuffix(suffix), Holdfast::create<VAction>()) {
     if (!undoIcon.empty()) undoParameter()->setProperty("icon", undoIcon);

@@ -64,8 +64,9 @@ class UndoStack {
 public:
     enum class Press { None, Undo, Redo };
 
-    /// `order` is that of the history among those of the owner; `primary` says that it is the one of the edited data.
-    /// The suffix says what is undone, e.g. " mask", and makes the names of the actions: undoMask and redoMask.
+    /// The integer is the place of the history among those of the owner, the flag says that it is the one of the edited
+    /// data, and the title is for shells that show one. The suffix says what is undone, e.g. " mask", and makes the
+    /// names of the actions: undoMask and redoMask.
     UndoStack(VObject& owner, int order, bool primary, const std::string& title, const std::string& undoIcon,
               const std::string& redoIcon, const std::string& suffix);
 
@@ -77,16 +78,11 @@ public:
     const Holdfast::StrongPtr<VParameter>& undoParameter() const { return undo_->parameter(); }
     const Holdfast::StrongPtr<VParameter>& redoParameter() const { return redo_->parameter(); }
 
-    bool primary() const { return primary_; }
-    const std::string& title() const { return title_; }
-
 private:
     using Action = Holdfast::StrongPtr<VAction>;
     bool pressed(const TypedSlot<Action>& action, const ValuePool& pool) const;
 
     VObject& owner_;
-    bool primary_;
-    std::string title_;
     TypedSlot<Action> undo_;
     TypedSlot<Action> redo_;
     std::map<std::uint64_t, Holdfast::Ageable::Age> served_; // by pool: the age of the last press that was served
