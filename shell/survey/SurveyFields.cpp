@@ -13,23 +13,6 @@ namespace {
 using Holdfast::StrongPtr;
 using Point = Sextant::PhysicalSpace::point;
 
-/// Bytes that are read and decoded at a time: they stay in the processor's cache.
-constexpr std::size_t ReadBytes = std::size_t{1} << 20;
-
-/// Calls `decode(records, first, count)` with pieces of the range, `first` counted from its start.
-template <class Decode>
-void forRecords(const LasFile& las, const RecordRange& range, Decode decode) {
-    const std::size_t stride = las.header.recordLength;
-    const std::size_t piece = std::max<std::size_t>(ReadBytes / stride, 1);
-    Holdfast::Chunk<std::byte> buffer(std::min(piece, range.count) * stride);
-    for (std::size_t first = 0; first < range.count; first += piece) {
-        const std::size_t count = std::min(piece, range.count - first);
-        const std::span<std::byte> records(buffer.values.data(), count * stride);
-        las.file->read(las.header.offsetToPoints + (range.first + first) * stride, records);
-        decode(std::span<const std::byte>(records), first, count);
-    }
-}
-
 class RecordSource : public Fiber::ArraySource {
 public:
     RecordSource(std::shared_ptr<const LasFile> las, const RecordRange& range) : las_(std::move(las)), range_(range) {}

@@ -3,18 +3,13 @@
 
 #include "Fiber/CreativeArray.hpp"
 #include "las/LasFile.hpp"
+#include "survey/PointRecords.hpp"
 
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace corvane {
-
-/// Consecutive records of a survey, the vertices of one fragment.
-struct RecordRange {
-    std::uint64_t first = 0;
-    std::size_t count = 0;
-};
 
 /// A quantity that every point of a survey has: how it reads as a field.
 struct SurveyField {
