@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Failure.hpp"
+#include "Holdfast/Profiler.hpp"
 #include "Kesh/Vprintf.hpp"
 #include "NearestName.hpp"
 #include "VInitialization.hpp"
@@ -38,6 +39,10 @@ void setSinks(int verbosity) {
     Kesh::StatusIndicator::setSink([](const std::string& object, const Kesh::Status& status) {
         Kesh::Vprintf(1, "%s: %s\n", object.c_str(), status.text.c_str());
     });
+    if (verbosity >= 100)
+        Holdfast::Profiler::setSink([](const char* section, std::chrono::nanoseconds taken) {
+            Kesh::Vprintf(100, "%s: %.3f ms\n", section, double(taken.count()) * 1e-6);
+        });
     VInitialization::setObserver([](int reason, const std::string& plugin, const std::string& version) {
         Kesh::Vprintf(100, "VInitialization::initPlugin(%d,%s,%s)\n", reason, plugin.c_str(), version.c_str());
     });
@@ -65,6 +70,7 @@ int run(int argc, char** argv) {
     addGlobalOptions(program, options);
     program.parse_complete_callback([&options] { setSinks(options.verbosity); });
     corvane::addCatalogue(program, options);
+    corvane::addHistogram(program, options);
     corvane::addInfo(program, options);
     corvane::addLabels(program, options);
     corvane::addSample(program, options);

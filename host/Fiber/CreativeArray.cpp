@@ -41,9 +41,20 @@ StrongPtr<const MemBase> CreativeArrayBase::getData(const Holdfast::TimeBudget& 
         markAsUsed();
         return resident;
     }
-    if (!budget.isImmediate() || !cache_) return load(); // without a cache nobody works in the background
+    if (!budget.isImmediate() || !cache_) { // without a cache nobody works in the background
+        const auto values = waitedFor();
+        return values ? values : load();
+    }
     loadInBackground();
     return nullptr;
+}
+
+/// What the background is loading now, when it has come. What waits in the queue is taken from it.
+StrongPtr<MemBase> CreativeArrayBase::waitedFor() {
+    std::unique_lock lock(mutex_);
+    if (background_ == Background::Queued) background_ = Background::Idle;
+    loaded_.wait(lock, [this] { return background_ == Background::Idle; });
+    return values_;
 }
 
 StrongPtr<MemBase> CreativeArrayBase::load() {
@@ -63,19 +74,30 @@ StrongPtr<MemBase> CreativeArrayBase::load() {
 void CreativeArrayBase::loadInBackground() {
     const std::lock_guard lock(mutex_);
     if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
-    if (loading_) return;
-    loading_ = true;
-    cache_->worker().add([array = self<CreativeArrayBase>()] {
-        std::exception_ptr failure;
-        try {
-            array->load();
-        } catch (...) {
-            failure = std::current_exception();
-        }
-        const std::lock_guard done(array->mutex_);
-        array->loading_ = false;
-        array->failure_ = failure;
-    });
+    if (background_ != Background::Idle) return;
+    background_ = Background::Queued;
+    cache_->worker().add([array = self<CreativeArrayBase>()] { array->loadQueued(); });
+}
+
+/// On the worker's thread.
+void CreativeArrayBase::loadQueued() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (background_ != Background::Queued) return;
+        background_ = Background::Loading;
+    }
+    std::exception_ptr failure;
+    try {
+        load();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        background_ = Background::Idle;
+        failure_ = failure;
+    }
+    loaded_.notify_all();
 }
 
 StrongPtr<CreativeArrayBase> CreativeArrayBase::privateCopy() {

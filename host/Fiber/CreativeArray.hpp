@@ -6,8 +6,10 @@
 #include "Holdfast/Attributes.hpp"
 #include "Holdfast/Cache.hpp"
 #include "Holdfast/Creature.hpp"
+#include "Holdfast/Intercube.hpp"
 #include "Holdfast/TimeBudget.hpp"
 
+#include <condition_variable>
 #include <exception>
 #include <mutex>
 #include <typeinfo>
@@ -27,9 +29,9 @@ public:
 /// resident.
 ///
 /// Rules: values come from memory (given at construction, never dropped) or from a source (made when asked for, and
-/// dropped again when the cache is short of memory). Only the values go; age and attributes stay, and neither loading
-/// nor dropping changes them. Values that somebody holds are not dropped. Loading is thread safe; everything else
-/// belongs to the update thread.
+/// dropped again when the cache is short of memory). Only the values go; age, attributes and interfaces stay, and
+/// neither loading nor dropping changes them. Values that somebody holds are not dropped. Loading is thread safe;
+/// everything else belongs to the update thread.
 class CreativeArrayBase : public Holdfast::Creature, public Holdfast::Ageable {
 public:
     /// Values that are made on demand, `size` of `elementType`, looked after by `cache`.
@@ -61,7 +63,8 @@ public:
     /// The same, of whatever type; empty when they are not in memory.
     Holdfast::StrongPtr<MemBase> writableValues() { return source_ ? nullptr : values_; }
 
-    /// An array with its own copy of the values, to be written: without attributes, as young as this one. Loads them.
+    /// An array with its own copy of the values, to be written: without attributes and interfaces, as young as this
+    /// one. Loads them.
     Holdfast::StrongPtr<CreativeArrayBase> privateCopy();
 
     /// Whether all values are zero, as far as that is known without making them.
@@ -80,20 +83,26 @@ public:
     Age attributeAge() const { return attributeAge_; }
     void updateAttributeAge(Age age) { attributeAge_ = age; }
 
+    Holdfast::Intercube& interfaces() { return interfaces_; }
+
 private:
     Holdfast::StrongPtr<MemBase> load();
     void loadInBackground();
+    void loadQueued();
+    Holdfast::StrongPtr<MemBase> waitedFor();
 
     const std::type_info& elementType_;
     std::size_t size_;
     Holdfast::StrongPtr<ArraySource> source_;
     Holdfast::StrongPtr<Holdfast::Cache> cache_;
-    mutable std::mutex mutex_; // guards the three below
+    mutable std::mutex mutex_; // guards the four below
     Holdfast::StrongPtr<MemBase> values_;
-    bool loading_ = false;
-    std::exception_ptr failure_; // of loading in the background
+    enum class Background { Idle, Queued, Loading } background_ = Background::Idle;
+    std::condition_variable loaded_; // in the background, or failed to
+    std::exception_ptr failure_;     // of loading in the background
     Holdfast::Attributes attributes_;
     Age attributeAge_ = Ooooold;
+    Holdfast::Intercube interfaces_;
 };
 
 } // namespace Fiber

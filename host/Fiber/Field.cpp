@@ -2,7 +2,6 @@
 #include "Fiber/Field.hpp"
 
 #include <algorithm>
-#include <cassert>
 
 namespace Fiber {
 
@@ -10,7 +9,8 @@ using Holdfast::StrongPtr;
 
 std::uint64_t Field::size() const {
     std::uint64_t size = 0;
-    for (const auto& [number, fragment] : fragments_) size += fragment.array->size();
+    for (const auto& [number, fragment] : fragments_)
+        if (fragment.array) size += fragment.array->size();
     return size;
 }
 
@@ -32,13 +32,13 @@ StrongPtr<const MemBase> Field::getData(const StrongPtr<FragmentID>& fragment,
 }
 
 void Field::setPersistentData(const StrongPtr<CreativeArrayBase>& array, const StrongPtr<FragmentID>& fragment) {
-    assert(array->getFiberType() == elementType_);
     fragments_[fragment->number()] = {fragment, array};
 }
 
 Field::Age Field::getMostRecentCreatorAge() const {
     Age youngest = Ooooold;
-    for (const auto& [number, fragment] : fragments_) youngest = std::max(youngest, fragment.array->age());
+    for (const auto& [number, fragment] : fragments_)
+        if (fragment.array) youngest = std::max(youngest, fragment.array->age());
     return youngest;
 }
 
@@ -49,6 +49,8 @@ StrongPtr<Field> Field::sharingCopy() const {
 }
 
 namespace {
+
+std::size_t sizeOf(const Field::Fragment& fragment) { return fragment.array ? fragment.array->size() : 0; }
 
 /// Calls the function with each fragment of `some` and its counterpart in `all`, null when there is none, until it
 /// returns false. Both are in order, so they are walked side by side.
@@ -67,7 +69,7 @@ bool withCounterparts(All& all, Some& some, Function function) {
 
 void Field::exchange(Field& other, Age age) noexcept {
     withCounterparts(fragments_, other.fragments_, [&](Fragment& theirs, Fragment* ours) {
-        if (!ours) return true;
+        if (!ours || !theirs.array) return true;
         ours->array.swap(theirs.array);
         ours->array->raiseAge(age);
         return true;
@@ -77,7 +79,7 @@ void Field::exchange(Field& other, Age age) noexcept {
 bool Field::matches(const Field& other) const {
     return other.elementType_ == elementType_ &&
            withCounterparts(fragments_, other.fragments_, [](const Fragment& theirs, const Fragment* ours) {
-               return ours && ours->array->size() == theirs.array->size();
+               return ours && sizeOf(*ours) == sizeOf(theirs);
            });
 }
 

@@ -13,13 +13,14 @@
 
 namespace Fiber {
 
-/// One quantity on the vertices of a grid, in fragments. All elements have the same type. A field has an age from the
-/// start; the age is that of its values, which loading and dropping do not change.
+/// One quantity on the vertices of a grid, in fragments. The elements have the type that the field says; a fragment of
+/// another type, or without data, may be there and is nobody's to use. A field has an age from the start; the age is
+/// that of its values, which loading and dropping do not change. Attributes have an age of their own.
 class Field : public Holdfast::Managed, public Holdfast::Ageable {
 public:
     struct Fragment {
         Holdfast::StrongPtr<FragmentID> id;
-        Holdfast::StrongPtr<CreativeArrayBase> array;
+        Holdfast::StrongPtr<CreativeArrayBase> array; // empty: the fragment has no data
     };
     using Fragments = std::map<std::uint32_t, Fragment>; // by fragment number
 
@@ -47,7 +48,7 @@ public:
     Holdfast::StrongPtr<const MemBase> getData(const Holdfast::StrongPtr<FragmentID>& fragment,
                                                const Holdfast::TimeBudget& budget = {}) const;
 
-    /// Puts the array in the place of the fragment's present one. Its element type must be the field's.
+    /// Puts the array in the place of the fragment's present one.
     void setPersistentData(const Holdfast::StrongPtr<CreativeArrayBase>& array,
                            const Holdfast::StrongPtr<FragmentID>& fragment);
 
@@ -65,11 +66,18 @@ public:
     bool matches(const Field& other) const;
 
     Holdfast::Attributes& attributes() { return attributes_; }
+    Age attributeAge() const { return attributeAge_; }
+    void updateAttributeAge(Age age) { attributeAge_ = age; }
+
+    /// What is attached to the field as a whole.
+    Holdfast::Intercube& interfaces() { return interfaces_; }
 
 private:
     const std::type_info& elementType_;
     Fragments fragments_;
     Holdfast::Attributes attributes_;
+    Age attributeAge_ = Ooooold;
+    Holdfast::Intercube interfaces_;
 };
 
 } // namespace Fiber

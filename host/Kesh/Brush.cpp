@@ -113,7 +113,7 @@ std::vector<std::uint32_t> Brush::getSelection(const Holdfast::Chunk<Point>& pos
                                                const Predicate& predicate) const {
     std::vector<std::uint32_t> indices;
     select(positions.values, indices);
-    std::erase_if(indices, [&](std::uint32_t i) { return !predicate(positions.values[i]); });
+    if (predicate) std::erase_if(indices, [&](std::uint32_t i) { return !predicate(positions.values[i]); });
     return indices;
 }
 
@@ -142,9 +142,9 @@ Sextant::BoundingBox Brush::computeBoundingBoxInWorldSpace() const {
 
 StrongPtr<VSlot> Brush::connectBrushAsInput(VObject& object, const std::string& slotName,
                                             const std::string& providerName,
-                                            const StrongPtr<VCreationPreferences>& preferences) {
+                                            const StrongPtr<VCreationPreferences>& preferences, int expertLevel) {
     ensureValueCreator<Brush>(); // brushes are the host's own
-    const StrongPtr<VSlot> slot = TypedSlot<Brush>(object, slotName, Brush()).slot();
+    const StrongPtr<VSlot> slot = TypedSlot<Brush>(object, slotName, Brush(), expertLevel).slot();
     if (const auto provider = preferences ? preferences->provider(providerName) : nullptr)
         object.connectSlots(*slot, provider);
     return slot;

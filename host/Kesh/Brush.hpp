@@ -46,7 +46,8 @@ public:
     /// Puts the indices of the positions under the brush into `indices`, ascending, in place of what was there.
     void select(std::span<const Sextant::PhysicalSpace::point> positions, std::vector<std::uint32_t>& indices) const;
 
-    /// The indices of the positions that lie under the brush and satisfy the predicate, ascending.
+    /// The indices of the positions that lie under the brush and satisfy the predicate, ascending. An empty predicate
+    /// is satisfied by all.
     using Predicate = std::function<bool(const Sextant::PhysicalSpace::point&)>;
     std::vector<std::uint32_t> getSelection(const Holdfast::Chunk<Sextant::PhysicalSpace::point>& positions,
                                             const Predicate& predicate) const;
@@ -67,7 +68,8 @@ public:
     /// preferences know one.
     static Holdfast::StrongPtr<VSlot> connectBrushAsInput(VObject& object, const std::string& slotName,
                                                           const std::string& providerName,
-                                                          const Holdfast::StrongPtr<VCreationPreferences>& preferences);
+                                                          const Holdfast::StrongPtr<VCreationPreferences>& preferences,
+                                                          int expertLevel = 0);
 
     /// Whether two brushes are different strokes.
     bool operator==(const Brush& other) const;

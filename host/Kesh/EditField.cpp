@@ -190,6 +190,7 @@ EditField::FieldPtr EditField::newUndoFieldFromPreviouslyModifiedFieldFragments(
 std::uint64_t EditField::applyModificator(Fiber::Field& field, Fiber::Field& undoField, const Modificator& modify) {
     std::uint64_t writes = 0;
     field.iterate([&](const FragmentPtr& fragment, const ArrayPtr& array) {
+        if (!array) return true;
         const FragmentModification modification = modify(fragment, array);
         writes += modification.writes;
         if (modification.modified) undoField.setPersistentData(modification.modified, fragment);

@@ -26,12 +26,13 @@ private:
     std::size_t size_;
 };
 
+std::size_t sizeOf(const Fiber::Field::Fragment& fragment) { return fragment.array ? fragment.array->size() : 0; }
+
 bool sameFragments(const Fiber::Field& mask, const Fiber::Field& field) {
     return mask.fragments().size() == field.fragments().size() &&
-           std::equal(mask.fragments().begin(), mask.fragments().end(), field.fragments().begin(),
-                      [](const auto& a, const auto& b) {
-                          return a.first == b.first && a.second.array->size() == b.second.array->size();
-                      });
+           std::equal(
+               mask.fragments().begin(), mask.fragments().end(), field.fragments().begin(),
+               [](const auto& a, const auto& b) { return a.first == b.first && sizeOf(a.second) == sizeOf(b.second); });
 }
 
 } // namespace
@@ -40,11 +41,11 @@ StrongPtr<Fiber::Field> makeMask(const Fiber::Field& field) {
     const auto mask = Holdfast::create<Fiber::Field>(typeid(std::uint8_t));
     mask->attributes().setAttribute(MaskAttribute, Holdfast::create<Holdfast::Chunk<bool>>(1, true));
     for (const auto& [number, fragment] : field.fragments()) {
-        const std::size_t size = fragment.array->size();
-        mask->setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(typeid(std::uint8_t), size,
-                                                                           Holdfast::create<ZeroSource>(size),
-                                                                           fragment.array->cache()),
-                                fragment.id);
+        const std::size_t size = sizeOf(fragment);
+        mask->setPersistentData(
+            Holdfast::create<Fiber::CreativeArrayBase>(typeid(std::uint8_t), size, Holdfast::create<ZeroSource>(size),
+                                                       fragment.array ? fragment.array->cache() : nullptr),
+            fragment.id);
     }
     return mask;
 }

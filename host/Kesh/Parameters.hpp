@@ -49,13 +49,16 @@ struct IntParameter {
 struct EnumParameter {
     const char* name;
     const char* help = nullptr;
-    std::initializer_list<const char*> cases; ///< the first is the initial one
-    int wrap = 0;                             ///< how many cases are shown in a row; 0: as the shell likes
-    unsigned flags = 0;                       ///< of VParameter
+    std::initializer_list<const char*> cases;
+    int initial = 0;    ///< number of a case
+    int wrap = 0;       ///< how many cases are shown in a row; 0: as the shell likes
+    unsigned flags = 0; ///< of VParameter
     int expertLevel = 0;
 
     TypedSlot<Enum> addTo(VObject& owner) const {
-        TypedSlot<Enum> slot(owner, name, Enum(cases), expertLevel);
+        Enum selection(cases);
+        selection.select(initial);
+        TypedSlot<Enum> slot(owner, name, selection, expertLevel);
         if (help) slot->parameter()->setHelp(help);
         if (wrap > 0) slot->parameter()->setProperty("wrap", wrap);
         slot->parameter()->addFlag(flags);

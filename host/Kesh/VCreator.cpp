@@ -95,6 +95,12 @@ std::vector<StrongPtr<VCreatorBase>> VCreatorBase::catalogue() {
     return creators;
 }
 
+StrongPtr<VCreatorBase> VCreatorBase::find(const std::string& key) {
+    const auto creators = catalogue();
+    const auto found = std::ranges::find(creators, key, [](const auto& creator) { return creator->key(); });
+    return found == creators.end() ? nullptr : *found;
+}
+
 void VCreatorBase::enlist(const StrongPtr<VCreatorBase>& creator) { registry().listed.push_back(creator); }
 
 } // namespace Kesh

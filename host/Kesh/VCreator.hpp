@@ -64,6 +64,9 @@ public:
     /// The creators that exist, in the order of registration.
     static std::vector<Holdfast::StrongPtr<VCreatorBase>> catalogue();
 
+    /// The first in the catalogue with this key; null when there is none.
+    static Holdfast::StrongPtr<VCreatorBase> find(const std::string& key);
+
     /// Lists the creator in the catalogue, until it is destroyed.
     static void enlist(const Holdfast::StrongPtr<VCreatorBase>& creator);
 

@@ -46,7 +46,7 @@ Kesh::LabelSet fromFile(const GlobalOptions& options, const std::string& path) {
 Kesh::LabelSet standardFor(const Session& session, const std::string& path) {
     const auto survey = session.open(path);
     std::set<int> values;
-    for (const auto& [value, count] : countClasses(*survey->points().findField(ClassField))) values.insert(value);
+    for (const auto& [value, count] : classCounts(countWhole(survey->selector(ClassField)))) values.insert(value);
     return standardLabels(values, survey->las().header.pointFormat);
 }
 

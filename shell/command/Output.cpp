@@ -19,6 +19,17 @@ Json countsAsJson(const ClassCounts& counts) {
     return json;
 }
 
+Json histogramAsJson(const Kesh::VHistogram& histogram, const Kesh::LabelSet& labels) {
+    Json json = Json::parse(Kesh::VValueTrait<Kesh::VHistogram>::Text(histogram));
+    for (Json& entry : json["values"]) {
+        const Kesh::Label* label = labels.find(entry["value"]);
+        Json named{{"value", entry["value"]}, {"label", label ? Json(label->name) : Json()}};
+        named.update(entry);
+        entry = named;
+    }
+    return json;
+}
+
 void printCounts(const ClassCounts& before, const ClassCounts& after) {
     ClassCounts all = before;
     all.insert(after.begin(), after.end());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Kesh/LabelSet.hpp"
 #include "network/ClassCounts.hpp"
 #include "json/JsonReader.hpp"
 
@@ -18,6 +19,9 @@ void printJson(const Json& json);
 
 /// Value to count, as an object with the values as keys.
 Json countsAsJson(const ClassCounts& counts);
+
+/// The histogram's text form with the names that the labels give the values; null without one.
+Json histogramAsJson(const Kesh::VHistogram& histogram, const Kesh::LabelSet& labels);
 
 /// A table of the counts before and after, one line per value.
 void printCounts(const ClassCounts& before, const ClassCounts& after);

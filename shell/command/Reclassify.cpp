@@ -31,15 +31,13 @@ std::vector<int> allSources(const Arguments& arguments) {
 
 /// The module's own bound, which is tighter than that of a field of 16 bits.
 int largestValueOfModule() {
-    for (const auto& creator : Kesh::VCreatorBase::catalogue()) {
-        if (creator->key() != EditorType) continue;
-        const Holdfast::WeakPtr<Kesh::VObject> editor = creator->create("", nullptr);
-        const int* largest = editor.lock()->findSlot("newvalue")->parameter()->properties().getValue<int>("max");
-        const int bound = largest ? *largest : std::numeric_limits<int>::max();
-        Kesh::VCreatorBase::deleteInstance(editor);
-        return bound;
-    }
-    throw Failure(fmt::format("The plug-in has no module \"{}\".", EditorType));
+    const auto creator = Kesh::VCreatorBase::find(EditorType);
+    if (!creator) throw Failure(fmt::format("The plug-in has no module \"{}\".", EditorType));
+    const Holdfast::WeakPtr<Kesh::VObject> editor = creator->create("", nullptr);
+    const int* largest = editor.lock()->findSlot("newvalue")->parameter()->properties().getValue<int>("max");
+    const int bound = largest ? *largest : std::numeric_limits<int>::max();
+    Kesh::VCreatorBase::deleteInstance(editor);
+    return bound;
 }
 
 void checkModuleTakes(const char* option, int value, int largest) {

@@ -14,14 +14,18 @@ struct Arguments {
 };
 
 Json asJson(const Report& report) {
-    return {{"object", report.object},
-            {"status", report.status},
-            {"field", report.field},
-            {"counts", countsAsJson(report.counts)}};
+    Json json{{"object", report.object},
+              {"status", report.status},
+              {"field", report.field},
+              {"counts", countsAsJson(report.counts)}};
+    if (report.histogram) json["histogram"] = histogramAsJson(*report.histogram, {});
+    return json;
 }
 
 void print(const Report& report) {
-    fmt::print("{}: {}\n{}:\n", report.object, report.status.empty() ? "nothing to say" : report.status, report.field);
+    fmt::print("{}: {}\n", report.object, report.status.empty() ? "nothing to say" : report.status);
+    if (report.histogram) return; // the status says it all
+    fmt::print("{}:\n", report.field);
     printCounts(report.counts);
 }
 

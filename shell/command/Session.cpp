@@ -53,8 +53,9 @@ Session::Session(const GlobalOptions& options)
       progress_(activeProgress(options.quiet)),
       plugin_(options.pluginPath.empty() ? findPlugin() : options.pluginPath) {}
 
-std::shared_ptr<const Survey> Session::open(const std::string& path) const {
+std::shared_ptr<const Survey> Session::open(const std::string& path, std::size_t usualMemory) const {
     SurveyOptions options;
+    options.memoryBytes = usualMemory;
     if (!options_.memory.empty()) options.memoryBytes = parseMemory(options_.memory);
     auto survey = std::make_shared<const Survey>(path, options);
     for (const std::string& warning : survey->warnings()) warn(path + ": " + warning);

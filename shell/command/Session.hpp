@@ -31,8 +31,9 @@ class Session {
 public:
     explicit Session(const GlobalOptions& options);
 
-    /// Opens a survey, printing what is wrong with it.
-    std::shared_ptr<const Survey> open(const std::string& path) const;
+    /// Opens a survey, printing what is wrong with it. Without --memory it may take as much as `usualMemory`, in bytes.
+    std::shared_ptr<const Survey> open(const std::string& path,
+                                       std::size_t usualMemory = SurveyOptions().memoryBytes) const;
 
     /// Saves, with a progress bar; the labels too, if there are any.
     void save(const Survey& survey, const std::string& path, bool overwrite,

@@ -2,67 +2,76 @@
 #include "network/ClassCounts.hpp"
 
 #include "Failure.hpp"
+#include "Kesh/VCreator.hpp"
+#include "Kesh/VObject.hpp"
 
-#include <algorithm>
-#include <array>
-#include <limits>
-#include <vector>
+#include <fmt/format.h>
 
 namespace corvane {
 namespace {
 
-/// Counters side by side, so that equal neighbours do not wait for each other's addition.
-constexpr std::size_t Lanes = 4;
+using Holdfast::StrongPtr;
 
-template <class T>
+constexpr char ModuleType[] = "Compute/PointCloudHistogram";
+
+/// An object of the module, for one count.
 class Counter {
 public:
-    void add(std::span<const T> values) {
-        std::size_t i = 0;
-        for (; i + Lanes <= values.size(); i += Lanes)
-            for (std::size_t lane = 0; lane < Lanes; ++lane) ++counts_[lane][indexOf(values[i + lane])];
-        for (; i < values.size(); ++i) ++counts_[0][indexOf(values[i])];
+    explicit Counter(const Fiber::FieldSelector& field) {
+        const auto creator = Kesh::VCreatorBase::find(ModuleType);
+        if (!creator) throw Failure(fmt::format("The plug-in has no module \"{}\" to count with.", ModuleType));
+        object_ = creator->create("count", nullptr);
+        set("inputfield", field);
+        Kesh::Enum scope{"WholeDataset"};
+        set("scope", scope);
     }
+    ~Counter() { Kesh::VCreatorBase::deleteInstance(object_); }
+    Counter(const Counter&) = delete;
+    Counter& operator=(const Counter&) = delete;
 
-    ClassCounts counts() const {
-        ClassCounts counts;
-        for (std::size_t i = 0; i < Values; ++i) {
-            std::uint64_t sum = 0;
-            for (const auto& lane : counts_) sum += lane[i];
-            if (sum > 0) counts[int(i) + Smallest] = sum;
+    /// Goes on where the time limit of the module ended the count before, as long as it advances.
+    Kesh::VHistogram count() {
+        Kesh::VHistogram counted;
+        for (std::uint64_t before = 0; !counted.complete; before = counted.total()) {
+            set("compute", Holdfast::create<Kesh::VAction>());
+            const auto object = object_.lock();
+            if (!object->update(Kesh::VRequest(pool_))) throw Failure(object->status(*pool_).text);
+            const auto value = object->findOutput("histogram")->getValueBase(*pool_);
+            counted = Holdfast::cast<Kesh::VValue<Kesh::VHistogram>>(value)->value;
+            if (!counted.complete && counted.total() <= before) throw Failure("Counting was interrupted.");
         }
-        return counts;
+        return counted;
     }
 
 private:
-    static constexpr int Smallest = std::numeric_limits<T>::min();
-    static constexpr std::size_t Values = std::size_t{std::numeric_limits<T>::max() - Smallest} + 1;
-    static std::size_t indexOf(T value) { return static_cast<std::size_t>(int(value) - Smallest); }
+    template <class T>
+    void set(const char* slot, T value) {
+        object_.lock()->findSlot(slot)->parameter()->setValue(
+            *pool_, Holdfast::create<Kesh::VValue<T>>(std::move(value)), Holdfast::Ageable::nextTime());
+    }
 
-    std::array<std::vector<std::uint64_t>, Lanes> counts_{
-        std::vector<std::uint64_t>(Values), std::vector<std::uint64_t>(Values), std::vector<std::uint64_t>(Values),
-        std::vector<std::uint64_t>(Values)};
+    StrongPtr<Kesh::ValuePool> pool_ = Holdfast::create<Kesh::ValuePool>();
+    Holdfast::WeakPtr<Kesh::VObject> object_; // its creator's
 };
-
-template <class T>
-ClassCounts countAs(const Fiber::Field& field) {
-    Counter<T> counter;
-    field.iterate([&](const auto&, const auto& array) {
-        if (const auto values = Fiber::arrayOf<T>(array->getData())) counter.add(values->values());
-        return true;
-    });
-    return counter.counts();
-}
 
 } // namespace
 
-ClassCounts countClasses(const Fiber::Field& field) {
-    const std::type_info& type = field.getElementType();
-    if (type == typeid(std::uint8_t)) return countAs<std::uint8_t>(field);
-    if (type == typeid(std::uint16_t)) return countAs<std::uint16_t>(field);
-    if (type == typeid(std::int8_t)) return countAs<std::int8_t>(field);
-    if (type == typeid(std::int16_t)) return countAs<std::int16_t>(field);
-    throw Failure("Only fields of integers of 8 or 16 bits can be counted by value.");
+ClassCounts classCounts(const Kesh::VHistogram& histogram) {
+    ClassCounts counts;
+    for (std::size_t i = 0; i < histogram.size(); ++i)
+        counts[static_cast<int>(histogram.value(i))] = histogram.counts[i];
+    return counts;
+}
+
+Kesh::VHistogram countWhole(const Fiber::FieldSelector& selector) {
+    const auto field = selector.field();
+    if (!field) throw UsageError("No field is selected to be counted; connect the object to one.");
+    const std::type_info& type = field->getElementType();
+    if (type != typeid(std::uint8_t) && type != typeid(std::uint16_t))
+        throw Failure(fmt::format("\"{}\" cannot be counted by value: only fields of unsigned integers of 8 or 16 bits "
+                                  "can.",
+                                  selector.getFieldName()));
+    return field->size() == 0 ? Kesh::VHistogram() : Counter(selector).count();
 }
 
 std::uint64_t changedPoints(const ClassCounts& before, const ClassCounts& after) {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Fiber/Field.hpp"
+#include "Fiber/Selectors.hpp"
+#include "Kesh/VHistogram.hpp"
 
 #include <cstdint>
 #include <map>
@@ -11,8 +12,12 @@ namespace corvane {
 /// Points per value that occurs.
 using ClassCounts = std::map<int, std::uint64_t>;
 
-/// Counts a field of integers of 8 or 16 bits, loading it fragment by fragment. Throws Failure for other types.
-ClassCounts countClasses(const Fiber::Field& field);
+ClassCounts classCounts(const Kesh::VHistogram& histogram);
+
+/// Counts all of a field with the catalogue's module for that, loading fragment by fragment. What was counted before
+/// and did not change is not read again. Throws Failure for fields that are not unsigned integers of 8 or 16 bits, and
+/// when it is interrupted.
+Kesh::VHistogram countWhole(const Fiber::FieldSelector& field);
 
 /// How many points have another value than before, when all of them got the same one.
 std::uint64_t changedPoints(const ClassCounts& before, const ClassCounts& after);

@@ -72,11 +72,9 @@ void Network::addObject(const std::string& name, const std::string& type) {
 StrongPtr<VObject> Network::make(const std::string& name, const std::string& type) const {
     if (type == FieldType) return Holdfast::create<FieldObject>(name, survey_);
     if (type == BrushType) return Holdfast::create<BrushObject>(name);
+    if (const auto creator = Kesh::VCreatorBase::find(type)) return creator->create(name, nullptr);
     std::vector<std::string> known{FieldType, BrushType};
-    for (const auto& creator : Kesh::VCreatorBase::catalogue()) {
-        if (creator->key() == type) return creator->create(name, nullptr);
-        known.push_back(creator->key());
-    }
+    for (const auto& creator : Kesh::VCreatorBase::catalogue()) known.push_back(creator->key());
     throw UsageError(fmt::format("{}: there is no type \"{}\". {}", name, type, suggestNames(type, known)));
 }
 
@@ -192,12 +190,17 @@ Fiber::FieldSelector Network::selectorOf(const std::string& name) const {
     throw UsageError(fmt::format("The object \"{}\" works on no field.", name));
 }
 
-std::string Network::fieldNameOf(const std::string& name) const { return selectorOf(name).getFieldName(); }
-
 StrongPtr<Fiber::Grid> Network::gridOf(const std::string& path) const {
     const auto value = Holdfast::cast<Kesh::VValue<Fiber::GridSelector>>(slot(path)->getValueBase(*pool_));
     if (!value) throw UsageError(fmt::format("{} selects no grid.", path));
     return value->value.grid();
+}
+
+std::optional<Kesh::VHistogram> Network::histogramOf(const std::string& name) const {
+    for (const auto& slot : object(name)->outputs())
+        if (const auto value = Holdfast::cast<Kesh::VValue<Kesh::VHistogram>>(slot->getValueBase(*pool_)))
+            return value->value;
+    return std::nullopt;
 }
 
 StrongPtr<Fiber::Field> Network::fieldOf(const std::string& name) const {

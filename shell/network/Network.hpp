@@ -2,11 +2,12 @@
 #pragma once
 
 #include "Kesh/VCreator.hpp"
-#include "network/ClassCounts.hpp"
+#include "Kesh/VHistogram.hpp"
 #include "survey/Survey.hpp"
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,8 +47,11 @@ public:
     std::string status(const std::string& object) const;
 
     /// The field that an object works on, or offers.
+    Fiber::FieldSelector selectorOf(const std::string& object) const;
     Holdfast::StrongPtr<Fiber::Field> fieldOf(const std::string& object) const;
-    std::string fieldNameOf(const std::string& object) const;
+
+    /// What an object that counts has counted last; none when the object does not count.
+    std::optional<Kesh::VHistogram> histogramOf(const std::string& object) const;
 
     /// The grid that an output ("object.shape") selects; empty when it selects none.
     Holdfast::StrongPtr<Fiber::Grid> gridOf(const std::string& slot) const;
@@ -62,7 +66,6 @@ private:
     Holdfast::StrongPtr<Kesh::VObject> object(const std::string& name) const;
     Holdfast::StrongPtr<Kesh::VSlot> slot(const std::string& path) const;
     Holdfast::StrongPtr<Kesh::VObject> make(const std::string& name, const std::string& type) const;
-    Fiber::FieldSelector selectorOf(const std::string& object) const;
     void checkInputs(const Kesh::VObject& updated) const;
     void checkAccepted(const Kesh::VSlot& target, const Kesh::VSlot& source, const std::string& input) const;
     void setValue(const Holdfast::StrongPtr<Kesh::VSlot>& slot, const Holdfast::StrongPtr<Kesh::VValueBase>& value);

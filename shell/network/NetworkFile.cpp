@@ -57,8 +57,10 @@ void press(Network& network, const JsonReader& name, const std::string& suffix) 
 Report report(const Network& network, const JsonReader& name) {
     const std::string object = name.text();
     return name.at([&] {
-        return Report{object, network.status(object), network.fieldNameOf(object),
-                      countClasses(*network.fieldOf(object))};
+        const Fiber::FieldSelector field = network.selectorOf(object);
+        const auto histogram = network.histogramOf(object);
+        return Report{object, network.status(object), field.getFieldName(),
+                      histogram ? classCounts(*histogram) : classCounts(countWhole(field)), histogram};
     });
 }
 

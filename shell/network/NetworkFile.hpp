@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "network/ClassCounts.hpp"
 #include "network/Network.hpp"
 #include "json/JsonReader.hpp"
 
@@ -16,6 +17,7 @@ struct Report {
     std::string status;
     std::string field;
     ClassCounts counts;
+    std::optional<Kesh::VHistogram> histogram; ///< of an object that counts; the counts are its own
 };
 
 /// What a network file may do besides changing data.

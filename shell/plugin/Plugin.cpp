@@ -4,6 +4,7 @@
 #include "Failure.hpp"
 #include "VInitialization.hpp"
 
+#include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
 #include <fmt/format.h>
@@ -19,6 +20,9 @@ using Entry = bool (*)(VInitialization*);
 } // namespace
 
 Plugin::Plugin(const std::string& path) {
+    // Before the plug-in brings OpenMP: its threads wait for work without taking the processor from those that read
+    // ahead. Who has set this keeps it.
+    setenv("OMP_WAIT_POLICY", "passive", 0);
     const auto absolute = std::filesystem::absolute(path); // a bare name would be searched for elsewhere
     library_ = dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library_) throw Failure(fmt::format("{}: cannot be loaded as a plug-in: {}.", path, dlerror()));

@@ -36,6 +36,9 @@ public:
     /// What the file's Classification Lookup names, which the field Classification carries too; none without one.
     const std::optional<Kesh::LabelSet>& labels() const { return labels_; }
 
+    /// Bytes that values which can be read again may take.
+    std::size_t memoryBudget() const { return options_.memoryBytes; }
+
     /// What is wrong and could be read all the same: finished sentences, without the path.
     const std::vector<std::string>& warnings() const { return warnings_; }
 

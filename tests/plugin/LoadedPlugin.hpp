@@ -25,6 +25,7 @@ protected:
     }
 
     ~LoadedPlugin() override {
+        pool.reset(); // with the values that the modules made
         unload();
         VInitialization::setObserver(nullptr);
         Kesh::setVprintfSink([](const std::string&) {});

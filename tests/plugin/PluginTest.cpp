@@ -115,7 +115,8 @@ TEST_F(Plugin, listsItsModulesInOrder) {
                       "Edit/ModifyClassification -1000 'Development' Sep 11 2026 Fiber::Field 1 texts\n"
                       "Edit/ModifyIntegerClassificationWithMasking 0 'Development' Sep 11 2026 Fiber::Field 1 texts\n"
                       "Edit/MaskedLabels 2000 '' Sep 11 2026 Fiber::Field 2 texts\n"
-                      "Edit/ModifyLabeledClassificationWithMasking 2000 '' Sep 11 2026 Fiber::Field 1 texts\n");
+                      "Edit/ModifyLabeledClassificationWithMasking 2000 '' Sep 11 2026 Fiber::Field 1 texts\n"
+                      "Compute/PointCloudHistogram -1000 'LIDAR' Sep 11 2026 Kesh::VHistogram 2 texts\n");
 }
 
 TEST_F(Plugin, createsObjectsAndTakesThemAlong) {

@@ -2,6 +2,9 @@
 // The plug-in's entry: the notifications at loading and unloading, and the question whether it fits the shell.
 #include "VInitialization.hpp"
 
+#include <dlfcn.h>
+#include <omp.h>
+
 namespace {
 
 constexpr char PluginName[] = "CorvanePrivateFieldEditors";
@@ -12,6 +15,17 @@ struct Notification {
 };
 
 const Notification notification;
+
+/// The threads of OpenMP's runtime outlive the plug-in that started them, so that the runtime must not go with it.
+struct RuntimeThatStays {
+    RuntimeThatStays() {
+        Dl_info runtime;
+        if (dladdr(reinterpret_cast<void*>(&omp_get_num_threads), &runtime) != 0)
+            dlopen(runtime.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+    }
+};
+
+const RuntimeThatStays runtime;
 
 } // namespace
 

@@ -125,7 +125,7 @@ private:
         field.iterate([&](const auto& fragment, const auto& array) {
             if (!Kesh::VActionNotifier::reportProgress(fragment->number(), fragments, "Examining " + fieldName))
                 throw std::runtime_error("Interrupted; the labels are as they were before.");
-            values->add(array->getData(request.budget));
+            if (array) values->add(array->getData(request.budget));
             return true;
         });
         return values->ascending();

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "histogram/FieldHistogram.hpp"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Fiber {
+
+/// A number of every point of a fragment: lying apart, as one coordinate of positions does. None: a default one.
+struct Quantity {
+    const double* first = nullptr;
+    std::size_t stride = 1; ///< in doubles
+
+    explicit operator bool() const { return first != nullptr; }
+    double operator[](std::size_t i) const { return first[i * stride]; }
+};
+
+// Which points of a fragment are counted. `size` is the number of elements that threads share.
+
+struct AllPoints {
+    std::size_t size;
+};
+
+/// Those with these indices, ascending.
+struct IndexedPoints {
+    std::span<const std::uint32_t> indices;
+};
+
+/// Those whose byte is not zero.
+struct MaskedPoints {
+    std::span<const std::uint8_t> mask;
+};
+
+/// Counts per class, and minimum, maximum and sum of a quantity per class, of selected points; fragment by fragment.
+/// Counts, minima and maxima do not depend on the number of threads, sums only by rounding.
+template <class T>
+class ClassStatistics {
+public:
+    /// `quantity` covers all values, or there is none: then the points are only counted. Large selections are shared
+    /// among threads.
+    void add(std::span<const T> values, AllPoints points, Quantity quantity);
+    void add(std::span<const T> values, IndexedPoints points, Quantity quantity);
+    void add(std::span<const T> values, MaskedPoints points, Quantity quantity);
+
+    /// Everything that was added. With the name of a quantity also its statistics: those of a class of which no point
+    /// had one are the largest finite number as minimum, the lowest as maximum, and zero as sum.
+    typename FieldHistogram<T>::Ptr result(const std::string& quantityName) const;
+
+private:
+    struct Bin {
+        std::uint64_t count = 0;
+        double minimum = std::numeric_limits<double>::max();
+        double maximum = std::numeric_limits<double>::lowest();
+        double sum = 0;
+
+        void add(double value);
+        void merge(const Bin& other);
+    };
+
+    template <class Points>
+    void addShared(std::span<const T> values, Points points, std::size_t selected, std::size_t size, Quantity quantity);
+    void addPart(std::span<const T> values, AllPoints, std::size_t begin, std::size_t end, Quantity quantity);
+    void addPart(std::span<const T> values, IndexedPoints points, std::size_t begin, std::size_t end,
+                 Quantity quantity);
+    void addPart(std::span<const T> values, MaskedPoints points, std::size_t begin, std::size_t end, Quantity quantity);
+    void addIndices(std::span<const T> values, std::span<const std::uint32_t> indices, Quantity quantity);
+    void addGroup(const T* values, std::size_t first, Quantity quantity);
+    void merge(const ClassStatistics& other);
+
+    /// Neighbours of one class are added to bins side by side, so that they do not wait for each other.
+    static constexpr std::size_t Lanes = sizeof(T) == 1 ? 4 : 1; // more would not fit the cache
+    Bin& bin(T value, std::size_t lane) { return bins_[value * Lanes + lane % Lanes]; }
+
+    std::vector<Bin> bins_ = std::vector<Bin>(BinsOf<T> * Lanes);
+};
+
+extern template class ClassStatistics<unsigned char>;
+extern template class ClassStatistics<unsigned short>;
+
+} // namespace Fiber

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+// corvane histogram: how many points have each value, with minimum, maximum and mean of a second quantity. Builds a
+// network with PointCloudHistogram and runs it.
+#include "Fiber/FragmentBox.hpp"
+#include "Kesh/BoxValue.hpp"
+#include "NearestName.hpp"
+#include "command/Commands.hpp"
+#include "command/Output.hpp"
+#include "network/Objects.hpp"
+#include "network/Strokes.hpp"
+#include "polygon/Polygons.hpp"
+#include "survey/BrushedPoints.hpp"
+#include "survey/LabelFile.hpp"
+#include "survey/StandardLabels.hpp"
+
+#include <fmt/format.h>
+
+#include <numeric>
+
+namespace corvane {
+namespace {
+
+using BoxTrait = Kesh::VValueTrait<Kesh::BoxPtr>;
+using Point = Sextant::PhysicalSpace::point;
+
+/// Bytes. One pass over the points has no use for more, and memory that is used again is faster than fresh memory.
+constexpr std::size_t OnePassMemory = std::size_t{64} << 20;
+
+struct Arguments {
+    std::string survey, field = "Classification", box, mask, secondary, labels, plot;
+    std::vector<std::string> within;
+    bool overwrite = false;
+};
+
+/// Checks what can be checked before the survey is opened.
+void checkCall(const Arguments& arguments) {
+    Kesh::BoxPtr box;
+    try {
+        BoxTrait::setValueFromText(box, arguments.box);
+    } catch (const std::invalid_argument& problem) {
+        throw UsageError(fmt::format("--box: {}.", problem.what()));
+    }
+}
+
+/// Heights are taken from the positions.
+bool isField(const std::string& secondary) { return !secondary.empty() && !sameName(secondary, "Z"); }
+
+/// The field's exact name, if it can be counted.
+std::string countableField(const Survey& survey, const std::string& name) {
+    const SurveyField& field = survey.findField(name);
+    if (field.type == "uint8" || field.type == "uint16") return field.name;
+    throw UsageError(fmt::format("--field {}: holds values of type {}; fields of uint8 and uint16 can be counted.",
+                                 field.name, field.type));
+}
+
+std::string maskField(const Survey& survey, const std::string& name) {
+    const SurveyField& field = survey.findField(name);
+    if (field.type == "uint8") return field.name;
+    throw UsageError(
+        fmt::format("--mask {}: holds values of type {}; a field of uint8 can be a mask.", field.name, field.type));
+}
+
+/// Those of a file; else the survey's own, over the standard names, for the field that has such.
+Kesh::LabelSet labelsFor(const Survey& survey, const Arguments& arguments) {
+    if (!arguments.labels.empty()) return loadLabels(arguments.labels);
+    if (survey.findField(arguments.field).name != "Classification") return {};
+    std::vector<int> values(256);
+    std::iota(values.begin(), values.end(), 0);
+    Kesh::LabelSet labels = standardLabels({values.begin(), values.end()}, survey.las().header.pointFormat);
+    if (survey.labels())
+        for (const auto& [value, label] : *survey.labels()) labels[value] = label;
+    return labels;
+}
+
+/// A survey with one object that counts.
+class Counting {
+public:
+    Counting(const std::shared_ptr<const Survey>& survey, const Arguments& arguments, const Kesh::LabelSet& labels)
+        : survey_(*survey),
+          network_(survey),
+          field_(countableField(survey_, arguments.field)),
+          secondary_(arguments.secondary) {
+        if (isField(secondary_)) secondary_ = survey_.findField(secondary_).name;
+        network_.addObject("points", FieldType);
+        network_.set("points.name", field_);
+        network_.addObject("lasso", BrushType);
+        network_.addObject("counts", "Compute/PointCloudHistogram");
+        network_.connect("points.field", "counts.inputfield", false);
+        network_.connect("lasso.brush", "counts.brush", false);
+        network_.set("counts.labels", Kesh::VValueTrait<Kesh::LabelSet>::Text(labels));
+        network_.set("counts.secondaryfield", secondary_);
+    }
+
+    void count(const Arguments& arguments) {
+        if (!arguments.box.empty()) return countBox(arguments.box);
+        if (!arguments.mask.empty()) return countMask(maskField(survey_, arguments.mask));
+        if (!arguments.within.empty()) return countUnder(brushAround(readPolygons(arguments.within)));
+        secondary_.empty() ? countAll() : countBounds();
+    }
+
+    Kesh::VHistogram histogram() const { return *network_.histogramOf("counts"); }
+    std::string report() const { return network_.status("counts"); }
+
+private:
+    void countBox(const std::string& box) {
+        network_.set("counts.Bounding Box", box);
+        countScope("Region");
+    }
+
+    void countBox(const Sextant::BoundingBox& box) {
+        countBox(BoxTrait::Text(std::make_shared<Sextant::BoundingBox>(box)));
+    }
+
+    /// The header's bounds, unless there are points outside: then those of the points, which are known by then.
+    void countBounds() {
+        const LasHeader& header = survey_.las().header;
+        const Point low(header.minimum[0], header.minimum[1], header.minimum[2]);
+        const Point high(header.maximum[0], header.maximum[1], header.maximum[2]);
+        const bool numbers = low == low && high == high;
+        countBox(numbers ? Sextant::BoundingBox(low, high) : survey_.expressibleBox());
+        if (histogram().complete && histogram().total() < header.pointCount) countBox(boundsOfPoints());
+    }
+
+    Sextant::BoundingBox boundsOfPoints() const {
+        const auto positions = survey_.points().findField(Fiber::PositionsName);
+        Sextant::BoundingBox bounds;
+        for (const auto& [number, fragment] : positions->fragments()) {
+            const Sextant::BoundingBox box = Fiber::getFragmentBBox(*positions, fragment.id);
+            bounds.include(box.minimum);
+            bounds.include(box.maximum);
+        }
+        return bounds;
+    }
+
+    void countMask(const std::string& field) {
+        network_.set("counts.maskfield", field);
+        countScope("Mask");
+    }
+
+    Kesh::Brush brushAround(const PolygonSet& polygons) const {
+        const Json stroke{{"view", "above"}, {"polygon", polygons.wkt}};
+        return readStroke(JsonReader(stroke, "--within"), survey_);
+    }
+
+    /// The scope for brushes loads nothing. What does not fit into memory at once is counted through a mask.
+    void countUnder(const Kesh::Brush& brush) {
+        BrushedPoints points(survey_, brush, [] { return !interrupted(); });
+        std::vector<std::string> fields{field_};
+        if (isField(secondary_)) fields.push_back(secondary_);
+        if (points.load(fields)) {
+            network_.draw("lasso.brush", brush);
+            return countScope("Brush");
+        }
+        Fiber::Representation& representation = survey_.points();
+        representation.makeField(representation.makeFieldID(WithinMask), points.mask());
+        countMask(WithinMask);
+        representation.removeField(WithinMask);
+    }
+
+    /// The module's time limit may end a count; what was counted by then is not counted again.
+    void countAll() {
+        std::uint64_t before = 0;
+        do {
+            before = histogram().total();
+            network_.press("counts.compute");
+            countScope("WholeDataset");
+        } while (!histogram().complete && histogram().total() > before);
+    }
+
+    void countScope(const char* scope) {
+        network_.set("counts.scope", scope);
+        network_.update();
+    }
+
+    static constexpr char WithinMask[] = "--within"; // no dimension is called so
+
+    const Survey& survey_;
+    Network network_;
+    std::string field_, secondary_;
+};
+
+void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+    checkCall(arguments);
+    const Session session(options);
+    const auto survey =
+        arguments.within.empty() ? session.open(arguments.survey, OnePassMemory) : session.open(arguments.survey);
+    const Kesh::LabelSet labels = labelsFor(*survey, arguments);
+    Counting counting(survey, arguments, labels);
+    counting.count(arguments);
+    session.printLateWarnings(*survey);
+    const Kesh::VHistogram histogram = counting.histogram();
+    json ? printJson(histogramAsJson(histogram, labels)) : fmt::print("{}\n", counting.report());
+    if (interrupted()) throw Failure(fmt::format("{}: counting was interrupted.", arguments.survey));
+}
+
+void addOptions(CLI::App& command, Arguments& a) {
+    command.add_option("FILE", a.survey, "The survey")->required();
+    command.add_option("--field", a.field, "Field to count")->capture_default_str();
+    CLI::Option* box = command.add_option("--box", a.box, "X0,Y0,Z0,X1,Y1,Z1: count in this box, faces included");
+    CLI::Option* within = command
+                              .add_option("--within", a.within,
+                                          "Count inside a polygon: WKT, or a file of WKT or GeoJSON. Several mean "
+                                          "their union")
+                              ->allow_extra_args(false);
+    CLI::Option* mask = command.add_option("--mask", a.mask, "Count where this field of 8 bits is not zero");
+    box->excludes(within)->excludes(mask);
+    within->excludes(mask);
+    command.add_option("--secondary", a.secondary,
+                       "Z or another field: its minimum, maximum and mean among the points of each value");
+    command.add_option("--labels", a.labels,
+                       "Label set (JSON); otherwise the survey's own labels and the standard names");
+    command.add_option("--plot", a.plot, "Draw a bar chart into this file, .svg or .png");
+    command.add_flag("--overwrite", a.overwrite, "Replace the picture if it exists");
+}
+
+} // namespace
+
+void addHistogram(CLI::App& program, const GlobalOptions& options) {
+    CLI::App* command = program.add_subcommand(
+        "histogram", "Count the points of each class: of the whole survey, in a box, a polygon or a mask.");
+    const auto arguments = std::make_shared<Arguments>();
+    addOptions(*command, *arguments);
+    const auto json = addJsonFlag(*command);
+    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+}
+
+} // namespace corvane

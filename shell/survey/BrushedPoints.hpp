@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/Brush.hpp"
+#include "survey/Survey.hpp"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// The points of a survey under a brush, for modules that load nothing for one: made resident, or as a mask.
+class BrushedPoints {
+public:
+    /// Throws Failure from any operation when `goOn` returns false.
+    BrushedPoints(const Survey& survey, const Kesh::Brush& brush, std::function<bool()> goOn);
+
+    /// Brings the positions and these fields in, in all fragments that the brush meets, and keeps them resident as long
+    /// as this lives. False, with nothing kept, when the survey's memory budget does not suffice.
+    bool load(const std::vector<std::string>& fields);
+
+    /// A mask that holds them. Takes a byte for each point of the fragments that the brush meets.
+    Holdfast::StrongPtr<Fiber::Field> mask() const;
+
+private:
+    bool meets(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment) const;
+
+    const Survey& survey_;
+    Kesh::Brush brush_;
+    std::function<bool()> goOn_;
+    Holdfast::StrongPtr<Fiber::Field> positions_;
+    std::vector<Holdfast::StrongPtr<const Fiber::MemBase>> kept_;
+};
+
+} // namespace corvane

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+// Counts of the program against plain loops over the raw bytes, and against facts found out without it.
+#include "ProgramTestSupport.hpp"
+
+#include <numeric>
+
+namespace corvane::test {
+namespace {
+
+constexpr std::size_t UserData = 17; // byte of a record of point format 6
+
+/// {"2": 17} of the values of a histogram.
+json countsOf(const json& histogram) {
+    json counts = json::object();
+    for (const json& entry : histogram["values"]) counts[std::to_string(entry["value"].get<int>())] = entry["count"];
+    return counts;
+}
+
+class Histogram : public Program {
+protected:
+    json histogram(Arguments more) const {
+        more.insert(more.begin(), {"histogram", in, "--json", "-q"});
+        return corvane(more).document();
+    }
+
+    RawPoints points() const { return RawPoints(bytesOf(in)); }
+
+    /// The polygon's box is that of the middle of the survey, in parts.
+    std::string diamond(double part) const {
+        const auto [x0, y0, x1, y1] = points().box();
+        const double x = (x0 + x1) / 2, y = (y0 + y1) / 2, w = (x1 - x0) / 2 * part, h = (y1 - y0) / 2 * part;
+        return fmt::format("POLYGON(({} {}, {} {}, {} {}, {} {}))", x - w, y, x, y - h, x + w, y, x, y + h);
+    }
+};
+
+TEST_F(Histogram, countsInABoxAgreeWithAPlainLoop) {
+    const RawPoints raw = points();
+    const auto [x0, y0, x1, y1] = raw.box();
+    const double x = raw.coordinate(5, 0), y = raw.coordinate(9, 1); // faces with a point on them
+    std::map<int, std::vector<double>> plain;                        // intensities by class
+    for (std::uint64_t i = 0; i < raw.count(); ++i)
+        if (raw.coordinate(i, 0) >= x && raw.coordinate(i, 1) <= y)
+            plain[raw.classOf(i)].push_back(raw.get<std::uint16_t>(raw.place(i, 12)));
+    const json found =
+        histogram({"--box", fmt::format("{},{},-1e9,{},{},1e9", x, y0 - 1, x1 + 1, y), "--secondary", "intensity"});
+    EXPECT_EQ(found["title"], "Region");
+    EXPECT_EQ(found["secondary"], "Intensity");
+    EXPECT_EQ(found["complete"], true);
+    ASSERT_EQ(found["values"].size(), plain.size());
+    for (const json& entry : found["values"]) {
+        const auto& own = plain[entry["value"]];
+        EXPECT_EQ(entry["count"], own.size());
+        EXPECT_EQ(entry["minimum"], std::ranges::min(own));
+        EXPECT_EQ(entry["maximum"], std::ranges::max(own));
+        EXPECT_NEAR(entry["mean"], std::accumulate(own.begin(), own.end(), 0.0) / double(own.size()), 1e-9);
+    }
+}
+
+TEST_F(Histogram, countsUnderAPolygonAreThoseThatAnEditSelects) {
+    for (const double part : {0.01, 0.4, 1.2}) {
+        const std::string polygon = diamond(part);
+        const json found = histogram({"--within", polygon, "--secondary", "Z"});
+        EXPECT_EQ(found["title"], "Brush");
+        EXPECT_EQ(found["complete"], true);
+        std::uint64_t total = 0;
+        for (const json& entry : found["values"]) {
+            const std::string value = std::to_string(entry["value"].get<int>());
+            const json edit =
+                reclassify({"--from", value, "--to", "99", "--within", polygon, "--dry-run", "--json", "-q"})
+                    .document();
+            EXPECT_EQ(entry["count"], edit["changed"]) << "class " << value << ", part " << part;
+            total += edit["changed"].get<std::uint64_t>();
+        }
+        EXPECT_EQ(found["total"], total);
+        const json throughMask = histogram({"--within", polygon, "--secondary", "Z", "--memory", "40K"});
+        EXPECT_EQ(throughMask["title"], "Mask") << "when memory is short";
+        EXPECT_EQ(countsOf(throughMask), countsOf(found));
+    }
+}
+
+TEST_F(Histogram, countsThroughAnyFieldOfEightBits) {
+    RawPoints raw = points();
+    json expected = json::object();
+    for (std::uint64_t i = 0; i < raw.count(); ++i) {
+        raw.setByte(i, UserData, i % 3 == 0 ? int(i % 250) : 0);
+        if (i % 3 != 0 || i % 250 == 0) continue;
+        json& count = expected[std::to_string(raw.classOf(i))];
+        count = count.is_null() ? 1 : count.get<int>() + 1;
+    }
+    write(in, raw.bytes());
+    EXPECT_EQ(countsOf(histogram({"--mask", "userdata"})), expected);
+}
+
+TEST_F(Histogram, reportsWithNamesAndKeepsToTheModule) {
+    write(folder / "labels.json", R"({"labels": [{"value": 2, "name": "Boden"}]})");
+    const Outcome run = corvane({"histogram", in, "--labels", folder / "labels.json", "-q"});
+    EXPECT_TRUE(run.out.starts_with("WholeDataset: 2000 points\n  1: ")) << run.out;
+    EXPECT_TRUE(holds(run.out, "\n  2 (Boden): ")) << run.out;
+    const json named = histogram({});
+    EXPECT_EQ(countsOf(named), points().classCounts());
+    EXPECT_EQ(named["values"][1]["label"], "Ground");
+    EXPECT_EQ(named["values"][1]["mean"], json());
+
+    write(folder / "net.json", R"({"objects": [{"name": "points", "type": "Field"},
+        {"name": "counts", "type": "Compute/PointCloudHistogram", "parameters": {"scope": "WholeDataset"}}],
+        "connections": [{"from": "points.field", "to": "counts.inputfield"}],
+        "actions": [{"report": "counts"}, {"press": "counts.compute", "report": ["counts", "points"]}]})");
+    const Arguments network{"run", folder / "net.json", "--survey", in, "-q"};
+    Arguments asJson = network;
+    asJson.push_back("--json");
+    const json reports = corvane(asJson).document()["reports"];
+    ASSERT_EQ(reports.size(), 3u);
+    EXPECT_EQ(reports[0]["histogram"]["total"], 0) << "nothing was asked for yet";
+    EXPECT_EQ(countsOf(reports[1]["histogram"]), points().classCounts());
+    EXPECT_EQ(reports[2]["counts"], points().classCounts());
+    EXPECT_FALSE(reports[2].contains("histogram"));
+    EXPECT_TRUE(holds(corvane(network).out, "counts: WholeDataset: 2000 points\n")) << corvane(network).out;
+}
+
+TEST_F(Histogram, refusesWhatCannotBeCounted) {
+    const struct {
+        Arguments more;
+        std::vector<std::string> says;
+    } calls[] = {
+        {{"--box", "1,2,3"}, {"--box", "number 4 of the six"}},
+        {{"--box", "1,2,3,4,5,6,7"}, {"--box", "more than the six"}},
+        {{"--box", "1,2,3,4,5,nan"}, {"--box", "number 6"}},
+        {{"--field", "Clasification"}, {"no field", "\"Classification\""}},
+        {{"--field", "GpsTime"}, {"--field GpsTime", "double", "uint8 and uint16"}},
+        {{"--mask", "Intensity"}, {"--mask Intensity", "uint16", "uint8"}},
+        {{"--secondary", "Positions.z"}, {"no field \"Positions.z\"", "\"Positions\""}},
+        {{"--mask", "UserData", "--box", "1,2,3,4,5,6"}, {"excludes"}},
+    };
+    for (const auto& call : calls) {
+        Arguments all{"histogram", in};
+        all.insert(all.end(), call.more.begin(), call.more.end());
+        expectRefused(all, 2, call.says);
+    }
+}
+
+class HistogramOfRealSurveys : public RealSurveys {};
+
+TEST_F(HistogramOfRealSurveys, agreesWithTheirFacts) {
+    int checked = 0;
+    for (const std::string& name : named("", ".las")) {
+        SCOPED_TRACE(name);
+        const json& classes = facts[name]["classes"];
+        const json all = corvane({"histogram", Data / name, "--json", "-q"}).document();
+        const json heights = corvane({"histogram", Data / name, "--secondary", "Z", "--json", "-q"}).document();
+        EXPECT_EQ(all["total"], facts[name]["points"]);
+        EXPECT_EQ(all["values"].size(), classes.size());
+        EXPECT_EQ(countsOf(all), countsOf(heights));
+        for (const json& entry : heights["values"]) {
+            const json& known = classes[std::to_string(entry["value"].get<int>())];
+            const double tolerance = 1e-9 * std::max(1.0, std::abs(known["z_max"].get<double>()));
+            EXPECT_EQ(entry["count"], known["count"]);
+            EXPECT_NEAR(entry["minimum"], known["z_min"], tolerance);
+            EXPECT_NEAR(entry["maximum"], known["z_max"], tolerance);
+            EXPECT_NEAR(entry["mean"], known["z_mean"], 1e-4 + tolerance);
+        }
+        ++checked;
+    }
+    EXPECT_GT(checked, 20);
+}
+
+} // namespace
+} // namespace corvane::test
