@@ -70,9 +70,11 @@ int run(int argc, char** argv) {
     addGlobalOptions(program, options);
     program.parse_complete_callback([&options] { setSinks(options.verbosity); });
     corvane::addCatalogue(program, options);
+    corvane::addCompare(program, options);
     corvane::addHistogram(program, options);
     corvane::addInfo(program, options);
     corvane::addLabels(program, options);
+    corvane::addLint(program, options);
     corvane::addSample(program, options);
     corvane::addReclassify(program, options);
     corvane::addRelabel(program, options);

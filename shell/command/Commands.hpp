@@ -9,9 +9,11 @@ namespace corvane {
 
 /// Each adds one subcommand, which runs when it is parsed. What they throw ends the program with its message.
 void addCatalogue(CLI::App& program, const GlobalOptions& options);
+void addCompare(CLI::App& program, const GlobalOptions& options);
 void addHistogram(CLI::App& program, const GlobalOptions& options);
 void addInfo(CLI::App& program, const GlobalOptions& options);
 void addLabels(CLI::App& program, const GlobalOptions& options);
+void addLint(CLI::App& program, const GlobalOptions& options);
 void addReclassify(CLI::App& program, const GlobalOptions& options);
 void addRelabel(CLI::App& program, const GlobalOptions& options);
 void addRun(CLI::App& program, const GlobalOptions& options);

@@ -34,6 +34,8 @@ struct Dimension {
 
     /// The largest value that an unsigned dimension of 8 or 16 bits can hold, 0 for others.
     std::uint32_t largestValue() const;
+
+    bool operator==(const Dimension&) const = default;
 };
 
 /// Bytes of a record of this point format (0 to 10) without extra bytes.

@@ -18,6 +18,8 @@ namespace {
 constexpr std::string_view Signature = "LASF";
 constexpr std::string_view Axes = "XYZ";
 constexpr std::size_t TextLength = 32;
+constexpr std::array MaximumNames{"MaximumX", "MaximumY", "MaximumZ"};
+constexpr std::array MinimumNames{"MinimumX", "MinimumY", "MinimumZ"};
 
 struct VersionFacts {
     std::size_t headerSize;
@@ -35,60 +37,106 @@ struct RawHeader {
     std::array<std::uint32_t, 5> legacyReturns{};
 };
 
-/// Calls `visit(offset, field)` for every field of the header's version; the version comes first.
+/// Calls `visit(name, offset, field)` for every field of the header's version, one behind the other but for the
+/// version, which comes first.
 template <class Raw, class Visit>
 void eachField(Raw& raw, Visit visit) {
     auto& header = raw.header;
-    visit(place::VersionMajor, header.versionMajor);
-    visit(place::VersionMajor + 1, header.versionMinor);
-    visit(4, header.fileSourceId);
-    visit(6, header.globalEncoding);
-    visit(8, header.projectId);
-    visit(26, header.systemIdentifier);
-    visit(58, header.generatingSoftware);
-    visit(90, header.creationDay);
-    visit(92, header.creationYear);
-    visit(place::HeaderSize, header.headerSize);
-    visit(place::OffsetToPoints, header.offsetToPoints);
-    visit(place::VlrCount, header.vlrCount);
-    visit(place::PointFormat, header.pointFormat);
-    visit(place::RecordLength, header.recordLength);
-    visit(place::LegacyCount, raw.legacyCount);
-    visit(111, raw.legacyReturns);
-    visit(place::Scale, header.scale);
-    visit(place::Offset, header.offset);
+    visit("VersionMajor", place::VersionMajor, header.versionMajor);
+    visit("VersionMinor", place::VersionMajor + 1, header.versionMinor);
+    visit("FileSourceId", 4, header.fileSourceId);
+    visit("GlobalEncoding", place::GlobalEncoding, header.globalEncoding);
+    visit("ProjectId", 8, header.projectId);
+    visit("SystemIdentifier", 26, header.systemIdentifier);
+    visit("GeneratingSoftware", 58, header.generatingSoftware);
+    visit("CreationDay", 90, header.creationDay);
+    visit("CreationYear", 92, header.creationYear);
+    visit("HeaderSize", place::HeaderSize, header.headerSize);
+    visit("OffsetToPoints", place::OffsetToPoints, header.offsetToPoints);
+    visit("VlrCount", place::VlrCount, header.vlrCount);
+    visit("PointFormat", place::PointFormat, header.pointFormat);
+    visit("RecordLength", place::RecordLength, header.recordLength);
+    visit("LegacyPointCount", place::LegacyCount, raw.legacyCount);
+    visit("LegacyReturnCounts", 111, raw.legacyReturns);
+    visit("Scale", place::Scale, header.scale);
+    visit("Offset", place::Offset, header.offset);
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        visit(place::Bounds + 16 * axis, header.maximum[axis]);
-        visit(place::Bounds + 16 * axis + 8, header.minimum[axis]);
+        visit(MaximumNames[axis], place::Bounds + 16 * axis, header.maximum[axis]);
+        visit(MinimumNames[axis], place::Bounds + 16 * axis + 8, header.minimum[axis]);
     }
     if (header.versionMinor < 3) return;
-    visit(227, header.waveformStart);
+    visit("WaveformStart", 227, header.waveformStart);
     if (header.versionMinor < 4) return;
-    visit(place::EvlrStart, header.evlrStart);
-    visit(place::EvlrCount, header.evlrCount);
-    visit(place::PointCount, header.pointCount);
-    visit(255, header.returnCounts);
+    visit("EvlrStart", place::EvlrStart, header.evlrStart);
+    visit("EvlrCount", place::EvlrCount, header.evlrCount);
+    visit("PointCount", place::PointCount, header.pointCount);
+    visit("ReturnCounts", 255, header.returnCounts);
 }
 
 struct FieldReader {
     std::span<const std::byte> bytes;
 
     template <class T>
-    void operator()(std::size_t offset, T& field) const {
+    void operator()(const char*, std::size_t offset, T& field) const {
         if (offset + sizeof(T) <= bytes.size()) field = load<T>(bytes, offset);
     }
-    void operator()(std::size_t offset, std::string& field) const { field = loadText(bytes, offset, TextLength); }
+    void operator()(const char*, std::size_t offset, std::string& field) const {
+        field = loadText(bytes, offset, TextLength);
+    }
 };
 
 struct FieldWriter {
     std::span<std::byte> bytes;
 
     template <class T>
-    void operator()(std::size_t offset, const T& field) const {
+    void operator()(const char*, std::size_t offset, const T& field) const {
         store(bytes, offset, field);
     }
-    void operator()(std::size_t offset, const std::string& field) const {
+    void operator()(const char*, std::size_t offset, const std::string& field) const {
         std::memcpy(bytes.data() + offset, field.data(), std::min(field.size(), TextLength));
+    }
+};
+
+/// Letters as they are, but for nulls behind the last one; others as "\x00".
+std::string printable(std::span<const std::byte> bytes) {
+    while (!bytes.empty() && bytes.back() == std::byte{0}) bytes = bytes.first(bytes.size() - 1);
+    std::string text;
+    for (const std::byte byte : bytes) {
+        const auto letter = std::to_integer<unsigned char>(byte);
+        text += letter >= 0x20 && letter < 0x7F ? std::string(1, static_cast<char>(letter))
+                                                : fmt::format("\\x{:02x}", letter);
+    }
+    return text;
+}
+
+struct FieldLister {
+    std::span<const std::byte> bytes;
+    std::vector<HeaderField>& fields;
+
+    template <class T>
+    void operator()(const char* name, std::size_t offset, const T& field) const {
+        if (offset + sizeof(T) <= bytes.size()) add(name, offset, sizeof(T), textOf(field));
+    }
+    void operator()(const char* name, std::size_t offset, const std::string&) const {
+        add(name, offset, TextLength, printable(bytes.subspan(offset, TextLength)));
+    }
+
+private:
+    void add(const char* name, std::size_t offset, std::size_t size, std::string text) const {
+        const auto place = bytes.subspan(offset, size);
+        fields.push_back({name, std::move(text), {place.begin(), place.end()}, offset});
+    }
+
+    template <class T>
+    static std::string textOf(const T& field) {
+        return fmt::format("{}", field);
+    }
+    template <class T, std::size_t Size>
+    static std::string textOf(const std::array<T, Size>& field) {
+        return fmt::format("{}", fmt::join(field, " "));
+    }
+    static std::string textOf(const std::array<std::uint8_t, 16>& identifier) {
+        return fmt::format("{:02x}", fmt::join(identifier, ""));
     }
 };
 
@@ -228,6 +276,13 @@ std::size_t LasHeader::standardSize() const {
 }
 
 LasHeader LasHeader::decode(std::span<const std::byte> bytes) { return readFields(bytes).header; }
+
+std::vector<HeaderField> LasHeader::fieldsIn(std::span<const std::byte> bytes) {
+    std::vector<HeaderField> fields;
+    const RawHeader raw = readFields(bytes);
+    eachField(raw, FieldLister{bytes, fields});
+    return fields;
+}
 
 LasHeader LasHeader::parse(std::span<const std::byte> bytes, const std::string& path, std::uint64_t fileSize,
                            std::vector<std::string>& warnings) {

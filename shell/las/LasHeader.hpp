@@ -10,6 +10,14 @@
 
 namespace corvane {
 
+/// A field of the header as it stands in a file.
+struct HeaderField {
+    std::string name;
+    std::string text; ///< the value, for people
+    std::vector<std::byte> bytes;
+    std::size_t offset = 0; ///< in the file
+};
+
 /// The public header block of a LAS file, versions 1.0 to 1.5 (ASPRS LAS 1.4 R16 and 1.5 R00; offsets in
 /// LasHeader.cpp). Counts are those that hold: of the 1.4 place where the version has it, of the legacy place else.
 struct LasHeader {
@@ -51,6 +59,9 @@ struct LasHeader {
 
     /// The fields as they stand, nothing checked, and counts of the 1.4 place only; at least SmallestSize bytes.
     static LasHeader decode(std::span<const std::byte> bytes);
+
+    /// The same fields with their names, those with a place of their own for what is counted twice included.
+    static std::vector<HeaderField> fieldsIn(std::span<const std::byte> bytes);
 
     /// Reads the header from the first bytes of a file (all there are, at most LargestSize). `path` and `fileSize`
     /// serve the messages and the checks of offsets. Checks everything that reading the points relies on; throws

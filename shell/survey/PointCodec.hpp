@@ -18,6 +18,34 @@ namespace corvane {
 void decodePositions(std::span<const std::byte> records, std::size_t stride, const LasHeader& header,
                      std::span<Sextant::PhysicalSpace::point> positions);
 
+/// Calls the function with the type that has this storage, as an argument of no meaning.
+template <class Function>
+auto withStored(Storage storage, Function function) {
+    switch (storage) {
+    case Storage::UInt8:
+        return function(std::uint8_t{});
+    case Storage::Int8:
+        return function(std::int8_t{});
+    case Storage::UInt16:
+        return function(std::uint16_t{});
+    case Storage::Int16:
+        return function(std::int16_t{});
+    case Storage::UInt32:
+        return function(std::uint32_t{});
+    case Storage::Int32:
+        return function(std::int32_t{});
+    case Storage::UInt64:
+        return function(std::uint64_t{});
+    case Storage::Int64:
+        return function(std::int64_t{});
+    case Storage::Float:
+        return function(float{});
+    case Storage::Double:
+        break;
+    }
+    return function(double{});
+}
+
 /// Values of one dimension of consecutive records, as T, which must be able to hold them.
 template <class Stored, class T>
 void decodeValues(std::span<const std::byte> records, std::size_t stride, const Dimension& dimension,
@@ -35,14 +63,23 @@ void decodeValues(std::span<const std::byte> records, std::size_t stride, const 
 }
 
 /// The same for a dimension of a few bits.
-inline void decodeBits(std::span<const std::byte> records, std::size_t stride, const Dimension& dimension,
-                       std::span<std::uint8_t> values) {
+template <class T>
+void decodeBits(std::span<const std::byte> records, std::size_t stride, const Dimension& dimension,
+                std::span<T> values) {
     const std::byte* place = records.data() + dimension.offset;
     const unsigned mask = dimension.largestValue();
-    for (std::uint8_t& value : values) {
-        value = static_cast<std::uint8_t>((std::to_integer<unsigned>(*place) >> dimension.firstBit) & mask);
+    for (T& value : values) {
+        value = static_cast<T>((std::to_integer<unsigned>(*place) >> dimension.firstBit) & mask);
         place += stride;
     }
+}
+
+/// The values of a dimension of any storage, as numbers.
+inline void decodeNumbers(std::span<const std::byte> records, std::size_t stride, const Dimension& dimension,
+                          std::span<double> values) {
+    if (dimension.packed()) return decodeBits(records, stride, dimension, values);
+    withStored(dimension.storage,
+               [&](auto stored) { decodeValues<decltype(stored)>(records, stride, dimension, values); });
 }
 
 /// Writes values of one dimension into consecutive records, and nothing but the bits that belong to it. The values must

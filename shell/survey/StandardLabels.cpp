@@ -57,8 +57,6 @@ constexpr std::array<std::pair<const char*, const char*>, 10> ShortForms{{
     {"Temporal Exclusion", "Temporal Excl."},
 }};
 
-constexpr bool isLegacy(std::uint8_t pointFormat) { return pointFormat <= 5; }
-
 /// Hue (0 to 1), full saturation of 0.7.
 Sextant::rgba_float_t fromHue(double hue, double brightness) {
     constexpr double saturation = 0.7;
@@ -74,11 +72,13 @@ Sextant::rgba_float_t fromHue(double hue, double brightness) {
 std::string standardClassName(int value, std::uint8_t pointFormat) {
     if (value >= 0 && value < static_cast<int>(Classes.size())) {
         const ClassFacts& facts = Classes[static_cast<std::size_t>(value)];
-        if (!isLegacy(pointFormat)) return facts.name;
+        if (!isLegacyFormat(pointFormat)) return facts.name;
         return facts.legacyName ? facts.legacyName : Reserved;
     }
-    return value >= FirstUserClass && !isLegacy(pointFormat) ? "User Definable" : Reserved;
+    return value >= FirstUserClass && !isLegacyFormat(pointFormat) ? "User Definable" : Reserved;
 }
+
+bool isReservedClass(int value, std::uint8_t pointFormat) { return standardClassName(value, pointFormat) == Reserved; }
 
 std::string shortClassName(const std::string& name) {
     const auto found = std::ranges::find(ShortForms, name, [](const auto& form) { return std::string(form.first); });

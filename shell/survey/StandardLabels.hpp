@@ -9,8 +9,15 @@
 
 namespace corvane {
 
+/// Point formats 0 to 5 have a table of classes of their own, and five bits for a class.
+constexpr bool isLegacyFormat(std::uint8_t pointFormat) { return pointFormat <= 5; }
+constexpr int LargestLegacyClass = 31;
+
 /// The name that the LAS format gives a class. Point formats 0 to 5 and 6 to 10 have different tables.
 std::string standardClassName(int value, std::uint8_t pointFormat);
+
+/// Whether that table keeps the class for later versions of the format, or does not have it.
+bool isReservedClass(int value, std::uint8_t pointFormat);
 
 /// The name for a place of 15 bytes: the fixed short form of a standard name that is too long, else the name itself.
 std::string shortClassName(const std::string& name);

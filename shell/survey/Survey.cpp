@@ -21,16 +21,6 @@ namespace {
 constexpr double Time = 0;
 const std::string GridName = "Points";
 
-/// Other names under which tools know dimensions.
-constexpr std::pair<const char*, const char*> Aliases[]{
-    {"Class", "Classification"}, {"Cls", "Classification"}, {"ScannerChannel", "ScanChannel"}};
-
-std::string withoutAlias(const std::string& name) {
-    for (const auto& [alias, dimension] : Aliases)
-        if (sameName(name, alias)) return dimension;
-    return name;
-}
-
 } // namespace
 
 Survey::Survey(const std::string& path, const SurveyOptions& options)

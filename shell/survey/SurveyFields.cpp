@@ -2,6 +2,7 @@
 #include "survey/SurveyFields.hpp"
 
 #include "Fiber/FragmentBox.hpp"
+#include "NearestName.hpp"
 #include "survey/PointCodec.hpp"
 
 #include <algorithm>
@@ -64,37 +65,22 @@ private:
     Dimension dimension_;
 };
 
-/// Calls the function with the type that has this storage, as an argument of no meaning.
-template <class Function>
-auto withStored(Storage storage, Function function) {
-    switch (storage) {
-    case Storage::UInt8:
-        return function(std::uint8_t{});
-    case Storage::Int8:
-        return function(std::int8_t{});
-    case Storage::UInt16:
-        return function(std::uint16_t{});
-    case Storage::Int16:
-        return function(std::int16_t{});
-    case Storage::UInt32:
-        return function(std::uint32_t{});
-    case Storage::Int32:
-        return function(std::int32_t{});
-    case Storage::UInt64:
-        return function(std::uint64_t{});
-    case Storage::Int64:
-        return function(std::int64_t{});
-    case Storage::Float:
-        return function(float{});
-    case Storage::Double:
-        break;
-    }
-    return function(double{});
-}
-
 constexpr std::size_t Axes = 3; // X, Y and Z are the first dimensions
 
-/// The dimension as it is read: coordinates with the header's scale.
+bool readsAsDouble(const LasFile& las, std::size_t index) { return index < Axes || las.dimensions[index].scaled(); }
+
+/// Other names under which tools know dimensions.
+constexpr std::pair<const char*, const char*> Aliases[]{
+    {"Class", "Classification"}, {"Cls", "Classification"}, {"ScannerChannel", "ScanChannel"}};
+
+} // namespace
+
+std::string withoutAlias(const std::string& name) {
+    for (const auto& [alias, dimension] : Aliases)
+        if (sameName(name, alias)) return dimension;
+    return name;
+}
+
 Dimension asRead(const LasFile& las, std::size_t index) {
     Dimension dimension = las.dimensions[index];
     if (index < Axes) {
@@ -103,10 +89,6 @@ Dimension asRead(const LasFile& las, std::size_t index) {
     }
     return dimension;
 }
-
-bool readsAsDouble(const LasFile& las, std::size_t index) { return index < Axes || las.dimensions[index].scaled(); }
-
-} // namespace
 
 std::vector<SurveyField> fieldsOf(const LasFile& las) {
     std::vector<SurveyField> fields{{Fiber::PositionsName, "double[3]", SurveyField::None, false}};

@@ -24,6 +24,12 @@ struct SurveyField {
 /// Positions, then the dimensions in the order of the record. X, Y, Z and scaled extra bytes read as double.
 std::vector<SurveyField> fieldsOf(const LasFile& las);
 
+/// A dimension as it reads: coordinates with the header's scale and offset.
+Dimension asRead(const LasFile& las, std::size_t index);
+
+/// The dimension's own name for another that tools know it by.
+std::string withoutAlias(const std::string& name);
+
 /// Element type of a field's values.
 const std::type_info& elementTypeOf(const LasFile& las, const SurveyField& field);
 

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/LabelSet.hpp"
+#include "check/PointTally.hpp"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// One point of those that a finding is about.
+struct Example {
+    std::uint64_t index = 0; ///< in the file, from 0
+    std::array<double, 3> position{};
+    int value = 0; ///< its class
+};
+
+/// Something that is wrong, or may be: the text says "may" where it is a guess.
+struct Finding {
+    std::string name;               ///< of the rule
+    std::string text;               ///< whole sentences
+    std::uint64_t count = 0;        ///< points that it is about; 0: it is about none
+    std::optional<Example> example; ///< the first of them, where it is known which they are
+};
+
+struct LintReport {
+    std::vector<Finding> findings;
+    std::vector<std::string> notes; ///< what is as it may be, and worth knowing
+};
+
+/// What a rule is called in findings, and what it finds.
+struct RuleName {
+    const char* name;
+    const char* meaning;
+};
+std::vector<RuleName> lintRules();
+
+/// Checks a survey by all rules. `names`: what its Classification Lookup says, if it has one. Reads the points once,
+/// and a second time when there are both ground and noise. Takes the same memory for any number of points.
+LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const ReadProgress& progress);
+
+/// "1 point", "2 points".
+std::string pointsText(std::uint64_t count);
+
+/// A coordinate with the decimals that the header's scale gives it.
+std::string coordinateText(const LasHeader& header, std::size_t axis, double coordinate);
+
+} // namespace corvane

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Holdfast/Chunk.hpp"
+#include "las/LasFile.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+
+namespace corvane {
+
+/// Is told how far the work has come; stops it by throwing.
+using Watch = std::function<void(std::uint64_t done, std::uint64_t total)>;
+
+/// Records of two surveys that belong together: the n-th of the one and the n-th of the other.
+struct RecordPairs {
+    std::span<const std::byte> before, after;
+    std::size_t strideBefore = 0, strideAfter = 0; ///< bytes of a record
+    std::size_t count = 0;
+    std::uint64_t first = 0; ///< index of the first pair, counted in the survey that has fewer points
+};
+
+/// The records of a survey from the first to the last, a piece at a time.
+class RecordStream {
+public:
+    /// The survey must outlive the stream.
+    RecordStream(const LasFile& las, std::size_t pieceRecords);
+
+    /// Reads the next piece; false at the end.
+    bool next();
+
+    /// The piece at hand, valid until the next one.
+    std::span<const std::byte> records() const { return std::span(buffer_.values).first(count_ * stride()); }
+    std::size_t count() const { return count_; }
+    std::uint64_t first() const { return first_; } ///< index of its first record
+    std::uint64_t total() const { return las_.header.pointCount; }
+    std::size_t stride() const { return las_.header.recordLength; }
+
+private:
+    const LasFile& las_;
+    std::size_t pieceRecords_;
+    Holdfast::Chunk<std::byte> buffer_;
+    std::size_t count_ = 0;
+    std::uint64_t first_ = 0;
+};
+
+/// How many records of either survey make a piece that stays in the processor's cache.
+std::size_t pieceRecordsFor(const LasFile& before, const LasFile& after);
+
+} // namespace corvane

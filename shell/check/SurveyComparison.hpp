@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "check/FileComparison.hpp"
+#include "check/PointComparison.hpp"
+#include "check/PointMatching.hpp"
+
+namespace corvane {
+
+/// What differs between two surveys of the same points.
+struct SurveyComparison {
+    std::vector<HeaderDifference> header;
+    std::vector<PartDifference> parts;
+    std::vector<std::string> onlyBefore, onlyAfter; ///< dimensions
+
+    PointMatching matching; ///< what follows is empty unless it is comparable
+    std::vector<DimensionDifference> dimensions;
+    std::string field; ///< of the transitions
+    Transitions transitions;
+    std::vector<std::string> clearedFlags;
+
+    /// The names of all that differs, each once.
+    std::vector<std::string> differing() const;
+};
+
+/// Compares everything. Throws UsageError for a field whose transitions cannot be counted; what `watch` throws goes
+/// through.
+SurveyComparison compareSurveys(const LasFile& before, const LasFile& after, const std::string& field,
+                                const Watch& watch);
+
+/// The names that `differing` may give and that may be permitted. Points that cannot be compared one by one may not:
+/// nothing would be known of the rest.
+std::vector<std::string> permissibleNames(const LasFile& before, const LasFile& after);
+
+/// Sentences that name the usual culprits for which there is evidence.
+std::vector<std::string> culprits(const SurveyComparison& comparison);
+
+} // namespace corvane
