@@ -3,10 +3,13 @@
 
 namespace corvane::bench {
 
+void benchCount();
 void benchDecode();
+void benchHistogram();
 void benchOpen();
 void benchSave();
 void benchLasso();
 void benchMask();
+void benchStatistics();
 
 } // namespace corvane::bench

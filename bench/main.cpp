@@ -16,11 +16,11 @@ struct Path {
     void (*run)();
 };
 
-constexpr Path Paths[] = {{"decode", corvane::bench::benchDecode},
-                          {"lasso", corvane::bench::benchLasso},
-                          {"mask", corvane::bench::benchMask},
-                          {"open", corvane::bench::benchOpen},
-                          {"save", corvane::bench::benchSave}};
+constexpr Path Paths[] = {
+    {"count", corvane::bench::benchCount},         {"decode", corvane::bench::benchDecode},
+    {"histogram", corvane::bench::benchHistogram}, {"lasso", corvane::bench::benchLasso},
+    {"mask", corvane::bench::benchMask},           {"open", corvane::bench::benchOpen},
+    {"save", corvane::bench::benchSave},           {"statistics", corvane::bench::benchStatistics}};
 
 } // namespace
 
@@ -38,6 +38,8 @@ int main(int count, char** arguments) {
         return 1;
     }
     if (any) return 0;
-    fmt::print(stderr, "usage: corvane_bench [decode] [lasso] [mask] [open] [save]; without a name, all of them.\n");
+    std::string names;
+    for (const Path& path : Paths) names += fmt::format(" [{}]", path.name);
+    fmt::print(stderr, "usage: corvane_bench{}; without a name, all of them.\n", names);
     return 2;
 }
