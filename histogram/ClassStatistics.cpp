@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "histogram/ClassStatistics.hpp"
 
-#include "histogram/CountValues.hpp"
-
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 
 namespace Fiber {
@@ -19,21 +18,61 @@ bool uniform(const T* values) {
     return std::memcmp(values, values + 1, (Group - 1) * sizeof(T)) == 0;
 }
 
+/// The mask entries of a group: none set, all set, or both kinds.
+enum class Entries { None, All, Some };
+Entries entriesOf(const std::uint8_t* mask) {
+    constexpr std::uint64_t ones = 0x0101010101010101, tops = 0x8080808080808080;
+    std::uint64_t word;
+    std::memcpy(&word, mask, sizeof word);
+    if (word == 0) return Entries::None;
+    return ((word - ones) & ~word & tops) == 0 ? Entries::All : Entries::Some; // no byte is zero
+}
+
+// The numbers of a quantity. The loops are made for each of them, so that nothing is decided point by point.
+
+struct NoNumbers {
+    static constexpr bool Any = false;
+    double operator()(std::size_t) const { return 0; }
+};
+
+template <std::size_t Stride>
+struct NumbersApart {
+    static constexpr bool Any = true;
+    const double* first;
+    double operator()(std::size_t i) const { return first[i * Stride]; }
+};
+
+struct AnyNumbers {
+    static constexpr bool Any = true;
+    Quantity quantity;
+    double operator()(std::size_t i) const { return quantity[i]; }
+};
+
+/// Calls the function with the quantity's numbers.
+template <class Function>
+void withNumbers(Quantity quantity, Function function) {
+    if (!quantity) return function(NoNumbers{});
+    if (quantity.stride == 1) return function(NumbersApart<1>{quantity.first});
+    if (quantity.stride == 3) return function(NumbersApart<3>{quantity.first}); // a coordinate of positions
+    function(AnyNumbers{quantity});
+}
+
+/// What the numbers of a group come to, two by two rather than one after the other.
+template <class Numbers, class Combine>
+double combined(Numbers numbers, std::size_t first, Combine combine) {
+    std::array<double, Group> all;
+    for (std::size_t j = 0; j < Group; ++j) all[j] = numbers(first + j);
+    for (std::size_t half = Group / 2; half > 0; half /= 2)
+        for (std::size_t j = 0; j < half; ++j) all[j] = combine(all[j + half], all[j]);
+    return all[0];
+}
+
 } // namespace
 
 template <class T>
-void ClassStatistics<T>::Bin::add(double value) {
-    minimum = value < minimum ? value : minimum;
-    maximum = value > maximum ? value : maximum;
-    sum += value;
-}
-
-template <class T>
-void ClassStatistics<T>::Bin::merge(const Bin& other) {
-    count += other.count;
-    minimum = std::min(minimum, other.minimum);
-    maximum = std::max(maximum, other.maximum);
-    sum += other.sum;
+void ClassStatistics<T>::Bin::merge(const Pair& otherExtremes, const Pair& otherSums) {
+    extremes = otherExtremes < extremes ? otherExtremes : extremes;
+    sums += otherSums;
 }
 
 template <class T>
@@ -50,117 +89,127 @@ template <class T>
 void ClassStatistics<T>::add(std::span<const T> values, MaskedPoints points, Quantity quantity) {
     std::size_t unselected = 0;
     for (const std::uint8_t entry : points.mask) unselected += entry == 0;
-    const std::size_t selected = points.mask.size() - unselected;
-    if (selected > 0) addShared(values, points, selected, points.mask.size(), quantity);
+    addShared(values, points, points.mask.size() - unselected, points.mask.size(), quantity);
 }
 
 template <class T>
 template <class Points>
 void ClassStatistics<T>::addShared(std::span<const T> values, Points points, std::size_t selected, std::size_t size,
                                    Quantity quantity) {
-    if (selected <= SerialLimit<T>) return addPart(values, points, 0, size, quantity);
-    countInTeam<ClassStatistics<T>>(
-        size,
-        [&](ClassStatistics<T>& own, std::size_t begin, std::size_t end) {
-            own.addPart(values, points, begin, end, quantity);
-        },
-        [this](const ClassStatistics<T>& own) { merge(own); });
+    withNumbers(quantity, [&](auto numbers) {
+        if (selected <= SerialLimit<T>) return addPart(values.data(), points, 0, size, numbers);
+        countInTeam<ClassStatistics<T>>(
+            size,
+            [&](ClassStatistics<T>& own, std::size_t begin, std::size_t end) {
+                own.addPart(values.data(), points, begin, end, numbers);
+            },
+            [this](const ClassStatistics<T>& own) { merge(own); });
+    });
 }
 
 template <class T>
-void ClassStatistics<T>::addPart(std::span<const T> values, AllPoints, std::size_t begin, std::size_t end,
-                                 Quantity quantity) {
-    std::size_t i = begin;
-    for (; i + Group <= end; i += Group) addGroup(values.data(), i, quantity);
-    for (; i < end; ++i) {
-        Bin& own = bin(values[i], i);
-        ++own.count;
-        if (quantity) own.add(quantity[i]);
+template <class Numbers>
+void ClassStatistics<T>::addPart(const T* values, AllPoints, std::size_t begin, std::size_t end, Numbers numbers) {
+    for (; end - begin >= Group; begin += Group) addNeighbours(values, begin, numbers);
+    for (; begin < end; ++begin) addPoint(values[begin], begin, numbers, begin);
+}
+
+template <class T>
+template <class Numbers>
+void ClassStatistics<T>::addPart(const T* values, IndexedPoints points, std::size_t begin, std::size_t end,
+                                 Numbers numbers) {
+    const auto& indices = points.indices;
+    for (; end - begin >= Group; begin += Group) {
+        const bool neighbours = indices[begin + Group - 1] - indices[begin] == Group - 1; // since they ascend
+        if (neighbours)
+            addNeighbours(values, indices[begin], numbers);
+        else
+            addScattered(values, indices.subspan(begin, Group), numbers);
     }
+    addScattered(values, indices.subspan(begin, end - begin), numbers);
 }
 
+/// What is selected here and there cannot be predicted: its indices are gathered without a branch.
 template <class T>
-void ClassStatistics<T>::addPart(std::span<const T> values, IndexedPoints points, std::size_t begin, std::size_t end,
-                                 Quantity quantity) {
-    addIndices(values, points.indices.subspan(begin, end - begin), quantity);
-}
-
-/// Indices are compacted without a branch, a block at a time: what is selected here and there is not predictable.
-template <class T>
-void ClassStatistics<T>::addPart(std::span<const T> values, MaskedPoints points, std::size_t begin, std::size_t end,
-                                 Quantity quantity) {
-    constexpr std::size_t block = 1024;
-    std::array<std::uint32_t, block + 1> indices;
-    for (; begin < end; begin += std::min(block, end - begin)) {
-        const std::size_t blockEnd = begin + std::min(block, end - begin);
-        std::size_t selected = 0;
-        for (std::size_t i = begin; i < blockEnd; ++i) {
-            indices[selected] = static_cast<std::uint32_t>(i);
-            selected += points.mask[i] != 0;
+template <class Numbers>
+void ClassStatistics<T>::addPart(const T* values, MaskedPoints points, std::size_t begin, std::size_t end,
+                                 Numbers numbers) {
+    constexpr std::size_t most = 512;
+    std::array<std::uint32_t, most + Group> gathered;
+    std::size_t count = 0;
+    const auto gather = [&](std::size_t first, std::size_t n) {
+        for (std::size_t i = first; i < first + n; ++i) {
+            gathered[count] = static_cast<std::uint32_t>(i);
+            count += points.mask[i] != 0;
         }
-        addIndices(values, std::span(indices).first(selected), quantity);
+        if (count < most) return;
+        addScattered(values, std::span(gathered).first(count), numbers);
+        count = 0;
+    };
+    for (; end - begin >= Group; begin += Group) {
+        const Entries entries = entriesOf(&points.mask[begin]);
+        if (entries == Entries::All) addNeighbours(values, begin, numbers);
+        if (entries == Entries::Some) gather(begin, Group);
     }
+    gather(begin, end - begin);
+    addScattered(values, std::span(gathered).first(count), numbers);
 }
 
 template <class T>
-void ClassStatistics<T>::addIndices(std::span<const T> values, std::span<const std::uint32_t> indices,
-                                    Quantity quantity) {
-    std::size_t k = 0;
-    for (; k + Group <= indices.size(); k += Group) {
-        if (indices[k + Group - 1] - indices[k] == Group - 1) { // ascending, so they are neighbours
-            addGroup(values.data(), indices[k], quantity);
-            continue;
-        }
-        for (std::size_t j = 0; j < Group; ++j) {
-            const std::uint32_t i = indices[k + j];
-            Bin& own = bin(values[i], j);
-            ++own.count;
-            if (quantity) own.add(quantity[i]);
-        }
-    }
-    for (; k < indices.size(); ++k) {
-        Bin& own = bin(values[indices[k]], k);
-        ++own.count;
-        if (quantity) own.add(quantity[indices[k]]);
-    }
+template <class Numbers>
+inline void ClassStatistics<T>::addPoint(T value, std::size_t lane, Numbers numbers, std::size_t i) {
+    Bin& own = bin(value, lane);
+    const double number = numbers(i);
+    if constexpr (Numbers::Any)
+        own.merge(Pair{number, -number}, Pair{number, 1});
+    else
+        own.sums[1] += 1;
 }
 
-/// Neighbours from `first` on.
 template <class T>
-void ClassStatistics<T>::addGroup(const T* values, std::size_t first, Quantity quantity) {
-    if (!uniform(values + first)) {
-        for (std::size_t j = 0; j < Group; ++j) {
-            Bin& own = bin(values[first + j], j);
-            ++own.count;
-            if (quantity) own.add(quantity[first + j]);
+template <class Numbers>
+void ClassStatistics<T>::addScattered(const T* values, std::span<const std::uint32_t> indices, Numbers numbers) {
+    for (std::size_t k = 0; k < indices.size(); ++k) addPoint(values[indices[k]], k, numbers, indices[k]);
+}
+
+/// A group of points in a row. Where a number is none, each is looked at by itself: it must not hide the others.
+template <class T>
+template <class Numbers>
+inline void ClassStatistics<T>::addNeighbours(const T* values, std::size_t first, Numbers numbers) {
+    if (uniform(values + first)) {
+        const double sum = combined(numbers, first, [](double a, double b) { return a + b; });
+        if (!std::isnan(sum)) {
+            const double minimum = combined(numbers, first, [](double a, double b) { return a < b ? a : b; });
+            const double maximum = combined(numbers, first, [](double a, double b) { return a > b ? a : b; });
+            Bin& own = bin(values[first], 0);
+            if constexpr (Numbers::Any)
+                own.merge(Pair{minimum, -maximum}, Pair{sum, Group});
+            else
+                own.sums[1] += Group;
+            return;
         }
-        return;
     }
-    Bin& own = bin(values[first], 0);
-    own.count += Group;
-    if (!quantity) return;
-    Bin group;
-    for (std::size_t j = 0; j < Group; ++j) group.add(quantity[first + j]);
-    own.merge(group);
+    for (std::size_t j = 0; j < Group; ++j) addPoint(values[first + j], j, numbers, first + j);
 }
 
 template <class T>
 void ClassStatistics<T>::merge(const ClassStatistics& other) {
-    for (std::size_t i = 0; i < bins_.size(); ++i) bins_[i].merge(other.bins_[i]);
+    for (std::size_t i = 0; i < bins_.size(); ++i) bins_[i].merge(other.bins_[i].extremes, other.bins_[i].sums);
 }
 
 template <class T>
 auto ClassStatistics<T>::result(const std::string& quantityName) const -> typename FieldHistogram<T>::Ptr {
     const auto histogram = Holdfast::create<FieldHistogram<T>>();
     std::vector<Bin> merged(BinsOf<T>);
-    for (std::size_t i = 0; i < bins_.size(); ++i) merged[i / Lanes].merge(bins_[i]);
-    for (std::size_t i = 0; i < merged.size(); ++i) histogram->counts->values[i] = merged[i].count;
+    for (std::size_t i = 0; i < bins_.size(); ++i) merged[i / Lanes].merge(bins_[i].extremes, bins_[i].sums);
+    for (std::size_t i = 0; i < merged.size(); ++i)
+        histogram->counts->values[i] = static_cast<std::uint64_t>(merged[i].sums[1]);
     if (quantityName.empty()) return histogram;
     histogram->secondary = quantityName;
     for (const Bin& bin : merged) {
-        histogram->minimum.push_back(bin.minimum);
-        histogram->maximum.push_back(bin.maximum);
-        histogram->sum.push_back(bin.sum);
+        histogram->minimum.push_back(bin.extremes[0]);
+        histogram->maximum.push_back(-bin.extremes[1]);
+        histogram->sum.push_back(bin.sums[0]);
     }
     return histogram;
 }

@@ -51,24 +51,30 @@ public:
     typename FieldHistogram<T>::Ptr result(const std::string& quantityName) const;
 
 private:
-    struct Bin {
-        std::uint64_t count = 0;
-        double minimum = std::numeric_limits<double>::max();
-        double maximum = std::numeric_limits<double>::lowest();
-        double sum = 0;
+    using Pair = double __attribute__((vector_size(2 * sizeof(double))));
 
-        void add(double value);
-        void merge(const Bin& other);
+    /// Two instructions update all four numbers.
+    struct Bin {
+        Pair extremes{std::numeric_limits<double>::max(), std::numeric_limits<double>::max()}; ///< minimum, -maximum
+        Pair sums{0, 0}; ///< of the quantity, and the number of points, which is exact up to 2^53
+
+        void merge(const Pair& otherExtremes, const Pair& otherSums);
     };
 
     template <class Points>
     void addShared(std::span<const T> values, Points points, std::size_t selected, std::size_t size, Quantity quantity);
-    void addPart(std::span<const T> values, AllPoints, std::size_t begin, std::size_t end, Quantity quantity);
-    void addPart(std::span<const T> values, IndexedPoints points, std::size_t begin, std::size_t end,
-                 Quantity quantity);
-    void addPart(std::span<const T> values, MaskedPoints points, std::size_t begin, std::size_t end, Quantity quantity);
-    void addIndices(std::span<const T> values, std::span<const std::uint32_t> indices, Quantity quantity);
-    void addGroup(const T* values, std::size_t first, Quantity quantity);
+    template <class Numbers>
+    void addPart(const T* values, AllPoints, std::size_t begin, std::size_t end, Numbers numbers);
+    template <class Numbers>
+    void addPart(const T* values, IndexedPoints points, std::size_t begin, std::size_t end, Numbers numbers);
+    template <class Numbers>
+    void addPart(const T* values, MaskedPoints points, std::size_t begin, std::size_t end, Numbers numbers);
+    template <class Numbers>
+    void addPoint(T value, std::size_t lane, Numbers numbers, std::size_t i);
+    template <class Numbers>
+    void addNeighbours(const T* values, std::size_t first, Numbers numbers);
+    template <class Numbers>
+    void addScattered(const T* values, std::span<const std::uint32_t> indices, Numbers numbers);
     void merge(const ClassStatistics& other);
 
     /// Neighbours of one class are added to bins side by side, so that they do not wait for each other.

@@ -36,21 +36,31 @@ bool uniform(Word word) {
     return word == std::rotl(word, 8 * sizeof(T));
 }
 
-/// Calls `count(words)` for groups of four words, and `countOne` for each of the elements that are left.
-template <class T, class CountGroup, class CountOne>
-void forGroups(std::span<const T> values, CountGroup countGroup, CountOne countOne) {
-    constexpr std::size_t group = 4 * PerWord<T>;
-    const T* next = values.data();
-    const T* const end = next + values.size();
-    for (; static_cast<std::size_t>(end - next) >= group; next += group)
-        countGroup(std::array{wordAt(next), wordAt(next + PerWord<T>), wordAt(next + 2 * PerWord<T>),
-                              wordAt(next + 3 * PerWord<T>)});
-    for (; next != end; ++next) countOne(*next);
-}
+/// Words that are looked at together.
+constexpr std::size_t Group = 4;
 
 template <class T>
-bool allUniform(const std::array<Word, 4>& words) {
-    return uniform<T>(words[0]) && words[0] == words[1] && words[0] == words[2] && words[0] == words[3];
+bool uniformGroup(const T* values) {
+    const Word first = wordAt(values);
+    bool equal = uniform<T>(first);
+    for (std::size_t i = 1; i < Group; ++i) equal = equal && wordAt(values + i * PerWord<T>) == first;
+    return equal;
+}
+
+/// Calls `countEqual(value, n)` for stretches of equal values, and `countWord(values)` for words of different ones.
+template <class T, class CountEqual, class CountWord>
+void forStretches(std::span<const T> values, CountEqual countEqual, CountWord countWord) {
+    const T* next = values.data();
+    const T* const end = next + values.size();
+    for (; end - next >= std::ptrdiff_t(Group * PerWord<T>); next += Group * PerWord<T>) {
+        if (uniformGroup(next)) {
+            countEqual(*next, Group * PerWord<T>);
+            continue;
+        }
+        for (const T* word = next; word != next + Group * PerWord<T>; word += PerWord<T>)
+            uniform<T>(wordAt(word)) ? countEqual(*word, PerWord<T>) : countWord(word);
+    }
+    for (; next != end; ++next) countEqual(*next, 1);
 }
 
 /// Counters of bytes, one table for each byte of a word. The padding keeps counters of one value in different tables
@@ -58,16 +68,11 @@ bool allUniform(const std::array<Word, 4>& words) {
 class ByteTables {
 public:
     void count(std::span<const unsigned char> values) {
-        forGroups(
-            values,
-            [this](const std::array<Word, 4>& words) {
-                if (allUniform<unsigned char>(words)) {
-                    tables_[0][words[0] & 0xff] += 32;
-                    return;
-                }
-                for (const Word word : words) countWord(word);
-            },
-            [this](unsigned char value) { ++tables_[0][value]; });
+        forStretches(
+            values, [this](unsigned char value, std::uint32_t n) { tables_[0][value] += n; },
+            [this](const unsigned char* word) {
+                for (std::size_t i = 0; i < tables_.size(); ++i) ++tables_[i][word[i]];
+            });
     }
 
     void flushTo(Counts counts) {
@@ -77,34 +82,21 @@ public:
     }
 
 private:
-    void countWord(Word word) {
-        if (uniform<unsigned char>(word)) {
-            tables_[0][word & 0xff] += 8;
-            return;
-        }
-        for (std::size_t i = 0; i < tables_.size(); ++i) ++tables_[i][word >> (8 * i) & 0xff];
-    }
-
     static constexpr std::size_t Padding = 16;
     using Table = std::array<std::uint32_t, BinsOf<unsigned char> + Padding>;
     std::array<Table, PerWord<unsigned char>> tables_{};
 };
 
-/// Counters of words of 16 bits, `Lanes` side by side for each value.
-template <std::size_t Lanes>
-class WordTable {
+/// Counters of words of 16 bits among which one is frequent: four side by side for each value.
+class SharedWordTable {
 public:
     void count(std::span<const unsigned short> values) {
-        forGroups(
-            values,
-            [this](const std::array<Word, 4>& words) {
-                if (allUniform<unsigned short>(words)) {
-                    counter(words[0], 0) += 16;
-                    return;
-                }
-                for (const Word word : words) countWord(word);
-            },
-            [this](unsigned short value) { ++counter(value, 0); });
+        std::uint32_t* const table = table_.data();
+        forStretches(
+            values, [table](unsigned short value, std::uint32_t n) { table[value * Lanes] += n; },
+            [table](const unsigned short* word) {
+                for (std::size_t i = 0; i < Lanes; ++i) ++table[word[i] * Lanes + i];
+            });
     }
 
     void flushTo(Counts counts) {
@@ -113,17 +105,25 @@ public:
     }
 
 private:
-    std::uint32_t& counter(Word value, std::size_t lane) { return table_[(value & 0xffff) * Lanes + lane]; }
+    static constexpr std::size_t Lanes = PerWord<unsigned short>;
+    std::vector<std::uint32_t> table_ = std::vector<std::uint32_t>(BinsOf<unsigned short> * Lanes);
+};
 
-    void countWord(Word word) {
-        if (uniform<unsigned short>(word)) {
-            counter(word, 0) += 4;
-            return;
-        }
-        for (std::size_t i = 0; i < 4; ++i) ++counter(word >> (16 * i), i % Lanes);
+/// Counters of words of 16 bits that rarely repeat: one for each value, as small as can be, for the cache.
+class WordTable {
+public:
+    void count(std::span<const unsigned short> values) {
+        std::uint32_t* const table = table_.data();
+        for (const unsigned short value : values) ++table[value];
     }
 
-    std::vector<std::uint32_t> table_ = std::vector<std::uint32_t>(BinsOf<unsigned short> * Lanes);
+    void flushTo(Counts counts) {
+        for (std::size_t i = 0; i < table_.size(); ++i) counts[i] += table_[i];
+        table_.assign(table_.size(), 0);
+    }
+
+private:
+    std::vector<std::uint32_t> table_ = std::vector<std::uint32_t>(BinsOf<unsigned short>);
 };
 
 template <class Tables, class T>
@@ -162,9 +162,9 @@ void countValues(std::span<const unsigned short> values, Counts counts) {
     if (values.size() < worthTables) {
         for (const unsigned short value : values) ++counts[value];
     } else if (hasDominantValue(values)) {
-        countWith<WordTable<4>>(values, counts);
+        countWith<SharedWordTable>(values, counts);
     } else {
-        countWith<WordTable<1>>(values, counts);
+        countWith<WordTable>(values, counts);
     }
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Fiber/FragmentBox.hpp"
 
-#include <cmath>
+#include <algorithm>
+#include <array>
 #include <limits>
 
 namespace Fiber {
@@ -45,17 +46,33 @@ BoundingBox getFragmentBBox(const Field& positions, const StrongPtr<FragmentID>&
 }
 
 BoundingBox boundingBox(std::span<const Point> points) {
-    BoundingBox box;
-    double sum = 0; // of zeros, unless there is a coordinate that is not finite
-    for (const Point& p : points) {
-        for (int i = 0; i < 3; ++i) {
-            box.minimum[i] = p[i] < box.minimum[i] ? p[i] : box.minimum[i];
-            box.maximum[i] = p[i] > box.maximum[i] ? p[i] : box.maximum[i];
-            sum += p[i] * 0;
+    // Several points at a time, each with extremes of its own, so that comparisons do not wait for each other.
+    constexpr std::size_t together = 4, coordinates = 3 * together;
+    constexpr double Infinite = std::numeric_limits<double>::infinity();
+    std::array<double, coordinates> low, high;
+    low.fill(Infinite);
+    high.fill(-Infinite);
+    std::array<double, coordinates> zero{}; // unless one is added that is not finite
+    std::size_t first = 0;
+    for (; first + together <= points.size(); first += together) {
+        const double* values = &points[first].x; // the coordinates of all of them
+        for (std::size_t i = 0; i < coordinates; ++i) {
+            low[i] = values[i] < low[i] ? values[i] : low[i];
+            high[i] = values[i] > high[i] ? values[i] : high[i];
+            zero[i] += values[i] * 0;
         }
     }
-    constexpr double Infinite = std::numeric_limits<double>::infinity();
-    return std::isfinite(sum) ? box : BoundingBox(Point(-Infinite), Point(Infinite));
+    BoundingBox box;
+    bool known = std::ranges::all_of(zero, [](double sum) { return sum == 0; });
+    for (std::size_t i = 0; i < coordinates; i += 3) {
+        box.minimum = glm::min(box.minimum, Point(low[i], low[i + 1], low[i + 2]));
+        box.maximum = glm::max(box.maximum, Point(high[i], high[i + 1], high[i + 2]));
+    }
+    for (const Point& p : points.subspan(first)) {
+        known = known && p * 0.0 == Point(0);
+        box.include(p);
+    }
+    return known ? box : BoundingBox(Point(-Infinite), Point(Infinite));
 }
 
 } // namespace Fiber

@@ -24,7 +24,7 @@ using BoxTrait = Kesh::VValueTrait<Kesh::BoxPtr>;
 using Point = Sextant::PhysicalSpace::point;
 
 /// Bytes. One pass over the points has no use for more, and memory that is used again is faster than fresh memory.
-constexpr std::size_t OnePassMemory = std::size_t{64} << 20;
+constexpr std::size_t OnePassMemory = std::size_t{16} << 20;
 
 struct Arguments {
     std::string survey, field = "Classification", box, mask, secondary, labels, plot;
