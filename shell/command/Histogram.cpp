@@ -8,6 +8,7 @@
 #include "command/Output.hpp"
 #include "network/Objects.hpp"
 #include "network/Strokes.hpp"
+#include "plot/HistogramPlot.hpp"
 #include "polygon/Polygons.hpp"
 #include "survey/BrushedPoints.hpp"
 #include "survey/LabelFile.hpp"
@@ -15,6 +16,7 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <numeric>
 
 namespace corvane {
@@ -40,6 +42,9 @@ void checkCall(const Arguments& arguments) {
     } catch (const std::invalid_argument& problem) {
         throw UsageError(fmt::format("--box: {}.", problem.what()));
     }
+    if (arguments.plot.empty()) return;
+    checkCanPlot(arguments.plot);
+    checkMayWrite(arguments.plot, arguments.overwrite);
 }
 
 /// Heights are taken from the positions.
@@ -70,6 +75,20 @@ Kesh::LabelSet labelsFor(const Survey& survey, const Arguments& arguments) {
     if (survey.labels())
         for (const auto& [value, label] : *survey.labels()) labels[value] = label;
     return labels;
+}
+
+std::string fileName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+
+/// What was counted, for the picture.
+std::string regionText(const Arguments& arguments) {
+    if (!arguments.box.empty()) return "in the box " + arguments.box;
+    if (!arguments.mask.empty()) return fmt::format("where {} is not zero", arguments.mask);
+    if (arguments.within.empty()) return "whole survey";
+    std::vector<std::string> polygons;
+    std::error_code error; // a polygon is longer than a name can be
+    for (const std::string& within : arguments.within)
+        polygons.push_back(std::filesystem::exists(within, error) ? fileName(within) : "a polygon");
+    return fmt::format("inside {}", fmt::join(polygons, " or "));
 }
 
 /// A survey with one object that counts.
@@ -191,6 +210,9 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const Kesh::VHistogram histogram = counting.histogram();
     json ? printJson(histogramAsJson(histogram, labels)) : fmt::print("{}\n", counting.report());
     if (interrupted()) throw Failure(fmt::format("{}: counting was interrupted.", arguments.survey));
+    if (arguments.plot.empty()) return;
+    const std::string field = survey->findField(arguments.field).name;
+    plotHistogram(histogram, labels, {fileName(arguments.survey), field, regionText(arguments)}, arguments.plot);
 }
 
 void addOptions(CLI::App& command, Arguments& a) {
@@ -209,8 +231,8 @@ void addOptions(CLI::App& command, Arguments& a) {
                        "Z or another field: its minimum, maximum and mean among the points of each value");
     command.add_option("--labels", a.labels,
                        "Label set (JSON); otherwise the survey's own labels and the standard names");
-    command.add_option("--plot", a.plot, "Draw a bar chart into this file, .svg or .png");
-    command.add_flag("--overwrite", a.overwrite, "Replace the picture if it exists");
+    CLI::Option* plot = command.add_option("--plot", a.plot, "Draw a bar chart into this file, .svg or .png");
+    command.add_flag("--overwrite", a.overwrite, "Replace the picture if it exists")->needs(plot);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "Failure.hpp"
 #include "VInitialization.hpp"
+#include "plugin/FindLibrary.hpp"
 
 #include <cstdlib>
 #include <dlfcn.h>
@@ -14,7 +15,6 @@ namespace {
 
 /// The entry's name holds the date of the interface, so that plug-ins for another shell are not found.
 constexpr char EntryPrefix[] = "CORV_API_2026_SEP_07__";
-constexpr char PluginFile[] = "CorvanePrivateFieldEditors.so";
 using Entry = bool (*)(VInitialization*);
 
 } // namespace
@@ -40,15 +40,7 @@ Plugin::Plugin(const std::string& path) {
 Plugin::~Plugin() { dlclose(library_); }
 
 std::string findPlugin() {
-    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    std::vector<std::string> places;
-    for (const char* relative : {"", "../plugins", INSTALLED_PLUGINS}) {
-        const auto place = (folder / relative / PluginFile).lexically_normal();
-        if (std::filesystem::exists(place)) return place.string();
-        places.push_back(place.string());
-    }
-    throw Failure(
-        fmt::format("The plug-in was not found; looked for {}. Name it with --plugin.", fmt::join(places, ", ")));
+    return findLibrary("CorvanePrivateFieldEditors.so", INSTALLED_PLUGINS, "The plug-in", "Name it with --plugin.");
 }
 
 } // namespace corvane

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "plot/HistogramPlot.hpp"
+
+#include "Failure.hpp"
+#include "las/OutputFile.hpp"
+#include "plot/BarChart.hpp"
+#include "plugin/FindLibrary.hpp"
+#include "survey/StandardLabels.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <dlfcn.h>
+#include <filesystem>
+#include <numeric>
+#include <span>
+
+namespace corvane {
+namespace {
+
+using Kesh::VHistogram;
+
+constexpr std::size_t ShownValues = 40;
+
+std::string withThousands(std::uint64_t number) {
+    std::string text;
+    for (; number >= 1000; number /= 1000) text = fmt::format(",{:03}", number % 1000) + text;
+    return std::to_string(number) + text;
+}
+
+std::string plural(std::uint64_t number, const std::string& noun, const std::string& ending) {
+    return withThousands(number) + " " + noun + (number == 1 ? "" : ending);
+}
+
+/// Never "0 %" of something nor "100 %" of less than all.
+std::string share(std::uint64_t part, std::uint64_t whole) {
+    if (part == whole) return "100 %";
+    const double percent = 100 * double(part) / double(whole);
+    if (percent < 0.01) return "< 0.01 %";
+    if (percent > 99.9) return "> 99.9 %";
+    return fmt::format("{:.{}f} %", percent, percent < 1 ? 2 : 1);
+}
+
+/// Whether any of the points with this value has a second quantity.
+bool hasSummary(const VHistogram& histogram, std::size_t i) {
+    return histogram.hasStatistics() && histogram.minimum[i] <= histogram.maximum[i];
+}
+
+/// Writes the second quantity of all values with equally many decimals: four digits of its range.
+class Summaries {
+public:
+    explicit Summaries(const VHistogram& histogram) : histogram_(histogram) {
+        double low = HUGE_VAL, high = -HUGE_VAL;
+        for (std::size_t i = 0; i < histogram.size(); ++i) {
+            if (!hasSummary(histogram, i)) continue;
+            low = std::min(low, histogram.minimum[i]);
+            high = std::max(high, histogram.maximum[i]);
+            whole_ = whole_ && isWhole(histogram.minimum[i]) && isWhole(histogram.maximum[i]);
+        }
+        if (high > low) decimals_ = static_cast<int>(std::clamp(3 - std::floor(std::log10(high - low)), 0.0, 9.0));
+    }
+
+    std::string of(std::size_t i) const {
+        if (!hasSummary(histogram_, i)) return {};
+        const int decimals = whole_ ? 0 : decimals_;
+        return fmt::format("{:.{}f} .. {:.{}f}, mean {:.{}f}", histogram_.minimum[i], decimals, histogram_.maximum[i],
+                           decimals, histogram_.mean(i), decimals_);
+    }
+
+private:
+    static bool isWhole(double number) { return number == std::floor(number); }
+
+    const VHistogram& histogram_;
+    bool whole_ = true;
+    int decimals_ = 2;
+};
+
+/// Indices of the most frequent values, in the order of the values.
+std::vector<std::size_t> shownValues(const VHistogram& histogram) {
+    std::vector<std::size_t> shown(histogram.size());
+    std::iota(shown.begin(), shown.end(), 0);
+    if (shown.size() <= ShownValues) return shown;
+    std::ranges::stable_sort(shown, std::greater(), [&](std::size_t i) { return histogram.counts[i]; });
+    shown.resize(ShownValues);
+    std::ranges::sort(shown);
+    return shown;
+}
+
+Bar barOf(const VHistogram& histogram, std::size_t i, std::uint64_t total, const Kesh::LabelSet& labels) {
+    const int value = static_cast<int>(histogram.value(i));
+    const Kesh::Label* label = labels.find(value);
+    Bar bar{.label = std::to_string(value), .length = histogram.counts[i], .text = {}, .note = {}, .colour = {}};
+    if (label && !label->name.empty()) bar.label += " " + label->name;
+    if (label) bar.colour = label->colour;
+    if (bar.colour == Sextant::rgba_float_t()) bar.colour = classColour(value); // nobody chose one
+    bar.text = fmt::format("{} ({})", withThousands(bar.length), share(bar.length, total));
+    return bar;
+}
+
+std::string footnoteAbout(const VHistogram& histogram, const std::vector<std::size_t>& shown, std::uint64_t total) {
+    std::uint64_t rest = total;
+    for (const std::size_t i : shown) rest -= histogram.counts[i];
+    return fmt::format("Only the {} most frequent of {} values are shown. The others have {} ({}).", shown.size(),
+                       withThousands(histogram.size()), plural(rest, "point", "s"), share(rest, total));
+}
+
+std::string warningAbout(const VHistogram& histogram) {
+    if (!histogram.isConsistent()) return "Nothing was counted.";
+    return histogram.complete ? "" : "Incomplete: not all points could be counted.";
+}
+
+BarChart chartOf(const VHistogram& histogram, const Kesh::LabelSet& labels, const PlotTexts& texts) {
+    const bool classes = texts.field == "Classification";
+    const std::uint64_t total = histogram.total();
+    BarChart chart;
+    chart.title = texts.survey;
+    chart.subtitles = {fmt::format("Points per {}, {}", classes ? "class" : "value of " + texts.field, texts.region),
+                       plural(total, "point", "s")};
+    if (total > 0)
+        chart.subtitles.back() +=
+            " in " + (classes ? plural(histogram.size(), "class", "es") : plural(histogram.size(), "value", "s"));
+    if (total > 0 && histogram.hasStatistics())
+        chart.subtitles.push_back(fmt::format("In grey: minimum .. maximum and mean of {}", histogram.secondaryName));
+    chart.warning = warningAbout(histogram);
+    const Summaries summaries(histogram);
+    const std::vector<std::size_t> shown = shownValues(histogram);
+    for (const std::size_t i : shown) {
+        chart.bars.push_back(barOf(histogram, i, total, labels));
+        chart.bars.back().note = summaries.of(i);
+    }
+    if (shown.size() < histogram.size()) chart.footnote = footnoteAbout(histogram, shown, total);
+    return chart;
+}
+
+PictureFormat formatOf(const std::string& path) {
+    std::string ending = std::filesystem::path(path).extension();
+    for (char& c : ending) c = 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    if (ending == ".svg") return PictureFormat::Svg;
+    if (ending == ".png") return PictureFormat::Png;
+    throw UsageError(fmt::format("{}: pictures are drawn as SVG or PNG; give the file the ending .svg or .png.", path));
+}
+
+std::string findDrawingLibrary() {
+    return findLibrary("CorvanePlot.so", INSTALLED_LIBRARIES, "The library that draws pictures",
+                       "Build or install all of Corvane, or leave out the picture.");
+}
+
+/// The library stays loaded: what it stands on cannot be unloaded.
+DrawFunction* loadDrawFunction() {
+    const std::string path = findDrawingLibrary();
+    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!library) throw Failure(fmt::format("{}: cannot be loaded, so no picture can be drawn: {}.", path, dlerror()));
+    if (void* entry = dlsym(library, DrawEntry)) return reinterpret_cast<DrawFunction*>(entry);
+    throw Failure(
+        fmt::format("{}: belongs to another version of this program, since it has no \"{}\"; build both together.",
+                    path, DrawEntry));
+}
+
+} // namespace
+
+void checkCanPlot(const std::string& path) {
+    formatOf(path);
+    findDrawingLibrary();
+}
+
+void plotHistogram(const VHistogram& histogram, const Kesh::LabelSet& labels, const PlotTexts& texts,
+                   const std::string& path) {
+    std::string picture;
+    loadDrawFunction()(chartOf(histogram, labels, texts), formatOf(path), picture);
+    OutputFile file(path);
+    file.write(std::as_bytes(std::span(picture)));
+    file.commit();
+}
+
+} // namespace corvane

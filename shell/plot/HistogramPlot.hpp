@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/LabelSet.hpp"
+#include "Kesh/VHistogram.hpp"
+
+#include <string>
+
+namespace corvane {
+
+/// What a picture says about the counts.
+struct PlotTexts {
+    std::string survey; ///< the file's name
+    std::string field;  ///< that was counted
+    std::string region; ///< where, e.g. "whole survey"
+};
+
+/// Throws UsageError when the file's ending names no format, Failure when the library that draws is not there.
+void checkCanPlot(const std::string& path);
+
+/// Draws a bar per value, in the colour of its label, into an SVG or PNG file, as its ending says. An existing file is
+/// replaced. Of very many values only the most frequent are shown.
+void plotHistogram(const Kesh::VHistogram& histogram, const Kesh::LabelSet& labels, const PlotTexts& texts,
+                   const std::string& path);
+
+} // namespace corvane
