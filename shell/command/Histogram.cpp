@@ -12,12 +12,12 @@
 #include "polygon/Polygons.hpp"
 #include "survey/BrushedPoints.hpp"
 #include "survey/LabelFile.hpp"
-#include "survey/StandardLabels.hpp"
 
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <numeric>
+#include <limits>
+#include <set>
 
 namespace corvane {
 namespace {
@@ -65,16 +65,13 @@ std::string maskField(const Survey& survey, const std::string& name) {
         fmt::format("--mask {}: holds values of type {}; a field of uint8 can be a mask.", field.name, field.type));
 }
 
-/// Those of a file; else the survey's own, over the standard names, for the field that has such.
-Kesh::LabelSet labelsFor(const Survey& survey, const Arguments& arguments) {
-    if (!arguments.labels.empty()) return loadLabels(arguments.labels);
-    if (survey.findField(arguments.field).name != "Classification") return {};
-    std::vector<int> values(256);
-    std::iota(values.begin(), values.end(), 0);
-    Kesh::LabelSet labels = standardLabels({values.begin(), values.end()}, survey.las().header.pointFormat);
-    if (survey.labels())
-        for (const auto& [value, label] : *survey.labels()) labels[value] = label;
-    return labels;
+/// Names for every class; none for the values of another field.
+Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
+    std::set<int> classes;
+    if (survey.findField(arguments.field).name == "Classification")
+        for (int value = 0; value <= std::numeric_limits<std::uint8_t>::max(); ++value) classes.insert(value);
+    if (classes.empty() && arguments.labels.empty()) return {};
+    return labelsFor(survey, arguments.labels, classes);
 }
 
 std::string fileName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
@@ -203,13 +200,14 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const Session session(options);
     const auto survey =
         arguments.within.empty() ? session.open(arguments.survey, OnePassMemory) : session.open(arguments.survey);
-    const Kesh::LabelSet labels = labelsFor(*survey, arguments);
+    const Kesh::LabelSet labels = labelsOf(*survey, arguments);
     Counting counting(survey, arguments, labels);
     counting.count(arguments);
     session.printLateWarnings(*survey);
     const Kesh::VHistogram histogram = counting.histogram();
     json ? printJson(histogramAsJson(histogram, labels)) : fmt::print("{}\n", counting.report());
-    if (interrupted()) throw Failure(fmt::format("{}: counting was interrupted.", arguments.survey));
+    if (interrupted() && !histogram.complete)
+        throw Failure(fmt::format("{}: counting was interrupted.", arguments.survey));
     if (arguments.plot.empty()) return;
     const std::string field = survey->findField(arguments.field).name;
     plotHistogram(histogram, labels, {fileName(arguments.survey), field, regionText(arguments)}, arguments.plot);

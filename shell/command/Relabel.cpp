@@ -3,7 +3,6 @@
 #include "command/EditCommand.hpp"
 #include "command/Output.hpp"
 #include "survey/LabelFile.hpp"
-#include "survey/StandardLabels.hpp"
 
 #include <fmt/format.h>
 
@@ -26,16 +25,10 @@ struct Arguments : EditArguments {
     bool withLabels = false, force = false;
 };
 
-/// The labels that the names come from: a file, or else those of the survey, or else the standard ones of the values at
-/// hand.
 Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
-    if (!arguments.labels.empty()) return loadLabels(arguments.labels);
     std::set<int> values(arguments.editable.begin(), arguments.editable.end());
     values.insert(arguments.assign);
-    Kesh::LabelSet labels = standardLabels(values, survey.las().header.pointFormat);
-    if (survey.labels())
-        for (const auto& [value, label] : *survey.labels()) labels[value] = label;
-    return labels;
+    return labelsFor(survey, arguments.labels, values);
 }
 
 /// Every class that is named must have a label, so that a typing error is not taken for a class.

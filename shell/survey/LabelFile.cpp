@@ -4,6 +4,7 @@
 #include "Failure.hpp"
 #include "las/InputFile.hpp"
 #include "las/OutputFile.hpp"
+#include "survey/StandardLabels.hpp"
 #include "json/JsonReader.hpp"
 
 #include <fmt/format.h>
@@ -30,6 +31,14 @@ Kesh::LabelSet loadLabels(const std::string& path) {
     } catch (const std::invalid_argument& problem) {
         throw Failure(fmt::format("{}: {}; correct it there.", path, problem.what()));
     }
+}
+
+Kesh::LabelSet labelsFor(const Survey& survey, const std::string& path, const std::set<int>& values) {
+    if (!path.empty()) return loadLabels(path);
+    Kesh::LabelSet labels = standardLabels(values, survey.las().header.pointFormat);
+    if (survey.labels())
+        for (const auto& [value, label] : *survey.labels()) labels[value] = label;
+    return labels;
 }
 
 void saveLabels(const Kesh::LabelSet& labels, const std::string& path) {

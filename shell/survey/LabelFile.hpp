@@ -2,13 +2,18 @@
 #pragma once
 
 #include "Kesh/LabelSet.hpp"
+#include "survey/Survey.hpp"
 
+#include <set>
 #include <string>
 
 namespace corvane {
 
 /// Reads a label set from a file of its text form, JSON. Throws Failure with the place of what is wrong in it.
 Kesh::LabelSet loadLabels(const std::string& path);
+
+/// Those of the file, if one is named; else the standard labels of these values, and the survey's own in their places.
+Kesh::LabelSet labelsFor(const Survey& survey, const std::string& path, const std::set<int>& values);
 
 /// Writes one, a line per label. An existing file is replaced.
 void saveLabels(const Kesh::LabelSet& labels, const std::string& path);

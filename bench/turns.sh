@@ -1,0 +1,27 @@
+# SPDX-License-Identifier: Apache-2.0
+# Sourced by the scripts that measure whole processes: ours and another way in turns, so that a noisy machine is noisy
+# for both.
+
+# The seconds that a command took.
+timed() {
+    local start=$EPOCHREALTIME
+    "$@" >/dev/null
+    awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN { print b - a }'
+}
+median() { sort -g | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
+
+# take_turns COUNT: runs ours and theirs, two arrays, once for nothing and then COUNT times. Leaves the seconds in the
+# files ours and theirs, and the quotients in ratios.
+take_turns() {
+    timed "${ours[@]}" >/dev/null
+    timed "${theirs[@]}" >/dev/null
+    local turn
+    for ((turn = 0; turn < $1; ++turn)); do
+        timed "${ours[@]}" >>ours
+        timed "${theirs[@]}" >>theirs
+    done
+    paste ours theirs | awk '{ print $1 / $2 }' >ratios
+}
+
+# row TITLE NUMBER [ASK]
+row() { printf "  %-34s %10s %10s\n" "$1" "$2" "${3-}"; }
