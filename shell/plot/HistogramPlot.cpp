@@ -22,6 +22,7 @@ namespace {
 using Kesh::VHistogram;
 
 constexpr std::size_t ShownValues = 40;
+constexpr Sextant::rgba_float_t PlainColour{0.36f, 0.49f, 0.63f, 1};
 
 std::string withThousands(std::uint64_t number) {
     std::string text;
@@ -87,13 +88,14 @@ std::vector<std::size_t> shownValues(const VHistogram& histogram) {
     return shown;
 }
 
-Bar barOf(const VHistogram& histogram, std::size_t i, std::uint64_t total, const Kesh::LabelSet& labels) {
+/// Values that are no classes look all the same, unless somebody chose colours for them.
+Bar barOf(const VHistogram& histogram, std::size_t i, std::uint64_t total, const Kesh::LabelSet& labels, bool isClass) {
     const int value = static_cast<int>(histogram.value(i));
     const Kesh::Label* label = labels.find(value);
     Bar bar{.label = std::to_string(value), .length = histogram.counts[i], .text = {}, .note = {}, .colour = {}};
     if (label && !label->name.empty()) bar.label += " " + label->name;
     if (label) bar.colour = label->colour;
-    if (bar.colour == Sextant::rgba_float_t()) bar.colour = classColour(value); // nobody chose one
+    if (bar.colour == Sextant::rgba_float_t()) bar.colour = isClass ? classColour(value) : PlainColour;
     bar.text = fmt::format("{} ({})", withThousands(bar.length), share(bar.length, total));
     return bar;
 }
@@ -126,7 +128,7 @@ BarChart chartOf(const VHistogram& histogram, const Kesh::LabelSet& labels, cons
     const Summaries summaries(histogram);
     const std::vector<std::size_t> shown = shownValues(histogram);
     for (const std::size_t i : shown) {
-        chart.bars.push_back(barOf(histogram, i, total, labels));
+        chart.bars.push_back(barOf(histogram, i, total, labels, classes));
         chart.bars.back().note = summaries.of(i);
     }
     if (shown.size() < histogram.size()) chart.footnote = footnoteAbout(histogram, shown, total);
