@@ -93,12 +93,8 @@ TEST_F(Draw, mistakesAreToldWithTheirPlace) {
         {R"({"circle": [0, 0, 1e999]})", "too large"},
     };
     for (const auto& [stroke, says] : cases) {
-        try {
-            read(stroke);
-            ADD_FAILURE() << "accepted: " << stroke;
-        } catch (const Failure& failure) {
-            EXPECT_TRUE(holds(failure.what(), says)) << failure.what();
-        }
+        const auto failure = messageOf<Failure>([&, &stroke = stroke] { read(stroke); });
+        EXPECT_TRUE(holds(failure, says)) << stroke << ": " << failure;
     }
 }
 
@@ -106,20 +102,16 @@ TEST_F(Draw, theProgramPrintsTheShapeOfAPolygon) {
     const json facts = corvane({"info", in, "--json"}).document();
     const double lowest = facts["bounds"]["min"][2], highest = facts["bounds"]["max"][2];
     const std::string polygon = "POLYGON((500001 5200001, 500005 5200001, 500003 5200004))";
-    for (const double depth : {0.0, 0.25, 1.0}) {
-        const json line =
-            corvane({"shape", in, "--within", polygon, "--viewdepth", fmt::format("{}", depth), "--json"}).document();
-        EXPECT_EQ(line["type"], "LineString");
-        ASSERT_EQ(line["coordinates"].size(), 4u);
-        EXPECT_EQ(line["coordinates"][0], line["coordinates"][3]);
-        std::set<std::pair<double, double>> corners;
-        for (const json& p : line["coordinates"]) {
-            corners.emplace(double(p[0]), double(p[1]));
-            EXPECT_NEAR(double(p[2]), highest + depth * (lowest - highest), 1e-6);
-        }
-        EXPECT_EQ(corners,
-                  (std::set<std::pair<double, double>>{{500001, 5200001}, {500005, 5200001}, {500003, 5200004}}));
+    const json line = corvane({"shape", in, "--within", polygon, "--viewdepth", "0.25", "--json"}).document();
+    EXPECT_EQ(line["type"], "LineString");
+    ASSERT_EQ(line["coordinates"].size(), 4u);
+    EXPECT_EQ(line["coordinates"][0], line["coordinates"][3]);
+    std::set<std::pair<double, double>> corners;
+    for (const json& p : line["coordinates"]) {
+        corners.emplace(double(p[0]), double(p[1]));
+        EXPECT_NEAR(double(p[2]), highest + 0.25 * (lowest - highest), 1e-6);
     }
+    EXPECT_EQ(corners, (std::set<std::pair<double, double>>{{500001, 5200001}, {500005, 5200001}, {500003, 5200004}}));
     EXPECT_TRUE(corvane({"shape", in, "--within", polygon}).out.starts_with("LINESTRING Z (50000"));
     expectRefused({"shape", in, "--within", polygon, "--viewdepth", "nan"}, 2, {"--viewdepth"});
     expectRefused({"shape", in, "--within", "POLYGON((0 0, 1"}, 1, {"POLYGON((0 0, 1"});

@@ -46,18 +46,6 @@ protected:
     }
 };
 
-TEST_F(Shape, isInTheCatalogueUnderTheNameOfItsFile) {
-    using Kesh::CreatorProperty;
-    const auto listed = creator("BrushToWorldShape");
-    EXPECT_EQ(Kesh::VCreatorBase::catalogue().front(), listed);
-    EXPECT_EQ(listed->key(), "Compute/BrushToWorldShape");
-    EXPECT_EQ(listed->integer(), -1000);
-    EXPECT_EQ(listed->acceptedTypes(), (std::vector<std::string>{"Kesh::Brush"}));
-    EXPECT_EQ(listed->providedType(), "Fiber::Grid");
-    EXPECT_EQ(listed->properties().text(CreatorProperty::Domain), "");
-    EXPECT_EQ(listed->properties().text(CreatorProperty::BuildDate), "Sep  8 2026");
-}
-
 TEST_F(Shape, isAClosedLineThroughTheOutline) {
     const auto object = creator("BrushToWorldShape")->create("", nullptr);
     const auto triangle = draw(*object, stroke({{0, 5}, {3, 5}, {0, 9}}));

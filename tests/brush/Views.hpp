@@ -54,9 +54,6 @@ struct Seen {
         for (auto& p : points) p += middle;
         return points;
     }
-    Points frame() const {
-        return {middle - reach, middle + glm::dvec2(reach, -reach), middle + reach, middle + glm::dvec2(-reach, reach)};
-    }
 };
 
 inline std::vector<Seen> views() {

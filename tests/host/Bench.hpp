@@ -58,6 +58,7 @@ protected:
         Kesh::ensureValueCreator<int>();
         Kesh::ensureValueCreator<StrongPtr<Kesh::VAction>>();
         Kesh::ensureValueCreator<Fiber::FieldSelector>();
+        Kesh::ensureValueCreator<Kesh::Brush>();
     }
 
     /// Adds a field whose fragments are made on demand.

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "../support/Messages.hpp"
 #include "Bench.hpp"
 
 #include <chrono>
@@ -11,18 +12,18 @@ using Array = StrongPtr<Fiber::CreativeArrayBase>;
 using Bytes = Source<unsigned char>;
 const auto Immediate = Holdfast::TimeBudget::immediate();
 
+template <class Condition>
+bool soon(const Condition& holds) {
+    for (int i = 0; i < 2000 && !holds(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return holds();
+}
+
 /// A cache with room for three arrays of 100 bytes.
 class CachedArrays : public testing::Test {
 protected:
     Array array() {
         source = Holdfast::create<Bytes>(std::vector<unsigned char>(100, 7));
         return arrayFrom(source, 100, cache);
-    }
-
-    template <class Condition>
-    static bool soon(const Condition& holds) {
-        for (int i = 0; i < 2000 && !holds(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return holds();
     }
 
     /// Which of a to d are resident.
@@ -99,11 +100,7 @@ TEST_F(CachedArrays, aFailingSourceSurfaces) {
     EXPECT_EQ(all[3]->getData(Immediate), nullptr);
     std::string failure;
     EXPECT_TRUE(soon([&] {
-        try {
-            all[3]->getData(Immediate);
-        } catch (const std::runtime_error& problem) {
-            failure = problem.what();
-        }
+        if (failure.empty()) failure = messageOf<std::runtime_error>([&] { all[3]->getData(Immediate); });
         return !failure.empty();
     }));
     EXPECT_EQ(failure, "the drive is gone");
@@ -137,8 +134,7 @@ TEST(Worker, survivesItsOwnerBeingDestroyedByAJob) {
     const std::weak_ptr<Owner> watched = owner;
     owner.reset();
     released = true;
-    for (int i = 0; i < 2000 && !watched.expired(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_TRUE(watched.expired());
+    EXPECT_TRUE(soon([&] { return watched.expired(); }));
     EXPECT_EQ(ran, 1);
 }
 

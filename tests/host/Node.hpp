@@ -13,7 +13,7 @@ public:
     using Work = std::function<bool(Node&, Kesh::VRequest&)>;
 
     explicit Node(const std::string& name, Work work = addOne)
-        : VObject((registerTypes(), name)),
+        : VObject(name),
           in(*this, "in", 0),
           go(*this, "go", Holdfast::create<Kesh::VAction>()),
           out(*this, "out", 0),
@@ -41,10 +41,6 @@ protected:
     }
 
 private:
-    static void registerTypes() {
-        Kesh::ensureValueCreator<int>();
-        Kesh::ensureValueCreator<Holdfast::StrongPtr<Kesh::VAction>>();
-    }
     Work work_;
 };
 

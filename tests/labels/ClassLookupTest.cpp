@@ -13,6 +13,11 @@ std::string readFrom(const Survey& survey) {
     return (labels ? asText(*labels) : "none") + joined(warnings);
 }
 
+std::string encoded(const Kesh::LabelSet& labels, std::uint8_t format, std::vector<std::string>& warnings) {
+    const auto bytes = encodeClassLookup(labels, format, warnings);
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
 Survey withVlr(const std::string& payload, std::uint8_t format = 6) {
     return Survey(4, format).vlr("LASF_Spec", 0, payload).points();
 }
@@ -27,7 +32,8 @@ TEST(ClassLookup, readsWhatOtherWritersMade) {
     EXPECT_EQ(readFrom(withVlr(entry(1, std::string("a\0b", 3)))), "1=a ");
     EXPECT_EQ(readFrom(withVlr(entry(1, "V\xe9g\xe9tation") + entry(2, "Gebäude"))), "1=Végétation 2=Gebäude ");
     EXPECT_EQ(readFrom(withVlr(entry(4, "Medium Veget."))), "4=Medium Vegetation ");
-    EXPECT_EQ(readFrom(withVlr(entry(8, "Model Key-Point"), 6)), "8=Model Key-Point ");
+    EXPECT_EQ(readFrom(withVlr(entry(2, "Medium Veget."))), "2=Medium Veget. ") << "of another class: somebody's own";
+    EXPECT_EQ(readFrom(withVlr(entry(8, "Model Key-Point"), 6)), "8=Model Key-Point ") << "not in this format";
     EXPECT_EQ(readFrom(withVlr(entry(8, "Model Key-Point"), 1)), "8=Model Key-Point (Mass Point) ");
     EXPECT_EQ(readFrom(withVlr("")), "");
     EXPECT_EQ(readFrom(Survey().vlr("LASF_Spec", 1, sparse).vlr("Other", 0, sparse).points()), "none");
@@ -51,11 +57,11 @@ TEST(ClassLookup, isWrittenInTheFormatsOwnShape) {
     labels[2].name = "Ground";
     labels[255].name = "123456789012345";
     std::vector<std::string> warnings;
-    const auto bytes = encodeClassLookup(labels, 6, warnings);
+    const std::string payload = encoded(labels, 6, warnings);
     std::string expected;
     for (int value = 0; value < 256; ++value) expected += entry(value, "");
     expected.replace(2 * 16 + 1, 6, "Ground").replace(255 * 16 + 1, 15, "123456789012345");
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()), expected);
+    EXPECT_EQ(payload, expected);
     EXPECT_EQ(joined(warnings), "");
 }
 
@@ -65,9 +71,7 @@ TEST(ClassLookup, keepsAllStandardNames) {
         for (int value = 0; value < 256; ++value) all.insert(value);
         const Kesh::LabelSet labels = standardLabels(all, format);
         std::vector<std::string> warnings;
-        const auto bytes = encodeClassLookup(labels, format, warnings);
-        const std::string payload(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        EXPECT_EQ(readFrom(withVlr(payload, format)), asText(labels));
+        EXPECT_EQ(readFrom(withVlr(encoded(labels, format, warnings), format)), asText(labels));
         EXPECT_EQ(joined(warnings), "");
     }
 }
@@ -85,8 +89,7 @@ TEST(ClassLookup, saysWhatItCannotKeep) {
         Kesh::LabelSet labels;
         labels[value].name = name;
         std::vector<std::string> warnings;
-        const auto bytes = encodeClassLookup(labels, 6, warnings);
-        EXPECT_EQ(readFrom(withVlr({reinterpret_cast<const char*>(bytes.data()), bytes.size()})), read);
+        EXPECT_EQ(readFrom(withVlr(encoded(labels, 6, warnings))), read);
         ASSERT_EQ(warnings.size(), 1u) << name;
         EXPECT_TRUE(holds(warnings[0], warning)) << warnings[0];
     }

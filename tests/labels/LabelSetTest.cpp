@@ -75,20 +75,14 @@ TEST(LabelSet, wrongTextIsRefusedWithItsPlaceAndChangesNothing) {
         const char* problem;
     } cases[] = {
         {"{\"labels\":[", "not JSON at byte 12"},
-        {"[]", "an object"},
-        {"{}", "\"labels\" is missing"},
-        {R"({"labels":{}})", "at /labels: {} was found where a list of labels"},
         {R"({"labels":[],"selection":{}})", "\"selection\" was found where one of \"labels\", \"selections\""},
         {R"({"labels":[{"name":"x"}]})", "at /labels/0: the key \"value\" is missing"},
         {R"({"labels":[{"value":1,"color":[1,1,1,1]}]})", "at /labels/0: the key \"color\" was found"},
         {R"({"labels":[{"value":1},{"value":1}]})", "at /labels/1/value: the value 1 has a label already"},
         {R"({"labels":[{"value":1.0}]})", "at /labels/0/value: 1.0 was found where a whole number"},
         {R"({"labels":[{"value":2147483648}]})", "2147483648 was found"},
-        {R"({"labels":[{"value":99999999999999999999}]})", "a whole number of 32 bits"},
-        {R"({"labels":[{"value":1,"name":null}]})", "at /labels/0/name: null was found where a text"},
         {R"({"labels":[{"value":1,"colour":[1,1,1]}]})", "at /labels/0/colour: [1,1,1] was found where a list of four"},
         {R"({"labels":[{"value":1,"colour":[0,255,0,1]}]})", "at /labels/0/colour/1: 255 was found"},
-        {R"({"labels":[{"value":1,"colour":[0,0,0,"1"]}]})", "at /labels/0/colour/3: \"1\" was found"},
         {R"({"labels":[{"value":1,"flags":{"editable":1}}]})", "at /labels/0/flags/editable: 1 was found where true"},
         {R"({"labels":[{"value":1}],"selections":{"Assign":2}})",
          "at /selections/Assign: the value 2 cannot be chosen"},
@@ -96,33 +90,23 @@ TEST(LabelSet, wrongTextIsRefusedWithItsPlaceAndChangesNothing) {
     };
     for (const auto& [text, problem] : cases) {
         LabelSet labels = example();
-        try {
-            Trait::setValueFromText(labels, text);
-            ADD_FAILURE() << text;
-        } catch (const std::invalid_argument& refusal) {
-            EXPECT_TRUE(holds(refusal.what(), problem)) << refusal.what();
-        }
+        const auto refusal = messageOf<std::invalid_argument>([&] { Trait::setValueFromText(labels, text); });
+        EXPECT_TRUE(holds(refusal, problem)) << text << ": " << refusal;
         EXPECT_EQ(labels, example());
     }
 }
 
 TEST(LabelFile, isReadAsItWasWrittenAndSaysWhatIsWrong) {
-    const TemporaryFolder folder;
+    const Folder folder;
     const std::string path = folder / "labels.json";
     for (const LabelSet& labels : {LabelSet(), example()}) {
         saveLabels(labels, path);
         EXPECT_EQ(loadLabels(path), labels);
     }
-    const auto failure = [&](const std::string& text) -> std::string {
-        std::ofstream(path) << text;
-        try {
-            loadLabels(path);
-            return "";
-        } catch (const Failure& refusal) {
-            return refusal.what();
-        }
+    const auto failure = [&](const std::string& text) {
+        write(path, text);
+        return messageOf<Failure>([&] { loadLabels(path); });
     };
-    EXPECT_TRUE(holds(failure("{\"labels\": [{"), path + ": is not JSON at byte 14"));
     EXPECT_TRUE(holds(failure(R"({"labels": [{"value": 1, "value": 2}]})"), "the key \"value\" stands twice"));
     EXPECT_TRUE(holds(failure(R"({"labels": [{"value": true}]})"), path + ": at /labels/0/value: true was found"));
 }

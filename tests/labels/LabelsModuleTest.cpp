@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "../host/Bench.hpp"
+#include "../plugin/LoadedPlugin.hpp"
 #include "Kesh/LabelAttributes.hpp"
-#include "Kesh/VInput.hpp"
-#include "plugin/Plugin.hpp"
+#include "LookupSupport.hpp"
 
 #include <numeric>
 
@@ -11,28 +10,10 @@ namespace {
 
 using Kesh::LabelSet;
 
-/// A module that needs labels.
-class Consumer : public Kesh::VObject {
-public:
-    Consumer() : VObject("consumer") {}
-    Kesh::TypedSlot<LabelSet> labels{*this, "labels", LabelSet()};
-
+class LabelsModule : public LoadedPlugin {
 protected:
-    bool unsychronized_update(Kesh::VRequest&, double) override { return true; }
-};
-
-class LabelsModule : public Bench {
-protected:
-    ~LabelsModule() override { pool.reset(); } // holds values that the plug-in made
-
-    static StrongPtr<Kesh::VCreatorBase> creator() {
-        for (const auto& listed : Kesh::VCreatorBase::catalogue())
-            if (listed->name() == "Labels") return listed;
-        throw std::logic_error("The catalogue has no Labels");
-    }
-
     StrongPtr<Kesh::VObject> made() {
-        auto object = creator()->create("", nullptr);
+        auto object = creator("Labels")->create("", nullptr);
         set(pool, *object, "inputfield", selector("Classification"));
         return object;
     }
@@ -42,35 +23,13 @@ protected:
     }
 
     LabelSet stored() { return Kesh::readLabelSet(find("Classification").attributes()).value_or(LabelSet()); }
-
-    static std::string text(const LabelSet& labels) {
-        std::string text;
-        for (const auto& [value, label] : labels) text += std::to_string(value) + "=" + label.name + " ";
-        return text;
-    }
-
-    corvane::Plugin plugin{CORVANE_PLUGIN};
 };
-
-TEST_F(LabelsModule, standsInTheCatalogue) {
-    using Kesh::CreatorProperty;
-    const auto& properties = creator()->properties();
-    EXPECT_EQ(creator()->key() + " " + std::to_string(creator()->integer()) + " " + creator()->providedType(),
-              "Compute/Labels -1000 Kesh::LabelSet");
-    EXPECT_EQ(properties.text(CreatorProperty::Domain) + ", " + properties.text(CreatorProperty::BuildDate),
-              "LIDAR, Sep  8 2026");
-    EXPECT_EQ(properties.texts(CreatorProperty::Description),
-              (std::vector<std::string>{
-                  "Examine a field of integer values to compute a set of labels from it as suitable for editing. This "
-                  "module can be used to start from an classification field with a priori unknown values to compute a "
-                  "set of labels from all known values found in this data set."}));
-}
 
 TEST_F(LabelsModule, namesValuesByTheirPosition) {
     const auto object = made();
     field<unsigned char>("Classification", {{3, 0}, {}, {7, 3}});
     EXPECT_EQ(update(*object), "");
-    EXPECT_EQ(text(published(*object)), "0=ID#0 3=ID#1 7=ID#2 ");
+    EXPECT_EQ(asText(published(*object)), "0=ID#0 3=ID#1 7=ID#2 ");
     EXPECT_EQ(stored(), published(*object));
     for (const auto& [value, label] : stored()) {
         EXPECT_EQ(label.colour.a, 1);
@@ -80,7 +39,7 @@ TEST_F(LabelsModule, namesValuesByTheirPosition) {
 
     field<unsigned short>("Classification", {{65535, 300, 7}});
     update(*object);
-    EXPECT_EQ(text(stored()), "7=ID#0 300=ID#1 65535=ID#2 ");
+    EXPECT_EQ(asText(stored()), "7=ID#0 300=ID#1 65535=ID#2 ");
 
     std::vector<unsigned char> all(256);
     std::iota(all.begin(), all.end(), static_cast<unsigned char>(0));
@@ -106,7 +65,7 @@ TEST_F(LabelsModule, keepsWhatTheUserNamesUntilTheFieldChanges) {
     set(pool, *object, "labelset", edited);
     update(*object);
     EXPECT_EQ(published(*object), edited);
-    EXPECT_EQ(text(stored()), "2=Ground 6=ID#1 ");
+    EXPECT_EQ(asText(stored()), "2=Ground 6=ID#1 ");
     EXPECT_EQ(stored().find(2)->colour, colour);
     EXPECT_EQ(stored().find(2)->flags.at("editable"), true);
 
@@ -119,7 +78,7 @@ TEST_F(LabelsModule, keepsWhatTheUserNamesUntilTheFieldChanges) {
     changed.setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(StrongPtr<Fiber::MemBase>(values)), id(1));
     changed.raiseAge(Ageable::nextTime());
     update(*object);
-    EXPECT_EQ(text(published(*object)) + text(stored()), "2=ID#0 6=ID#1 9=ID#2 2=ID#0 6=ID#1 9=ID#2 ");
+    EXPECT_EQ(asText(published(*object)) + asText(stored()), "2=ID#0 6=ID#1 9=ID#2 2=ID#0 6=ID#1 9=ID#2 ");
     EXPECT_NE(stored().find(2)->colour, colour);
     EXPECT_TRUE(published(*object).selections().empty());
     EXPECT_TRUE(changed.attributes().getAttribute<bool>("Labels.flags.editable")) << "of the user's set, left alone";
@@ -133,12 +92,12 @@ TEST_F(LabelsModule, aNewObjectReplacesWhatIsStored) {
     const auto object = made();
     const auto age = find("Classification").age();
     update(*object);
-    EXPECT_EQ(text(stored()), "4=ID#0 ");
+    EXPECT_EQ(asText(stored()), "4=ID#0 ");
     EXPECT_EQ(find("Classification").age(), age) << "labels are no change of the data";
     find("Classification").attributes().setAttribute("Labels.Names", nullptr);
     set(pool, *object, "labelset", earlier);
     update(*object);
-    EXPECT_EQ(text(stored()), "4=ID#0 ") << "without names nothing is stored, so nothing can be edited";
+    EXPECT_EQ(asText(stored()), "4=ID#0 ") << "without names nothing is stored, so nothing can be edited";
 }
 
 TEST_F(LabelsModule, loadsFragmentsUnlessItMayNotWait) {
@@ -146,28 +105,10 @@ TEST_F(LabelsModule, loadsFragmentsUnlessItMayNotWait) {
     const auto resident = find("Classification").getData(id(1));
     const auto object = made();
     EXPECT_TRUE(object->update(Kesh::VRequest(pool, Holdfast::TimeBudget::immediate())));
-    EXPECT_EQ(text(stored()), "2=ID#0 ");
+    EXPECT_EQ(asText(stored()), "2=ID#0 ");
     find("Classification").raiseAge(Ageable::nextTime());
     update(*object);
-    EXPECT_EQ(text(stored()), "1=ID#0 2=ID#1 ");
-}
-
-TEST_F(LabelsModule, isMadeOnDemandWhereLabelsAreNeeded) {
-    Kesh::ensureValueCreator<LabelSet>();
-    Kesh::ensureValueCreator<Fiber::FieldSelector>();
-    field<unsigned char>("Classification", {{8, 8, 5}});
-    field<float>("Height", {{1}});
-    Consumer owner, consumer;
-    const Kesh::TypedSlot<Fiber::FieldSelector> offer(owner, "field", {});
-    const auto connected = [&](const std::string& name) {
-        set(pool, owner, "field", selector(name));
-        return Kesh::connectFromAnything(consumer, *consumer.labels.slot(), offer.slot(), typeid(LabelSet), *pool);
-    };
-    EXPECT_FALSE(connected("Height").connected);
-    const auto connection = connected("Classification");
-    ASSERT_TRUE(connection.connected && connection.provider);
-    update(consumer);
-    EXPECT_EQ(text(consumer.labels.get(*pool)), "5=ID#0 8=ID#1 ");
+    EXPECT_EQ(asText(stored()), "1=ID#0 2=ID#1 ");
 }
 
 } // namespace

@@ -4,8 +4,6 @@
 #include "../las/LasTestSupport.hpp"
 #include "Kesh/LabelSet.hpp"
 
-#include <sstream>
-
 namespace corvane::test {
 
 /// An entry of a Classification Lookup: class number and 15 bytes.
@@ -19,12 +17,6 @@ inline std::string asText(const Kesh::LabelSet& labels) {
     std::string text;
     for (const auto& [value, label] : labels) text += fmt::format("{}={} ", value, label.name);
     return text;
-}
-
-inline std::string bytesOf(const std::string& path) {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
 }
 
 } // namespace corvane::test

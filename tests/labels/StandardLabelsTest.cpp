@@ -72,16 +72,5 @@ TEST(StandardLabels, namesDependOnThePointFormat) {
                   "Reserved, Water, Reserved, Bridge Deck, Reserved, User Definable, ");
 }
 
-TEST(StandardLabels, everyNameHasAShortFormThatReadsBack) {
-    for (const std::uint8_t format : {std::uint8_t{3}, std::uint8_t{6}})
-        for (int value = 0; value < 256; ++value) {
-            const std::string name = standardClassName(value, format), brief = shortClassName(name);
-            EXPECT_LE(brief.size(), 15u) << name;
-            EXPECT_EQ(longClassName(value, format, brief), name);
-        }
-    EXPECT_EQ(longClassName(2, 6, "Transm. Tower"), "Transm. Tower") << "of another class, so somebody's own name";
-    EXPECT_EQ(longClassName(15, 3, "Transm. Tower"), "Transm. Tower") << "not in this format";
-}
-
 } // namespace
 } // namespace corvane::test

@@ -11,7 +11,6 @@ using test::holds;
 using test::Survey;
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double Infinity = std::numeric_limits<double>::infinity();
 constexpr std::uint64_t Most = std::numeric_limits<std::uint64_t>::max();
 
 /// One VLR with a payload of 10 bytes at 375, points at 439, one EVLR with a payload of 5 at 529: 594 bytes.
@@ -28,7 +27,6 @@ struct Damage {
 const Damage Damages[] = {
     {"signature", [](Survey& s) { s.put<char>(0, 'P'); }, 0, "50 41 53 46", "4c 41 53 46"},
     {"empty", [](Survey& s) { s.cut(0); }, 0, "the end of the file", "at least 227 bytes"},
-    {"shorter than a header", [](Survey& s) { s.cut(226); }, 226, "the end of the file", "at least 227 bytes"},
     {"shorter than its header", [](Survey& s) { s.cut(374); }, 374, "the end of the file", "375 bytes for version 1.4"},
     {"major version", [](Survey& s) { s.put<char>(24, 2); }, 24, "version 2.4", "1.0 to 1.5"},
     {"minor version", [](Survey& s) { s.put<char>(25, 6); }, 24, "version 1.6", "1.0 to 1.5"},
@@ -45,7 +43,6 @@ const Damage Damages[] = {
      "53 bytes before the points", "VLR 2 of 2 with a header of 54"},
     {"point format", [](Survey& s) { s.put<char>(104, 11); }, 104, "point format 11", "0 to 10"},
     {"record length", [](Survey& s) { s.put<std::uint16_t>(105, 29); }, 105, "length of 29", "at least 30"},
-    {"no record length", [](Survey& s) { s.put<std::uint16_t>(105, 0); }, 105, "length of 0", "at least 30"},
     {"too many points", [](Survey& s) { s.put<std::uint64_t>(247, 6); }, 247, "6 points of 30", "at most 5"},
     // 30 times this is 14 more than 2 to the power of 64: a product would wrap round to a small number.
     {"count that wraps round", [](Survey& s) { s.put<std::uint64_t>(247, Most / 30 + 1); }, 247, "points of 30",
@@ -53,7 +50,6 @@ const Damage Damages[] = {
     {"legacy count", [](Survey& s) { s.put<std::uint64_t>(247, 0).put<std::uint32_t>(107, 6); }, 107, "6 points",
      "at most 5"},
     {"zero scale", [](Survey& s) { s.put<double>(139, 0); }, 139, "Y scale 0", "finite number other than 0"},
-    {"infinite scale", [](Survey& s) { s.put(147, Infinity); }, 147, "Z scale inf", "finite number other than 0"},
     {"offset not a number", [](Survey& s) { s.put(155, NaN); }, 155, "X offset nan", "a finite number"},
     {"scale that overflows", [](Survey& s) { s.put(131, 1e300); }, 131, "X scale 1e+300", "finite coordinates"},
     {"EVLR in the points", [](Survey& s) { s.put<std::uint64_t>(235, 528); }, 235, "start at 528", "from 529"},
@@ -135,37 +131,30 @@ TEST(LasDamage, whatCanBeReadIsReadWithAWarning) {
     EXPECT_TRUE(Survey().put<double>(219, 1).open().warnings.empty()) << "bounds of no points";
 }
 
-std::string readingFailure(const std::function<void()>& read) {
-    try {
-        read();
-        return {};
-    } catch (const Failure& failure) {
-        return failure.what();
-    }
-}
-
 TEST(InputFile, refusesWhatCannotBeRead) {
-    const test::TemporaryFolder folder;
+    const test::Folder folder;
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    EXPECT_TRUE(
-        holds(readingFailure([&] { InputFile(folder / "none.las"); }), "none.las: cannot be opened: No such file"));
-    EXPECT_TRUE(holds(readingFailure([&] { InputFile(folder / "."); }), "not a regular file"));
-    EXPECT_TRUE(holds(readingFailure([&] { InputFile(folder / "pipe"); }), "not a regular file"));
+    EXPECT_TRUE(holds(test::messageOf<Failure>([&] { InputFile(folder / "none.las"); }),
+                      "none.las: cannot be opened: No such file"));
+    EXPECT_TRUE(holds(test::messageOf<Failure>([&] { InputFile(folder / "."); }), "not a regular file"));
+    EXPECT_TRUE(holds(test::messageOf<Failure>([&] { InputFile(folder / "pipe"); }), "not a regular file"));
 }
 
 TEST(InputFile, saysWhenTheFileEndsOrShrinks) {
-    const test::TemporaryFolder folder;
+    const test::Folder folder;
     whole().write(folder / "survey.las");
     const auto las = LasFile::open(folder / "survey.las");
     std::array<std::byte, 10> bytes;
-    const auto read = [&](std::uint64_t offset) { return readingFailure([&] { las.file->read(offset, bytes); }); };
+    const auto read = [&](std::uint64_t offset) {
+        return test::messageOf<Failure>([&] { las.file->read(offset, bytes); });
+    };
     EXPECT_EQ(read(584), "");
     EXPECT_TRUE(holds(read(585), "10 bytes were asked for at offset 585, but the file ends at 594"));
     EXPECT_TRUE(holds(read(Most - 4), "the file ends at 594"));
     std::filesystem::resize_file(folder / "survey.las", 590);
     EXPECT_EQ(read(580), "");
     EXPECT_TRUE(holds(read(584), "shrank while it was open: it ends before offset 594"));
-    EXPECT_TRUE(holds(readingFailure([&] { readPayload(*las.file, las.evlrs.at(0), 99); }), "shrank"));
+    EXPECT_TRUE(holds(test::messageOf<Failure>([&] { readPayload(*las.file, las.evlrs.at(0), 99); }), "shrank"));
 }
 
 } // namespace

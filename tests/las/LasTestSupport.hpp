@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "../support/Files.hpp"
+#include "../support/Messages.hpp"
 #include "Failure.hpp"
 #include "las/LasFile.hpp"
 
 #include <array>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
 #include <functional>
@@ -20,24 +20,6 @@ namespace corvane::test {
 /// Header sizes of versions 1.0 to 1.5 and record lengths of point formats 0 to 10, from the published tables.
 constexpr std::array<std::uint16_t, 6> HeaderSizes{227, 227, 227, 235, 375, 393};
 constexpr std::array<std::uint16_t, 11> RecordLengths{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
-
-/// A folder that goes with the test.
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string name = std::filesystem::temp_directory_path() / "las.XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) std::abort();
-        path_ = name;
-    }
-    ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string operator/(const char* name) const { return path_ / name; }
-
-private:
-    std::filesystem::path path_;
-};
 
 /// A small valid survey in memory, written byte by byte without the code under test, to be broken on purpose. Records
 /// go in in the order of the calls: VLRs, then points, then EVLRs.
@@ -103,12 +85,7 @@ public:
 
     /// The sentence with which opening fails; empty when it does not.
     std::string failure() const {
-        try {
-            open();
-            return {};
-        } catch (const Failure& failure) {
-            return failure.what();
-        }
+        return messageOf<Failure>([this] { open(); });
     }
 
 private:
@@ -121,13 +98,11 @@ private:
         bytes_.insert(bytes_.end(), payload.begin(), payload.end());
     }
 
-    static inline const TemporaryFolder folder_;
+    static inline const Folder folder_;
     std::uint8_t minor_;
     std::uint16_t recordLength_;
     std::vector<char> bytes_;
 };
-
-inline bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 /// All sentences in one text.
 inline std::string joined(const std::vector<std::string>& sentences) {

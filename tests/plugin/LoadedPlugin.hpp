@@ -12,8 +12,6 @@ namespace corvane::test {
 class LoadedPlugin : public Bench {
 protected:
     LoadedPlugin() {
-        Kesh::ensureValueCreator<Fiber::FieldSelector>(); // of the shell, as its brush is
-        Kesh::ensureValueCreator<Kesh::Brush>();
         VInitialization::setObserver([this](int reason, const std::string& name, const std::string& version) {
             heard += std::to_string(reason) + " " + name + " " + version + "\n";
         });

@@ -100,15 +100,6 @@ TEST_P(MaskedEditing, aTypicalEditFromStrokeToStatus) {
     EXPECT_EQ(loads(Name)[2], 1) << "loaded to be compared here, and never by the editor";
 }
 
-TEST_P(MaskedEditing, undoingTheFirstSelectionLeavesAMaskOfZeros) {
-    stroke(0, 2);
-    act("undoMask");
-    EXPECT_EQ(mask(), Bytes(Vertices, 0));
-    EXPECT_EQ(act("applySelection"), " No vertex data have been modified.");
-    EXPECT_EQ(steps(Name), 0);
-    EXPECT_FALSE(hasMask());
-}
-
 TEST_P(MaskedEditing, triggersThatFireTogetherAreServedInTheirOrder) {
     stroke(0, 4);
     press(*editor, "unselectAll");
@@ -126,15 +117,6 @@ TEST_P(MaskedEditing, triggersThatFireTogetherAreServedInTheirOrder) {
     press(*editor, "select");
     unselectStroke(0, 40);
     EXPECT_EQ(mask(), Bytes(Vertices, 0)) << "unselecting wins";
-}
-
-TEST_P(MaskedEditing, lockedVerticesKeepTheirMaskEntry) {
-    stroke(0, 40);
-    const Bytes selected = mask();
-    classes({5}, 6);
-    unselectStroke(0, 40);
-    const Bytes data = values<unsigned char>(), left = mask();
-    for (std::size_t i = 0; i < data.size(); ++i) EXPECT_EQ(left[i], data[i] == 5 ? 0 : selected[i]) << i;
 }
 
 TEST_P(MaskedEditing, aFieldOfTheDataIsNoMask) {

@@ -57,10 +57,8 @@ TEST_F(Plugin, asksTheShellWhetherItFits) {
     shell.answer = true;
     EXPECT_TRUE(fits(&shell));
     EXPECT_EQ(shell.asked, "CORV_API_VERSION");
-    VInitialization plain;
-    EXPECT_TRUE(fits(&plain));
     for (const char* other : {"", "CORV_API_VERSIO", "CORV_API_VERSION2"})
-        EXPECT_FALSE(plain.IsCompatible(other)) << other;
+        EXPECT_FALSE(VInitialization().IsCompatible(other)) << other;
 }
 
 TEST_F(Plugin, bringsItsIconsAndTakesThemBack) {
@@ -81,42 +79,46 @@ TEST_F(Plugin, bringsItsIconsAndTakesThemBack) {
     EXPECT_EQ(sizes(), "");
 }
 
-TEST_F(Plugin, listsTheDirectEditorInTheCatalogue) {
-    using Kesh::CreatorProperty;
-    const auto editor = creator("ModifyClassification");
-    const auto& properties = editor->properties();
-    EXPECT_EQ(editor->key(), "Edit/ModifyClassification");
-    EXPECT_EQ(editor->integer(), -1000);
-    EXPECT_EQ(editor->interfaceVersion(), "CORV_API_VERSION");
-    EXPECT_EQ(editor->acceptedTypes(), (std::vector<std::string>{"unsigned char", "unsigned short"}));
-    EXPECT_EQ(editor->providedType(), "Fiber::Field");
-    EXPECT_EQ(properties.text(CreatorProperty::Domain), "Development");
-    EXPECT_EQ(properties.text(CreatorProperty::BuildDate), "Sep 11 2026");
-    EXPECT_EQ(properties.text(CreatorProperty::SourceFile),
-              "modules/corvaneprivate/ComputationalModules/FieldEditors/ModifyIntegerClassification.cpp");
-    EXPECT_EQ(properties.texts(CreatorProperty::Description),
-              (std::vector<std::string>{
-                  "Edit a field of integers on the vertices of a Grid directly; use \"Edit/MaskedClassification\" for "
-                  "utilizing the intermediate step of creating a mask first and applying it later as second "
-                  "step.This module is primarily for didadict development purposes."}));
-}
-
 TEST_F(Plugin, listsItsModulesInOrder) {
     using Kesh::CreatorProperty;
-    std::string listed;
+    const std::vector<std::string> integers{"unsigned char", "unsigned short"};
+    std::string listed = "\n";
     for (const auto& module : Kesh::VCreatorBase::catalogue()) {
         const auto& properties = module->properties();
-        listed += fmt::format("{} {} '{}' {} {} {} texts\n", module->key(), module->integer(),
+        const auto accepted = module->acceptedTypes();
+        listed += fmt::format("{} {} '{}' {} {} to {}, {} texts\n", module->key(), module->integer(),
                               properties.text(CreatorProperty::Domain), properties.text(CreatorProperty::BuildDate),
-                              module->providedType(), properties.texts(CreatorProperty::Description).size());
+                              accepted == integers ? "integers" : accepted.at(0), module->providedType(),
+                              properties.texts(CreatorProperty::Description).size());
     }
-    EXPECT_EQ(listed, "Compute/BrushToWorldShape -1000 '' Sep  8 2026 Fiber::Grid 1 texts\n"
-                      "Compute/Labels -1000 'LIDAR' Sep  8 2026 Kesh::LabelSet 1 texts\n"
-                      "Edit/ModifyClassification -1000 'Development' Sep 11 2026 Fiber::Field 1 texts\n"
-                      "Edit/ModifyIntegerClassificationWithMasking 0 'Development' Sep 11 2026 Fiber::Field 1 texts\n"
-                      "Edit/MaskedLabels 2000 '' Sep 11 2026 Fiber::Field 2 texts\n"
-                      "Edit/ModifyLabeledClassificationWithMasking 2000 '' Sep 11 2026 Fiber::Field 1 texts\n"
-                      "Compute/PointCloudHistogram -1000 'LIDAR' Sep 11 2026 Kesh::VHistogram 2 texts\n");
+    EXPECT_EQ(listed, R"(
+Compute/BrushToWorldShape -1000 '' Sep  8 2026 Kesh::Brush to Fiber::Grid, 1 texts
+Compute/Labels -1000 'LIDAR' Sep  8 2026 integers to Kesh::LabelSet, 1 texts
+Edit/ModifyClassification -1000 'Development' Sep 11 2026 integers to Fiber::Field, 1 texts
+Edit/ModifyIntegerClassificationWithMasking 0 'Development' Sep 11 2026 integers to Fiber::Field, 1 texts
+Edit/MaskedLabels 2000 '' Sep 11 2026 integers to Fiber::Field, 2 texts
+Edit/ModifyLabeledClassificationWithMasking 2000 '' Sep 11 2026 integers to Fiber::Field, 1 texts
+Compute/PointCloudHistogram -1000 'LIDAR' Sep 11 2026 integers to Kesh::VHistogram, 2 texts
+)");
+    const auto editor = creator("ModifyClassification");
+    EXPECT_EQ(editor->interfaceVersion(), "CORV_API_VERSION");
+    EXPECT_EQ(editor->properties().text(CreatorProperty::SourceFile),
+              "modules/corvaneprivate/ComputationalModules/FieldEditors/ModifyIntegerClassification.cpp");
+}
+
+TEST_F(Plugin, modulesDescribeThemselvesToTheLetter) {
+    const auto description = [](const std::string& name) {
+        const auto texts = creator(name)->properties().texts(Kesh::CreatorProperty::Description);
+        return fmt::format("{}", fmt::join(texts, "\n"));
+    };
+    EXPECT_EQ(description("ModifyClassification"),
+              "Edit a field of integers on the vertices of a Grid directly; use \"Edit/MaskedClassification\" for "
+              "utilizing the intermediate step of creating a mask first and applying it later as second step."
+              "This module is primarily for didadict development purposes.");
+    EXPECT_EQ(description("Labels"),
+              "Examine a field of integer values to compute a set of labels from it as suitable for editing. "
+              "This module can be used to start from an classification field with a priori unknown values to "
+              "compute a set of labels from all known values found in this data set.");
 }
 
 TEST_F(Plugin, createsObjectsAndTakesThemAlong) {

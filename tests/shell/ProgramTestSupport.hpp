@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "../support/Files.hpp"
+#include "../support/Messages.hpp"
+#include "../support/RealSurveys.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fmt/format.h>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <map>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <sys/wait.h>
@@ -20,18 +19,7 @@
 
 namespace corvane::test {
 
-using nlohmann::json;
 using Arguments = std::vector<std::string>;
-
-inline bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-inline std::string bytesOf(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) throw std::runtime_error("there is no " + path);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-inline void write(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
 /// How the program ended and what it said.
 struct Outcome {
@@ -55,31 +43,6 @@ struct Outcome {
         }
         return rest;
     }
-};
-
-class Folder {
-public:
-    Folder() {
-        std::string name = std::filesystem::temp_directory_path() / "shell.XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) std::abort();
-        path_ = name;
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    std::string operator/(const std::string& name) const { return path_ / name; }
-
-    /// What lies in it, with the contents.
-    std::map<std::string, std::string> contents() const {
-        std::map<std::string, std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(path_))
-            found[entry.path().filename()] = entry.is_regular_file() ? bytesOf(entry.path()) : "no regular file";
-        return found;
-    }
-
-private:
-    std::filesystem::path path_;
 };
 
 inline std::string quoted(const std::string& text) {
@@ -217,26 +180,6 @@ inline std::uint64_t changedRecords(const RawPoints& before, const RawPoints& af
     return changed;
 }
 
-/// Real surveys with facts that were found out without the code under test.
-inline const std::filesystem::path Data = CORVANE_TEST_DATA;
-
-class RealSurveys : public Program {
-protected:
-    void SetUp() override {
-        std::ifstream stream(Data / "facts.json");
-        if (!stream) GTEST_SKIP() << "the sample surveys are not in " << Data;
-        facts = json::parse(stream);
-    }
-
-    /// Names of the samples that begin and end so; damaged ones only when asked for.
-    std::vector<std::string> named(const std::string& start, const std::string& end) const {
-        std::vector<std::string> names;
-        for (const auto& [name, of] : facts.items())
-            if (name.starts_with("malformed/") == (start == "malformed/") && name.ends_with(end)) names.push_back(name);
-        return names;
-    }
-
-    json facts;
-};
+using RealSurveys = WithFacts<Program>;
 
 } // namespace corvane::test

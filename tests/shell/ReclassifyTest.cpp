@@ -9,46 +9,32 @@ namespace {
 
 enum class Side { In, Out, Boundary };
 
-/// Where points lie, by GEOS; what is nearer to an edge than a millionth of the polygon's size counts as boundary.
-class Region {
-public:
-    Region(const std::string& wkt, double tolerance) : tolerance_(tolerance) {
-        const auto reader = GEOSWKTReader_create_r(context_);
-        polygon_ = GEOSWKTReader_read_r(context_, reader, wkt.c_str());
-        GEOSWKTReader_destroy_r(context_, reader);
-        boundary_ = GEOSBoundary_r(context_, polygon_);
-        prepared_ = GEOSPrepare_r(context_, polygon_);
-        preparedBoundary_ = GEOSPrepare_r(context_, boundary_);
-    }
-    ~Region() {
-        GEOSPreparedGeom_destroy_r(context_, preparedBoundary_);
-        GEOSPreparedGeom_destroy_r(context_, prepared_);
-        GEOSGeom_destroy_r(context_, boundary_);
-        GEOSGeom_destroy_r(context_, polygon_);
-        GEOS_finish_r(context_);
-    }
-    Region(const Region&) = delete;
-    Region& operator=(const Region&) = delete;
-
-    Side sideOf(double x, double y) const {
-        const auto point = GEOSGeom_createPointFromXY_r(context_, x, y);
-        const bool near = GEOSPreparedDistanceWithin_r(context_, preparedBoundary_, point, tolerance_) == 1;
-        const bool in = GEOSPreparedContains_r(context_, prepared_, point) == 1;
-        GEOSGeom_destroy_r(context_, point);
-        return near ? Side::Boundary : in ? Side::In : Side::Out;
-    }
-
-private:
-    GEOSContextHandle_t context_ = GEOS_init_r();
-    double tolerance_;
-    GEOSGeometry *polygon_, *boundary_;
-    const GEOSPreparedGeometry *prepared_, *preparedBoundary_;
-};
-
 struct Shape {
     std::string wkt;
     double tolerance;
 };
+
+/// Where points lie, by GEOS; what is nearer to an edge than a millionth of the polygon's size counts as boundary.
+std::vector<Side> sidesOf(const RawPoints& points, const Shape& shape) {
+    const auto context = GEOS_init_r();
+    const auto reader = GEOSWKTReader_create_r(context);
+    const auto polygon = GEOSWKTReader_read_r(context, reader, shape.wkt.c_str());
+    const auto boundary = GEOSBoundary_r(context, polygon);
+    const auto area = GEOSPrepare_r(context, polygon), edges = GEOSPrepare_r(context, boundary);
+    std::vector<Side> sides;
+    for (std::uint64_t i = 0; i < points.count(); ++i) {
+        const auto point = GEOSGeom_createPointFromXY_r(context, points.coordinate(i, 0), points.coordinate(i, 1));
+        const bool near = GEOSPreparedDistanceWithin_r(context, edges, point, shape.tolerance) == 1;
+        const bool in = GEOSPreparedContains_r(context, area, point) == 1;
+        sides.push_back(near ? Side::Boundary : in ? Side::In : Side::Out);
+        GEOSGeom_destroy_r(context, point);
+    }
+    for (const auto prepared : {area, edges}) GEOSPreparedGeom_destroy_r(context, prepared);
+    for (const auto geometry : {boundary, polygon}) GEOSGeom_destroy_r(context, geometry);
+    GEOSWKTReader_destroy_r(context, reader);
+    GEOS_finish_r(context);
+    return sides;
+}
 
 /// A triangle and a square with a hole that both cut the survey, and a line of points as well.
 std::vector<Shape> shapesOver(const RawPoints& points) {
@@ -87,11 +73,11 @@ protected:
         const RawPoints after(bytesOf(out));
         EXPECT_EQ(after.bytes().size(), before.bytes().size());
 
-        const Region region(shape.wkt, shape.tolerance);
+        const std::vector<Side> sides = sidesOf(before, shape);
         RawPoints expected = before;
         std::uint64_t inside = 0, onBoundary = 0;
         for (std::uint64_t i = 0; i < before.count(); ++i) {
-            const Side side = region.sideOf(before.coordinate(i, 0), before.coordinate(i, 1));
+            const Side side = sides[i];
             inside += side == Side::In;
             onBoundary += side == Side::Boundary;
             const bool source = std::find(from.begin(), from.end(), before.classOf(i)) != from.end();
