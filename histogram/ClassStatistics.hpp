@@ -36,7 +36,7 @@ struct MaskedPoints {
 };
 
 /// Counts per class, and minimum, maximum and sum of a quantity per class, of selected points; fragment by fragment.
-/// Counts, minima and maxima do not depend on the number of threads, sums only by rounding.
+/// Counts, minima and maxima do not depend on the number of threads, but for the sign of a zero; sums only by rounding.
 template <class T>
 class ClassStatistics {
 public:

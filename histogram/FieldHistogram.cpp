@@ -86,11 +86,7 @@ auto FieldHistogram<T>::counted(CreativeArrayBase& array, const RefPtr<const Mem
     if (!histogram) return nullptr;
     histogram->setAge(array.age());
     if (!policy.store) return histogram;
-    const auto cacheable = Holdfast::cast<HistogramCounts>(histogram->counts);
-    if (array.cache()) array.cache()->insert(*cacheable);
-    array.interfaces().addInterface(histogram);
-    array.attributes().setAttribute(HistogramAttributeName(name), histogram->counts);
-    array.updateAttributeAge(array.age());
+    keepWith(array, HistogramAttributeName(name), histogram, Holdfast::cast<HistogramCounts>(histogram->counts));
     return histogram;
 }
 

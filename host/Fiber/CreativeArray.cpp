@@ -45,8 +45,14 @@ StrongPtr<const MemBase> CreativeArrayBase::getData(const Holdfast::TimeBudget& 
         const auto values = waitedFor();
         return values ? values : load();
     }
-    loadInBackground();
+    rethrowFailure();
+    loadAhead();
     return nullptr;
+}
+
+void CreativeArrayBase::rethrowFailure() {
+    const std::lock_guard lock(mutex_);
+    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
 /// What the background is loading now, when it has come. What waits in the queue is taken from it.
@@ -61,19 +67,16 @@ StrongPtr<MemBase> CreativeArrayBase::load() {
     StrongPtr<MemBase> made = source_->make();
     assert(made->size() == size_ && made->elementType() == elementType_);
     made->setCreator(self<Holdfast::Creature>());
-    {
-        const std::lock_guard lock(mutex_);
-        failure_ = nullptr;
-        if (values_) return values_; // somebody was quicker
-        values_ = made;
-    }
-    if (cache_) cache_->insert(*made);
-    return made;
+    if (cache_) cache_->insert(*made); // before others can see the values
+    const std::lock_guard lock(mutex_);
+    failure_ = nullptr;
+    if (!values_) values_ = made; // unless somebody was quicker
+    return values_;
 }
 
-void CreativeArrayBase::loadInBackground() {
+void CreativeArrayBase::loadAhead() {
     const std::lock_guard lock(mutex_);
-    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+    if (values_ || !cache_) return;
     if (background_ != Background::Idle) return;
     background_ = Background::Queued;
     cache_->worker().add([array = self<CreativeArrayBase>()] { array->loadQueued(); });

@@ -41,6 +41,9 @@ public:
     /// Values in memory.
     explicit CreativeArrayBase(Holdfast::StrongPtr<MemBase> values);
 
+    /// To be kept by others.
+    Holdfast::WeakPtr<CreativeArrayBase> pointer() { return self<CreativeArrayBase>(); }
+
     const std::type_info& getFiberType() const { return elementType_; }
     std::size_t size() const { return size_; }
 
@@ -53,6 +56,9 @@ public:
     /// The values, made if they have to be. With an immediate budget that is left to the background, and empty is
     /// returned for now. What the source throws is thrown here, or at the next call when it happened in the background.
     Holdfast::StrongPtr<const MemBase> getData(const Holdfast::TimeBudget& budget = {});
+
+    /// Has the values made in the background, for who asks for them next; who does hears of a failure.
+    void loadAhead();
 
     /// The values for writing, of an array that is in memory and nobody else's. Empty when they are not of type T.
     template <class T>
@@ -87,7 +93,7 @@ public:
 
 private:
     Holdfast::StrongPtr<MemBase> load();
-    void loadInBackground();
+    void rethrowFailure();
     void loadQueued();
     Holdfast::StrongPtr<MemBase> waitedFor();
 

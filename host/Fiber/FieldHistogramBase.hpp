@@ -24,11 +24,15 @@ struct HistogramPolicy : Holdfast::TimeBudget {
     Reporter report;
 };
 
-/// One counter per value, where they can be an attribute of data. With a cache they count in its budget.
+/// One counter per value, where they can be an attribute of data and count in the budget of its cache.
 class HistogramCounts : public Holdfast::Chunk<std::uint64_t>, public Holdfast::Cacheable {
 public:
     explicit HistogramCounts(std::size_t bins);
     std::size_t bytes() const override;
+
+private:
+    friend class FieldHistogramBase;
+    Holdfast::StrongPtr<Holdfast::Creature> keeper_; // what the cache asks to let go; none when not kept with data
 };
 
 /// How often each value of a field occurs, whatever its type, and minimum, maximum and sum of a second quantity for
@@ -54,6 +58,12 @@ public:
 
     /// The values with their counts, for people.
     virtual std::string text() const = 0;
+
+    /// Keeps a histogram and its counters with the array that they were counted from, as an interface and as the
+    /// attribute of that name, until the array's cache is short of memory.
+    static void keepWith(CreativeArrayBase& array, const std::string& attribute,
+                         const Holdfast::StrongPtr<FieldHistogramBase>& histogram,
+                         const Holdfast::StrongPtr<HistogramCounts>& counts);
 
     /// Records with the field how the count stored under the name came about, in the place of an earlier record.
     static void setCompleteness(Field& field, const std::string& name, std::uint64_t fragments, std::uint64_t missing);

@@ -14,6 +14,12 @@ void Attributes::setAttribute(const std::string& name, const StrongPtr<ChunkBase
     chunks_[name] = chunk;
 }
 
+void Attributes::removeAttribute(const std::string& name, const StrongPtr<ChunkBase>& chunk) {
+    const std::lock_guard lock(mutex_);
+    const auto found = chunks_.find(name);
+    if (found != chunks_.end() && found->second == chunk) chunks_.erase(found);
+}
+
 std::vector<std::string> Attributes::names() const {
     const std::lock_guard lock(mutex_);
     std::vector<std::string> names;

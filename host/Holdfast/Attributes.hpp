@@ -25,6 +25,9 @@ public:
     /// Replaces an attribute of the same name.
     void setAttribute(const std::string& name, const StrongPtr<ChunkBase>& chunk);
 
+    /// Removes the attribute of that name if it is this one.
+    void removeAttribute(const std::string& name, const StrongPtr<ChunkBase>& chunk);
+
     /// The names of all attributes, in ascending order.
     std::vector<std::string> names() const;
 

@@ -13,9 +13,10 @@ struct Registry {
     std::unordered_set<Intercube*> cubes;
 };
 
+/// Never destroyed: data may go after static objects did, on another thread.
 Registry& registry() {
-    static Registry instance;
-    return instance;
+    static Registry* instance = std::make_unique<Registry>().release();
+    return *instance;
 }
 
 } // namespace
@@ -40,6 +41,11 @@ StrongPtr<Managed> Intercube::findInterface(const std::type_info& type) const {
     const std::lock_guard lock(mutex_);
     const auto found = interfaces_.find(type);
     return found == interfaces_.end() ? nullptr : found->second;
+}
+
+void Intercube::removeInterface(const StrongPtr<Managed>& object) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(interfaces_, [&](const auto& entry) { return entry.second == object; });
 }
 
 void Intercube::removeEverywhere(const std::type_info& type) {

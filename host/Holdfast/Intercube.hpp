@@ -30,6 +30,9 @@ public:
         return cast<T>(findInterface(typeid(T)));
     }
 
+    /// Detaches this object, if it is attached.
+    void removeInterface(const StrongPtr<Managed>& object);
+
     /// Detaches the objects of the type from all data. A library calls it before it is unloaded with their code.
     static void removeEverywhere(const std::type_info& type);
 

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <stdexcept>
 
 namespace Kesh {
@@ -16,10 +17,11 @@ Coordinates parseCoordinates(const std::string& text) {
     Coordinates numbers{};
     const char *next = text.data(), *end = next + text.size();
     for (std::size_t i = 0; i < numbers.size(); ++i) {
-        if (i > 0 && next != end && *next == ',') ++next;
+        const bool separated = i == 0 || (next != end && *next == ',');
+        if (i > 0 && separated) ++next;
         while (next != end && *next == ' ') ++next;
         const auto [stop, error] = std::from_chars(next, end, numbers[i]);
-        if (error != std::errc() || numbers[i] != numbers[i])
+        if (!separated || error != std::errc() || !std::isfinite(numbers[i]))
             throw std::invalid_argument(
                 fmt::format("\"{}\" was found where a box \"X0,Y0,Z0,X1,Y1,Z1\" is expected: number {} of the six "
                             "cannot be read",

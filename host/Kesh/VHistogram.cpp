@@ -3,11 +3,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <numeric>
 #include <stdexcept>
 
 namespace Kesh {
 
+using Holdfast::StrongPtr;
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -25,7 +27,18 @@ std::vector<std::uint32_t> valuesOf(const VHistogram& histogram) {
     return all;
 }
 
+template <class T>
+StrongPtr<Holdfast::ChunkBase> chunkOf(const std::vector<std::uint32_t>& values) {
+    const auto chunk = Holdfast::create<Holdfast::Chunk<T>>(values.size());
+    std::ranges::transform(values, chunk->values.begin(), [](std::uint32_t value) { return static_cast<T>(value); });
+    return chunk;
+}
+
 } // namespace
+
+void VHistogram::setValues(const std::type_info& type, const std::vector<std::uint32_t>& occurring) {
+    values = type == typeid(unsigned char) ? chunkOf<unsigned char>(occurring) : chunkOf<unsigned short>(occurring);
+}
 
 std::uint32_t VHistogram::value(std::size_t i) const {
     std::uint32_t value = 0;

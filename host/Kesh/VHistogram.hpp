@@ -22,6 +22,9 @@ struct VHistogram {
     std::string title;         ///< the kind of region
     bool complete = false;     ///< nothing is missing that belongs to the region
 
+    /// Sets the values, of a type that must be unsigned, of 8 or 16 bits.
+    void setValues(const std::type_info& type, const std::vector<std::uint32_t>& occurring);
+
     std::size_t size() const { return counts.size(); }
 
     /// Value number `i` of those that occur.

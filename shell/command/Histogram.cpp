@@ -14,7 +14,10 @@
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
+#include <glm/common.hpp>
+#include <glm/vector_relational.hpp>
 
+#include <cmath>
 #include <filesystem>
 #include <limits>
 #include <set>
@@ -127,14 +130,19 @@ private:
         countBox(BoxTrait::Text(std::make_shared<Sextant::BoundingBox>(box)));
     }
 
-    /// The header's bounds, unless there are points outside: then those of the points, which are known by then.
+    /// The header's bounds, which are those of the points in most files, or else these, which are known by then.
     void countBounds() {
         const LasHeader& header = survey_.las().header;
-        const Point low(header.minimum[0], header.minimum[1], header.minimum[2]);
-        const Point high(header.maximum[0], header.maximum[1], header.maximum[2]);
-        const bool numbers = low == low && high == high;
-        countBox(numbers ? Sextant::BoundingBox(low, high) : survey_.expressibleBox());
-        if (histogram().complete && histogram().total() < header.pointCount) countBox(boundsOfPoints());
+        const auto corner = [](const std::array<double, 3>& c) { return Point(c[0], c[1], c[2]); };
+        const Sextant::BoundingBox stated(corner(header.minimum), corner(header.maximum));
+        const bool numbers = glm::all(glm::lessThan(glm::abs(stated.maximum - stated.minimum), Point(HUGE_VAL)));
+        countBox(numbers ? stated : survey_.expressibleBox());
+        if (!histogram().complete || header.pointCount == 0) return;
+        const Sextant::BoundingBox bounds = boundsOfPoints();
+        const Point unit = glm::abs(corner(header.scale));
+        const bool same = glm::all(glm::lessThanEqual(glm::abs(bounds.minimum - stated.minimum), unit)) &&
+                          glm::all(glm::lessThanEqual(glm::abs(bounds.maximum - stated.maximum), unit));
+        if (!same || histogram().total() < header.pointCount) countBox(bounds);
     }
 
     Sextant::BoundingBox boundsOfPoints() const {
@@ -170,7 +178,6 @@ private:
         Fiber::Representation& representation = survey_.points();
         representation.makeField(representation.makeFieldID(WithinMask), points.mask());
         countMask(WithinMask);
-        representation.removeField(WithinMask);
     }
 
     /// The module's time limit may end a count; what was counted by then is not counted again.
@@ -180,7 +187,7 @@ private:
             before = histogram().total();
             network_.press("counts.compute");
             countScope("WholeDataset");
-        } while (!histogram().complete && histogram().total() > before);
+        } while (!histogram().complete && histogram().total() > before && !interrupted());
     }
 
     void countScope(const char* scope) {
@@ -204,10 +211,16 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     Counting counting(survey, arguments, labels);
     counting.count(arguments);
     session.printLateWarnings(*survey);
-    const Kesh::VHistogram histogram = counting.histogram();
+    Kesh::VHistogram histogram = counting.histogram();
+    if (survey->las().header.pointCount == 0) {
+        session.warn(arguments.survey + ": has no points.");
+        histogram.complete = true; // nothing is missing
+    }
     json ? printJson(histogramAsJson(histogram, labels)) : fmt::print("{}\n", counting.report());
-    if (interrupted() && !histogram.complete)
-        throw Failure(fmt::format("{}: counting was interrupted.", arguments.survey));
+    if (!histogram.complete)
+        throw Failure(fmt::format("{}: {}", arguments.survey,
+                                  interrupted() ? "counting was interrupted."
+                                                : "the count is incomplete: some points could not be had."));
     if (arguments.plot.empty()) return;
     const std::string field = survey->findField(arguments.field).name;
     plotHistogram(histogram, labels, {fileName(arguments.survey), field, regionText(arguments)}, arguments.plot);
@@ -216,6 +229,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
 void addOptions(CLI::App& command, Arguments& a) {
     command.add_option("FILE", a.survey, "The survey")->required();
     command.add_option("--field", a.field, "Field to count")->capture_default_str();
+    const CLI::Validator given([](std::string& text) { return text.empty() ? std::string("is empty") : ""; }, "");
     CLI::Option* box = command.add_option("--box", a.box, "X0,Y0,Z0,X1,Y1,Z1: count in this box, faces included");
     CLI::Option* within = command
                               .add_option("--within", a.within,
@@ -223,8 +237,9 @@ void addOptions(CLI::App& command, Arguments& a) {
                                           "their union")
                               ->allow_extra_args(false);
     CLI::Option* mask = command.add_option("--mask", a.mask, "Count where this field of 8 bits is not zero");
-    box->excludes(within)->excludes(mask);
+    box->excludes(within)->excludes(mask)->check(given);
     within->excludes(mask);
+    mask->check(given);
     command.add_option("--secondary", a.secondary,
                        "Z or another field: its minimum, maximum and mean among the points of each value");
     command.add_option("--labels", a.labels,

@@ -4,6 +4,7 @@
 #include "Failure.hpp"
 #include "Kesh/VCreator.hpp"
 #include "Kesh/VObject.hpp"
+#include "Progress.hpp"
 
 #include <fmt/format.h>
 
@@ -17,7 +18,7 @@ constexpr char ModuleType[] = "Compute/PointCloudHistogram";
 /// An object of the module, for one count.
 class Counter {
 public:
-    explicit Counter(const Fiber::FieldSelector& field) {
+    explicit Counter(const Fiber::FieldSelector& field) : field_(field.getFieldName()) {
         const auto creator = Kesh::VCreatorBase::find(ModuleType);
         if (!creator) throw Failure(fmt::format("The plug-in has no module \"{}\" to count with.", ModuleType));
         object_ = creator->create("count", nullptr);
@@ -38,7 +39,9 @@ public:
             if (!object->update(Kesh::VRequest(pool_))) throw Failure(object->status(*pool_).text);
             const auto value = object->findOutput("histogram")->getValueBase(*pool_);
             counted = Holdfast::cast<Kesh::VValue<Kesh::VHistogram>>(value)->value;
-            if (!counted.complete && counted.total() <= before) throw Failure("Counting was interrupted.");
+            if (interrupted()) throw Failure(fmt::format("Counting \"{}\" was interrupted.", field_));
+            if (!counted.complete && counted.total() <= before)
+                throw Failure(fmt::format("\"{}\" cannot be counted: some of its fragments cannot be had.", field_));
         }
         return counted;
     }
@@ -50,6 +53,7 @@ private:
             *pool_, Holdfast::create<Kesh::VValue<T>>(std::move(value)), Holdfast::Ageable::nextTime());
     }
 
+    std::string field_; // its name
     StrongPtr<Kesh::ValuePool> pool_ = Holdfast::create<Kesh::ValuePool>();
     Holdfast::WeakPtr<Kesh::VObject> object_; // its creator's
 };

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <omp.h>
 
 namespace corvane::test {
 namespace {
@@ -66,9 +67,13 @@ TYPED_TEST(ClassStatistics, AgreeWithAPlainLoopForEverySelection) {
             for (const auto i : some) mask[i] = static_cast<std::uint8_t>(1 + i % 255);
             for (const auto i : stretches) blocks[i] = 255;
             const auto check = [&](auto points, const Indices& selected) {
-                Fiber::ClassStatistics<T> statistics, counts;
-                statistics.add(values, points, quantity);
-                expectPlain(*statistics.result("Z"), values, selected, quantity);
+                for (const int threads : {1, 3}) {
+                    omp_set_num_threads(threads);
+                    Fiber::ClassStatistics<T> statistics;
+                    statistics.add(values, points, quantity);
+                    expectPlain(*statistics.result("Z"), values, selected, quantity);
+                }
+                Fiber::ClassStatistics<T> counts;
                 counts.add(values, points, {});
                 expectPlain(*counts.result(""), values, selected, {});
             };
@@ -79,6 +84,21 @@ TYPED_TEST(ClassStatistics, AgreeWithAPlainLoopForEverySelection) {
             check(Fiber::MaskedPoints{blocks}, stretches);
         }
     }
+}
+
+TEST(ClassStatisticsOf, NumbersThatAreNoneHideNoOthers) {
+    constexpr double none = std::numeric_limits<double>::quiet_NaN(), infinite = HUGE_VAL;
+    const std::vector<unsigned char> values(8, 2); // a group of one class
+    for (std::size_t odd = 0; odd < values.size(); ++odd)
+        for (const double number : {none, infinite, -infinite}) {
+            std::vector<double> heights{5, 3, 8, 4, 7, 6, 9, 2};
+            heights[odd] = number;
+            Fiber::ClassStatistics<unsigned char> statistics;
+            statistics.add(values, Fiber::AllPoints{values.size()}, {heights.data()});
+            const auto found = statistics.result("Z");
+            EXPECT_EQ(found->minimum[2], number < 0 ? number : odd == 7 ? 3 : 2) << number << " at " << odd;
+            EXPECT_EQ(found->maximum[2], number > 0 ? number : odd == 6 ? 8 : 9) << number << " at " << odd;
+        }
 }
 
 TEST(ClassStatisticsOf, FragmentsWithoutAQuantityAddCountsOnly) {

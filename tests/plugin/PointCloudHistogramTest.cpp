@@ -119,6 +119,19 @@ TEST_F(PointCloudHistogram, countsAllOnlyWhenAskedAndReadsOnlyWhatChanged) {
     edit(8, 9);
     EXPECT_EQ(update(*module), OutOfDate) << "a count warns anew";
 
+    EXPECT_EQ(compute(), "WholeDataset: 12 points\n  2: 5\n  5: 5\n  6: 1\n  9: 1");
+    edit(9, 3);
+    const auto positions = vertices().findField(Fiber::PositionsName);
+    vertices().removeField(Fiber::PositionsName);
+    EXPECT_EQ(compute(), "No Positions available for this representation.");
+    vertices().makeField(vertices().makeFieldID(Fiber::PositionsName), positions);
+    EXPECT_EQ(update(*module), OutOfDate) << "a press that failed has not brought it up to date";
+    Kesh::History(vertices(), Classes).undo(find(Classes), Ageable::nextTime());
+    EXPECT_EQ(compute(), "WholeDataset: 12 points\n  2: 5\n  5: 5\n  6: 1\n  9: 1") << "undone";
+    Kesh::History(vertices(), Classes).redo(find(Classes), Ageable::nextTime());
+    EXPECT_EQ(compute(), "WholeDataset: 12 points\n  2: 5\n  3: 1\n  5: 5\n  6: 1") << "redone";
+    edit(3, 9);
+
     secondary("Z");
     EXPECT_EQ(compute(), "WholeDataset: 12 points" + noteFor("Z") + "\n  2: 5\n  5: 5\n  6: 1\n  9: 1");
 }
@@ -210,6 +223,8 @@ TEST_F(PointCloudHistogram, reportsToTheLetter) {
     EXPECT_TRUE(text.starts_with("Region: 33 points\n  700: 1\n  701: 1\n")) << text;
     EXPECT_TRUE(text.ends_with("\n  731: 1\n  ... and 1 further values (the full histogram is on the output slot)"));
     EXPECT_EQ(histogram().size(), 33u);
+    scope("WholeDataset");
+    EXPECT_EQ("Region" + compute().substr(std::string("WholeDataset").size()), text);
 }
 
 TEST_F(PointCloudHistogram, countsUnderAMask) {
@@ -308,10 +323,13 @@ TEST_F(PointCloudHistogram, tellsOfRecountsThatChangeNothing) {
 TEST_F(PointCloudHistogram, dataOutlivesThePluginThatCountedIt) {
     scope("WholeDataset");
     compute();
+    const VHistogram published = histogram();
+    const std::string text = Kesh::VValueTrait<VHistogram>::Text(published);
     module.reset();
     pool.reset();
     unload();
     ASSERT_FALSE(isLoaded());
+    EXPECT_EQ(Kesh::VValueTrait<VHistogram>::Text(published), text);
     EXPECT_TRUE(find(Classes).getCreator(id(0))->attributes().getAttribute("Histogram." + Classes));
 }
 

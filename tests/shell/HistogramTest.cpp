@@ -2,6 +2,13 @@
 // Counts of the program against plain loops over the raw bytes, and against facts found out without it.
 #include "ProgramTestSupport.hpp"
 
+#include "Failure.hpp"
+#include "Progress.hpp"
+#include "network/ClassCounts.hpp"
+#include "plugin/Plugin.hpp"
+#include "survey/Survey.hpp"
+
+#include <csignal>
 #include <numeric>
 
 namespace corvane::test {
@@ -125,6 +132,9 @@ TEST_F(Histogram, refusesWhatCannotBeCounted) {
         {{"--box", "1,2,3"}, {"--box", "number 4 of the six"}},
         {{"--box", "1,2,3,4,5,6,7"}, {"--box", "more than the six"}},
         {{"--box", "1,2,3,4,5,nan"}, {"--box", "number 6"}},
+        {{"--box", "1,2,3,4,5.5.5"}, {"--box", "number 6"}},
+        {{"--box", "1-2-3-4-5-6"}, {"--box", "number 2"}},
+        {{"--box", ""}, {"--box", "empty"}},
         {{"--field", "Clasification"}, {"no field", "\"Classification\""}},
         {{"--field", "GpsTime"}, {"--field GpsTime", "double", "uint8 and uint16"}},
         {{"--mask", "Intensity"}, {"--mask Intensity", "uint16", "uint8"}},
@@ -136,6 +146,43 @@ TEST_F(Histogram, refusesWhatCannotBeCounted) {
         all.insert(all.end(), call.more.begin(), call.more.end());
         expectRefused(all, 2, call.says);
     }
+}
+
+TEST_F(Histogram, takesTheBoundsOfThePointsWhenTheHeaderIsWrong) {
+    const json right = histogram({"--secondary", "Z"});
+    RawPoints raw = points();
+    raw.put(179, raw.get<double>(179) + 1000); // largest X
+    write(in, raw.bytes());
+    EXPECT_EQ(histogram({"--secondary", "Z"}), right);
+}
+
+TEST_F(Histogram, ofNoPointsIsComplete) {
+    ASSERT_EQ(corvane({"sample", out, "--points", "0", "-q"}).status, 0);
+    for (const Arguments& more : {Arguments{}, Arguments{"--secondary", "Z"}}) {
+        Arguments all{"histogram", out, "--json"};
+        all.insert(all.end(), more.begin(), more.end());
+        const Outcome run = corvane(all);
+        EXPECT_TRUE(holds(run.err, "has no points")) << run.err;
+        EXPECT_EQ(run.document()["complete"], true);
+        EXPECT_EQ(run.document()["total"], 0);
+    }
+}
+
+TEST_F(Histogram, endsWhenItIsInterrupted) {
+    const auto interruptedCount = [this] {
+        const Plugin plugin(CORVANE_PLUGIN);
+        const Survey survey(in);
+        interrupted(); // listens from now on
+        std::raise(SIGINT);
+        try {
+            countWhole(survey.selector("Classification"));
+        } catch (const Failure& failure) {
+            std::fputs(failure.what(), stderr);
+            std::_Exit(7);
+        }
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(interruptedCount(), testing::ExitedWithCode(7), "interrupted");
 }
 
 class HistogramOfRealSurveys : public RealSurveys {};

@@ -10,7 +10,7 @@
 #include "Kesh/Parameters.hpp"
 #include "Kesh/VActionNotifier.hpp"
 #include "Kesh/VHistogram.hpp"
-#include "Kesh/VStateCreator.hpp"
+#include "Kesh/VStateCreatorBase.hpp"
 #include "ScopedCount.hpp"
 
 #include <fmt/format.h>
@@ -129,17 +129,9 @@ std::string reportOf(const VHistogram& histogram, const std::string& secondary, 
     return text;
 }
 
-template <class T>
-StrongPtr<Holdfast::ChunkBase> chunkOf(const std::vector<std::uint32_t>& values) {
-    const auto chunk = Holdfast::create<Holdfast::Chunk<T>>(values.size());
-    std::ranges::transform(values, chunk->values.begin(), [](std::uint32_t value) { return static_cast<T>(value); });
-    return chunk;
-}
-
 VHistogram converted(const Fiber::FieldHistogramBase& counted, const std::type_info& type) {
-    const auto values = counted.occurringValues();
     VHistogram histogram;
-    histogram.values = type == typeid(unsigned char) ? chunkOf<unsigned char>(values) : chunkOf<unsigned short>(values);
+    histogram.setValues(type, counted.occurringValues());
     histogram.counts = counted.occurringCounts();
     histogram.minimum = counted.occurringMinimum();
     histogram.maximum = counted.occurringMaximum();
@@ -198,7 +190,8 @@ private:
                           fieldName,        field,
                           scopeOf(request), secondaryField_.get(pool),
                           box_.get(pool),   hasChanged(*compute_, pool)};
-        dropOther(input);
+        holdAge(pool);
+        if (dropOther(input)) setHistogram(request, VHistogram());
         if (input.scope == WholeDataset && !input.pressed) return warnWhenOutOfDate(request);
         const FieldPtr positions = representation.findField(Fiber::PositionsName);
         if (!positions) throw std::runtime_error("No Positions available for this representation.");
@@ -211,21 +204,24 @@ private:
         return selected.empty() ? Region : selected;
     }
 
-    /// A histogram never outlives a change of what it describes.
-    void dropOther(const Input& input) {
+    /// An update that comes to no count makes the object younger, but not what it counted.
+    void holdAge(const Kesh::ValuePool& pool) {
+        const auto state = states_.myState(pool);
+        if (state->previous && state->countedAt == Holdfast::Ageable::Ooooold) state->countedAt = age(pool);
+    }
+
+    /// A histogram never outlives a change of what it describes. True when there was one.
+    bool dropOther(const Input& input) {
         const auto state = states_.myState(*input.request.pool);
-        if (!state->previous) return;
-        if (state->previous->title == input.scope && state->fieldName == input.fieldName) return;
+        if (!state->previous) return false;
+        if (state->previous->title == input.scope && state->fieldName == input.fieldName) return false;
         *state = HistogramState();
-        setHistogram(input.request, VHistogram());
+        return true;
     }
 
     void warnWhenOutOfDate(const Kesh::VRequest& request) {
-        const bool changed = dataChanged(request);
-        const auto state = states_.myState(*request.pool);
-        if (!changed || !state->previous || state->toldOutOfDate) return;
-        setStatusWarning(*request.pool, OutOfDate);
-        state->toldOutOfDate = true;
+        if (dataChanged(request) && !std::exchange(states_.myState(*request.pool)->toldOutOfDate, true))
+            setStatusWarning(*request.pool, OutOfDate);
     }
 
     /// Whether a tracked field changed since it was counted.
@@ -305,26 +301,25 @@ private:
         const Kesh::ValuePool& pool = *input.request.pool;
         histogram.title = input.scope;
         histogram.region = regionText(input.scope, input.box) + histogram.region;
-        remember(input, histogram);
+        if (remember(input, histogram) == RecountsUntilTold)
+            Kesh::Vprintf(100, "%s: three recounts in a row gave the same histogram.\n", BaseName().c_str());
         setHistogram(input.request, histogram);
-        const auto state = states_.myState(pool);
-        raiseAge(pool, std::exchange(state->countedAt, Holdfast::Ageable::Ooooold));
+        raiseAge(pool, std::exchange(states_.myState(pool)->countedAt, Holdfast::Ageable::Ooooold));
         setStatusInfo(pool, reportOf(histogram, input.secondary, labels_.get(pool)));
     }
 
-    void remember(const Input& input, const VHistogram& histogram) {
+    /// Returns how many recounts in a row have changed nothing; they are counted anew when it is enough to tell.
+    int remember(const Input& input, const VHistogram& histogram) {
         const auto state = states_.myState(*input.request.pool);
         const bool unchanged = !input.pressed && state->previous && state->previous->sameContentAs(histogram);
-        state->unchangedRecounts = unchanged ? state->unchangedRecounts + 1 : 0;
-        if (state->unchangedRecounts == RecountsUntilTold) {
-            Kesh::Vprintf(100, "%s: three recounts in a row gave the same histogram.\n", BaseName().c_str());
-            state->unchangedRecounts = 0;
-        }
+        const int recounts = unchanged ? state->unchangedRecounts + 1 : 0;
+        state->unchangedRecounts = recounts % RecountsUntilTold;
         state->fieldName = input.fieldName;
         state->tracked = trackedBy(input);
         state->countedAt = input.request.time;
         state->toldOutOfDate = false;
         state->previous = histogram;
+        return recounts;
     }
 
     std::vector<std::string> trackedBy(const Input& input) const {
@@ -348,7 +343,7 @@ private:
     Kesh::TypedSlot<std::string> maskField_{*this, "maskfield", "mask", 5};
     Kesh::TypedSlot<std::string> secondaryField_{*this, "secondaryfield", "", 1};
     Kesh::TypedSlot<VHistogram> histogram_{*this, "histogram", VHistogram()};
-    Kesh::VStateCreator<HistogramState> states_;
+    Kesh::VStateCreatorBase<HistogramState> states_;
 };
 
 const Kesh::FieldModuleRegistration<PointCloudHistogram, Fiber::GridSelector, Fiber::FieldSelector, Kesh::VTime,

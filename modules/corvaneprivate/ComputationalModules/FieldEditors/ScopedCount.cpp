@@ -180,7 +180,7 @@ public:
 
     ScopedCount run() {
         task_.field->iterate([this](const auto& fragment, const auto& array) {
-            if (!task_.report(fragment->number(), task_.field->fragments().size())) return result_.complete = false;
+            if (!task_.report(visited_++, task_.field->fragments().size())) return result_.complete = false;
             readAhead(*fragment);
             if (array && !visit(fragment, *array)) result_.complete = false;
             return true;
@@ -217,14 +217,13 @@ private:
         const auto& fragments = task_.positions->fragments();
         const auto next = fragments.upper_bound(present.number());
         if (!task_.region.loads() || next == fragments.end() || !next->second.array) return;
-        if (next->second.array->hasData()) return;
-        if (task_.region.readsPositions(next->second.id, secondary_.isHeight()))
-            next->second.array->getData(Holdfast::TimeBudget::immediate());
+        if (task_.region.readsPositions(next->second.id, secondary_.isHeight())) next->second.array->loadAhead();
     }
 
     const CountTask& task_;
     SecondaryValues secondary_;
     Fiber::ClassStatistics<T> statistics_;
+    std::uint64_t visited_ = 0; // fragments
     bool summarised_ = false;
     ScopedCount result_;
 };

@@ -12,7 +12,7 @@ namespace Kesh {
 
 /// What an object remembers from one update to the next, once for each value pool.
 template <class State>
-class VStateCreator {
+class VStateCreatorBase {
 public:
     /// The state, and the lock that keeps others from it as long as this lives.
     class Locked {
@@ -21,7 +21,7 @@ public:
         State& operator*() const { return state_; }
 
     private:
-        friend class VStateCreator;
+        friend class VStateCreatorBase;
         Locked(State& state, std::unique_lock<std::shared_mutex> lock) : state_(state), lock_(std::move(lock)) {}
         State& state_;
         std::unique_lock<std::shared_mutex> lock_;
