@@ -25,6 +25,12 @@ StrongPtr<CreativeArrayBase> Field::getCreator(const StrongPtr<FragmentID>& frag
     return found == fragments_.end() ? nullptr : found->second.array;
 }
 
+const Field::Fragment* Field::fragmentAfter(const FragmentID& fragment) const {
+    auto next = fragments_.upper_bound(fragment.number());
+    while (next != fragments_.end() && !next->second.array) ++next;
+    return next == fragments_.end() ? nullptr : &next->second;
+}
+
 StrongPtr<const MemBase> Field::getData(const StrongPtr<FragmentID>& fragment,
                                         const Holdfast::TimeBudget& budget) const {
     const auto array = getCreator(fragment);

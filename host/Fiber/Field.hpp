@@ -44,6 +44,9 @@ public:
     /// The array of a fragment, without loading it; empty when the field has no such fragment.
     Holdfast::StrongPtr<CreativeArrayBase> getCreator(const Holdfast::StrongPtr<FragmentID>& fragment) const;
 
+    /// The fragment behind this one that has data, for reading ahead; null behind the last.
+    const Fragment* fragmentAfter(const FragmentID& fragment) const;
+
     /// The values of a fragment, loaded if need be and the budget allows; empty when there are none.
     Holdfast::StrongPtr<const MemBase> getData(const Holdfast::StrongPtr<FragmentID>& fragment,
                                                const Holdfast::TimeBudget& budget = {}) const;

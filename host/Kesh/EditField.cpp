@@ -35,6 +35,7 @@ public:
         if (!brush_) return all(vertices);
         if (!*brush_) return {};
         requirePositions(*fragment, positions_->getCreator(fragment), vertices);
+        readAhead(*fragment);
         // Positions whose box is not known yet are held, so that they are loaded once for the box and the selection.
         const bool boxKnown = Fiber::knownFragmentBBox(*positions_, fragment).has_value();
         auto points = boxKnown ? nullptr : positions_->getData(fragment);
@@ -57,6 +58,14 @@ private:
         if (positions && positions->size() == vertices && positions->getFiberType() == typeid(Point)) return;
         throw std::runtime_error(fmt::format("Fragment {} has {} vertices but {} positions.", fragment.number(),
                                              vertices, positions ? positions->size() : 0));
+    }
+
+    /// The positions of the next fragment come while this one is looked at.
+    void readAhead(const Fiber::FragmentID& present) const {
+        const auto* next = positions_->fragmentAfter(present);
+        if (!next) return;
+        const auto box = Fiber::knownFragmentBBox(*positions_, next->id);
+        if (!box || brush_->partOf(*box) == Brush::Part::Some) next->array->loadAhead();
     }
 
     std::span<const std::uint32_t> all(std::size_t vertices) {

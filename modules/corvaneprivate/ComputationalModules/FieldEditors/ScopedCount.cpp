@@ -214,10 +214,8 @@ private:
 
     /// Positions are most of what is read. Those of the next fragment come while this one is counted.
     void readAhead(const Fiber::FragmentID& present) const {
-        const auto& fragments = task_.positions->fragments();
-        const auto next = fragments.upper_bound(present.number());
-        if (!task_.region.loads() || next == fragments.end() || !next->second.array) return;
-        if (task_.region.readsPositions(next->second.id, secondary_.isHeight())) next->second.array->loadAhead();
+        const auto* next = task_.region.loads() ? task_.positions->fragmentAfter(present) : nullptr;
+        if (next && task_.region.readsPositions(next->id, secondary_.isHeight())) next->array->loadAhead();
     }
 
     const CountTask& task_;
