@@ -7,7 +7,7 @@
 namespace Holdfast {
 namespace {
 
-/// All that exist.
+/// All that carry something, or did.
 struct Registry {
     std::mutex mutex;
     std::unordered_set<Intercube*> cubes;
@@ -21,17 +21,17 @@ Registry& registry() {
 
 } // namespace
 
-Intercube::Intercube() {
-    const std::lock_guard lock(registry().mutex);
-    registry().cubes.insert(this);
-}
-
 Intercube::~Intercube() {
+    if (!registered_) return;
     const std::lock_guard lock(registry().mutex);
     registry().cubes.erase(this);
 }
 
 void Intercube::addInterface(const StrongPtr<Managed>& object) {
+    if (!registered_.exchange(true)) {
+        const std::lock_guard lock(registry().mutex);
+        registry().cubes.insert(this);
+    }
     const Managed& managed = *object;
     const std::lock_guard lock(mutex_);
     interfaces_[typeid(managed)] = object;

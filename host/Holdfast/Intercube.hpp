@@ -3,6 +3,7 @@
 
 #include "Holdfast/Pointer.hpp"
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <typeindex>
@@ -14,7 +15,7 @@ namespace Holdfast {
 /// Attaching one does not change the age of the data. Thread safe.
 class Intercube {
 public:
-    Intercube();
+    Intercube() = default;
     ~Intercube();
     Intercube(const Intercube&) = delete;
     Intercube& operator=(const Intercube&) = delete;
@@ -39,6 +40,7 @@ public:
 private:
     mutable std::mutex mutex_;
     std::map<std::type_index, StrongPtr<Managed>> interfaces_;
+    std::atomic<bool> registered_ = false; // among those that `removeEverywhere` looks at
 };
 
 } // namespace Holdfast
