@@ -91,6 +91,14 @@ std::string regionText(const Arguments& arguments) {
     return fmt::format("inside {}", fmt::join(polygons, " or "));
 }
 
+/// A polygon that misses the survey is most often one in other coordinates.
+void warnOfMiss(const Session& session, const LasHeader& header, const std::vector<std::string>& within) {
+    if (within.empty()) return;
+    const auto plane = [](const std::array<double, 3>& corner) { return PlanePoint{corner[0], corner[1]}; };
+    const std::string miss = describeMiss(readPolygons(within), plane(header.minimum), plane(header.maximum));
+    if (!miss.empty()) session.warn(miss);
+}
+
 /// A survey with one object that counts.
 class Counting {
 public:
@@ -216,6 +224,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
         session.warn(arguments.survey + ": has no points.");
         histogram.complete = true; // nothing is missing
     }
+    if (histogram.total() == 0) warnOfMiss(session, survey->las().header, arguments.within);
     json ? printJson(histogramAsJson(histogram, labels)) : fmt::print("{}\n", counting.report());
     if (!histogram.complete)
         throw Failure(fmt::format("{}: {}", arguments.survey,

@@ -85,6 +85,12 @@ TEST_F(Histogram, countsUnderAPolygonAreThoseThatAnEditSelects) {
     }
 }
 
+TEST_F(Histogram, tellsOfAPolygonThatMissesTheSurvey) {
+    const Outcome run = corvane({"histogram", in, "--within", "POLYGON((5 52, 6 52, 6 53))"});
+    EXPECT_TRUE(holds(run.out, "Brush: 0 points")) << run.out;
+    EXPECT_TRUE(holds(run.err, "degrees")) << run.err;
+}
+
 TEST_F(Histogram, countsThroughAnyFieldOfEightBits) {
     RawPoints raw = points();
     json expected = json::object();
