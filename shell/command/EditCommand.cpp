@@ -39,15 +39,11 @@ Range parseRange(const std::string& text) {
     return range;
 }
 
-PlanePoint planePoint(const std::array<double, 3>& corner) { return {corner[0], corner[1]}; }
-
 /// Polygons that meet no point are no mistake when many tiles are edited with the same ones; degrees are one.
 void tellMiss(const Session& session, const Survey& survey, const PolygonSet& polygons) {
-    const PlanePoint minimum = planePoint(survey.las().header.minimum),
-                     maximum = planePoint(survey.las().header.maximum);
-    const std::string miss = describeMiss(polygons, minimum, maximum);
-    if (lookLikeDegrees(polygons, minimum, maximum)) throw Failure(miss + " Nothing was written.");
-    if (!miss.empty()) session.warn(miss);
+    const Miss miss = missOf(survey, polygons);
+    if (miss.degrees) throw Failure(miss.sentence + " Nothing was written.");
+    if (!miss.sentence.empty()) session.warn(miss.sentence);
 }
 
 void print(const std::string& status, const ClassCounts& before, const ClassCounts& after, bool json) {

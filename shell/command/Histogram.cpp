@@ -20,6 +20,7 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
+#include <optional>
 #include <set>
 
 namespace corvane {
@@ -91,14 +92,6 @@ std::string regionText(const Arguments& arguments) {
     return fmt::format("inside {}", fmt::join(polygons, " or "));
 }
 
-/// A polygon that misses the survey is most often one in other coordinates.
-void warnOfMiss(const Session& session, const LasHeader& header, const std::vector<std::string>& within) {
-    if (within.empty()) return;
-    const auto plane = [](const std::array<double, 3>& corner) { return PlanePoint{corner[0], corner[1]}; };
-    const std::string miss = describeMiss(readPolygons(within), plane(header.minimum), plane(header.maximum));
-    if (!miss.empty()) session.warn(miss);
-}
-
 /// A survey with one object that counts.
 class Counting {
 public:
@@ -118,10 +111,10 @@ public:
         network_.set("counts.secondaryfield", secondary_);
     }
 
-    void count(const Arguments& arguments) {
+    void count(const Arguments& arguments, const std::optional<PolygonSet>& polygons) {
         if (!arguments.box.empty()) return countBox(arguments.box);
         if (!arguments.mask.empty()) return countMask(maskField(survey_, arguments.mask));
-        if (!arguments.within.empty()) return countUnder(brushAround(readPolygons(arguments.within)));
+        if (polygons) return countUnder(brushAround(*polygons));
         secondary_.empty() ? countAll() : countBounds();
     }
 
@@ -212,27 +205,29 @@ private:
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     checkCall(arguments);
+    const auto polygons = arguments.within.empty() ? std::nullopt : std::optional(readPolygons(arguments.within));
     const Session session(options);
-    const auto survey =
-        arguments.within.empty() ? session.open(arguments.survey, OnePassMemory) : session.open(arguments.survey);
+    const auto survey = polygons ? session.open(arguments.survey) : session.open(arguments.survey, OnePassMemory);
     const Kesh::LabelSet labels = labelsOf(*survey, arguments);
     Counting counting(survey, arguments, labels);
-    counting.count(arguments);
+    counting.count(arguments, polygons);
     session.printLateWarnings(*survey);
     Kesh::VHistogram histogram = counting.histogram();
     if (survey->las().header.pointCount == 0) {
         session.warn(arguments.survey + ": has no points.");
         histogram.complete = true; // nothing is missing
     }
-    if (histogram.total() == 0) warnOfMiss(session, survey->las().header, arguments.within);
+    if (polygons && histogram.total() == 0)
+        if (const Miss miss = missOf(*survey, *polygons); !miss.sentence.empty()) session.warn(miss.sentence);
     json ? printJson(histogramAsJson(histogram, labels)) : fmt::print("{}\n", counting.report());
+    if (!arguments.plot.empty())
+        plotHistogram(histogram, labels,
+                      {fileName(arguments.survey), survey->findField(arguments.field).name, regionText(arguments)},
+                      arguments.plot);
     if (!histogram.complete)
         throw Failure(fmt::format("{}: {}", arguments.survey,
                                   interrupted() ? "counting was interrupted."
                                                 : "the count is incomplete: some points could not be had."));
-    if (arguments.plot.empty()) return;
-    const std::string field = survey->findField(arguments.field).name;
-    plotHistogram(histogram, labels, {fileName(arguments.survey), field, regionText(arguments)}, arguments.plot);
 }
 
 void addOptions(CLI::App& command, Arguments& a) {

@@ -48,6 +48,12 @@ void checkMayWrite(const std::string& path, bool overwrite) {
                               path));
 }
 
+Miss missOf(const Survey& survey, const PolygonSet& polygons) {
+    const auto plane = [](const std::array<double, 3>& corner) { return PlanePoint{corner[0], corner[1]}; };
+    const PlanePoint minimum = plane(survey.las().header.minimum), maximum = plane(survey.las().header.maximum);
+    return {describeMiss(polygons, minimum, maximum), lookLikeDegrees(polygons, minimum, maximum)};
+}
+
 Session::Session(const GlobalOptions& options)
     : options_(options),
       progress_(activeProgress(options.quiet)),

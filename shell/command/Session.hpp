@@ -5,6 +5,7 @@
 #include "Progress.hpp"
 #include "network/NetworkFile.hpp"
 #include "plugin/Plugin.hpp"
+#include "polygon/Polygons.hpp"
 #include "survey/Survey.hpp"
 
 #include <memory>
@@ -25,6 +26,13 @@ std::size_t parseMemory(const std::string& text);
 
 /// Throws Failure when the file exists and may not be replaced.
 void checkMayWrite(const std::string& path, bool overwrite);
+
+/// Polygons that no point of the survey can lie in.
+struct Miss {
+    std::string sentence; ///< that says so; empty when some point may
+    bool degrees = false; ///< because they are in other coordinates
+};
+Miss missOf(const Survey& survey, const PolygonSet& polygons);
 
 /// What a command works with: the plug-in and the way to a survey. Lives longer than everything that the plug-in makes.
 class Session {

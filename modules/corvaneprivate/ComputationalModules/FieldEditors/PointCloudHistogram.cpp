@@ -325,8 +325,7 @@ private:
     std::vector<std::string> trackedBy(const Input& input) const {
         std::vector<std::string> tracked{input.fieldName, Fiber::PositionsName};
         if (input.scope == Mask) tracked.push_back(maskField_.get(*input.request.pool));
-        const bool height = input.secondary == "Z" || input.secondary == "z";
-        if (!input.secondary.empty() && !height) tracked.push_back(input.secondary);
+        if (!input.secondary.empty() && !Kesh::isHeight(input.secondary)) tracked.push_back(input.secondary);
         return tracked;
     }
 

@@ -136,7 +136,7 @@ class SecondaryValues {
 public:
     explicit SecondaryValues(const CountTask& task)
         : task_(task),
-          isHeight_(task.secondary == "Z" || task.secondary == "z"),
+          isHeight_(Kesh::isHeight(task.secondary)),
           field_(isHeight_ ? task.positions : task.representation.findField(task.secondary)) {}
 
     bool wanted() const { return !task_.secondary.empty(); }
@@ -227,6 +227,8 @@ private:
 };
 
 } // namespace
+
+bool isHeight(const std::string& secondary) { return secondary == "Z" || secondary == "z"; }
 
 std::unique_ptr<CountRegion> regionInBox(const StrongPtr<Fiber::Field>& positions, const BoundingBox& box) {
     return std::make_unique<BoxRegion>(positions, box);

@@ -46,12 +46,15 @@ std::unique_ptr<CountRegion> regionInMask(const Holdfast::StrongPtr<Fiber::Field
 std::unique_ptr<CountRegion> regionUnderBrush(const Holdfast::StrongPtr<Fiber::Field>& positions, const Brush& brush,
                                               const Sextant::BoundingBox& box);
 
+/// Whether the second quantity of this name is the height, which is read from the positions.
+bool isHeight(const std::string& secondary);
+
 /// What to count.
 struct CountTask {
     Fiber::Representation& representation;
     Holdfast::StrongPtr<Fiber::Field> field, positions;
     CountRegion& region;
-    std::string secondary; ///< "Z" or "z", or the name of a field; empty for none
+    std::string secondary; ///< the height, or the name of a field; empty for none
 
     /// Hears of the work before each fragment; false stops it.
     std::function<bool(std::uint64_t done, std::uint64_t total)> report;
