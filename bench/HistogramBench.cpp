@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Comparison.hpp"
 #include "Fiber/FragmentBox.hpp"
-#include "Kesh/BoxValue.hpp"
+#include "Kesh/values/BoxValue.hpp"
 #include "Paths.hpp"
 #include "TemporarySurvey.hpp"
 #include "network/ClassCounts.hpp"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Comparison.hpp"
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "Fiber/FragmentBox.hpp"
 #include "Holdfast/Chunk.hpp"
-#include "Kesh/Brush.hpp"
+#include "Kesh/values/Brush.hpp"
 #include "Paths.hpp"
 #include "PreparedPolygon.hpp"
 #include "TemporarySurvey.hpp"

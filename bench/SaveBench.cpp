@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Comparison.hpp"
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "Paths.hpp"
 #include "TemporarySurvey.hpp"
 #include "survey/Survey.hpp"

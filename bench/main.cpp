@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Measures hot paths beside what the machine allows and what a user would pick instead. Prints, and judges nothing.
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "Paths.hpp"
 
 #include <algorithm>

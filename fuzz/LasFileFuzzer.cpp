@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "las/LasFile.hpp"
 
 #include <cstdint>

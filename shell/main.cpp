@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "Holdfast/Profiler.hpp"
-#include "Kesh/Vprintf.hpp"
-#include "NearestName.hpp"
+#include "Kesh/objects/Vprintf.hpp"
+#include "base/NearestName.hpp"
 #include "VInitialization.hpp"
 #include "command/Commands.hpp"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/PointComparison.hpp"
 
-#include "Failure.hpp"
-#include "NearestName.hpp"
+#include "base/Failure.hpp"
+#include "base/NearestName.hpp"
 #include "survey/SurveyFields.hpp"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "command/Session.hpp"
+#include "session/Session.hpp"
 
 #include <CLI/CLI.hpp>
 

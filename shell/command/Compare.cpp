@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane compare: proves what an edit changed, and that it changed nothing else, whatever program made it.
-#include "Failure.hpp"
-#include "NearestName.hpp"
-#include "Progress.hpp"
+#include "base/Failure.hpp"
+#include "base/NearestName.hpp"
+#include "network/Progress.hpp"
 #include "command/Commands.hpp"
 #include "command/ComparisonReport.hpp"
 #include "command/Output.hpp"

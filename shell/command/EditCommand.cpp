@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/EditCommand.hpp"
 
-#include "NearestName.hpp"
+#include "base/NearestName.hpp"
 #include "command/Output.hpp"
 
 #include <fmt/format.h>

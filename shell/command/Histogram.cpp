@@ -2,8 +2,8 @@
 // corvane histogram: how many points have each value, with minimum, maximum and mean of a second quantity. Builds a
 // network with PointCloudHistogram and runs it.
 #include "Fiber/FragmentBox.hpp"
-#include "Kesh/BoxValue.hpp"
-#include "NearestName.hpp"
+#include "Kesh/values/BoxValue.hpp"
+#include "base/NearestName.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "network/Objects.hpp"

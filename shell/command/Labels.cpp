@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane labels: what the classes of a survey are called, by the file itself, by the standard, or made from the
 // values.
-#include "Kesh/LabelAttributes.hpp"
-#include "NearestName.hpp"
+#include "Kesh/values/LabelAttributes.hpp"
+#include "base/NearestName.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "survey/ClassLookup.hpp"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "las/InputFile.hpp"
+#include "base/InputFile.hpp"
 #include "las/LasRecords.hpp"
 
 #include <string>

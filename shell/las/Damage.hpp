@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 
 #include <cstdint>
 #include <fmt/format.h>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/ClassCounts.hpp"
 
-#include "Failure.hpp"
-#include "Kesh/VCreator.hpp"
-#include "Kesh/VObject.hpp"
-#include "Progress.hpp"
+#include "base/Failure.hpp"
+#include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/objects/VObject.hpp"
+#include "network/Progress.hpp"
 
 #include <fmt/format.h>
 

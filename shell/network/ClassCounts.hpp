@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Fiber/Selectors.hpp"
-#include "Kesh/VHistogram.hpp"
+#include "Kesh/values/VHistogram.hpp"
 
 #include <cstdint>
 #include <map>

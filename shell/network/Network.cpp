@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/Network.hpp"
 
-#include "Failure.hpp"
-#include "Kesh/VInput.hpp"
-#include "NearestName.hpp"
+#include "base/Failure.hpp"
+#include "Kesh/catalogue/VInput.hpp"
+#include "base/NearestName.hpp"
 #include "network/Objects.hpp"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/VCreator.hpp"
-#include "Kesh/VHistogram.hpp"
+#include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/values/VHistogram.hpp"
 #include "survey/Survey.hpp"
 
 #include <map>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/NetworkFile.hpp"
 
-#include "las/InputFile.hpp"
+#include "base/InputFile.hpp"
 #include "network/Strokes.hpp"
 
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The page around the bars, and the two formats.
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "plot/BarPlot.hpp"
 #include "plot/QuietQt.hpp"
 

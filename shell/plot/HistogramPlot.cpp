@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "plot/HistogramPlot.hpp"
 
-#include "Failure.hpp"
-#include "las/OutputFile.hpp"
+#include "base/Failure.hpp"
+#include "base/OutputFile.hpp"
 #include "plot/BarChart.hpp"
 #include "plugin/FindLibrary.hpp"
 #include "survey/StandardLabels.hpp"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/LabelSet.hpp"
-#include "Kesh/VHistogram.hpp"
+#include "Kesh/values/LabelSet.hpp"
+#include "Kesh/values/VHistogram.hpp"
 
 #include <string>
 

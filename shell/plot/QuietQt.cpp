@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "plot/QuietQt.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 
 #include <QFontInfo>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "plugin/Plugin.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "VInitialization.hpp"
 #include "plugin/FindLibrary.hpp"
 

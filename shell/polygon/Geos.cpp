@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "polygon/Geos.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 
 #include <fmt/format.h>
 

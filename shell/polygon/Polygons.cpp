@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "polygon/Polygons.hpp"
 
-#include "Failure.hpp"
-#include "las/InputFile.hpp"
+#include "base/Failure.hpp"
+#include "base/InputFile.hpp"
 #include "polygon/GeoJson.hpp"
 #include "polygon/Geos.hpp"
 

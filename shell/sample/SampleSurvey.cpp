@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sample/SampleSurvey.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "las/LasHeader.hpp"
 #include "las/LittleEndian.hpp"
-#include "las/OutputFile.hpp"
+#include "base/OutputFile.hpp"
 #include "sample/PointEncoder.hpp"
 #include "sample/Scanner.hpp"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/BrushedPoints.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "Fiber/FragmentBox.hpp"
-#include "Kesh/MaskField.hpp"
+#include "Kesh/editing/MaskField.hpp"
 
 namespace corvane {
 

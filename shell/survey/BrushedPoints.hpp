@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/Brush.hpp"
+#include "Kesh/values/Brush.hpp"
 #include "survey/Survey.hpp"
 
 #include <functional>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/LabelSet.hpp"
+#include "Kesh/values/LabelSet.hpp"
 #include "las/LasFile.hpp"
 
 #include <cstddef>

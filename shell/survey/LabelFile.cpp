@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/LabelFile.hpp"
 
-#include "Failure.hpp"
-#include "las/InputFile.hpp"
-#include "las/OutputFile.hpp"
+#include "base/Failure.hpp"
+#include "base/InputFile.hpp"
+#include "base/OutputFile.hpp"
 #include "survey/StandardLabels.hpp"
 #include "json/JsonReader.hpp"
 

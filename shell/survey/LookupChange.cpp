@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/LookupChange.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "las/HeaderPlaces.hpp"
 #include "las/LittleEndian.hpp"
 #include "survey/ClassLookup.hpp"

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/Survey.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "Fiber/FragmentBox.hpp"
-#include "Kesh/LabelAttributes.hpp"
-#include "NearestName.hpp"
+#include "Kesh/values/LabelAttributes.hpp"
+#include "base/NearestName.hpp"
 #include "survey/ClassLookup.hpp"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 
 #include "Fiber/Selectors.hpp"
 #include "Holdfast/Cache.hpp"
-#include "Kesh/LabelSet.hpp"
+#include "Kesh/values/LabelSet.hpp"
 #include "Sextant/Geometry.hpp"
 #include "las/LasFile.hpp"
 #include "survey/SurveyFields.hpp"

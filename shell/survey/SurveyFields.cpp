@@ -2,7 +2,7 @@
 #include "survey/SurveyFields.hpp"
 
 #include "Fiber/FragmentBox.hpp"
-#include "NearestName.hpp"
+#include "base/NearestName.hpp"
 #include "survey/PointCodec.hpp"
 
 #include <algorithm>

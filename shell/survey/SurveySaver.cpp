@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/SurveySaver.hpp"
 
-#include "Failure.hpp"
-#include "las/OutputFile.hpp"
+#include "base/Failure.hpp"
+#include "base/OutputFile.hpp"
 #include "survey/ClassLookup.hpp"
 #include "survey/LookupChange.hpp"
 #include "survey/PointCodec.hpp"

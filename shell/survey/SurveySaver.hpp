@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/LabelSet.hpp"
+#include "Kesh/values/LabelSet.hpp"
 #include "survey/Survey.hpp"
 
 #include <functional>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../support/Messages.hpp"
-#include "Kesh/VValue.hpp"
+#include "Kesh/values/VValue.hpp"
 #include "Sextant/Strokes.hpp"
 #include "Views.hpp"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../plugin/LoadedPlugin.hpp"
 #include "Fiber/LineSet.hpp"
-#include "Kesh/VInput.hpp"
+#include "Kesh/catalogue/VInput.hpp"
 #include "network/Objects.hpp"
 
 #include <glm/geometric.hpp>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/Brush.hpp"
+#include "Kesh/values/Brush.hpp"
 
 #include <gtest/gtest.h>
 #include <random>

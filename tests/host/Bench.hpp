@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Fiber/FragmentBox.hpp"
-#include "Kesh/EditField.hpp"
+#include "Kesh/editing/EditField.hpp"
 
 #include <atomic>
 #include <functional>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Bench.hpp"
-#include "Kesh/ModuleRegistration.hpp"
-#include "Kesh/VActionNotifier.hpp"
+#include "Kesh/catalogue/ModuleRegistration.hpp"
+#include "Kesh/objects/VActionNotifier.hpp"
 #include "Node.hpp"
 
 namespace corvane::test {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../las/LasTestSupport.hpp"
-#include "Kesh/LabelAttributes.hpp"
+#include "Kesh/values/LabelAttributes.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <cmath>

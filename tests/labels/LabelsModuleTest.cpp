@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../plugin/LoadedPlugin.hpp"
-#include "Kesh/LabelAttributes.hpp"
+#include "Kesh/values/LabelAttributes.hpp"
 #include "LookupSupport.hpp"
 
 #include <numeric>

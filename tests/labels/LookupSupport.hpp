@@ -2,7 +2,7 @@
 #pragma once
 
 #include "../las/LasTestSupport.hpp"
-#include "Kesh/LabelSet.hpp"
+#include "Kesh/values/LabelSet.hpp"
 
 namespace corvane::test {
 

@@ -3,7 +3,7 @@
 
 #include "../support/Files.hpp"
 #include "../support/Messages.hpp"
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "las/LasFile.hpp"
 
 #include <array>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "LoadedPlugin.hpp"
 
-#include "Kesh/LabelSet.hpp"
+#include "Kesh/values/LabelSet.hpp"
 
 #include <algorithm>
 #include <optional>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Kesh/BoxValue.hpp"
-#include "Kesh/LabelSet.hpp"
-#include "Kesh/VActionNotifier.hpp"
-#include "Kesh/VHistogram.hpp"
+#include "Kesh/values/BoxValue.hpp"
+#include "Kesh/values/LabelSet.hpp"
+#include "Kesh/objects/VActionNotifier.hpp"
+#include "Kesh/values/VHistogram.hpp"
 #include "LoadedPlugin.hpp"
 
 #include <random>

@@ -2,7 +2,7 @@
 #include "polygon/Polygons.hpp"
 #include "../support/Files.hpp"
 #include "../support/Messages.hpp"
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 
 #include <array>
 #include <cmath>

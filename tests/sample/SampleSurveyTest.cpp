@@ -2,7 +2,7 @@
 #include "sample/SampleSurvey.hpp"
 #include "../support/Files.hpp"
 #include "../support/Messages.hpp"
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "las/LasFile.hpp"
 #include "las/LittleEndian.hpp"
 

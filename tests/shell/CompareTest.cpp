@@ -2,7 +2,7 @@
 // What the program finds between a survey and a copy that somebody tampered with.
 #include "ProgramTestSupport.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "check/SurveyComparison.hpp"
 
 #include <cmath>

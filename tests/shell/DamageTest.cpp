@@ -2,7 +2,7 @@
 // Surveys that cannot be read: from outside, and while they are open.
 #include "ProgramTestSupport.hpp"
 
-#include "Failure.hpp"
+#include "base/Failure.hpp"
 #include "network/NetworkFile.hpp"
 #include "plugin/Plugin.hpp"
 #include "survey/SurveySaver.hpp"

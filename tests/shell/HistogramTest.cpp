@@ -2,8 +2,8 @@
 // Counts of the program against plain loops over the raw bytes, and against facts found out without it.
 #include "ProgramTestSupport.hpp"
 
-#include "Failure.hpp"
-#include "Progress.hpp"
+#include "base/Failure.hpp"
+#include "network/Progress.hpp"
 #include "network/ClassCounts.hpp"
 #include "plugin/Plugin.hpp"
 #include "survey/Survey.hpp"

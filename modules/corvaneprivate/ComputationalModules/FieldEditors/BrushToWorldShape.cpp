@@ -2,9 +2,9 @@
 // BrushToWorldShape: turns the outline of a brush into a closed line in world space, at a depth of the view in which
 // the brush was drawn.
 #include "Fiber/LineSet.hpp"
-#include "Kesh/BrushInputCreator.hpp"
-#include "Kesh/ModuleRegistration.hpp"
-#include "Kesh/VFilter.hpp"
+#include "Kesh/catalogue/BrushInputCreator.hpp"
+#include "Kesh/catalogue/ModuleRegistration.hpp"
+#include "Kesh/objects/VFilter.hpp"
 
 #include <numeric>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Labels: makes a label set from the values that occur in a field, one label per value, and stores it with the field.
 // What the user then changes in the published set is stored, too; when the field changes, labels are made anew.
-#include "Kesh/FieldOperatorObject.hpp"
-#include "Kesh/LabelAttributes.hpp"
-#include "Kesh/ModuleRegistration.hpp"
-#include "Kesh/VActionNotifier.hpp"
+#include "Kesh/objects/FieldOperatorObject.hpp"
+#include "Kesh/values/LabelAttributes.hpp"
+#include "Kesh/catalogue/ModuleRegistration.hpp"
+#include "Kesh/objects/VActionNotifier.hpp"
 
 #include <array>
 #include <cstdint>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/EditField.hpp"
-#include "Kesh/MaskField.hpp"
-#include "Kesh/Parameters.hpp"
+#include "Kesh/editing/EditField.hpp"
+#include "Kesh/editing/MaskField.hpp"
+#include "Kesh/objects/Parameters.hpp"
 
 #include <functional>
 #include <string>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // ModifyClassification: rewrites class codes directly. Every vertex under the brush whose value is one of up to four
 // source values gets the target value when `assign` is pressed, or when a new stroke is drawn.
-#include "Kesh/EditField.hpp"
-#include "Kesh/ModuleRegistration.hpp"
-#include "Kesh/Parameters.hpp"
+#include "Kesh/editing/EditField.hpp"
+#include "Kesh/catalogue/ModuleRegistration.hpp"
+#include "Kesh/objects/Parameters.hpp"
 
 #include <array>
 #include <utility>

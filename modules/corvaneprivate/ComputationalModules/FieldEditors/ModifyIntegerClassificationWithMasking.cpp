@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // ModifyIntegerClassificationWithMasking: brush strokes mark vertices of up to four values in a mask, then
 // `applySelection` writes one new value into every marked vertex.
-#include "Kesh/ModuleRegistration.hpp"
+#include "Kesh/catalogue/ModuleRegistration.hpp"
 #include "MaskedEditing.hpp"
 
 #include <array>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // MaskedLabels: brush strokes mark vertices of the classes that are flagged "editable", then `applySelection` writes
 // the label chosen under "Assign" into every marked vertex. Listed a second time under the name of this file.
-#include "Kesh/LabelSet.hpp"
-#include "Kesh/ModuleRegistration.hpp"
-#include "Kesh/VActionNotifier.hpp"
+#include "Kesh/values/LabelSet.hpp"
+#include "Kesh/catalogue/ModuleRegistration.hpp"
+#include "Kesh/objects/VActionNotifier.hpp"
 #include "MaskedEditing.hpp"
 
 #include <algorithm>

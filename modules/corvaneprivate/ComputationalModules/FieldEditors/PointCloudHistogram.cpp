@@ -3,14 +3,14 @@
 // quantity per class. The whole data set is counted when asked; a box, the mask and the volume under the brush at every
 // request.
 #include "Fiber/FragmentBox.hpp"
-#include "Kesh/BoxValue.hpp"
-#include "Kesh/FieldOperatorObject.hpp"
-#include "Kesh/LabelSet.hpp"
-#include "Kesh/ModuleRegistration.hpp"
-#include "Kesh/Parameters.hpp"
-#include "Kesh/VActionNotifier.hpp"
-#include "Kesh/VHistogram.hpp"
-#include "Kesh/VStateCreatorBase.hpp"
+#include "Kesh/values/BoxValue.hpp"
+#include "Kesh/objects/FieldOperatorObject.hpp"
+#include "Kesh/values/LabelSet.hpp"
+#include "Kesh/catalogue/ModuleRegistration.hpp"
+#include "Kesh/objects/Parameters.hpp"
+#include "Kesh/objects/VActionNotifier.hpp"
+#include "Kesh/values/VHistogram.hpp"
+#include "Kesh/objects/VStateCreatorBase.hpp"
 #include "ScopedCount.hpp"
 
 #include <fmt/format.h>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Fiber/Representation.hpp"
-#include "Kesh/Brush.hpp"
+#include "Kesh/values/Brush.hpp"
 #include "histogram/ClassStatistics.hpp"
 
 #include <cstdint>

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Kesh/catalogue/VCreator.hpp"
+
+#include "Kesh/objects/VActionNotifier.hpp"
+
+#include <algorithm>
+
+namespace Kesh {
+
+using Holdfast::StrongPtr;
+using Holdfast::WeakPtr;
+
+namespace {
+
+struct Registry {
+    std::vector<WeakPtr<VCreatorBase>> listed;
+    struct Instance {
+        const std::type_info* module;
+        StrongPtr<VObject> object;
+    };
+    std::vector<Instance> instances;
+};
+
+Registry& registry() {
+    static Registry instance;
+    return instance;
+}
+
+/// Objects are destroyed after they have left the registry, since they may come back to it.
+template <class Predicate>
+void deleteInstancesWhere(Predicate wanted) {
+    auto& instances = registry().instances;
+    const auto kept = std::stable_partition(instances.begin(), instances.end(), [&](auto& i) { return !wanted(i); });
+    const std::vector<Registry::Instance> deleted(kept, instances.end());
+    instances.erase(kept, instances.end());
+}
+
+} // namespace
+
+VCreationPreferences::VCreationPreferences(const VCreationPreferences* first, const VCreationPreferences* second) {
+    for (const VCreationPreferences* preferences : {second, first})
+        if (preferences) providers_.insert(preferences->providers_.begin(), preferences->providers_.end());
+}
+
+StrongPtr<VCreationPreferences> VCreationPreferences::named(const std::string& name) {
+    static std::map<std::string, StrongPtr<VCreationPreferences>> sets;
+    auto& set = sets[name];
+    if (!set) set = Holdfast::create<VCreationPreferences>();
+    return set;
+}
+
+StrongPtr<VSlot> VCreationPreferences::provider(const std::string& name) const {
+    const auto found = providers_.find(name);
+    return found == providers_.end() ? nullptr : found->second.lock();
+}
+
+VCreatorBase::VCreatorBase(const std::type_info& module, VCreatorProperties properties, int integer,
+                           StrongPtr<VCreationPreferences> preferences, bool, std::string interfaceVersion)
+    : module_(module),
+      properties_(std::move(properties)),
+      integer_(integer),
+      preferences_(std::move(preferences)),
+      interfaceVersion_(std::move(interfaceVersion)) {}
+
+VCreatorBase::~VCreatorBase() {
+    std::erase_if(registry().listed, [](const auto& creator) { return !creator.lock(); });
+}
+
+StrongPtr<VObject> VCreatorBase::create(const std::string& requestedName,
+                                        const StrongPtr<VCreationPreferences>& preferences) {
+    Vprintf(100, "VCreator::create(%s)\n", name().c_str());
+    const auto merged = Holdfast::create<VCreationPreferences>(preferences_.get(), preferences.get());
+    const auto object = Holdfast::cast<VObject>(construct(VObject::makeChildname(*this, requestedName), merged));
+    if (!object) return nullptr;
+    Vprintf(100, "VCreator::create(%s) got derived object\n", name().c_str());
+    object->setCreator(self<VCreatorBase>());
+    registry().instances.push_back({&module_, object});
+    VActionNotifier::VObjectCreation(object->BaseName());
+    return object;
+}
+
+void VCreatorBase::deleteInstance(const WeakPtr<VObject>& object) {
+    const auto wanted = object.lock();
+    deleteInstancesWhere([&](const auto& instance) { return instance.object == wanted; });
+}
+
+void VCreatorBase::deleteAllInstances(const std::type_info& module) {
+    deleteInstancesWhere([&](const auto& instance) { return *instance.module == module; });
+}
+
+std::vector<StrongPtr<VCreatorBase>> VCreatorBase::catalogue() {
+    std::vector<StrongPtr<VCreatorBase>> creators;
+    for (const auto& listed : registry().listed)
+        if (const auto creator = listed.lock()) creators.push_back(creator);
+    return creators;
+}
+
+StrongPtr<VCreatorBase> VCreatorBase::find(const std::string& key) {
+    const auto creators = catalogue();
+    const auto found = std::ranges::find(creators, key, [](const auto& creator) { return creator->key(); });
+    return found == creators.end() ? nullptr : *found;
+}
+
+void VCreatorBase::enlist(const StrongPtr<VCreatorBase>& creator) { registry().listed.push_back(creator); }
+
+} // namespace Kesh

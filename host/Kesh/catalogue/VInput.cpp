@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Kesh/catalogue/VInput.hpp"
+
+#include "Holdfast/StringList.hpp"
+#include "Kesh/objects/VActionNotifier.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <typeindex>
+
+namespace Kesh {
+
+using Holdfast::StrongPtr;
+using Holdfast::Typename;
+using Holdfast::WeakPtr;
+
+namespace {
+
+struct Offer {
+    std::type_index provided;
+    WeakPtr<VInputCreatorBase> inputCreator;
+};
+
+std::vector<Offer>& offers() {
+    static std::vector<Offer> instance;
+    return instance;
+}
+
+struct Candidate {
+    StrongPtr<VInputCreatorBase> inputCreator;
+    VAcceptList acceptance;
+};
+
+std::vector<Candidate> candidatesFor(const std::type_info& provided, const VSlot& output, const ValuePool& pool) {
+    std::vector<Candidate> candidates;
+    for (const Offer& offer : offers())
+        if (const auto inputCreator = offer.inputCreator.lock(); inputCreator && offer.provided == provided)
+            candidates.push_back({inputCreator, inputCreator->accept(output, pool)});
+    std::stable_sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
+        return a.acceptance.weight() > b.acceptance.weight();
+    });
+    return candidates;
+}
+
+} // namespace
+
+bool registerVInput(const std::type_info& provided, const WeakPtr<VInputCreatorBase>& inputCreator) {
+    const auto creator = inputCreator.lock();
+    const bool known = std::any_of(offers().begin(), offers().end(), [&](const Offer& offer) {
+        return offer.provided == provided && offer.inputCreator.lock() == creator;
+    });
+    if (!creator || known) return false;
+    offers().push_back({provided, inputCreator});
+    return true;
+}
+
+void unregisterVInput(const std::type_info& provided, const WeakPtr<VInputCreatorBase>& inputCreator) {
+    const auto creator = inputCreator.lock();
+    std::erase_if(offers(), [&](const Offer& offer) {
+        const auto offered = offer.inputCreator.lock();
+        return offer.provided == provided && (!offered || offered == creator);
+    });
+}
+
+void registerInputOrWarn(const std::type_info& provided, const StrongPtr<VInputCreatorBase>& inputCreator,
+                         const std::type_info& creator) {
+    if (registerVInput(provided, inputCreator)) return;
+    const std::string inputCreatorName = Typename(typeid(*inputCreator)), providedName = Typename(provided);
+    Vprintf(0, "WARNING: Could not register %s as input creator for type %s!\n", inputCreatorName.c_str(),
+            providedName.c_str());
+    VActionNotifier::Warning("Could not register " + Typename(creator) + " as input creator for type " + providedName);
+}
+
+std::optional<VAcceptList> acceptance(const VCreatorBase& creator, const VSlot& candidate, const ValuePool& pool) {
+    for (const Offer& offer : offers())
+        if (const auto inputCreator = offer.inputCreator.lock();
+            inputCreator && inputCreator->owner().get() == &creator)
+            return inputCreator->accept(candidate, pool);
+    return std::nullopt;
+}
+
+InputConnection connectFromAnything(VObject& object, VSlot& input, const StrongPtr<VSlot>& candidate,
+                                    const std::type_info& provided, const ValuePool& pool) {
+    InputConnection result;
+    if (object.connectSlots(input, candidate)) {
+        result.connected = true;
+        return result;
+    }
+    Holdfast::StringList refusals;
+    for (const auto& [inputCreator, acceptance] : candidatesFor(provided, *candidate, pool)) {
+        if (!acceptance) {
+            refusals.push_back(acceptance.refusalText());
+            continue;
+        }
+        result.provider = inputCreator->createOn(candidate, "");
+        if (!result.provider) continue;
+        for (const auto& output : result.provider->outputs())
+            result.connected = result.connected || object.connectSlots(input, output);
+        if (result.connected) return result;
+        VCreatorBase::deleteInstance(result.provider);
+        result.provider.reset();
+    }
+    result.refusals = refusals.collapse("\n");
+    return result;
+}
+
+} // namespace Kesh

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Kesh/objects/FieldOperatorObject.hpp"
+
+#include <fmt/format.h>
+
+namespace Kesh {
+
+FieldOperatorObject::FieldOperatorObject(const std::string& name, const std::string& fieldParameter, int expertLevel,
+                                         const Holdfast::StrongPtr<VCreationPreferences>&)
+    : VObject(name), field_(*this, fieldParameter, Fiber::FieldSelector(), expertLevel) {
+    field_->parameter()->setHelp("The field to work on.");
+    registerOutput(field_.slot());
+}
+
+bool FieldOperatorObject::must_update(const VRequest& request, double precision) {
+    if (VObject::must_update(request, precision)) return true;
+    const auto field = selectedField(request).field();
+    return field && field->age() > age(*request.pool);
+}
+
+bool FieldOperatorObject::unsychronized_update(VRequest& request, double) {
+    const Fiber::FieldSelector selected = selectedField(request);
+    const auto field = selected.field();
+    if (!field) {
+        setStatusError(*request.pool,
+                       selected.getFieldName().empty()
+                           ? fmt::format("No field is selected; connect the input \"{}\" to one.", field_->name())
+                           : fmt::format("There is no field \"{}\" on the grid \"{}\".", selected.getFieldName(),
+                                         selected.gridName));
+        return false;
+    }
+    operate(request, *selected.representation(), selected.getFieldName(), field);
+    return true;
+}
+
+} // namespace Kesh

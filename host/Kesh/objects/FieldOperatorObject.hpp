@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Fiber/Selectors.hpp"
+#include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/objects/VObject.hpp"
+
+#include <string>
+
+namespace Kesh {
+
+/// Base of modules that work on a field, selected by a parameter. The parameter is also an output: the field after the
+/// work is the same one, so others connect to it here.
+class FieldOperatorObject : public VObject {
+public:
+    using Provided = Fiber::Field;
+
+    /// The integer is the expert level of the field parameter.
+    FieldOperatorObject(const std::string& name, const std::string& fieldParameter, int expertLevel,
+                        const Holdfast::StrongPtr<VCreationPreferences>& preferences);
+
+    /// Also when the selected field's data changed since.
+    bool must_update(const VRequest& request, double precision) override;
+
+protected:
+    bool unsychronized_update(VRequest& request, double precision) override;
+
+    /// The work on the selected field, which exists. May throw.
+    virtual void operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
+                         const Holdfast::StrongPtr<Fiber::Field>& field) = 0;
+
+    Fiber::FieldSelector selectedField(const VRequest& request) const { return field_.get(*request.pool); }
+
+private:
+    TypedSlot<Fiber::FieldSelector> field_;
+};
+
+} // namespace Kesh

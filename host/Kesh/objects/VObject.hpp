@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/objects/StatusIndicator.hpp"
+#include "Kesh/objects/VRequest.hpp"
+#include "Kesh/objects/VSlotContainer.hpp"
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace Kesh {
+
+class VCreatorBase;
+
+/// A module in a network: parameters, inputs and outputs, and the work between them.
+///
+/// An update brings the objects behind the connected inputs up to date first. Then, if the object must update, it takes
+/// the time, works, and bears that time afterwards, whether the work succeeded or not. So a trigger fires once, and a
+/// value that is set while the work goes on is seen by the next update. An object that failed has failed until an
+/// update succeeds.
+class VObject : public Holdfast::Managed, public VSlotContainer, public StatusIndicator {
+public:
+    explicit VObject(std::string name) : name_(std::move(name)) {}
+
+    /// The name of the object in its network.
+    const std::string& BaseName() const { return name_; }
+    void rename(const std::string& name) { name_ = name; }
+
+    /// Brings the object up to date for the request. `precision` says how exact a preview has to be, 1 for all of it.
+    /// False when an object that this one needs, or this one, failed: then its status says why, and nothing changed.
+    bool update(const VRequest& request, double precision = 1);
+
+    /// Whether an update would do anything, the inputs left aside: it was never updated in this pool, or something that
+    /// it reads was set since.
+    virtual bool must_update(const VRequest& request, double precision);
+
+    /// The creator that made this object; null when it was made otherwise.
+    Holdfast::StrongPtr<VCreatorBase> creator() const { return creator_.lock(); }
+    void setCreator(const Holdfast::WeakPtr<VCreatorBase>& creator) { creator_ = creator; }
+
+    /// The name for a new object: the requested one, or else the creator's name.
+    static std::string makeChildname(const VCreatorBase& creator, const std::string& requestedName);
+
+protected:
+    /// The work itself, on inputs that are up to date. May throw; false and a status when it failed.
+    virtual bool unsychronized_update(VRequest& request, double precision) = 0;
+
+    const std::string& statusName() const override { return name_; }
+
+private:
+    bool updateSources(const VRequest& request, double precision);
+    bool work(VRequest& request, double precision);
+
+    std::string name_;
+    Holdfast::WeakPtr<VCreatorBase> creator_;
+    std::map<std::uint64_t, bool> failed_; // the pools in which the last update failed; true: because of a source
+};
+
+template <class T>
+TypedSlot<T>::TypedSlot(VObject& owner, const std::string& name, const T& initialValue, int expertLevel)
+    : slot_(Holdfast::create<VSlot>(owner, name, expertLevel)), initial_(initialValue) {
+    if (VValueCreator::find(Holdfast::Typename(typeid(T))))
+        slot_->parameter()->setGlobalValue(Holdfast::create<VValue<T>>(initialValue));
+    else
+        Vprintf(0, "Typeslot has a problem, its creators were not registered!?\n");
+    owner.addSlot(slot_);
+}
+
+} // namespace Kesh

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Kesh/objects/InputNotifier.hpp"
+
+#include <string>
+
+namespace Kesh {
+
+/// A named value of an object: one for all contexts, the default, and one in each value pool in which it was set. With
+/// its properties ("tooltip", "icon", "info", "shortcut", "min", "max", "wrap"), help text and expert level (0: for
+/// everybody) it says how it is presented.
+class VParameter : public Holdfast::Managed {
+public:
+    VParameter(std::string name, int expertLevel);
+
+    const std::string& Name() const { return name_; }
+    int expertLevel() const { return expertLevel_; }
+
+    const std::string& help() const { return help_; }
+    void setHelp(std::string help) { help_ = std::move(help); }
+
+    /// Flags for the presentation; at first none.
+    static constexpr unsigned InEditingTools = 64; ///< belongs among the tools that stay at hand while editing
+    unsigned flags() const { return flags_; }
+    void addFlag(unsigned flag) { flags_ |= flag; }
+
+    const ValueMap& properties() const { return properties_; }
+    void setProperty(const std::string& name, ValueMap::Value value) { properties_.setValue(name, std::move(value)); }
+
+    /// The value where no pool has another; empty when the parameter could not be made.
+    const Holdfast::StrongPtr<VValueBase>& DefaultValue() const { return defaultValue_; }
+
+    /// Sets the default. Its age stays `Ooooold`: an initial value is no change.
+    void setGlobalValue(const Holdfast::StrongPtr<VValueBase>& value);
+
+    /// The value in the pool, else the default.
+    Holdfast::StrongPtr<VValueBase> getValue(const ValuePool& pool) const;
+
+    /// Sets the value in the pool, of the type that the default has, at the given time. Input notifiers see it first;
+    /// an action is told to the action notifiers.
+    void setValue(ValuePool& pool, const Holdfast::StrongPtr<VValueBase>& value, Holdfast::Ageable::Age time);
+
+    /// What this parameter holds in the pool itself, leaving out the default; a null pointer when nothing was set there
+    /// or it is not a T. `name` is the kind of value that is meant, "FieldInput" for fields, and empty for any.
+    template <class T>
+    Holdfast::StrongPtr<VValue<T>> getLocalValue(const ValuePool& pool, const std::string& name = "") const {
+        const bool meant = name.empty() || (name == "FieldInput" && std::same_as<T, Fiber::FieldSelector>);
+        return meant ? Holdfast::cast<VValue<T>>(pool.retrieveValue(variableName_)) : nullptr;
+    }
+
+    /// Who is asked about every new value.
+    void setInputNotifier(const Holdfast::StrongPtr<InputNotifier>& notifier) { notifier_ = notifier; }
+    bool hasInputNotifier() const { return bool(notifier_); }
+
+    /// Notes that the value in the pool was changed in place at the given time.
+    void notifyValueChange(ValuePool& pool, Holdfast::Ageable::Age time);
+
+private:
+    std::string name_;
+    std::string variableName_; // in pools: unlike that of any other parameter
+    int expertLevel_;
+    unsigned flags_ = 0;
+    std::string help_;
+    ValueMap properties_;
+    Holdfast::StrongPtr<VValueBase> defaultValue_;
+    Holdfast::StrongPtr<InputNotifier> notifier_; // empty: nobody asks
+};
+
+} // namespace Kesh

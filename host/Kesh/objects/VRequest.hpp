@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Holdfast/Ageable.hpp"
+#include "Holdfast/TimeBudget.hpp"
+#include "Kesh/objects/ValuePool.hpp"
+
+namespace Kesh {
+
+/// Asks objects to be up to date in a context.
+struct VRequest {
+    explicit VRequest(Holdfast::StrongPtr<ValuePool> context, Holdfast::TimeBudget limit = {})
+        : pool(std::move(context)), budget(limit) {}
+
+    Holdfast::StrongPtr<ValuePool> pool;
+    Holdfast::TimeBudget budget;
+
+    /// When the update that is running began. What it changes and publishes bears this time.
+    Holdfast::Ageable::Age time = Holdfast::Ageable::Ooooold;
+};
+
+} // namespace Kesh

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "base/InputFile.hpp"
+
+#include "base/Failure.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace corvane {
+
+InputFile::InputFile(std::string path) : path_(std::move(path)) {
+    // Non-blocking, since opening a pipe for reading would wait for its writer. Regular files do not care.
+    descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor_ < 0)
+        throw Failure(fmt::format("{}: cannot be opened: {}. Check the name and that you may read it.", path_,
+                                  std::strerror(errno)));
+    struct stat status {};
+    if (fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
+        size_ = static_cast<std::uint64_t>(status.st_size);
+        return;
+    }
+    close(descriptor_); // the destructor of what was never constructed does not run
+    throw Failure(fmt::format("{}: is not a regular file; name a file, not a folder, pipe or device.", path_));
+}
+
+InputFile::~InputFile() { close(descriptor_); }
+
+void InputFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
+    if (offset > size_ || bytes.size() > size_ - offset)
+        throw Failure(
+            fmt::format("{}: {} bytes were asked for at offset {}, but the file ends at {}; it is damaged or not "
+                        "whole, so get it again from where it came.",
+                        path_, bytes.size(), offset, size_));
+    while (!bytes.empty()) {
+        const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0)
+            throw Failure(fmt::format("{}: reading {} bytes at offset {} failed: {}. Check the disc or the network.",
+                                      path_, bytes.size(), offset, std::strerror(errno)));
+        if (got == 0)
+            throw Failure(
+                fmt::format("{}: the file shrank while it was open: it ends before offset {}, and had {} bytes "
+                            "when it was opened. Open it again when no other program writes to it.",
+                            path_, offset + bytes.size(), size_));
+        offset += static_cast<std::uint64_t>(got);
+        bytes = bytes.subspan(static_cast<std::size_t>(got));
+    }
+}
+
+std::string readTextFile(const std::string& path, std::uint64_t largest) {
+    const InputFile file(path);
+    if (file.size() > largest)
+        throw Failure(fmt::format("{}: has {} bytes where a text of at most {} is expected; name another file.", path,
+                                  file.size(), largest));
+    std::string text(file.size(), '\0');
+    file.read(0, std::as_writable_bytes(std::span(text)));
+    return text;
+}
+
+} // namespace corvane
