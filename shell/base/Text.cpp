@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "base/Text.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <fmt/format.h>
+
+namespace corvane {
+namespace {
+
+struct Character {
+    std::uint32_t code = 0;
+    std::size_t bytes = 0; ///< 0: no UTF-8
+};
+
+std::uint8_t byteAt(std::string_view text, std::size_t i) { return i < text.size() ? std::uint8_t(text[i]) : 0; }
+
+/// The character that the text, which is not empty, begins with.
+Character firstOf(std::string_view text) {
+    const std::uint8_t lead = byteAt(text, 0);
+    if (lead < 0x80) return {lead, 1};
+    const std::size_t bytes = lead >= 0xF8 ? 0 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC2 ? 2 : 0;
+    if (bytes == 0) return {};
+    std::uint32_t code = lead & (0x7Fu >> bytes);
+    for (std::size_t i = 1; i < bytes; ++i) {
+        if ((byteAt(text, i) & 0xC0) != 0x80) return {};
+        code = code << 6 | (byteAt(text, i) & 0x3Fu);
+    }
+    constexpr std::uint32_t Smallest[] = {0, 0, 0x80, 0x800, 0x10000}; // of so many bytes
+    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+    return code < Smallest[bytes] || code > 0x10FFFF || surrogate ? Character() : Character{code, bytes};
+}
+
+/// C0, DEL and C1, the separators of lines and paragraphs, and what turns the direction of writing.
+bool steers(std::uint32_t code) {
+    return code < 0x20 || (code >= 0x7F && code <= 0x9F) || (code >= 0x2028 && code <= 0x202E) ||
+           (code >= 0x2066 && code <= 0x2069);
+}
+
+} // namespace
+
+std::string escaped(std::string_view text) {
+    std::string shown;
+    while (!text.empty()) {
+        const Character character = firstOf(text);
+        const std::size_t bytes = character.bytes == 0 ? 1 : character.bytes;
+        if (character.bytes == 0 || steers(character.code))
+            for (std::size_t i = 0; i < bytes; ++i) shown += fmt::format("\\x{:02X}", byteAt(text, i));
+        else
+            shown += text.substr(0, bytes);
+        text.remove_prefix(bytes);
+    }
+    return shown;
+}
+
+} // namespace corvane
