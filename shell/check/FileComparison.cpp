@@ -122,7 +122,7 @@ private:
         constexpr std::uint64_t pieceBytes = std::uint64_t{1} << 20;
         std::vector<std::byte> earlier(std::min(length, pieceBytes)), later(earlier.size());
         for (std::uint64_t done = 0; done < length; done += earlier.size()) {
-            watch_(done, length);
+            watch_(done, length, ComparingWork);
             earlier.resize(std::min(pieceBytes, length - done));
             later.resize(earlier.size());
             before_.file->read(before + done, earlier);

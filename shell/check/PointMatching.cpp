@@ -13,7 +13,7 @@ namespace {
 
 PointMatching matchByIndex(RecordStream& before, RecordStream& after, const Watch& watch, const UsePairs& use) {
     while (before.next() && after.next()) {
-        watch(before.first(), before.total());
+        watch(before.first(), before.total(), ComparingWork);
         use({before.records(), after.records(), before.stride(), after.stride(), before.count(), before.first()});
     }
     return {};
@@ -65,7 +65,7 @@ private:
         if (position_ < larger_.hashes().size()) return true;
         if (!larger_.next()) return false;
         position_ = 0;
-        watch_(larger_.stream().first(), larger_.stream().total());
+        watch_(larger_.stream().first(), larger_.stream().total(), ComparingWork);
         return true;
     }
 
@@ -117,7 +117,7 @@ std::uint64_t digest(const LasFile& las, const LasFile& other, const Watch& watc
     IdentifiedStream points(las, other, pieceRecordsFor(las, other));
     std::uint64_t sum = 0;
     while (points.next()) {
-        watch(points.stream().first(), points.stream().total());
+        watch(points.stream().first(), points.stream().total(), ComparingWork);
         sum = std::accumulate(points.hashes().begin(), points.hashes().end(), sum);
     }
     return sum;

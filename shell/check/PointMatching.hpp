@@ -3,6 +3,8 @@
 
 #include "check/RecordStream.hpp"
 
+#include <functional>
+
 namespace corvane {
 
 /// How the points of two surveys belong together.

@@ -2,17 +2,14 @@
 #pragma once
 
 #include "Holdfast/Chunk.hpp"
+#include "base/Watch.hpp"
 #include "las/LasFile.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <span>
 
 namespace corvane {
-
-/// Is told how far the work has come; stops it by throwing.
-using Watch = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
 /// Records of two surveys that belong together: the n-th of the one and the n-th of the other.
 struct RecordPairs {
@@ -48,5 +45,8 @@ private:
 
 /// How many records of either survey make a piece that stays in the processor's cache.
 std::size_t pieceRecordsFor(const LasFile& before, const LasFile& after);
+
+/// What those who watch a comparison are told.
+inline const std::string ComparingWork = "Comparing";
 
 } // namespace corvane

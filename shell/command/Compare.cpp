@@ -2,10 +2,10 @@
 // corvane compare: proves what an edit changed, and that it changed nothing else, whatever program made it.
 #include "base/Failure.hpp"
 #include "base/NearestName.hpp"
-#include "network/Progress.hpp"
 #include "command/Commands.hpp"
 #include "command/ComparisonReport.hpp"
 #include "command/Output.hpp"
+#include "network/Progress.hpp"
 #include "survey/SurveyFields.hpp"
 
 #include <fmt/format.h>
@@ -44,10 +44,7 @@ void checkOnly(const std::vector<std::string>& only, const LasFile& before, cons
 SurveyComparison compare(const GlobalOptions& options, const LasFile& before, const LasFile& after,
                          const std::string& field) {
     Progress progress(options.quiet);
-    return compareSurveys(before, after, field, [&](std::uint64_t done, std::uint64_t total) {
-        if (!progress.show(done, total, "Comparing"))
-            throw Failure("Interrupted; the surveys were not compared to the end.");
-    });
+    return compareSurveys(before, after, field, Watch([&](auto... state) { return progress.show(state...); }));
 }
 
 void requireOnly(const Arguments& arguments, const SurveyComparison& comparison) {

@@ -1,23 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
-// corvane histogram: how many points have each value, with minimum, maximum and mean of a second quantity. Builds a
-// network with PointCloudHistogram and runs it.
-#include "Fiber/FragmentBox.hpp"
+// corvane histogram: how many points have each value, with minimum, maximum and mean of a second quantity.
 #include "Kesh/values/BoxValue.hpp"
 #include "base/NearestName.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
-#include "network/Objects.hpp"
+#include "network/Progress.hpp"
 #include "network/Strokes.hpp"
 #include "plot/HistogramPlot.hpp"
 #include "polygon/Polygons.hpp"
-#include "survey/BrushedPoints.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
-#include <glm/common.hpp>
-#include <glm/vector_relational.hpp>
 
-#include <cmath>
 #include <filesystem>
 #include <limits>
 #include <optional>
@@ -25,9 +19,6 @@
 
 namespace corvane {
 namespace {
-
-using BoxTrait = Kesh::VValueTrait<Kesh::BoxPtr>;
-using Point = Sextant::PhysicalSpace::point;
 
 /// Bytes. One pass over the points has no use for more, and memory that is used again is faster than fresh memory.
 constexpr std::size_t OnePassMemory = std::size_t{16} << 20;
@@ -38,21 +29,32 @@ struct Arguments {
     bool overwrite = false;
 };
 
-/// Checks what can be checked before the survey is opened.
-void checkCall(const Arguments& arguments) {
+/// Null when none is given.
+Kesh::BoxPtr boxOf(const Arguments& arguments) {
     Kesh::BoxPtr box;
     try {
-        BoxTrait::setValueFromText(box, arguments.box);
+        Kesh::VValueTrait<Kesh::BoxPtr>::setValueFromText(box, arguments.box);
     } catch (const std::invalid_argument& problem) {
         throw UsageError(fmt::format("--box: {}.", problem.what()));
     }
+    return box;
+}
+
+/// Checks what can be checked before the survey is opened.
+void checkCall(const Arguments& arguments) {
+    boxOf(arguments);
     if (arguments.plot.empty()) return;
     checkCanPlot(arguments.plot);
     checkMayWrite(arguments.plot, arguments.overwrite);
 }
 
-/// Heights are taken from the positions.
-bool isField(const std::string& secondary) { return !secondary.empty() && !sameName(secondary, "Z"); }
+/// The field's exact name. Heights are taken from the positions, which are no numbers themselves.
+std::string secondaryOf(const Survey& survey, const std::string& name) {
+    if (name.empty() || sameName(name, "Z")) return name;
+    const SurveyField& field = survey.findField(name);
+    if (field.dimension != SurveyField::None) return field.name;
+    throw UsageError(fmt::format("--secondary {}: three numbers a point have no minimum; give X, Y or Z.", name));
+}
 
 /// The field's exact name, if it can be counted.
 std::string countableField(const Survey& survey, const std::string& name) {
@@ -92,142 +94,41 @@ std::string regionText(const Arguments& arguments) {
     return fmt::format("inside {}", fmt::join(polygons, " or "));
 }
 
-/// A survey with one object that counts.
-class Counting {
-public:
-    Counting(const std::shared_ptr<const Survey>& survey, const Arguments& arguments, const Kesh::LabelSet& labels)
-        : survey_(*survey),
-          network_(survey),
-          field_(countableField(survey_, arguments.field)),
-          secondary_(arguments.secondary) {
-        if (isField(secondary_)) secondary_ = survey_.findField(secondary_).name;
-        network_.addObject("points", FieldType);
-        network_.set("points.name", field_);
-        network_.addObject("lasso", BrushType);
-        network_.addObject("counts", "Compute/PointCloudHistogram");
-        network_.connect("points.field", "counts.inputfield", false);
-        network_.connect("lasso.brush", "counts.brush", false);
-        network_.set("counts.labels", Kesh::VValueTrait<Kesh::LabelSet>::Text(labels));
-        network_.set("counts.secondaryfield", secondary_);
-    }
+Kesh::Brush brushAround(const Survey& survey, const PolygonSet& polygons) {
+    const Json stroke{{"view", "above"}, {"polygon", polygons.wkt}};
+    return readStroke(JsonReader(stroke, "--within"), survey);
+}
 
-    void count(const Arguments& arguments, const std::optional<PolygonSet>& polygons) {
-        if (!arguments.box.empty()) return countBox(arguments.box);
-        if (!arguments.mask.empty()) return countMask(maskField(survey_, arguments.mask));
-        if (polygons) return countUnder(brushAround(*polygons));
-        secondary_.empty() ? countAll() : countBounds();
-    }
-
-    Kesh::VHistogram histogram() const { return *network_.histogramOf("counts"); }
-    std::string report() const { return network_.status("counts"); }
-
-private:
-    void countBox(const std::string& box) {
-        network_.set("counts.Bounding Box", box);
-        countScope("Region");
-    }
-
-    void countBox(const Sextant::BoundingBox& box) {
-        countBox(BoxTrait::Text(std::make_shared<Sextant::BoundingBox>(box)));
-    }
-
-    /// The header's bounds, which are those of the points in most files, or else these, which are known by then.
-    void countBounds() {
-        const LasHeader& header = survey_.las().header;
-        const auto corner = [](const std::array<double, 3>& c) { return Point(c[0], c[1], c[2]); };
-        const Sextant::BoundingBox stated(corner(header.minimum), corner(header.maximum));
-        const bool numbers = glm::all(glm::lessThan(glm::abs(stated.maximum - stated.minimum), Point(HUGE_VAL)));
-        countBox(numbers ? stated : survey_.expressibleBox());
-        if (!histogram().complete || header.pointCount == 0) return;
-        const Sextant::BoundingBox bounds = boundsOfPoints();
-        const Point unit = glm::abs(corner(header.scale));
-        const bool same = glm::all(glm::lessThanEqual(glm::abs(bounds.minimum - stated.minimum), unit)) &&
-                          glm::all(glm::lessThanEqual(glm::abs(bounds.maximum - stated.maximum), unit));
-        if (!same || histogram().total() < header.pointCount) countBox(bounds);
-    }
-
-    Sextant::BoundingBox boundsOfPoints() const {
-        const auto positions = survey_.points().findField(Fiber::PositionsName);
-        Sextant::BoundingBox bounds;
-        for (const auto& [number, fragment] : positions->fragments()) {
-            const Sextant::BoundingBox box = Fiber::getFragmentBBox(*positions, fragment.id);
-            bounds.include(box.minimum);
-            bounds.include(box.maximum);
-        }
-        return bounds;
-    }
-
-    void countMask(const std::string& field) {
-        network_.set("counts.maskfield", field);
-        countScope("Mask");
-    }
-
-    Kesh::Brush brushAround(const PolygonSet& polygons) const {
-        const Json stroke{{"view", "above"}, {"polygon", polygons.wkt}};
-        return readStroke(JsonReader(stroke, "--within"), survey_);
-    }
-
-    /// The scope for brushes loads nothing. What does not fit into memory at once is counted through a mask.
-    void countUnder(const Kesh::Brush& brush) {
-        BrushedPoints points(survey_, brush, [] { return !interrupted(); });
-        std::vector<std::string> fields{field_};
-        if (isField(secondary_)) fields.push_back(secondary_);
-        if (points.load(fields)) {
-            network_.draw("lasso.brush", brush);
-            return countScope("Brush");
-        }
-        Fiber::Representation& representation = survey_.points();
-        representation.makeField(representation.makeFieldID(WithinMask), points.mask());
-        countMask(WithinMask);
-    }
-
-    /// The module's time limit may end a count; what was counted by then is not counted again.
-    void countAll() {
-        std::uint64_t before = 0;
-        do {
-            before = histogram().total();
-            network_.press("counts.compute");
-            countScope("WholeDataset");
-        } while (!histogram().complete && histogram().total() > before && !interrupted());
-    }
-
-    void countScope(const char* scope) {
-        network_.set("counts.scope", scope);
-        network_.update();
-    }
-
-    static constexpr char WithinMask[] = "--within"; // no dimension is called so
-
-    const Survey& survey_;
-    Network network_;
-    std::string field_, secondary_;
-};
+CountTask::Region regionOf(const Survey& survey, const Arguments& arguments,
+                           const std::optional<PolygonSet>& polygons) {
+    if (!arguments.box.empty()) return *boxOf(arguments);
+    if (!arguments.mask.empty()) return CountTask::WhereNotZero{maskField(survey, arguments.mask)};
+    if (polygons) return brushAround(survey, *polygons);
+    return CountTask::WholeSurvey();
+}
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     checkCall(arguments);
     const auto polygons = arguments.within.empty() ? std::nullopt : std::optional(readPolygons(arguments.within));
     const Session session(options);
     const auto survey = polygons ? session.open(arguments.survey) : session.open(arguments.survey, OnePassMemory);
-    const Kesh::LabelSet labels = labelsOf(*survey, arguments);
-    Counting counting(survey, arguments, labels);
-    counting.count(arguments, polygons);
+    const std::string field = countableField(*survey, arguments.field);
+    const CountTask task{.field = survey->selector(field),
+                         .region = regionOf(*survey, arguments, polygons),
+                         .secondary = secondaryOf(*survey, arguments.secondary),
+                         .labels = labelsOf(*survey, arguments)};
+    const Count counted = countPoints(*survey, task, untilInterrupted());
+    const Kesh::VHistogram& histogram = counted.histogram;
     session.printLateWarnings(*survey);
-    Kesh::VHistogram histogram = counting.histogram();
-    if (survey->las().header.pointCount == 0) {
-        session.warn(arguments.survey + ": has no points.");
-        histogram.complete = true; // nothing is missing
-    }
+    if (survey->las().header.pointCount == 0) session.warn(arguments.survey + ": has no points.");
     if (polygons && histogram.total() == 0)
         if (const Miss miss = missOf(*survey, *polygons); !miss.sentence.empty()) session.warn(miss.sentence);
-    json ? printJson(histogramAsJson(histogram, labels)) : fmt::print("{}\n", counting.report());
+    json ? printJson(histogramAsJson(histogram, task.labels)) : fmt::print("{}\n", counted.report);
     if (!arguments.plot.empty())
-        plotHistogram(histogram, labels,
-                      {fileName(arguments.survey), survey->findField(arguments.field).name, regionText(arguments)},
+        plotHistogram(histogram, task.labels, {fileName(arguments.survey), field, regionText(arguments)},
                       arguments.plot);
-    if (!histogram.complete)
-        throw Failure(fmt::format("{}: {}", arguments.survey,
-                                  interrupted() ? "counting was interrupted."
-                                                : "the count is incomplete: some points could not be had."));
+    if (!counted.complete())
+        throw Failure(arguments.survey + ": the count is incomplete: some points could not be had.");
 }
 
 void addOptions(CLI::App& command, Arguments& a) {

@@ -46,7 +46,9 @@ Kesh::LabelSet fromFile(const GlobalOptions& options, const std::string& path) {
 Kesh::LabelSet standardFor(const Session& session, const std::string& path) {
     const auto survey = session.open(path);
     std::set<int> values;
-    for (const auto& [value, count] : classCounts(countWhole(survey->selector(ClassField)))) values.insert(value);
+    const Count counted = countPoints(*survey, {.field = survey->selector(ClassField)}, untilInterrupted());
+    if (!counted.complete()) throw Failure(path + ": some of its classes could not be read.");
+    for (const auto& [value, count] : classCounts(counted.histogram)) values.insert(value);
     return standardLabels(values, survey->las().header.pointFormat);
 }
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Kesh/values/LabelSet.hpp"
-#include "network/ClassCounts.hpp"
+#include "network/Counting.hpp"
 #include "json/JsonReader.hpp"
 
 #include <CLI/CLI.hpp>

@@ -2,6 +2,7 @@
 #include "network/NetworkFile.hpp"
 
 #include "base/InputFile.hpp"
+#include "network/Progress.hpp"
 #include "network/Strokes.hpp"
 
 #include <fmt/format.h>
@@ -54,13 +55,19 @@ void press(Network& network, const JsonReader& name, const std::string& suffix) 
     name.at([&] { network.press(slot); });
 }
 
+Kesh::VHistogram wholeCount(const Network& network, const Fiber::FieldSelector& field) {
+    const Count counted = countPoints(network.survey(), {.field = field}, untilInterrupted());
+    if (counted.complete()) return counted.histogram;
+    throw Failure(fmt::format("\"{}\" cannot be counted: some of its fragments cannot be had.", field.getFieldName()));
+}
+
 Report report(const Network& network, const JsonReader& name) {
     const std::string object = name.text();
     return name.at([&] {
         const Fiber::FieldSelector field = network.selectorOf(object);
         const auto histogram = network.histogramOf(object);
-        return Report{object, network.status(object), field.getFieldName(),
-                      histogram ? classCounts(*histogram) : classCounts(countWhole(field)), histogram};
+        const Kesh::VHistogram& counted = histogram ? *histogram : wholeCount(network, field);
+        return Report{object, network.status(object), field.getFieldName(), classCounts(counted), histogram};
     });
 }
 

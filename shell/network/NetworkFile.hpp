@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "network/ClassCounts.hpp"
+#include "network/Counting.hpp"
 #include "network/Network.hpp"
 #include "json/JsonReader.hpp"
 

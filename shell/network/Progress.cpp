@@ -27,6 +27,10 @@ bool interrupted() {
     return interruption != 0;
 }
 
+Watch untilInterrupted() {
+    return Watch([](std::uint64_t, std::uint64_t, const std::string&) { return !interrupted(); });
+}
+
 void printWarning(const std::string& sentence) { fmt::print(stderr, "corvane: warning: {}\n", sentence); }
 
 Progress::Progress(bool quiet) : quiet_(quiet), drawing_(!quiet && isatty(STDERR_FILENO) == 1) { interrupted(); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Kesh/objects/VActionNotifier.hpp"
+#include "base/Watch.hpp"
 
 #include <chrono>
 #include <cstdint>
@@ -39,6 +40,9 @@ private:
 /// Whether Ctrl-C was pressed since the program started to listen, which it does from the first call on. A second press
 /// ends the program.
 bool interrupted();
+
+/// Stops a work when Ctrl-C was pressed.
+Watch untilInterrupted();
 
 /// Prints a finished sentence on standard error.
 void printWarning(const std::string& sentence);

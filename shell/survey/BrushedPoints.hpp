@@ -2,9 +2,9 @@
 #pragma once
 
 #include "Kesh/values/Brush.hpp"
+#include "base/Watch.hpp"
 #include "survey/Survey.hpp"
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,8 +13,8 @@ namespace corvane {
 /// The points of a survey under a brush, for modules that load nothing for one: made resident, or as a mask.
 class BrushedPoints {
 public:
-    /// Throws Failure from any operation when `goOn` returns false.
-    BrushedPoints(const Survey& survey, const Kesh::Brush& brush, std::function<bool()> goOn);
+    /// Whoever watches hears of every operation, which may throw Interrupted.
+    BrushedPoints(const Survey& survey, const Kesh::Brush& brush, const Watch& watch);
 
     /// Brings the positions and these fields in, in all fragments that the brush meets, and keeps them resident as long
     /// as this lives. False, with nothing kept, when the survey's memory budget does not suffice.
@@ -24,11 +24,13 @@ public:
     Holdfast::StrongPtr<Fiber::Field> mask() const;
 
 private:
-    bool meets(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment) const;
+    /// Calls the function with each fragment that the brush meets, until it returns false.
+    template <class Function>
+    void visit(Function function) const;
 
     const Survey& survey_;
     Kesh::Brush brush_;
-    std::function<bool()> goOn_;
+    Watch watch_;
     Holdfast::StrongPtr<Fiber::Field> positions_;
     std::vector<Holdfast::StrongPtr<const Fiber::MemBase>> kept_;
 };

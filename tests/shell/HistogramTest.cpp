@@ -3,8 +3,8 @@
 #include "ProgramTestSupport.hpp"
 
 #include "base/Failure.hpp"
+#include "network/Counting.hpp"
 #include "network/Progress.hpp"
-#include "network/ClassCounts.hpp"
 #include "plugin/Plugin.hpp"
 #include "survey/Survey.hpp"
 
@@ -145,6 +145,7 @@ TEST_F(Histogram, refusesWhatCannotBeCounted) {
         {{"--field", "GpsTime"}, {"--field GpsTime", "double", "uint8 and uint16"}},
         {{"--mask", "Intensity"}, {"--mask Intensity", "uint16", "uint8"}},
         {{"--secondary", "Positions.z"}, {"no field \"Positions.z\"", "\"Positions\""}},
+        {{"--secondary", "Positions"}, {"--secondary Positions", "X, Y or Z"}},
         {{"--mask", "UserData", "--box", "1,2,3,4,5,6"}, {"excludes"}},
     };
     for (const auto& call : calls) {
@@ -181,7 +182,7 @@ TEST_F(Histogram, endsWhenItIsInterrupted) {
         interrupted(); // listens from now on
         std::raise(SIGINT);
         try {
-            countWhole(survey.selector("Classification"));
+            countPoints(survey, {.field = survey.selector("Classification")}, untilInterrupted());
         } catch (const Failure& failure) {
             std::fputs(failure.what(), stderr);
             std::_Exit(7);
