@@ -1,44 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/NearestName.hpp"
 
-#include <algorithm>
-#include <cctype>
 #include <fmt/format.h>
-#include <numeric>
-#include <utility>
 
 namespace corvane {
-namespace {
-
-std::string lowered(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
-
-/// How many characters must be put in, taken out or replaced (Levenshtein).
-std::size_t distance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i);
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i - 1] != b[j - 1]);
-            diagonal = std::exchange(row[j], std::min({row[j] + 1, row[j - 1] + 1, replaced}));
-        }
-    }
-    return row.back();
-}
-
-} // namespace
-
-bool sameName(const std::string& a, const std::string& b) { return lowered(a) == lowered(b); }
 
 std::string suggestNames(const std::string& wrong, const std::vector<std::string>& known) {
-    std::vector<std::string> near;
-    const std::size_t reach =
-        wrong.size() < 4 ? wrong.size() / 2 : std::max<std::size_t>(wrong.size() / 3, 2); // a swap is 2
-    for (const std::string& name : known)
-        if (distance(lowered(wrong), lowered(name)) <= reach) near.push_back(name);
+    const std::vector<std::string> near = json::nearNames(wrong, known);
     if (!near.empty()) return fmt::format("Did you mean \"{}\"?", fmt::join(near, "\" or \""));
     if (known.empty()) return "There are none here.";
     return fmt::format("There are \"{}\".", fmt::join(known, "\", \""));

@@ -37,20 +37,45 @@ bool steers(std::uint32_t code) {
            (code >= 0x2066 && code <= 0x2069);
 }
 
+/// Each character, or byte that is none, as `show` writes it; as it is where that is empty.
+template <class Show>
+std::string rewritten(std::string_view text, Show show) {
+    std::string result;
+    while (!text.empty()) {
+        const Character character = firstOf(text);
+        const std::string_view bytes = text.substr(0, character.bytes == 0 ? 1 : character.bytes);
+        const std::string shown = show(character, bytes);
+        result += shown.empty() ? bytes : shown;
+        text.remove_prefix(bytes.size());
+    }
+    return result;
+}
+
+std::string inHex(std::string_view bytes) {
+    std::string hex;
+    for (const char byte : bytes) hex += fmt::format("\\x{:02X}", std::uint8_t(byte));
+    return hex;
+}
+
 } // namespace
 
 std::string escaped(std::string_view text) {
-    std::string shown;
-    while (!text.empty()) {
-        const Character character = firstOf(text);
-        const std::size_t bytes = character.bytes == 0 ? 1 : character.bytes;
-        if (character.bytes == 0 || steers(character.code))
-            for (std::size_t i = 0; i < bytes; ++i) shown += fmt::format("\\x{:02X}", byteAt(text, i));
-        else
-            shown += text.substr(0, bytes);
-        text.remove_prefix(bytes);
-    }
-    return shown;
+    return rewritten(text, [](const Character& character, std::string_view bytes) {
+        return character.bytes == 0 || steers(character.code) ? inHex(bytes) : "";
+    });
+}
+
+std::string asUtf8(std::string_view text) {
+    return rewritten(text, [](const Character& character, std::string_view bytes) {
+        return character.bytes == 0 ? inHex(bytes) : "";
+    });
+}
+
+std::string escapedJson(std::string_view document) {
+    return rewritten(document, [](const Character& character, std::string_view) {
+        const bool layout = character.code < 0x20; // the document's own lines
+        return !layout && steers(character.code) ? fmt::format("\\u{:04x}", character.code) : "";
+    });
 }
 
 } // namespace corvane

@@ -7,7 +7,13 @@
 namespace corvane {
 
 /// A text from a file as it may be shown: control characters and bytes that are no UTF-8 as \xNN, byte by byte; all
-/// else as it is. What is shown can then neither steer a terminal nor break JSON.
+/// else as it is. What is shown cannot steer a terminal.
 std::string escaped(std::string_view text);
+
+/// Only the bytes that are no UTF-8 as \xNN, for a text that goes into JSON, such as the name of a file.
+std::string asUtf8(std::string_view text);
+
+/// A JSON document for a terminal: what steers it, which JSON allows in texts, as \uNNNN there.
+std::string escapedJson(std::string_view document);
 
 } // namespace corvane

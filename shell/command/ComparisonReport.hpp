@@ -2,9 +2,11 @@
 #pragma once
 
 #include "check/SurveyComparison.hpp"
-#include "json/JsonReader.hpp"
+#include "json/Document.hpp"
 
 namespace corvane {
+
+using Json = json::Value;
 
 Json describe(const SurveyComparison& comparison, const LasFile& before, const LasFile& after);
 

@@ -3,6 +3,7 @@
 
 #include "Kesh/values/LabelSet.hpp"
 #include "command/Commands.hpp"
+#include "command/Output.hpp"
 #include "polygon/Polygons.hpp"
 
 #include <memory>

@@ -96,7 +96,8 @@ std::string regionText(const Arguments& arguments) {
 
 Kesh::Brush brushAround(const Survey& survey, const PolygonSet& polygons) {
     const Json stroke{{"view", "above"}, {"polygon", polygons.wkt}};
-    return readStroke(JsonReader(stroke, "--within"), survey);
+    const json::Document document(stroke.dump(), "--within");
+    return readStroke(json::Reader(document), survey);
 }
 
 CountTask::Region regionOf(const Survey& survey, const Arguments& arguments,

@@ -1,9 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/Output.hpp"
 
+#include "base/Text.hpp"
+
 #include <fmt/format.h>
 
 namespace corvane {
+namespace {
+
+/// Names of files need not be UTF-8; JSON must.
+void makeUtf8(Json& json) {
+    if (json.is_string()) json = asUtf8(json.get_ref<const std::string&>());
+    if (json.is_structured())
+        for (Json& part : json) makeUtf8(part);
+}
+
+} // namespace
 
 std::shared_ptr<bool> addJsonFlag(CLI::App& command) {
     auto flag = std::make_shared<bool>(false);
@@ -11,11 +23,14 @@ std::shared_ptr<bool> addJsonFlag(CLI::App& command) {
     return flag;
 }
 
-void printJson(const Json& json) { fmt::print("{}\n", json.dump(2, ' ', false, Json::error_handler_t::replace)); }
+void printJson(Json json) {
+    makeUtf8(json);
+    fmt::print("{}\n", escapedJson(json.dump(2, ' ', false, Json::error_handler_t::replace)));
+}
 
 Json countsAsJson(const ClassCounts& counts) {
     Json json = Json::object();
-    for (const auto& [value, count] : counts) json[std::to_string(value)] = count;
+    for (const auto& [value, count] : counts) json::append(json, std::to_string(value), count);
     return json;
 }
 

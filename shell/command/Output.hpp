@@ -2,8 +2,9 @@
 #pragma once
 
 #include "Kesh/values/LabelSet.hpp"
+#include "base/Failure.hpp"
 #include "network/Counting.hpp"
-#include "json/JsonReader.hpp"
+#include "json/Document.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -11,11 +12,13 @@
 
 namespace corvane {
 
+using Json = json::Value;
+
 /// Adds `--json` to a command. The flag lives as long as somebody holds it.
 std::shared_ptr<bool> addJsonFlag(CLI::App& command);
 
-/// Prints on standard output. Bytes in texts that are not UTF-8, as files may hold, are replaced.
-void printJson(const Json& json);
+/// Prints on standard output. Bytes in texts that are not UTF-8, and what steers terminals, are escaped.
+void printJson(Json json);
 
 /// Value to count, as an object with the values as keys.
 Json countsAsJson(const ClassCounts& counts);

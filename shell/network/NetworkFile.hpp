@@ -3,7 +3,7 @@
 
 #include "network/Counting.hpp"
 #include "network/Network.hpp"
-#include "json/JsonReader.hpp"
+#include "json/Reader.hpp"
 
 #include <functional>
 #include <string>
@@ -41,11 +41,11 @@ public:
     void run(Network& network, const NetworkHooks& hooks) const;
 
 private:
-    JsonReader root() const { return {json_, name_}; }
+    json::Reader root() const { return json::Reader(document_); }
     void build(Network& network) const;
+    void runAll(Network& network, const NetworkHooks& hooks) const;
 
-    Json json_;
-    std::string name_;
+    json::Document document_;
 };
 
 } // namespace corvane

@@ -2,6 +2,7 @@
 #include "network/Strokes.hpp"
 
 #include "Sextant/Strokes.hpp"
+#include "base/Failure.hpp"
 #include "polygon/Polygons.hpp"
 
 #include <fmt/format.h>
@@ -13,7 +14,6 @@
 #include <charconv>
 #include <cmath>
 #include <functional>
-#include <stdexcept>
 
 namespace corvane {
 namespace {
@@ -33,22 +33,12 @@ struct Canvas {
 
 const std::vector<std::string> Kinds{"polygon", "lasso", "rectangle", "circle", "path", "above", "below"};
 
-/// What the host finds unsuitable gets the place in front.
-template <class Function>
-auto checked(const JsonReader& where, Function function) {
-    try {
-        return function();
-    } catch (const std::invalid_argument& problem) {
-        where.fail(fmt::format("{}.", problem.what()));
-    }
-}
-
-Point readPoint(const JsonReader& json) {
+Point readPoint(const json::Reader& json) {
     const auto n = json.numbers(3);
     return {n[0], n[1], n[2]};
 }
 
-glm::dvec2 readPlace(const JsonReader& json) {
+glm::dvec2 readPlace(const json::Reader& json) {
     const auto n = json.numbers(2);
     return {n[0], n[1]};
 }
@@ -66,16 +56,16 @@ Canvas fromAbove(const Survey& survey) {
             box.minimum.y - 1, box.maximum.y + 1};
 }
 
-Canvas profile(const JsonReader& json, const Survey& survey) {
+Canvas profile(const json::Reader& json, const Survey& survey) {
     json.expectKeys({"from", "to", "width"});
     const glm::dvec2 from = readPlace(json.member("from")), to = readPlace(json.member("to"));
     const double width = json.member("width").number();
     const Sextant::BoundingBox box = survey.expressibleBox();
-    return {checked(json, [&] { return View::profile(from, to, width); }), [](const glm::dvec2& p) { return p; },
+    return {json.at([&] { return View::profile(from, to, width); }), [](const glm::dvec2& p) { return p; },
             [width](double across) { return across * 2 / width; }, box.minimum.z - 1, box.maximum.z + 1};
 }
 
-Canvas perspective(const JsonReader& json) {
+Canvas perspective(const json::Reader& json) {
     json.expectKeys({"eye", "target", "up", "fov", "aspect", "near", "far"});
     Sextant::Camera camera{.eye = readPoint(json.member("eye")), .target = readPoint(json.member("target"))};
     if (json.has("up")) camera.up = readPoint(json.member("up"));
@@ -83,25 +73,25 @@ Canvas perspective(const JsonReader& json) {
     camera.verticalAngle = glm::radians(json.member("fov").number());
     camera.near = json.member("near").number();
     camera.far = json.member("far").number();
-    const View view = checked(json, [&] { return View::perspective(camera); });
+    const View view = json.at([&] { return View::perspective(camera); });
     const Point sight = glm::normalize(camera.target - camera.eye);
     return {view, [](const glm::dvec2& p) { return p; },
             [view, sight, eye = camera.eye](double distance) { return view.project(eye + distance * sight).z; }, -1, 1};
 }
 
-Canvas readCanvas(const JsonReader& stroke, const Survey& survey) {
+Canvas readCanvas(const json::Reader& stroke, const Survey& survey) {
     if (!stroke.has("view")) return fromAbove(survey);
-    const JsonReader view = stroke.member("view");
+    const json::Reader view = stroke.member("view");
     if (view.value() == "above") return fromAbove(survey);
     if (view.value().is_object() && view.value().size() == 1) {
         if (view.has("profile")) return profile(view.member("profile"), survey);
         if (view.has("perspective")) return perspective(view.member("perspective"));
     }
-    view.fail("a view is \"above\", {\"profile\": {…}} or {\"perspective\": {…}}.");
+    view.fail("a view is \"above\", {\"profile\": {…}} or {\"perspective\": {…}}");
 }
 
 /// "x y, x y, …"
-Points readPoints(const JsonReader& json) {
+Points readPoints(const json::Reader& json) {
     const std::string text = json.text();
     Points points;
     const char *next = text.data(), *end = next + text.size();
@@ -112,7 +102,7 @@ Points readPoints(const JsonReader& json) {
         const auto [stop, error] = std::from_chars(next, end, value);
         if (error != std::errc() || !std::isfinite(value))
             json.fail(
-                fmt::format("after {} characters a number is expected; write \"x y, x y, …\".", next - text.data()));
+                fmt::format("after {} characters a number is expected; write \"x y, x y, …\"", next - text.data()));
         next = stop;
         return value;
     };
@@ -123,32 +113,34 @@ Points readPoints(const JsonReader& json) {
     } while (next != end && *next++ == ',');
     if (next != end)
         json.fail(
-            fmt::format("after {} characters a comma is expected; write \"x y, x y, …\".", next - text.data() - 1));
+            fmt::format("after {} characters a comma is expected; write \"x y, x y, …\"", next - text.data() - 1));
     return points;
 }
 
-Outline polygonOutline(const JsonReader& json) {
+Outline polygonOutline(const json::Reader& json) {
     std::vector<std::string> arguments;
-    for (const JsonReader& one : json.oneOrMore()) arguments.push_back(one.text());
-    return json.at([&] {
+    for (const json::Reader& one : json.oneOrMore()) arguments.push_back(one.text());
+    try {
         std::vector<Points> rings;
         for (const Ring& ring : readPolygons(arguments).rings) {
             auto& points = rings.emplace_back();
             for (const PlanePoint& p : ring) points.emplace_back(p.x, p.y);
         }
         return Outline::ofRings(rings);
-    });
+    } catch (const UsageError& error) {
+        throw UsageError(json.place() + error.what());
+    }
 }
 
-Outline lassoOutline(const JsonReader& json) {
+Outline lassoOutline(const json::Reader& json) {
     Points points = readPoints(json);
-    if (points.size() < 3) json.fail("a lasso has three points or more.");
+    if (points.size() < 3) json.fail("a lasso has three points or more");
     return Outline(std::move(points));
 }
 
 /// As it is drawn, not yet on the screen.
-Outline readOutline(const JsonReader& stroke, const std::string& kind, const Canvas& canvas) {
-    const JsonReader json = stroke.member(kind);
+Outline readOutline(const json::Reader& stroke, const std::string& kind, const Canvas& canvas) {
+    const json::Reader json = stroke.member(kind);
     if (kind == "polygon") return polygonOutline(json);
     if (kind == "lasso") return lassoOutline(json);
     if (kind == "rectangle") {
@@ -164,33 +156,33 @@ Outline readOutline(const JsonReader& stroke, const std::string& kind, const Can
     return kind == "above" ? Sextant::aboveStroke(points, canvas.top) : Sextant::belowStroke(points, canvas.bottom);
 }
 
-std::string onlyKindOf(const JsonReader& stroke) {
+std::string onlyKindOf(const json::Reader& stroke) {
     std::vector<std::string> given;
     std::ranges::copy_if(Kinds, std::back_inserter(given), [&](const auto& kind) { return stroke.has(kind); });
     if (given.size() != 1)
         stroke.fail(
-            fmt::format("a stroke is one of \"{}\"; {} of them stand here.", fmt::join(Kinds, "\", \""), given.size()));
-    if (stroke.has("radius") && given.front() != "path") stroke.member("radius").fail("only a \"path\" has a radius.");
+            fmt::format("a stroke is one of \"{}\"; {} of them stand here", fmt::join(Kinds, "\", \""), given.size()));
+    if (stroke.has("radius") && given.front() != "path") stroke.member("radius").fail("only a \"path\" has a radius");
     return given.front();
 }
 
-View limitedInDepth(const JsonReader& range, const Canvas& canvas) {
+View limitedInDepth(const json::Reader& range, const Canvas& canvas) {
     const auto n = range.numbers(2);
     const auto [near, far] = std::minmax({canvas.depthOf(n[0]), canvas.depthOf(n[1])});
     if (!(near < far) || !std::isfinite(near) || !std::isfinite(far))
-        range.fail("two different depths are expected, in front of the eye.");
+        range.fail("two different depths are expected, in front of the eye");
     return canvas.view.between(near, far);
 }
 
 } // namespace
 
-Kesh::Brush readStroke(const JsonReader& stroke, const Survey& survey) {
+Kesh::Brush readStroke(const json::Reader& stroke, const Survey& survey) {
     std::vector<std::string> known = Kinds;
     known.insert(known.end(), {"radius", "view", "depth"});
     stroke.expectKeys(known);
     const std::string kind = onlyKindOf(stroke);
     const Canvas canvas = readCanvas(stroke, survey);
-    const Outline drawn = checked(stroke.member(kind), [&] { return readOutline(stroke, kind, canvas); });
+    const Outline drawn = stroke.member(kind).at([&] { return readOutline(stroke, kind, canvas); });
     const View view = stroke.has("depth") ? limitedInDepth(stroke.member("depth"), canvas) : canvas.view;
     return {view, Sextant::mapped(drawn, canvas.toScreen)};
 }

@@ -5,7 +5,7 @@
 #include "base/InputFile.hpp"
 #include "base/OutputFile.hpp"
 #include "survey/StandardLabels.hpp"
-#include "json/JsonReader.hpp"
+#include "json/Document.hpp"
 
 #include <fmt/format.h>
 
@@ -22,12 +22,9 @@ constexpr std::uint64_t LargestFile = 16 << 20; // bytes; a label takes about a 
 Kesh::LabelSet loadLabels(const std::string& path) {
     const std::string text = readTextFile(path, LargestFile);
     try {
-        parseJson(text, path); // keys that stand twice
         Kesh::LabelSet labels;
         LabelTrait::setValueFromText(labels, text);
         return labels;
-    } catch (const UsageError& error) {
-        throw Failure(error.what());
     } catch (const std::invalid_argument& problem) {
         throw Failure(fmt::format("{}: {}; correct it there.", path, problem.what()));
     }
@@ -42,10 +39,10 @@ Kesh::LabelSet labelsFor(const Survey& survey, const std::string& path, const st
 }
 
 void saveLabels(const Kesh::LabelSet& labels, const std::string& path) {
-    const Json json = Json::parse(LabelTrait::Text(labels));
+    const json::Value json = json::Value::parse(LabelTrait::Text(labels));
     std::string text = "{\"labels\": [";
     const char* separator = "\n  ";
-    for (const Json& label : json["labels"]) {
+    for (const json::Value& label : json["labels"]) {
         text += separator + label.dump();
         separator = ",\n  ";
     }

@@ -16,8 +16,8 @@ protected:
     }
 
     Kesh::Brush read(const std::string& stroke) const {
-        const Json value = parseJson(stroke, "net");
-        return readStroke(JsonReader(value, "net", "/draw"), *survey_);
+        const json::Document document(stroke, "net");
+        return readStroke(json::Reader(document), *survey_);
     }
 
 private:
@@ -74,26 +74,26 @@ TEST_F(Draw, everyKindOfStrokeInEveryView) {
 
 TEST_F(Draw, mistakesAreToldWithTheirPlace) {
     const std::vector<std::array<std::string, 2>> cases{
-        {R"({})", "net at /draw: a stroke is one of"},
+        {R"({})", "net: a stroke is one of"},
         {R"j({"polygone": "POLYGON((0 0, 9 0, 9 9))"})j", "polygon"},
-        {R"({"circle": [0, 0, -1]})", "/draw/circle: a radius is more than 0."},
-        {R"({"circle": [0, 0, 1], "radius": 2})", "/draw/radius: only"},
-        {R"({"path": "0 0, 1 1"})", "\"radius\" is missing"},
-        {R"({"path": "0 0, 1", "radius": 1})", "/draw/path: after 6 characters a number"},
-        {R"({"lasso": "0 0, 1 nan, 2 2"})", "/draw/lasso: after 7 characters a number"},
-        {R"({"above": "0 0, 2 2, 1 3"})", "/draw/above: a line runs to one side"},
+        {R"({"circle": [0, 0, -1]})", "net at /circle: a radius is more than 0"},
+        {R"({"circle": [0, 0, 1], "radius": 2})", "net at /radius: only"},
+        {R"({"path": "0 0, 1 1"})", "net: the key \"radius\" is missing"},
+        {R"({"path": "0 0, 1", "radius": 1})", "net at /path: after 6 characters a number"},
+        {R"({"lasso": "0 0, 1 nan, 2 2"})", "net at /lasso: after 7 characters a number"},
+        {R"({"above": "0 0, 2 2, 1 3"})", "net at /above: a line runs to one side"},
         {R"({"polygon": "POLYGON((0 0, 9 0"})", "POLYGON((0 0, 9 0"},
-        {R"j({"view": "side", "polygon": "POLYGON((0 0, 9 0, 9 9))"})j", "/draw/view: a view is"},
+        {R"j({"view": "side", "polygon": "POLYGON((0 0, 9 0, 9 9))"})j", "net at /view: a view is"},
         {R"({"view": {"profile": {"from": [0, 0], "to": [0, 0], "width": 1}}, "lasso": "0 0, 1 1, 2 0"})",
-         "/draw/view/profile: a profile runs between"},
+         "net at /view/profile: a profile runs between"},
         {R"({"view": {"perspective": {"eye": [0, 0, 0], "target": [0, 9, 0], "fov": 190, "near": 1, "far": 9}},
              "lasso": "0 0, 1 1, 2 0"})",
-         "/draw/view/perspective: the field of view"},
-        {R"({"circle": [0, 0, 1], "depth": [5, 5]})", "/draw/depth: two different depths"},
+         "net at /view/perspective: the field of view"},
+        {R"({"circle": [0, 0, 1], "depth": [5, 5]})", "net at /depth: two different depths"},
         {R"({"circle": [0, 0, 1e999]})", "too large"},
     };
     for (const auto& [stroke, says] : cases) {
-        const auto failure = messageOf<Failure>([&, &stroke = stroke] { read(stroke); });
+        const auto failure = messageOf<std::exception>([&, &stroke = stroke] { read(stroke); });
         EXPECT_TRUE(holds(failure, says)) << stroke << ": " << failure;
     }
 }

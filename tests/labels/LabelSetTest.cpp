@@ -74,16 +74,14 @@ TEST(LabelSet, wrongTextIsRefusedWithItsPlaceAndChangesNothing) {
         const char* text;
         const char* problem;
     } cases[] = {
-        {"{\"labels\":[", "not JSON at byte 12"},
-        {R"({"labels":[],"selection":{}})", "\"selection\" was found where one of \"labels\", \"selections\""},
-        {R"({"labels":[{"name":"x"}]})", "at /labels/0: the key \"value\" is missing"},
+        {"[[[[", "not JSON at byte 5"},
+        {R"({"labels":[],"selection":{}})", "the key \"selection\" was found where \"selections\" is"},
         {R"({"labels":[{"value":1,"color":[1,1,1,1]}]})", "at /labels/0: the key \"color\" was found"},
         {R"({"labels":[{"value":1},{"value":1}]})", "at /labels/1/value: the value 1 has a label already"},
         {R"({"labels":[{"value":1.0}]})", "at /labels/0/value: 1.0 was found where a whole number"},
-        {R"({"labels":[{"value":2147483648}]})", "2147483648 was found"},
         {R"({"labels":[{"value":1,"colour":[1,1,1]}]})", "at /labels/0/colour: [1,1,1] was found where a list of four"},
         {R"({"labels":[{"value":1,"colour":[0,255,0,1]}]})", "at /labels/0/colour/1: 255 was found"},
-        {R"({"labels":[{"value":1,"flags":{"editable":1}}]})", "at /labels/0/flags/editable: 1 was found where true"},
+        {R"({"labels":[{"value":1,"flags":{"a":true,"a":true}}]})", "the key \"a\" stands twice"},
         {R"({"labels":[{"value":1}],"selections":{"Assign":2}})",
          "at /selections/Assign: the value 2 cannot be chosen"},
         {R"({"labels":[{"value":1}],"selections":{"Assign":""}})", "at /selections/Assign: \"\" was found"},
@@ -107,7 +105,7 @@ TEST(LabelFile, isReadAsItWasWrittenAndSaysWhatIsWrong) {
         write(path, text);
         return messageOf<Failure>([&] { loadLabels(path); });
     };
-    EXPECT_TRUE(holds(failure(R"({"labels": [{"value": 1, "value": 2}]})"), "the key \"value\" stands twice"));
+    EXPECT_TRUE(holds(failure(std::string(100'000, '[')), path + ": at /0/0")) << "in a sentence";
     EXPECT_TRUE(holds(failure(R"({"labels": [{"value": true}]})"), path + ": at /labels/0/value: true was found"));
 }
 

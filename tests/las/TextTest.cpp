@@ -36,5 +36,10 @@ TEST(Text, escapesEachByteThatIsNoUtf8) {
     EXPECT_EQ(escaped("\xFF\x80"), "\\xFF\\x80");
 }
 
+TEST(Text, goesIntoJsonWithoutLoss) {
+    EXPECT_EQ(asUtf8("Geb\xE4ude\x1B Gebäude"), "Geb\\xE4ude\x1B Gebäude");
+    EXPECT_EQ(escapedJson("{\n  \"ä\": \"\x7F\xC2\x9B\xE2\x80\xAE\"\n}"), "{\n  \"ä\": \"\\u007f\\u009b\\u202e\"\n}");
+}
+
 } // namespace
 } // namespace corvane

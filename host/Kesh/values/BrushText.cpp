@@ -3,84 +3,66 @@
 //   {"view": {"origin": [x, y, z], "matrix": [16 numbers, column by column]}, "rule": "even-odd" or "winding",
 //    "outline": [[x, y], …]}
 #include "Kesh/values/VValue.hpp"
+#include "json/Reader.hpp"
 
 #include <fmt/format.h>
 #include <glm/gtc/type_ptr.hpp>
 #include <glm/matrix.hpp>
-#include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <span>
-#include <stdexcept>
 
 namespace Kesh {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using json::Value;
 using Sextant::Outline;
 
 constexpr char NoStroke[] = "no stroke";
 constexpr char EvenOdd[] = "even-odd", Winding[] = "winding";
 
-Json numbers(const double* first, std::size_t count) { return std::vector<double>(first, first + count); }
+Value numbers(const double* first, std::size_t count) { return std::vector<double>(first, first + count); }
 
-[[noreturn]] void refuse(const std::string& expected) {
-    throw std::invalid_argument(fmt::format("a brush is \"{}\" or JSON: {}", NoStroke, expected));
+void readNumbers(const json::Reader& json, std::span<double> numbers) {
+    std::ranges::copy(json.numbers(numbers.size()), numbers.begin());
 }
 
-void require(bool holds, const char* expected) {
-    if (!holds) refuse(expected);
-}
-
-const Json& member(const Json& json, const char* key) {
-    if (!json.is_object() || !json.contains(key)) refuse(fmt::format("\"{}\" is expected", key));
-    return json[key];
-}
-
-void readNumbers(const Json& json, std::span<double> numbers) {
-    if (!json.is_array() || json.size() != numbers.size())
-        refuse(fmt::format("a list of {} numbers is expected", numbers.size()));
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-        require(json[i].is_number(), "a number is expected in each list");
-        numbers[i] = json[i].get<double>();
-    }
-}
-
-Sextant::View readView(const Json& json) {
-    require(json.is_object() && json.size() == 2, "a view is \"origin\" and \"matrix\"");
+Sextant::View readView(const json::Reader& json) {
+    json.expectKeys({"origin", "matrix"});
     glm::dvec3 origin;
     glm::dmat4 matrix;
-    readNumbers(member(json, "origin"), {glm::value_ptr(origin), 3});
-    readNumbers(member(json, "matrix"), {glm::value_ptr(matrix), 16});
+    readNumbers(json.member("origin"), {glm::value_ptr(origin), 3});
+    readNumbers(json.member("matrix"), {glm::value_ptr(matrix), 16});
     const double determinant = glm::determinant(matrix);
-    require(determinant != 0 && std::isfinite(determinant), "the matrix of a view can be inverted");
+    json.member("matrix").expect(determinant != 0 && std::isfinite(determinant), "a matrix that can be inverted");
     return {origin, matrix};
 }
 
-Outline::Rule readRule(const Json& json) {
-    require(json == EvenOdd || json == Winding, "the rule is \"even-odd\" or \"winding\"");
-    return json == EvenOdd ? Outline::Rule::EvenOdd : Outline::Rule::Winding;
+Outline::Rule readRule(const json::Reader& json) {
+    json.expect(json.value() == EvenOdd || json.value() == Winding, "\"even-odd\" or \"winding\"");
+    return json.value() == EvenOdd ? Outline::Rule::EvenOdd : Outline::Rule::Winding;
 }
 
-Brush readBrush(const Json& json) {
-    require(json.is_object() && json.size() == 3, "a stroke is \"view\", \"rule\" and \"outline\"");
-    const Json& list = member(json, "outline");
-    require(list.is_array() && !list.empty(), "the outline is a list of points");
-    std::vector<glm::dvec2> points(list.size());
-    for (std::size_t i = 0; i < points.size(); ++i) readNumbers(list[i], {glm::value_ptr(points[i]), 2});
-    return {readView(member(json, "view")), Outline(std::move(points), readRule(member(json, "rule")))};
+Brush readBrush(const json::Reader& json) {
+    json.expectKeys({"view", "rule", "outline"});
+    std::vector<glm::dvec2> points;
+    for (const json::Reader& point : json.member("outline").elements())
+        readNumbers(point, {glm::value_ptr(points.emplace_back()), 2});
+    json.member("outline").expect(!points.empty(), "a list of points");
+    return {readView(json.member("view")), Outline(std::move(points), readRule(json.member("rule")))};
 }
 
 } // namespace
 
 std::string VValueTrait<Brush>::Text(const Brush& value) {
     if (!value) return NoStroke;
-    Json outline = Json::array();
+    Value outline = Value::array();
     for (const glm::dvec2& p : value.outline().points()) outline.push_back({p.x, p.y});
-    const Json view{{"origin", numbers(glm::value_ptr(value.view().origin()), 3)},
-                    {"matrix", numbers(glm::value_ptr(value.view().matrix()), 16)}};
+    const Value view{{"origin", numbers(glm::value_ptr(value.view().origin()), 3)},
+                     {"matrix", numbers(glm::value_ptr(value.view().matrix()), 16)}};
     const bool evenOdd = value.outline().rule() == Outline::Rule::EvenOdd;
-    return Json{{"view", view}, {"rule", evenOdd ? EvenOdd : Winding}, {"outline", outline}}.dump();
+    return Value{{"view", view}, {"rule", evenOdd ? EvenOdd : Winding}, {"outline", outline}}.dump();
 }
 
 void VValueTrait<Brush>::setValueFromText(Brush& value, const std::string& text) {
@@ -89,9 +71,10 @@ void VValueTrait<Brush>::setValueFromText(Brush& value, const std::string& text)
         return;
     }
     try {
-        value = readBrush(Json::parse(text));
-    } catch (const Json::exception& error) { // also for numbers that are too large
-        refuse(fmt::format("{}", error.what()));
+        const json::Document document(text);
+        value = readBrush(json::Reader(document));
+    } catch (const json::Error& error) {
+        throw std::invalid_argument(fmt::format("a brush is \"{}\" or JSON: {}", NoStroke, error.what()));
     }
 }
 

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Kesh/values/LabelSet.hpp"
 
-#include <fmt/format.h>
-#include <nlohmann/json.hpp>
+#include "json/Reader.hpp"
 
-#include <algorithm>
+#include <fmt/format.h>
+
 #include <charconv>
-#include <limits>
-#include <stdexcept>
-#include <vector>
 
 namespace Kesh {
 
@@ -39,8 +36,6 @@ bool LabelSet::select(const std::string& name, int value) {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 /// The shortest number that reads as this float again.
 double shortest(float number) {
     double read = number;
@@ -49,9 +44,9 @@ double shortest(float number) {
     return static_cast<float>(read) == number ? read : number;
 }
 
-Json asJson(const Label& label) {
-    Json flags = Json::object();
-    for (const auto& [flag, on] : std::map(label.flags.begin(), label.flags.end())) flags[flag] = on;
+json::Value asJson(const Label& label) {
+    json::Value flags = json::Value::object();
+    for (const auto& [flag, on] : std::map(label.flags.begin(), label.flags.end())) json::append(flags, flag, on);
     const auto& [r, g, b, a] = label.colour;
     return {{"value", label.value},
             {"name", label.name},
@@ -60,136 +55,58 @@ Json asJson(const Label& label) {
             {"flags", flags}};
 }
 
-/// A part of the text and its place in it, as a JSON pointer.
-class Part {
-public:
-    Part(const Json& json, std::string place) : json_(json), place_(std::move(place)) {}
-
-    [[noreturn]] void refuse(const std::string& problem) const {
-        throw std::invalid_argument((place_.empty() ? "" : "at " + place_ + ": ") + problem);
-    }
-
-    /// Calls the function with key and part of each member. With `known`, others are refused.
-    template <class Function>
-    void eachMember(const std::vector<std::string>& known, Function function) const {
-        expect(json_.is_object(), "an object");
-        for (const auto& [key, value] : json_.items()) {
-            if (!known.empty() && std::find(known.begin(), known.end(), key) == known.end())
-                refuse(fmt::format("the key \"{}\" was found where one of \"{}\" is expected", key,
-                                   fmt::join(known, "\", \"")));
-            function(key, Part(value, place_ + "/" + key));
-        }
-    }
-
-    std::vector<Part> elements(const char* expected) const {
-        expect(json_.is_array(), expected);
-        std::vector<Part> parts;
-        for (const Json& element : json_) parts.emplace_back(element, fmt::format("{}/{}", place_, parts.size()));
-        return parts;
-    }
-
-    Part member(const char* key) const {
-        expect(json_.is_object(), "an object");
-        const auto found = json_.find(key);
-        if (found == json_.end()) refuse(fmt::format("the key \"{}\" is missing", key));
-        return {*found, place_ + "/" + key};
-    }
-
-    int integer() const {
-        constexpr auto least = std::numeric_limits<int>::min(), most = std::numeric_limits<int>::max();
-        const double number = json_.is_number_integer() ? json_.get<double>() : std::numeric_limits<double>::infinity();
-        expect(number >= least && number <= most, "a whole number of 32 bits");
-        return json_.get<int>();
-    }
-
-    float fraction() const {
-        const double number = json_.is_number() ? json_.get<double>() : -1;
-        expect(number >= 0 && number <= 1, "a number from 0 to 1");
-        return static_cast<float>(number);
-    }
-
-    std::string text() const {
-        expect(json_.is_string(), "a text");
-        return json_.get<std::string>();
-    }
-
-    bool flag() const {
-        expect(json_.is_boolean(), "true or false");
-        return json_.get<bool>();
-    }
-
-    bool isNull() const { return json_.is_null(); }
-
-    void expect(bool holds, const char* expected) const {
-        if (!holds) refuse(fmt::format("{} was found where {} is expected", shown(), expected));
-    }
-
-private:
-    std::string shown() const {
-        constexpr std::size_t longest = 40;
-        std::string text = json_.dump(-1, ' ', true, Json::error_handler_t::replace);
-        return text.size() <= longest ? text : text.substr(0, longest) + "...";
-    }
-
-    const Json& json_;
-    std::string place_;
-};
-
-Sextant::rgba_float_t readColour(const Part& part) {
-    constexpr char expected[] = "a list of four numbers (red, green, blue, opacity)";
-    const auto parts = part.elements(expected);
-    part.expect(parts.size() == 4, expected);
-    return {parts[0].fraction(), parts[1].fraction(), parts[2].fraction(), parts[3].fraction()};
+float fraction(const json::Reader& part) {
+    const double number = part.value().is_number() ? part.number() : -1;
+    part.expect(number >= 0 && number <= 1, "a number from 0 to 1");
+    return static_cast<float>(number);
 }
 
-void readLabel(LabelSet& set, const Part& part) {
-    const Part valuePart = part.member("value");
+Sextant::rgba_float_t readColour(const json::Reader& part) {
+    part.expect(part.value().is_array() && part.value().size() == 4,
+                "a list of four numbers (red, green, blue, opacity)");
+    const auto parts = part.elements();
+    return {fraction(parts[0]), fraction(parts[1]), fraction(parts[2]), fraction(parts[3])};
+}
+
+void readLabel(LabelSet& set, const json::Reader& part) {
+    part.expectKeys({"value", "name", "text", "colour", "flags"});
+    const json::Reader valuePart = part.member("value");
     const int value = valuePart.integer();
-    if (set.find(value)) valuePart.refuse(fmt::format("the value {} has a label already; keep one of the two", value));
+    if (set.find(value)) valuePart.fail(fmt::format("the value {} has a label already; keep one of the two", value));
     Label& label = set[value];
-    part.eachMember({"value", "name", "text", "colour", "flags"}, [&](const std::string& key, const Part& member) {
-        if (key == "name") label.name = member.text();
-        if (key == "text") label.text = member.text();
-        if (key == "colour") label.colour = readColour(member);
-        if (key == "flags")
-            member.eachMember({}, [&](const std::string& flag, const Part& on) { label.flags[flag] = on.flag(); });
-    });
+    if (part.has("name")) label.name = part.member("name").text();
+    if (part.has("text")) label.text = part.member("text").text();
+    if (part.has("colour")) label.colour = readColour(part.member("colour"));
+    if (part.has("flags"))
+        for (const auto& [flag, on] : part.member("flags").members()) label.flags[flag] = on.flag();
 }
 
-void readSelection(LabelSet& set, const std::string& name, const Part& part) {
+void readSelection(LabelSet& set, const std::string& name, const json::Reader& part) {
     set.addSelection(name);
-    if (part.isNull()) return;
+    if (part.value().is_null()) return;
     const int value = part.integer();
-    if (!set.select(name, value)) part.refuse(fmt::format("the value {} cannot be chosen: it has no label", value));
-}
-
-Json parse(const std::string& text) {
-    try {
-        return Json::parse(text);
-    } catch (const Json::parse_error& error) {
-        throw std::invalid_argument(fmt::format("is not JSON at byte {}", error.byte));
-    }
+    if (!set.select(name, value)) part.fail(fmt::format("the value {} cannot be chosen: it has no label", value));
 }
 
 } // namespace
 
 std::string VValueTrait<LabelSet>::Text(const LabelSet& value) {
-    Json labels = Json::array(), selections = Json::object();
+    json::Value labels = json::Value::array(), selections = json::Value::object();
     for (const auto& [key, label] : value) labels.push_back(asJson(label));
-    for (const auto& [name, chosen] : value.selections()) selections[name] = chosen ? Json(*chosen) : Json();
-    return Json{{"labels", labels}, {"selections", selections}}.dump(-1, ' ', false, Json::error_handler_t::replace);
+    for (const auto& [name, chosen] : value.selections())
+        json::append(selections, name, chosen ? json::Value(*chosen) : json::Value());
+    return json::Value{{"labels", labels}, {"selections", selections}}.dump(-1, ' ', false,
+                                                                            json::Value::error_handler_t::replace);
 }
 
 void VValueTrait<LabelSet>::setValueFromText(LabelSet& value, const std::string& text) {
-    const Json json = parse(text);
-    const Part root(json, "");
+    const json::Document document(text);
+    const json::Reader root(document);
+    root.expectKeys({"labels", "selections"});
     LabelSet read;
-    for (const Part& label : root.member("labels").elements("a list of labels")) readLabel(read, label);
-    root.eachMember({"labels", "selections"}, [&](const std::string& key, const Part& member) {
-        if (key == "selections")
-            member.eachMember({},
-                              [&](const std::string& name, const Part& chosen) { readSelection(read, name, chosen); });
-    });
+    for (const json::Reader& label : root.member("labels").elements()) readLabel(read, label);
+    if (root.has("selections"))
+        for (const auto& [name, chosen] : root.member("selections").members()) readSelection(read, name, chosen);
     value = std::move(read);
 }
 
