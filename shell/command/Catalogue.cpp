@@ -42,7 +42,7 @@ void printEntry(Kesh::VCreatorBase& creator) {
         fmt::print("    {}\n", text);
     const Holdfast::WeakPtr<Kesh::VObject> object = creator.create("", nullptr);
     if (const auto made = object.lock())
-        for (const auto& slot : made->slots()) printParameter(*slot->parameter());
+        for (const auto& slot : made->allSlots()) printParameter(*slot->parameter());
     Kesh::VCreatorBase::deleteInstance(object);
 }
 

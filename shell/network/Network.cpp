@@ -92,7 +92,7 @@ StrongPtr<VSlot> Network::slot(const std::string& path) const {
     const auto owner = object(objectName);
     if (const auto found = owner->findSlot(slotName)) return found;
     throw UsageError(fmt::format("{}: the object \"{}\" has no slot \"{}\". {}", path, objectName, slotName,
-                                 suggestNames(slotName, namesOf(owner->slots()))));
+                                 suggestNames(slotName, namesOf(owner->allSlots()))));
 }
 
 void Network::connect(const std::string& output, const std::string& input, bool fromAnything) {
@@ -120,7 +120,7 @@ void Network::connect(const std::string& output, const std::string& input, bool 
 
 /// What a source offers may be another field than when it was connected.
 void Network::checkInputs(const VObject& updated) const {
-    for (const auto& input : updated.slots()) {
+    for (const auto& input : updated.allSlots()) {
         const auto source = input->source();
         if (!source || !source->owner().update(Kesh::VRequest(pool_))) continue; // a failed one fails this one, too
         checkAccepted(*input, *source, updated.BaseName() + "." + input->name());
@@ -184,7 +184,7 @@ void Network::update() {
 std::string Network::status(const std::string& name) const { return object(name)->status(*pool_).text; }
 
 Fiber::FieldSelector Network::selectorOf(const std::string& name) const {
-    for (const auto& slot : object(name)->slots())
+    for (const auto& slot : object(name)->allSlots())
         if (const auto value = Holdfast::cast<Kesh::VValue<Fiber::FieldSelector>>(slot->getValueBase(*pool_)))
             return value->value;
     throw UsageError(fmt::format("The object \"{}\" works on no field.", name));

@@ -48,7 +48,7 @@ protected:
     /// The parameters of an object, one per line: name, expert level, flags, group, initial value, properties.
     static std::string described(const Kesh::VObject& object) {
         std::string text;
-        for (const auto& slot : object.slots()) {
+        for (const auto& slot : object.allSlots()) {
             const auto& parameter = *slot->parameter();
             text += parameter.Name() + "(" + std::to_string(parameter.expertLevel()) + ")";
             if (parameter.flags() != 0) text += " flags=" + std::to_string(parameter.flags());

@@ -37,7 +37,7 @@ public:
         const auto creator = creator_.lock();
         const auto object = creator ? creator->create(name, nullptr) : nullptr;
         if (!object) return nullptr;
-        for (const auto& slot : object->slots())
+        for (const auto& slot : object->allSlots())
             if (object->connectSlots(*slot, candidate)) return object;
         VCreatorBase::deleteInstance(object);
         return nullptr;

@@ -255,7 +255,7 @@ bool EditField::hasBrush(const VRequest& request) const {
 std::string EditField::parametersAsText(const ValuePool& pool) const {
     constexpr std::size_t Longest = 80; // a label set would fill every step
     std::string text;
-    for (const auto& slot : slots()) {
+    for (const auto& slot : allSlots()) {
         const auto value = slot->getValueBase(pool);
         std::string shown = value ? value->text() : "";
         if (shown.size() > Longest) shown = shown.substr(0, Longest) + "...";

@@ -27,21 +27,21 @@ bool VObject::update(const VRequest& request, double precision) {
 }
 
 bool VObject::updateSources(const VRequest& request, double precision) {
-    for (const auto& slot : slots()) {
+    for (const auto& slot : allSlots()) {
         const auto source = slot->source();
         if (!source || source->owner().update(request, precision)) continue;
         setStatusError(*request.pool, fmt::format("The input \"{}\" could not be brought up to date: {}", slot->name(),
                                                   source->owner().status(*request.pool).text));
         return false;
     }
-    for (const auto& slot : slots()) slot->takeOver(*request.pool);
+    for (const auto& slot : allSlots()) slot->takeOver(*request.pool);
     return true;
 }
 
 bool VObject::must_update(const VRequest& request, double) {
     const ValuePool& pool = *request.pool;
     if (!wasUpdated(pool) || connectionAge() > age(pool)) return true;
-    return std::any_of(slots().begin(), slots().end(), [&](const auto& slot) { return hasChanged(*slot, pool); });
+    return std::any_of(allSlots().begin(), allSlots().end(), [&](const auto& slot) { return hasChanged(*slot, pool); });
 }
 
 bool VObject::work(VRequest& request, double precision) {

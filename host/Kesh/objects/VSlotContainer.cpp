@@ -18,7 +18,7 @@ StrongPtr<VSlot> findNamed(const std::vector<StrongPtr<VSlot>>& slots, const std
 
 bool dependsOn(const VSlotContainer& object, const VSlotContainer& other) {
     if (&object == &other) return true;
-    return std::any_of(object.slots().begin(), object.slots().end(), [&](const auto& slot) {
+    return std::any_of(object.allSlots().begin(), object.allSlots().end(), [&](const auto& slot) {
         const auto source = slot->source();
         return source && dependsOn(source->owner(), other);
     });

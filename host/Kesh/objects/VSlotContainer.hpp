@@ -20,7 +20,7 @@ public:
     VSlotContainer();
     virtual ~VSlotContainer() = default;
 
-    const std::vector<Holdfast::StrongPtr<VSlot>>& slots() const { return slots_; }
+    const std::vector<Holdfast::StrongPtr<VSlot>>& allSlots() const { return slots_; }
 
     /// Empty when there is no slot of that name.
     Holdfast::StrongPtr<VSlot> findSlot(const std::string& name) const;
