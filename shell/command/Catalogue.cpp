@@ -1,18 +1,57 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane catalogue: the modules that the plug-in lists.
+#include "Kesh/values/BoxValue.hpp"
+#include "Kesh/values/VHistogram.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 
 #include <fmt/format.h>
+
+#include <map>
+#include <typeindex>
 
 namespace corvane {
 namespace {
 
 using Kesh::CreatorProperty;
 
+/// The kinds of values, in plain words.
+std::string kindOf(const std::type_info& type) {
+    static const std::map<std::type_index, std::string> kinds{{typeid(Fiber::FieldSelector), "field"},
+                                                              {typeid(Fiber::GridSelector), "grid"},
+                                                              {typeid(Kesh::Action), "action"},
+                                                              {typeid(Kesh::Enum), "choice"},
+                                                              {typeid(int), "integer"},
+                                                              {typeid(double), "number"},
+                                                              {typeid(std::string), "text"},
+                                                              {typeid(Kesh::Brush), "brush"},
+                                                              {typeid(Kesh::BoxPtr), "box"},
+                                                              {typeid(Kesh::LabelSet), "labels"},
+                                                              {typeid(Kesh::VHistogram), "histogram"}};
+    const auto known = kinds.find(type);
+    return known == kinds.end() ? Holdfast::Typename(type) : known->second;
+}
+
+/// What a parameter has not is left out.
+Json describe(const Kesh::ParameterIntroduction& parameter) {
+    Json description{
+        {"name", parameter.name},         {"kind", kindOf(parameter.initial.type())}, {"help", parameter.help},
+        {"level", parameter.expertLevel}, {"initial", (*parameter.initial).text()},   {"output", parameter.isOutput}};
+    if (const auto* choice = dynamic_cast<const Kesh::VValue<Kesh::Enum>*>(&*parameter.initial))
+        description["cases"] = choice->value.cases();
+    if (!parameter.group.empty()) description["group"] = parameter.group;
+    if (parameter.flags != 0) description["flags"] = parameter.flags;
+    description["properties"] = Json::object();
+    for (const auto& [name, property] : parameter.properties)
+        std::visit([&](const auto& value) { description["properties"][name] = value; }, property);
+    return description;
+}
+
 Json describe(const Kesh::VCreatorBase& creator) {
     const Kesh::VCreatorProperties& properties = creator.properties();
     const std::string domain = properties.text(CreatorProperty::Domain);
+    Json parameters = Json::array();
+    for (const auto& parameter : properties.parameters()) parameters.push_back(describe(parameter));
     return {{"key", creator.key()},
             {"name", creator.name()},
             {"category", properties.text(CreatorProperty::Category)},
@@ -22,28 +61,35 @@ Json describe(const Kesh::VCreatorBase& creator) {
             {"source", properties.text(CreatorProperty::SourceFile)},
             {"integer", creator.integer()},
             {"accepts", creator.acceptedTypes()},
-            {"provides", creator.providedType()}};
+            {"provides", creator.providedType()},
+            {"parameters", parameters}};
 }
 
-/// One line: name, initial value, bounds, help.
-void printParameter(const Kesh::VParameter& parameter) {
-    const auto& initial = parameter.DefaultValue();
-    const int* minimum = parameter.properties().getValue<int>("min");
-    const int* maximum = parameter.properties().getValue<int>("max");
-    fmt::print("        {:<12} {}{}{}\n", parameter.Name(), parameter.help(),
-               initial && !initial->text().empty() ? fmt::format(" Initially {}.", initial->text()) : "",
-               minimum && maximum ? fmt::format(" {} to {}.", *minimum, *maximum) : "");
+/// What stands behind the help of a parameter: everything else that is known of it.
+std::string detailsOf(const Json& parameter) {
+    std::string details;
+    const auto add = [&](const std::string& text) { details += (details.empty() ? "" : "; ") + text; };
+    const std::string kind = parameter["kind"], initial = parameter["initial"];
+    if (!initial.empty() && kind != "labels" && kind != "histogram") add("initially " + initial);
+    if (parameter.contains("cases")) add(fmt::format("one of {}", fmt::join(parameter["cases"], ", ")));
+    if (parameter["level"] > 0) add(fmt::format("level {}", parameter["level"].get<int>()));
+    if (parameter["output"]) add("output");
+    if (parameter.contains("group")) add("group " + parameter["group"].get<std::string>());
+    if (parameter.contains("flags")) add(fmt::format("flags {}", parameter["flags"].get<unsigned>()));
+    for (const auto& [name, value] : parameter["properties"].items())
+        add(fmt::format("{} {}", name, value.is_string() ? value.get<std::string>() : value.dump()));
+    return details;
 }
 
-void printEntry(Kesh::VCreatorBase& creator) {
-    fmt::print("{}  ({}; accepts {})\n", creator.key(), creator.properties().text(CreatorProperty::BuildDate),
-               fmt::join(creator.acceptedTypes(), ", "));
-    for (const std::string& text : creator.properties().texts(CreatorProperty::Description))
-        fmt::print("    {}\n", text);
-    const Holdfast::WeakPtr<Kesh::VObject> object = creator.create("", nullptr);
-    if (const auto made = object.lock())
-        for (const auto& slot : made->allSlots()) printParameter(*slot->parameter());
-    Kesh::VCreatorBase::deleteInstance(object);
+void print(const Json& entry) {
+    fmt::print("{}  ({}; accepts {})\n", entry["key"].get<std::string>(), entry["date"].get<std::string>(),
+               fmt::join(entry["accepts"], ", "));
+    for (const std::string text : entry["descriptions"]) fmt::print("    {}\n", text);
+    for (const Json& parameter : entry["parameters"]) {
+        fmt::print("        {:<14} {}\n", parameter["name"].get<std::string>(), parameter["kind"].get<std::string>());
+        for (const std::string& text : {parameter["help"].get<std::string>(), detailsOf(parameter)})
+            if (!text.empty()) fmt::print("            {}\n", text);
+    }
 }
 
 void run(const GlobalOptions& options, bool json) {
@@ -51,7 +97,7 @@ void run(const GlobalOptions& options, bool json) {
     Json entries = Json::array();
     for (const auto& creator : Kesh::VCreatorBase::catalogue()) {
         entries.push_back(describe(*creator));
-        if (!json) printEntry(*creator);
+        if (!json) print(entries.back());
     }
     if (json) printJson(entries);
 }
@@ -59,7 +105,7 @@ void run(const GlobalOptions& options, bool json) {
 } // namespace
 
 void addCatalogue(CLI::App& program, const GlobalOptions& options) {
-    CLI::App* command = program.add_subcommand("catalogue", "List the modules of the plug-in.");
+    CLI::App* command = program.add_subcommand("catalogue", "List the modules of the plug-in and their parameters.");
     const auto json = addJsonFlag(*command);
     command->callback([&options, json] { run(options, *json); });
 }

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace corvane {
@@ -33,11 +34,10 @@ std::vector<int> allSources(const Arguments& arguments) {
 int largestValueOfModule() {
     const auto creator = Kesh::VCreatorBase::find(EditorType);
     if (!creator) throw Failure(fmt::format("The plug-in has no module \"{}\".", EditorType));
-    const Holdfast::WeakPtr<Kesh::VObject> editor = creator->create("", nullptr);
-    const int* largest = editor.lock()->findSlot("newvalue")->parameter()->properties().getValue<int>("max");
-    const int bound = largest ? *largest : std::numeric_limits<int>::max();
-    Kesh::VCreatorBase::deleteInstance(editor);
-    return bound;
+    const Kesh::ParameterTable& parameters = creator->properties().parameters();
+    const auto target = std::ranges::find(parameters, "newvalue", &Kesh::ParameterIntroduction::name);
+    const int* largest = target == parameters.end() ? nullptr : target->properties.getValue<int>("max");
+    return largest ? *largest : std::numeric_limits<int>::max();
 }
 
 void checkModuleTakes(const char* option, int value, int largest) {

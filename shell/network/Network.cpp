@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/Network.hpp"
 
-#include "base/Failure.hpp"
 #include "Kesh/catalogue/VInput.hpp"
+#include "base/Failure.hpp"
 #include "base/NearestName.hpp"
 #include "network/Objects.hpp"
 

@@ -4,11 +4,7 @@
 namespace corvane {
 
 FieldObject::FieldObject(const std::string& name, std::shared_ptr<const Survey> survey)
-    : VObject(name),
-      survey_(std::move(survey)),
-      fieldName_(*this, Name, "Classification"),
-      field_(*this, "field", Fiber::FieldSelector()) {
-    fieldName_->parameter()->setHelp("The field of the survey, without regard to case.");
+    : VObject(name), survey_(std::move(survey)), fieldName_(*this, Name, "Classification"), field_(*this, "field", {}) {
     registerOutput(field_.slot());
 }
 

@@ -35,7 +35,7 @@ private:
         return target;
     }
 
-    Kesh::TypedSlot<Action> paint_{*this, "paint", Holdfast::create<Kesh::VAction>()};
+    Kesh::TypedSlot<Kesh::Action> paint_{*this, "paint", Holdfast::create<Kesh::VAction>()};
     Kesh::TypedSlot<int> value_{*this, "value", 0};
 };
 

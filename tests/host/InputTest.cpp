@@ -2,6 +2,7 @@
 #include "Bench.hpp"
 #include "Kesh/catalogue/ModuleRegistration.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
+#include "Kesh/objects/Vprintf.hpp"
 #include "Node.hpp"
 
 namespace corvane::test {
@@ -30,7 +31,7 @@ using CounterCreator = Kesh::CorvaneCreator<Counter, Kesh::AcceptList<Fiber::Fie
 using CounterInput = Kesh::FieldInputCreator<Counter, int, unsigned char, unsigned short>;
 using CounterRegistration = Kesh::ModuleRegistration<Counter, CounterCreator, CounterInput, Fiber::FieldSelector, int>;
 const Kesh::ModuleIntroduction Introduction{
-    {}, {"long", "short"}, "Sep  8 2026", "", "a\\b/modules\\Counter.of.fields.cpp", "Compute", -7};
+    {}, {"long", "short"}, "Sep  8 2026", "", "a\\b/modules\\Counter.of.fields.cpp", "Compute", -7, {}};
 
 /// Offers an object that has, or has not, the output that is looked for.
 class Offer : public Kesh::VInputCreatorBase {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/objects/Parameters.hpp"
+#include "Kesh/objects/VObject.hpp"
 
 #include <functional>
 

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "../host/Bench.hpp"
+#include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/objects/Vprintf.hpp"
 #include "VInitialization.hpp"
 
 #include <dlfcn.h>
@@ -43,26 +45,6 @@ protected:
         for (const auto& listed : Kesh::VCreatorBase::catalogue())
             if (listed->name() == name) return listed;
         throw std::logic_error("The catalogue has no " + name);
-    }
-
-    /// The parameters of an object, one per line: name, expert level, flags, group, initial value, properties.
-    static std::string described(const Kesh::VObject& object) {
-        std::string text;
-        for (const auto& slot : object.allSlots()) {
-            const auto& parameter = *slot->parameter();
-            text += parameter.Name() + "(" + std::to_string(parameter.expertLevel()) + ")";
-            if (parameter.flags() != 0) text += " flags=" + std::to_string(parameter.flags());
-            if (slot->inputClass()) text += " in " + slot->inputClass()->name();
-            text += " " + parameter.DefaultValue()->text();
-            for (const char* name : {"min", "max", "wrap"})
-                if (const int* number = parameter.properties().getValue<int>(name))
-                    text += std::string(" ") + name + "=" + std::to_string(*number);
-            for (const char* name : {"shortcut", "icon", "tooltip", "info"})
-                if (const auto* value = parameter.properties().getValue<std::string>(name))
-                    text += std::string(" ") + name + "=" + *value;
-            text += "\n";
-        }
-        return text;
     }
 
     std::string heard;

@@ -224,33 +224,6 @@ TEST_P(MaskedEditing, aLongRandomWalkAgreesWithWholeCopies) {
     EXPECT_GT(maskUndone, 50);
 }
 
-TEST_P(MaskedEditing, parametersAreDescribed) {
-    const std::string base =
-        "labelfield(0) \n"
-        "undo(0)  icon=:corvane/undo-data.png tooltip=Undo data modification info=data modification\n"
-        "redo(0)  icon=:corvane/redo-data.png tooltip=Redo data modification info=data modification\n"
-        "undodepth(5) 32 min=0 max=10000\n"
-        "brush(0) no stroke\n"
-        "select(0) flags=64 in masking \n"
-        "unselect(0) flags=64 in masking \n"
-        "unselectAll(0) flags=64 in masking  icon=:corvane/clear-mask.png tooltip=Clear mask\n"
-        "applySelection(0) flags=64 \n"
-        "purgeUndoData(1) flags=64  icon=:corvane/purge-cache.png tooltip=Purge UNDO cache (cannot be undone!)\n";
-    const std::string values = "newvalue(0) 0\nfrom0(0) 0\nfrom1(0) 0\nfrom2(0) 0\nfrom3(0) 0\n"
-                               "switch(0) flags=64 none wrap=6\n";
-    const auto mask = [](const std::string& redo) {
-        return "maskfield(5) mask\n"
-               "undoMask(0) in masking  icon=:corvane/undo-mask.png\n"
-               "redoMask(0)" +
-               redo + "  icon=:corvane/redo-mask.png\n";
-    };
-    EXPECT_EQ(described(*creator(GetParam())->create("fresh", nullptr)),
-              labelled() ? base + mask("") + "labels(0) {\"labels\":[],\"selections\":{}}\n"
-                         : base + values + mask(" in masking"));
-    EXPECT_EQ(editor->findSlot("select")->parameter()->help().empty(), !labelled()) << "one of them explains itself";
-    EXPECT_TRUE(editor->findOutput("maskfield"));
-}
-
 class MaskedLabels : public MaskedEditing {};
 INSTANTIATE_TEST_SUITE_P(Labels, MaskedLabels, testing::Values("MaskedLabels"));
 

@@ -46,24 +46,6 @@ protected:
     void TearDown() override { editor.reset(); } // before the plug-in goes
 };
 
-TEST_F(ModifyClassification, parametersAreDescribed) {
-    EXPECT_EQ(described(*editor),
-              "labelfield(0) \n"
-              "undo(0)  icon=:corvane/undo-data.png tooltip=Undo data modification info=data modification\n"
-              "redo(0)  icon=:corvane/redo-data.png tooltip=Redo data modification info=data modification\n"
-              "undodepth(5) 32 min=0 max=10000\n"
-              "brush(0) no stroke\n"
-              "assign(0)  shortcut=a\n"
-              "newvalue(0) 0 min=0 max=255\n"
-              "from0(0) 0 min=0 max=255\n"
-              "from1(0) 0 min=0 max=255\n"
-              "from2(0) 0 min=0 max=255\n"
-              "from3(0) 0 min=0 max=255\n"
-              "switch(0) none wrap=6\n");
-    const auto cases = Kesh::TypedSlot<Kesh::Enum>(editor->findSlot("switch"), {}).get(*pool).cases();
-    EXPECT_EQ(cases, (std::vector<std::string>{"none", "0", "1", "2", "3"}));
-}
-
 TEST_F(ModifyClassification, replacementsAreCounted) {
     const struct {
         std::vector<unsigned char> before;

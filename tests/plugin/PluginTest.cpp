@@ -79,46 +79,21 @@ TEST_F(Plugin, bringsItsIconsAndTakesThemBack) {
     EXPECT_EQ(sizes(), "");
 }
 
-TEST_F(Plugin, listsItsModulesInOrder) {
-    using Kesh::CreatorProperty;
-    const std::vector<std::string> integers{"unsigned char", "unsigned short"};
-    std::string listed = "\n";
+TEST_F(Plugin, itsObjectsAreAsIntroduced) {
     for (const auto& module : Kesh::VCreatorBase::catalogue()) {
-        const auto& properties = module->properties();
-        const auto accepted = module->acceptedTypes();
-        listed += fmt::format("{} {} '{}' {} {} to {}, {} texts\n", module->key(), module->integer(),
-                              properties.text(CreatorProperty::Domain), properties.text(CreatorProperty::BuildDate),
-                              accepted == integers ? "integers" : accepted.at(0), module->providedType(),
-                              properties.texts(CreatorProperty::Description).size());
+        EXPECT_EQ(module->interfaceVersion(), "CORV_API_VERSION");
+        const auto object = module->create("", nullptr);
+        std::string introduced, made;
+        for (const auto& parameter : module->properties().parameters())
+            introduced += fmt::format("{} {} {} in '{}' {}\n", parameter.name, parameter.expertLevel, parameter.isOutput,
+                                      parameter.group, (*parameter.initial).text());
+        for (const auto& slot : object->allSlots())
+            made += fmt::format("{} {} {} in '{}' {}\n", slot->name(), slot->parameter()->introduction().expertLevel,
+                                bool(object->findOutput(slot->name())),
+                                slot->inputClass() ? slot->inputClass()->name() : "",
+                                slot->getValueBase(*pool)->text());
+        EXPECT_EQ(made, introduced) << module->key();
     }
-    EXPECT_EQ(listed, R"(
-Compute/BrushToWorldShape -1000 '' Sep  8 2026 Kesh::Brush to Fiber::Grid, 1 texts
-Compute/Labels -1000 'LIDAR' Sep  8 2026 integers to Kesh::LabelSet, 1 texts
-Edit/ModifyClassification -1000 'Development' Sep 11 2026 integers to Fiber::Field, 1 texts
-Edit/ModifyIntegerClassificationWithMasking 0 'Development' Sep 11 2026 integers to Fiber::Field, 1 texts
-Edit/MaskedLabels 2000 '' Sep 11 2026 integers to Fiber::Field, 2 texts
-Edit/ModifyLabeledClassificationWithMasking 2000 '' Sep 11 2026 integers to Fiber::Field, 1 texts
-Compute/PointCloudHistogram -1000 'LIDAR' Sep 11 2026 integers to Kesh::VHistogram, 2 texts
-)");
-    const auto editor = creator("ModifyClassification");
-    EXPECT_EQ(editor->interfaceVersion(), "CORV_API_VERSION");
-    EXPECT_EQ(editor->properties().text(CreatorProperty::SourceFile),
-              "modules/corvaneprivate/ComputationalModules/FieldEditors/ModifyIntegerClassification.cpp");
-}
-
-TEST_F(Plugin, modulesDescribeThemselvesToTheLetter) {
-    const auto description = [](const std::string& name) {
-        const auto texts = creator(name)->properties().texts(Kesh::CreatorProperty::Description);
-        return fmt::format("{}", fmt::join(texts, "\n"));
-    };
-    EXPECT_EQ(description("ModifyClassification"),
-              "Edit a field of integers on the vertices of a Grid directly; use \"Edit/MaskedClassification\" for "
-              "utilizing the intermediate step of creating a mask first and applying it later as second step."
-              "This module is primarily for didadict development purposes.");
-    EXPECT_EQ(description("Labels"),
-              "Examine a field of integer values to compute a set of labels from it as suitable for editing. "
-              "This module can be used to start from an classification field with a priori unknown values to "
-              "compute a set of labels from all known values found in this data set.");
 }
 
 TEST_F(Plugin, createsObjectsAndTakesThemAlong) {

@@ -84,19 +84,6 @@ protected:
     StrongPtr<Kesh::VObject> module;
 };
 
-TEST_F(PointCloudHistogram, introducesItsParametersInOrder) {
-    EXPECT_EQ(described(*module), "inputfield(0) \n"
-                                  "brush(3) no stroke\n"
-                                  "Bounding Box(4) \n"
-                                  "labels(2) {\"labels\":[],\"selections\":{}}\n"
-                                  "scope(0) Region\n"
-                                  "compute(0) \n"
-                                  "maskfield(5) mask\n"
-                                  "secondaryfield(1) \n"
-                                  "histogram(0) {\"title\":\"\",\"region\":\"\",\"complete\":false,\"total\":0,"
-                                  "\"secondary\":\"\",\"values\":[]}\n");
-}
-
 TEST_F(PointCloudHistogram, countsAllOnlyWhenAskedAndReadsOnlyWhatChanged) {
     EXPECT_EQ(countIn("WholeDataset"), "");
     EXPECT_EQ(loads(Classes), (Loads{0, 0, 0}));

@@ -27,20 +27,18 @@ TEST_F(Info, agreesWithTheFactsOfEverySurvey) {
     EXPECT_GE(seen, 25);
 }
 
+/// The catalogue as it is meant to be, with every text. Where the sources stand depends on where they were built.
 void expectCatalogue(const Outcome& run) {
-    const auto catalogue = nlohmann::ordered_json::parse(run.out, nullptr, false);
-    ASSERT_TRUE(catalogue.is_array()) << run.out << run.err;
-    std::set<std::string> modules;
-    for (const auto& module : catalogue) {
-        std::vector<std::string> keys;
-        for (const auto& [key, value] : module.items()) keys.push_back(key);
-        EXPECT_EQ(keys, (std::vector<std::string>{"key", "name", "category", "domain", "descriptions", "date", "source",
-                                                  "integer", "accepts", "provides"}));
-        EXPECT_FALSE(std::filesystem::path(module["source"].get<std::string>()).is_absolute());
-        modules.insert(module["key"]);
+    std::ifstream file(CORVANE_CATALOGUE);
+    const auto meant = nlohmann::json::parse(file, nullptr, false);
+    auto printed = nlohmann::json::parse(run.out, nullptr, false);
+    ASSERT_TRUE(meant.is_array() && printed.is_array()) << run.out << run.err;
+    for (auto& module : printed) {
+        const std::string source = module["source"];
+        EXPECT_FALSE(std::filesystem::path(source).is_absolute());
+        module["source"] = source.substr(std::min(source.find("modules/"), source.size()));
     }
-    EXPECT_EQ(modules.size(), catalogue.size()) << "a key stands twice";
-    EXPECT_TRUE(modules.contains("Edit/ModifyClassification"));
+    EXPECT_EQ(nlohmann::json::diff(meant, printed).dump(1), "[]");
 }
 
 using Catalogue = Program;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Kesh/catalogue/FieldInputCreator.hpp"
+#include "Kesh/objects/Vprintf.hpp"
 #include "VInitialization.hpp"
 
 #include <cstdio>
@@ -19,6 +20,7 @@ struct ModuleIntroduction {
     std::string sourceFile;
     std::string category; ///< the menu that lists the module
     int integer = 0;
+    ParameterTable parameters; ///< of all bases and the module, as its objects have them
 };
 
 /// The properties of an introduction, in the order in which the shell expects them.
@@ -32,6 +34,7 @@ inline VCreatorProperties propertiesOf(const ModuleIntroduction& introduction) {
         introduction.name.empty() ? nameFromSourceFile(introduction.sourceFile) : introduction.name);
     add(CreatorProperty::SourceFile, introduction.sourceFile);
     add(CreatorProperty::Category, introduction.category);
+    properties.setParameters(introduction.parameters);
     return properties;
 }
 

@@ -2,6 +2,7 @@
 #include "Kesh/catalogue/VCreator.hpp"
 
 #include "Kesh/objects/VActionNotifier.hpp"
+#include "Kesh/objects/Vprintf.hpp"
 
 #include <algorithm>
 
@@ -37,21 +38,8 @@ void deleteInstancesWhere(Predicate wanted) {
 
 } // namespace
 
-VCreationPreferences::VCreationPreferences(const VCreationPreferences* first, const VCreationPreferences* second) {
-    for (const VCreationPreferences* preferences : {second, first})
-        if (preferences) providers_.insert(preferences->providers_.begin(), preferences->providers_.end());
-}
-
-StrongPtr<VCreationPreferences> VCreationPreferences::named(const std::string& name) {
-    static std::map<std::string, StrongPtr<VCreationPreferences>> sets;
-    auto& set = sets[name];
-    if (!set) set = Holdfast::create<VCreationPreferences>();
-    return set;
-}
-
-StrongPtr<VSlot> VCreationPreferences::provider(const std::string& name) const {
-    const auto found = providers_.find(name);
-    return found == providers_.end() ? nullptr : found->second.lock();
+std::string VObject::makeChildname(const VCreatorBase& creator, const std::string& requestedName) {
+    return requestedName.empty() ? creator.name() : requestedName;
 }
 
 VCreatorBase::VCreatorBase(const std::type_info& module, VCreatorProperties properties, int integer,

@@ -2,34 +2,14 @@
 #pragma once
 
 #include "Kesh/catalogue/VCreatorProperties.hpp"
+#include "Kesh/objects/VCreationPreferences.hpp"
 #include "Kesh/objects/VObject.hpp"
 
-#include <map>
 #include <string>
 #include <typeinfo>
 #include <vector>
 
 namespace Kesh {
-
-/// How new objects are to be made: the providers that the shell offers to their inputs, by name (e.g. "Brush").
-class VCreationPreferences : public Holdfast::Managed {
-public:
-    VCreationPreferences() = default;
-
-    /// Both together; where both offer a provider of one name, the second counts.
-    VCreationPreferences(const VCreationPreferences* first, const VCreationPreferences* second);
-
-    /// The shell's set of that name, the same for all who ask, and empty at first.
-    static Holdfast::StrongPtr<VCreationPreferences> named(const std::string& name);
-
-    void offerProvider(const std::string& name, const Holdfast::WeakPtr<VSlot>& output) { providers_[name] = output; }
-
-    /// Empty when none is offered, or it is gone.
-    Holdfast::StrongPtr<VSlot> provider(const std::string& name) const;
-
-private:
-    std::map<std::string, Holdfast::WeakPtr<VSlot>> providers_;
-};
 
 /// Makes the objects of one module. All creators together are the catalogue.
 ///

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Kesh/objects/ParameterIntroduction.hpp"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,7 +32,12 @@ public:
     /// Category and name, joined: what the catalogue lists the module under.
     std::string key(std::string_view separator) const;
 
+    /// The parameters that every object of the module has.
+    const ParameterTable& parameters() const { return parameters_; }
+    void setParameters(ParameterTable parameters) { parameters_ = std::move(parameters); }
+
 private:
+    ParameterTable parameters_;
     std::vector<VCreatorPropertyBase> items_;
 };
 

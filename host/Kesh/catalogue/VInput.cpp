@@ -3,6 +3,7 @@
 
 #include "Holdfast/StringList.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
+#include "Kesh/objects/Vprintf.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>

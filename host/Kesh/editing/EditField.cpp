@@ -2,6 +2,7 @@
 #include "Kesh/editing/EditField.hpp"
 
 #include "Fiber/FragmentBox.hpp"
+#include "Kesh/catalogue/VCreator.hpp"
 #include "Kesh/editing/MaskField.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
 
@@ -16,8 +17,26 @@ using Point = Sextant::PhysicalSpace::point;
 
 namespace {
 
-constexpr int DefaultUndoDepth = 32;
-constexpr int LargestUndoDepth = 10000;
+constexpr UndoStack::Introduction DataHistory{0, true, "Data", ":corvane/undo-data.png", ":corvane/redo-data.png", ""};
+constexpr char UndoDepth[] = "undodepth", BrushInput[] = "brush";
+
+/// What every editor has after its field.
+ParameterTable editingParameters() {
+    ensureValueCreator<Brush>(); // brushes are the host's own
+    ParameterTable table = UndoStack::parameters(DataHistory);
+    table[0].properties.setValue("tooltip", "Undo data modification");
+    table[1].properties.setValue("tooltip", "Redo data modification");
+    for (ParameterIntroduction& action : table) action.properties.setValue("info", "data modification");
+    table.push_back({.name = UndoDepth,
+                     .initial = 32,
+                     .help = "How many steps of each history are kept; the oldest go first.",
+                     .expertLevel = 5,
+                     .properties = {{"min", 0}, {"max", 10000}}});
+    table.push_back({.name = BrushInput,
+                     .initial = Brush(),
+                     .help = "The stroke whose volume selects the vertices. Without a brush every vertex is edited."});
+    return table;
+}
 
 /// Finds the vertices of a fragment that are to be edited: all, or those under a brush. Loads positions only where the
 /// box of a fragment does not decide, or is not known yet.
@@ -90,33 +109,21 @@ std::int64_t secondsSince1970() {
 } // namespace
 
 EditField::EditField(const std::string& name, int expertLevel, const StrongPtr<VCreationPreferences>& preferences,
-                     const std::string& fieldParameter)
-    : FieldOperatorObject(name, fieldParameter, expertLevel, preferences),
-      dataHistory_(*this, 0, true, "Data", "", "", ""),
-      undoDepth_(*this, "undodepth", DefaultUndoDepth, 5),
-      brush_(Brush::connectBrushAsInput(*this, "brush", "Brush", preferences), Brush()) {
+                     const std::string& fieldParameter, const ParameterTable& own)
+    : FieldOperatorObject(name, fieldParameter, expertLevel, preferences, joined(editingParameters(), own)),
+      dataHistory_(*this, DataHistory),
+      undoDepth_(*this, UndoDepth),
+      brush_(*this, BrushInput) {
     addHistory(dataHistory_, [this](const VRequest& request) { return selectedField(request).getFieldName(); });
-    VParameter& depth = *undoDepth_->parameter();
-    depth.setProperty("min", 0);
-    depth.setProperty("max", LargestUndoDepth);
-    depth.setHelp("How many steps of each history are kept; the oldest go first.");
-    brush_->parameter()->setHelp(
-        "The stroke whose volume selects the vertices. Without a brush every vertex is edited.");
+    Brush::connectBrushAsInput(*this, *brush_.slot(), "Brush", preferences);
+}
+
+ParameterTable EditField::parameters(const std::string& fieldParameter, int expertLevel) {
+    return joined(FieldOperatorObject::parameters(fieldParameter, expertLevel), editingParameters());
 }
 
 void EditField::addHistory(UndoStack& stack, FieldNameOf fieldName) {
     histories_.push_back({&stack, std::move(fieldName)});
-}
-
-void EditField::decorateHistory() {
-    const auto decorate = [](const StrongPtr<VParameter>& parameter, const char* icon, const char* tooltip) {
-        if (!parameter) return;
-        parameter->setProperty("icon", std::string(icon));
-        parameter->setProperty("tooltip", std::string(tooltip));
-        parameter->setProperty("info", std::string("data modification"));
-    };
-    decorate(dataHistory_.undoParameter(), ":corvane/undo-data.png", "Undo data modification");
-    decorate(dataHistory_.redoParameter(), ":corvane/redo-data.png", "Redo data modification");
 }
 
 void EditField::operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,

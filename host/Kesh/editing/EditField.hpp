@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Kesh/objects/FieldOperatorObject.hpp"
 #include "Kesh/editing/UndoStack.hpp"
+#include "Kesh/objects/FieldOperatorObject.hpp"
 
 #include <cstdint>
 #include <functional>
@@ -33,8 +33,12 @@ public:
     };
     using Modificator = std::function<FragmentModification(const FragmentPtr& fragment, const ArrayPtr& array)>;
 
+    /// The integer is the expert level of the field parameter; `own` are the parameters of the editor.
     EditField(const std::string& name, int expertLevel, const Holdfast::StrongPtr<VCreationPreferences>& preferences,
-              const std::string& fieldParameter);
+              const std::string& fieldParameter, const ParameterTable& own = {});
+
+    /// The parameters of this base.
+    static ParameterTable parameters(const std::string& fieldParameter, int expertLevel = 0);
 
     /// The name under which step number `step` of a field's history is stored, to be put behind the field's name.
     static std::string UndoName(int step) { return History::stepName(step); }
@@ -86,8 +90,6 @@ public:
     UndoStack& dataHistory() { return dataHistory_; }
 
 protected:
-    using Action = Holdfast::StrongPtr<VAction>;
-
     /// Whether the edit has to run in this update.
     virtual bool wantsFieldOperation(const VRequest& request, Fiber::Representation& representation,
                                      const std::string& fieldName, const FieldPtr& field) = 0;
@@ -109,9 +111,6 @@ protected:
     /// Serves a second history too; `fieldName` says of which field it is.
     using FieldNameOf = std::function<std::string(const VRequest& request)>;
     void addHistory(UndoStack& stack, FieldNameOf fieldName);
-
-    /// Gives the undo and redo actions of the data their icons and texts.
-    void decorateHistory();
 
 private:
     bool hasBrush(const VRequest& request) const;

@@ -86,17 +86,23 @@ bool History::exchange(Fiber::Field& field, int i, bool undone, Age time) {
     return true;
 }
 
-UndoStack::UndoStack(VObject& owner, int, bool primary, const std::string&, const std::string& undoIcon,
-                     const std::string& redoIcon, const std::string& suffix)
-    : owner_(owner),
-      undo_(owner, "undo" + actionSuffix(suffix), Holdfast::create<VAction>()),
-      redo_(owner, "redo" + actionSuffix(suffix), Holdfast::create<VAction>()) {
-    if (!undoIcon.empty()) undoParameter()->setProperty("icon", undoIcon);
-    if (!redoIcon.empty()) redoParameter()->setProperty("icon", redoIcon);
-    undoParameter()->setHelp("Takes the last change of the" + suffix + (primary ? " data" : "") + " back.");
-    redoParameter()->setHelp("Makes the change of the" + suffix + (primary ? " data" : "") +
-                             " again that was undone last.");
+ParameterTable UndoStack::parameters(const Introduction& introduction) {
+    const std::string suffix = actionSuffix(introduction.suffix);
+    const std::string what = std::string(introduction.suffix) + (introduction.primary ? " data" : "");
+    return {{.name = "undo" + suffix,
+             .initial = Action(),
+             .help = "Takes the last change of the" + what + " back.",
+             .properties = {{"icon", introduction.undoIcon}}},
+            {.name = "redo" + suffix,
+             .initial = Action(),
+             .help = "Makes the change of the" + what + " again that was undone last.",
+             .properties = {{"icon", introduction.redoIcon}}}};
 }
+
+UndoStack::UndoStack(VObject& owner, const Introduction& introduction)
+    : owner_(owner),
+      undo_(owner, "undo" + actionSuffix(introduction.suffix)),
+      redo_(owner, "redo" + actionSuffix(introduction.suffix)) {}
 
 bool UndoStack::pressed(const TypedSlot<Action>& action, const ValuePool& pool) const {
     const auto served = served_.find(pool.identifier());

@@ -64,11 +64,20 @@ class UndoStack {
 public:
     enum class Press { None, Undo, Redo };
 
-    /// The integer is the place of the history among those of the owner, the flag says that it is the one of the edited
-    /// data, and the title is for shells that show one. The suffix says what is undone, e.g. " mask", and makes the
-    /// names of the actions: undoMask and redoMask.
-    UndoStack(VObject& owner, int order, bool primary, const std::string& title, const std::string& undoIcon,
-              const std::string& redoIcon, const std::string& suffix);
+    struct Introduction {
+        int order;         ///< the place of the history among those of the owner
+        bool primary;      ///< it is the one of the edited data
+        const char* title; ///< for shells that show one
+        const char *undoIcon, *redoIcon;
+        const char*
+            suffix; ///< says what is undone, e.g. " mask", and makes the names of the actions: undoMask, redoMask
+    };
+
+    /// The two actions.
+    static ParameterTable parameters(const Introduction& introduction);
+
+    /// The owner has the actions.
+    UndoStack(VObject& owner, const Introduction& introduction);
 
     /// What was pressed since the owner was last up to date and is not served yet; served herewith.
     Press take(const ValuePool& pool);
@@ -79,7 +88,6 @@ public:
     const Holdfast::StrongPtr<VParameter>& redoParameter() const { return redo_->parameter(); }
 
 private:
-    using Action = Holdfast::StrongPtr<VAction>;
     bool pressed(const TypedSlot<Action>& action, const ValuePool& pool) const;
 
     VObject& owner_;

@@ -6,10 +6,11 @@
 namespace Kesh {
 
 FieldOperatorObject::FieldOperatorObject(const std::string& name, const std::string& fieldParameter, int expertLevel,
-                                         const Holdfast::StrongPtr<VCreationPreferences>&)
-    : VObject(name), field_(*this, fieldParameter, Fiber::FieldSelector(), expertLevel) {
-    field_->parameter()->setHelp("The field to work on.");
-    registerOutput(field_.slot());
+                                         const Holdfast::StrongPtr<VCreationPreferences>&, const ParameterTable& own)
+    : VObject(name, joined(parameters(fieldParameter, expertLevel), own)), field_(*this, fieldParameter) {}
+
+ParameterTable FieldOperatorObject::parameters(const std::string& fieldParameter, int expertLevel) {
+    return {{.name = fieldParameter, .initial = Fiber::FieldSelector(), .expertLevel = expertLevel, .isOutput = true}};
 }
 
 bool FieldOperatorObject::must_update(const VRequest& request, double precision) {

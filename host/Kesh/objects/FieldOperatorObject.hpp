@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Fiber/Selectors.hpp"
-#include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/objects/VCreationPreferences.hpp"
 #include "Kesh/objects/VObject.hpp"
 
 #include <string>
@@ -15,9 +15,12 @@ class FieldOperatorObject : public VObject {
 public:
     using Provided = Fiber::Field;
 
-    /// The integer is the expert level of the field parameter.
+    /// The integer is the expert level of the field parameter; `own` are the parameters after it.
     FieldOperatorObject(const std::string& name, const std::string& fieldParameter, int expertLevel,
-                        const Holdfast::StrongPtr<VCreationPreferences>& preferences);
+                        const Holdfast::StrongPtr<VCreationPreferences>& preferences, const ParameterTable& own = {});
+
+    /// The parameters of this base.
+    static ParameterTable parameters(const std::string& fieldParameter, int expertLevel = 0);
 
     /// Also when the selected field's data changed since.
     bool must_update(const VRequest& request, double precision) override;

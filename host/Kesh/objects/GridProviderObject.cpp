@@ -4,10 +4,16 @@
 namespace Kesh {
 
 GridProviderObject::GridProviderObject(const std::string& name, int expertLevel,
-                                       const Holdfast::StrongPtr<VCreationPreferences>&, const std::string& gridName)
-    : VObject(name), grid_(*this, gridName, Fiber::GridSelector(), expertLevel) {
-    grid_->parameter()->setHelp("The grid that was made; none before there is something to make it from.");
-    registerOutput(grid_.slot());
+                                       const Holdfast::StrongPtr<VCreationPreferences>&, const std::string& gridName,
+                                       const ParameterTable& own)
+    : VObject(name, joined(parameters(gridName, expertLevel), own)), grid_(*this, gridName) {}
+
+ParameterTable GridProviderObject::parameters(const std::string& gridName, int expertLevel) {
+    return {{.name = gridName,
+             .initial = Fiber::GridSelector(),
+             .help = "The grid that was made; none before there is something to make it from.",
+             .expertLevel = expertLevel,
+             .isOutput = true}};
 }
 
 bool GridProviderObject::unsychronized_update(VRequest& request, double) {

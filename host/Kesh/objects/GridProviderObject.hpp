@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Fiber/Selectors.hpp"
-#include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/objects/VCreationPreferences.hpp"
 #include "Kesh/objects/VObject.hpp"
 
 #include <string>
@@ -14,9 +14,13 @@ class GridProviderObject : public VObject {
 public:
     using Provided = Fiber::Grid;
 
-    /// The integer is the expert level of the output.
+    /// The integer is the expert level of the output; `own` are the parameters after it.
     GridProviderObject(const std::string& name, int expertLevel,
-                       const Holdfast::StrongPtr<VCreationPreferences>& preferences, const std::string& gridName);
+                       const Holdfast::StrongPtr<VCreationPreferences>& preferences, const std::string& gridName,
+                       const ParameterTable& own = {});
+
+    /// The parameters of this base.
+    static ParameterTable parameters(const std::string& gridName, int expertLevel = 0);
 
 protected:
     /// Makes the grid and publishes it.

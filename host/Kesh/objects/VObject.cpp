@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Kesh/objects/VObject.hpp"
 
-#include "Kesh/catalogue/VCreator.hpp"
-
 #include <algorithm>
 #include <fmt/format.h>
 
 namespace Kesh {
+
+VObject::VObject(std::string name, const ParameterTable& parameters) : VObject(std::move(name)) {
+    for (const ParameterIntroduction& parameter : parameters) {
+        const auto slot = Holdfast::create<VSlot>(*this, parameter);
+        addSlot(slot);
+        if (parameter.isOutput) registerOutput(slot);
+    }
+}
 
 bool VObject::update(const VRequest& request, double precision) {
     const ValuePool& pool = *request.pool;
@@ -53,10 +59,6 @@ bool VObject::work(VRequest& request, double precision) {
         setStatusError(*request.pool, "The module failed without saying why.");
     }
     return false;
-}
-
-std::string VObject::makeChildname(const VCreatorBase& creator, const std::string& requestedName) {
-    return requestedName.empty() ? creator.name() : requestedName;
 }
 
 } // namespace Kesh

@@ -23,6 +23,9 @@ class VObject : public Holdfast::Managed, public VSlotContainer, public StatusIn
 public:
     explicit VObject(std::string name) : name_(std::move(name)) {}
 
+    /// With a slot for each parameter of the table, in its order.
+    VObject(std::string name, const ParameterTable& parameters);
+
     /// The name of the object in its network.
     const std::string& BaseName() const { return name_; }
     void rename(const std::string& name) { name_ = name; }
@@ -39,7 +42,7 @@ public:
     Holdfast::StrongPtr<VCreatorBase> creator() const { return creator_.lock(); }
     void setCreator(const Holdfast::WeakPtr<VCreatorBase>& creator) { creator_ = creator; }
 
-    /// The name for a new object: the requested one, or else the creator's name.
+    /// The name for a new object: the requested one, or else the creator's name. Belongs to the catalogue.
     static std::string makeChildname(const VCreatorBase& creator, const std::string& requestedName);
 
 protected:
@@ -59,12 +62,17 @@ private:
 
 template <class T>
 TypedSlot<T>::TypedSlot(VObject& owner, const std::string& name, const T& initialValue, int expertLevel)
-    : slot_(Holdfast::create<VSlot>(owner, name, expertLevel)), initial_(initialValue) {
-    if (VValueCreator::find(Holdfast::Typename(typeid(T))))
-        slot_->parameter()->setGlobalValue(Holdfast::create<VValue<T>>(initialValue));
-    else
-        Vprintf(0, "Typeslot has a problem, its creators were not registered!?\n");
+    : slot_(Holdfast::create<VSlot>(
+          owner, ParameterIntroduction{.name = name, .initial = initialValue, .expertLevel = expertLevel})),
+      initial_(initialValue) {
     owner.addSlot(slot_);
+}
+
+template <class T>
+TypedSlot<T>::TypedSlot(const VObject& owner, const std::string& name) : slot_(owner.findSlot(name)), initial_() {
+    if (!slot_ || slot_->parameter()->introduction().initial.type() != typeid(T))
+        throw std::logic_error(owner.BaseName() + " has no parameter \"" + name + "\" of type " +
+                               Holdfast::Typename(typeid(T)) + ".");
 }
 
 } // namespace Kesh

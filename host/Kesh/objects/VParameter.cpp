@@ -17,11 +17,16 @@ std::string uniqueName(const std::string& name) {
 
 } // namespace
 
-VParameter::VParameter(std::string name, int expertLevel)
-    : name_(std::move(name)), variableName_(uniqueName(name_)), expertLevel_(expertLevel) {}
+VParameter::VParameter(ParameterIntroduction introduction)
+    : introduction_(std::move(introduction)), variableName_(uniqueName(Name())) {
+    if (VValueCreator::find(Holdfast::Typename(introduction_.initial.type())))
+        setGlobalValue(introduction_.initial.make());
+    else
+        Vprintf(0, "Typeslot has a problem, its creators were not registered!?\n");
+}
 
 void VParameter::setGlobalValue(const Holdfast::StrongPtr<VValueBase>& value) {
-    Vprintf(100, "VParameter::setGlobalValue() got variable with %s\n", name_.c_str());
+    Vprintf(100, "VParameter::setGlobalValue() got variable with %s\n", Name().c_str());
     defaultValue_ = value;
 }
 
@@ -35,7 +40,7 @@ void VParameter::setValue(ValuePool& pool, const Holdfast::StrongPtr<VValueBase>
     value->setAge(time);
     if (notifier_) notifier_->notify(*value, pool.pointer());
     pool.createVariable(variableName_, value);
-    if (value->type() == typeid(Holdfast::StrongPtr<VAction>)) VActionNotifier::actionTriggered(name_);
+    if (value->type() == typeid(Action)) VActionNotifier::actionTriggered(Name());
 }
 
 void VParameter::notifyValueChange(ValuePool& pool, Holdfast::Ageable::Age time) {

@@ -2,31 +2,25 @@
 #pragma once
 
 #include "Kesh/objects/InputNotifier.hpp"
+#include "Kesh/objects/ParameterIntroduction.hpp"
 
 #include <string>
 
 namespace Kesh {
 
-/// A named value of an object: one for all contexts, the default, and one in each value pool in which it was set. With
-/// its properties ("tooltip", "icon", "info", "shortcut", "min", "max", "wrap"), help text and expert level (0: for
-/// everybody) it says how it is presented.
+/// A named value of an object: one for all contexts, the default, and one in each value pool in which it was set.
 class VParameter : public Holdfast::Managed {
 public:
-    VParameter(std::string name, int expertLevel);
+    /// Without a registered value creator for the type of the initial value it says so and holds no value.
+    explicit VParameter(ParameterIntroduction introduction);
 
-    const std::string& Name() const { return name_; }
-    int expertLevel() const { return expertLevel_; }
+    const std::string& Name() const { return introduction_.name; }
+    const ParameterIntroduction& introduction() const { return introduction_; }
 
-    const std::string& help() const { return help_; }
-    void setHelp(std::string help) { help_ = std::move(help); }
-
-    /// Flags for the presentation; at first none.
-    static constexpr unsigned InEditingTools = 64; ///< belongs among the tools that stay at hand while editing
-    unsigned flags() const { return flags_; }
-    void addFlag(unsigned flag) { flags_ |= flag; }
-
-    const ValueMap& properties() const { return properties_; }
-    void setProperty(const std::string& name, ValueMap::Value value) { properties_.setValue(name, std::move(value)); }
+    const ValueMap& properties() const { return introduction_.properties; }
+    void setProperty(const std::string& name, ValueMap::Value value) {
+        introduction_.properties.setValue(name, std::move(value));
+    }
 
     /// The value where no pool has another; empty when the parameter could not be made.
     const Holdfast::StrongPtr<VValueBase>& DefaultValue() const { return defaultValue_; }
@@ -57,12 +51,8 @@ public:
     void notifyValueChange(ValuePool& pool, Holdfast::Ageable::Age time);
 
 private:
-    std::string name_;
+    ParameterIntroduction introduction_;
     std::string variableName_; // in pools: unlike that of any other parameter
-    int expertLevel_;
-    unsigned flags_ = 0;
-    std::string help_;
-    ValueMap properties_;
     Holdfast::StrongPtr<VValueBase> defaultValue_;
     Holdfast::StrongPtr<InputNotifier> notifier_; // empty: nobody asks
 };

@@ -14,8 +14,10 @@ StrongPtr<VInputClass> VInputClass::getClass(const std::string& name) {
     return found;
 }
 
-VSlot::VSlot(VObject& owner, const std::string& name, int expertLevel)
-    : owner_(owner), parameter_(Holdfast::create<VParameter>(name, expertLevel)) {}
+VSlot::VSlot(VObject& owner, const ParameterIntroduction& introduction)
+    : owner_(owner), parameter_(Holdfast::create<VParameter>(introduction)) {
+    if (!introduction.group.empty()) setClass(VInputClass::getClass(introduction.group));
+}
 
 StrongPtr<VParameter> VSlot::sourceParameter() const {
     const auto connected = source();

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Kesh/objects/VParameter.hpp"
-#include "Kesh/objects/Vprintf.hpp"
 
+#include <stdexcept>
 #include <string>
 
 namespace Kesh {
@@ -26,13 +26,13 @@ private:
 /// Where an object reads a value: a parameter of its own, or the slot of another object that it is connected to.
 class VSlot : public Holdfast::Managed {
 public:
-    VSlot(VObject& owner, const std::string& name, int expertLevel);
+    VSlot(VObject& owner, const ParameterIntroduction& introduction);
 
     VObject& owner() const { return owner_; }
     const std::string& name() const { return parameter_->Name(); }
     const Holdfast::StrongPtr<VParameter>& parameter() const { return parameter_; }
 
-    /// The group that the slot belongs to; null for none.
+    /// The group that the slot belongs to, at first that of its introduction; null for none.
     const Holdfast::StrongPtr<VInputClass>& inputClass() const { return inputClass_; }
     void setClass(const Holdfast::StrongPtr<VInputClass>& inputClass) { inputClass_ = inputClass; }
 
@@ -67,16 +67,18 @@ private:
     Holdfast::StrongPtr<VInputClass> inputClass_;
 };
 
-/// The slot of an object for values of type T. Without a registered value creator for T it says so and reads as the
-/// initial value always.
+/// The slot of an object for values of type T. Where the parameter could not be made it reads as the initial value.
 template <class T>
 class TypedSlot {
 public:
     /// Adds the slot to the owner.
     TypedSlot(VObject& owner, const std::string& name, const T& initialValue, int expertLevel = 0);
 
-    /// Stands for a slot that the owner has already.
-    TypedSlot(Holdfast::StrongPtr<VSlot> slot, const T& initialValue)
+    /// Stands for the slot of that name which the owner has already. Throws std::logic_error when it has none.
+    TypedSlot(const VObject& owner, const std::string& name);
+
+    /// Stands for a slot.
+    explicit TypedSlot(Holdfast::StrongPtr<VSlot> slot, const T& initialValue = T())
         : slot_(std::move(slot)), initial_(initialValue) {}
 
     const VSlot& operator*() const { return *slot_; }

@@ -38,6 +38,12 @@ class ValueMap {
 public:
     using Value = std::variant<int, double, std::string>;
 
+    ValueMap() = default;
+    ValueMap(std::initializer_list<std::pair<const std::string, Value>> values) : values_(values) {}
+
+    std::map<std::string, Value>::const_iterator begin() const { return values_.begin(); }
+    std::map<std::string, Value>::const_iterator end() const { return values_.end(); }
+
     void setValue(const std::string& name, Value value) { values_[name] = std::move(value); }
 
     /// The value when it is there and a T, else null.

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Kesh/values/Brush.hpp"
 
-#include "Kesh/catalogue/VCreator.hpp"
-#include "Kesh/objects/VObject.hpp"
-
 #include <algorithm>
 #include <array>
 #include <cassert>
@@ -11,7 +8,6 @@
 
 namespace Kesh {
 
-using Holdfast::StrongPtr;
 using Sextant::OutlineRaster;
 using Cell = OutlineRaster::Cell;
 using Point = Sextant::PhysicalSpace::point;
@@ -138,16 +134,6 @@ Sextant::BoundingBox Brush::computeBoundingBoxInWorldSpace() const {
     box.minimum -= rounding;
     box.maximum += rounding;
     return box;
-}
-
-StrongPtr<VSlot> Brush::connectBrushAsInput(VObject& object, const std::string& slotName,
-                                            const std::string& providerName,
-                                            const StrongPtr<VCreationPreferences>& preferences, int expertLevel) {
-    ensureValueCreator<Brush>(); // brushes are the host's own
-    const StrongPtr<VSlot> slot = TypedSlot<Brush>(object, slotName, Brush(), expertLevel).slot();
-    if (const auto provider = preferences ? preferences->provider(providerName) : nullptr)
-        object.connectSlots(*slot, provider);
-    return slot;
 }
 
 bool Brush::operator==(const Brush& other) const {

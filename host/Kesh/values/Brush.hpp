@@ -64,12 +64,9 @@ public:
     const Sextant::View& view() const { return stroke_->view; }
     const Sextant::Outline& outline() const { return stroke_->outline; }
 
-    /// Gives the object an input for brushes under the slot's name, connected to the provider of that name if the
-    /// preferences know one.
-    static Holdfast::StrongPtr<VSlot> connectBrushAsInput(VObject& object, const std::string& slotName,
-                                                          const std::string& providerName,
-                                                          const Holdfast::StrongPtr<VCreationPreferences>& preferences,
-                                                          int expertLevel = 0);
+    /// Connects an object's input for brushes to the provider of that name, if the preferences know one.
+    static void connectBrushAsInput(VObject& object, VSlot& slot, const std::string& providerName,
+                                    const Holdfast::StrongPtr<VCreationPreferences>& preferences);
 
     /// Whether two brushes are different strokes.
     bool operator==(const Brush& other) const;

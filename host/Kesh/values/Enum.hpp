@@ -27,11 +27,14 @@ protected:
     int selected_ = 0;
 };
 
-/// An ordered list of case names with one selected, at first the first.
+/// An ordered list of case names with one selected.
 class Enum : public VEnumSelection {
 public:
     Enum() = default;
-    Enum(std::initializer_list<const char*> cases) : Enum(std::vector<std::string>(cases.begin(), cases.end())) {}
+    Enum(std::initializer_list<const char*> cases, int selected = 0)
+        : Enum(std::vector<std::string>(cases.begin(), cases.end())) {
+        select(selected);
+    }
     explicit Enum(std::vector<std::string> cases) { cases_ = std::move(cases); }
 
     void addCase(const std::string& name) { cases_.push_back(name); }

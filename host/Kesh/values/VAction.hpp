@@ -18,4 +18,7 @@ private:
     std::uint64_t identifier_ = ++counter;
 };
 
+/// What a parameter that is a trigger holds.
+using Action = Holdfast::StrongPtr<VAction>;
+
 } // namespace Kesh

@@ -12,20 +12,39 @@ namespace Kesh {
 
 using Holdfast::StrongPtr;
 
+namespace {
+
+constexpr char Shape[] = "shape", Input[] = "brush", ViewDepth[] = "viewdepth";
+
+const ParameterTable Own{
+    {.name = Input, .initial = Brush(), .help = "The stroke whose outline becomes the shape."},
+    {.name = ViewDepth,
+     .initial = 0.5,
+     .help = "Where the shape is placed along the view: 0 on the near plane, 1 on the far plane."},
+};
+
+const ModuleIntroduction Introduction{
+    .domain = "",
+    .descriptions = {"Construct a 3D shape from a Brush such as a Lasso drawn on screen."},
+    .buildDate = "Sep  8 2026",
+    .name = "", // that of the file
+    .sourceFile = __FILE__,
+    .category = "Compute",
+    .integer = -1000,
+    .parameters = joined(GridProviderObject::parameters(Shape), Own),
+};
+
+} // namespace
+
 class ProvideBrushAsShape : public VFilter<Brush, ProvideBrushAsShape, Fiber::Grid> {
 public:
     ProvideBrushAsShape(const std::string& name, const StrongPtr<VCreationPreferences>& preferences)
-        : VFilter(name, 0, preferences, "shape"), viewDepth_(*this, "viewdepth", 0.5) {
-        viewDepth_->parameter()->setHelp(
-            "Where the shape is placed along the view: 0 on the near plane, 1 on the far plane.");
-    }
+        : VFilter(name, 0, preferences, Shape, Input, Own) {}
 
-    static StrongPtr<VSlot> connectInput(VObject& object, const StrongPtr<VCreationPreferences>& preferences) {
+    static void connectInput(VObject& object, VSlot& input, const StrongPtr<VCreationPreferences>& preferences) {
         const auto offered =
             Holdfast::create<VCreationPreferences>(VCreationPreferences::named("default").get(), preferences.get());
-        const StrongPtr<VSlot> slot = Brush::connectBrushAsInput(object, "brush", "Brush", offered);
-        slot->parameter()->setHelp("The stroke whose outline becomes the shape.");
-        return slot;
+        Brush::connectBrushAsInput(object, input, "Brush", offered);
     }
 
     /// Nothing for an outline of fewer than two points.
@@ -41,28 +60,15 @@ public:
     }
 
 private:
-    TypedSlot<double> viewDepth_;
+    TypedSlot<double> viewDepth_{*this, ViewDepth};
 };
-
-} // namespace Kesh
 
 namespace {
 
-const Kesh::ModuleIntroduction Introduction{
-    .domain = "",
-    .descriptions = {"Construct a 3D shape from a Brush such as a Lasso drawn on screen."},
-    .buildDate = "Sep  8 2026",
-    .name = "", // that of the file
-    .sourceFile = __FILE__,
-    .category = "Compute",
-    .integer = -1000,
-};
-
-using Kesh::ProvideBrushAsShape;
-
-const Kesh::ModuleRegistration<ProvideBrushAsShape, Kesh::CorvaneCreator<ProvideBrushAsShape, Kesh::AcceptBrush>,
-                               Kesh::BrushInputCreator<ProvideBrushAsShape, Fiber::Grid>, Kesh::Brush,
-                               Fiber::GridSelector>
+const ModuleRegistration<ProvideBrushAsShape, CorvaneCreator<ProvideBrushAsShape, AcceptBrush>,
+                         BrushInputCreator<ProvideBrushAsShape, Fiber::Grid>, Brush, Fiber::GridSelector>
     registration(Introduction);
 
 } // namespace
+
+} // namespace Kesh

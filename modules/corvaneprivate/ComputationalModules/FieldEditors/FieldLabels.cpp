@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Labels: makes a label set from the values that occur in a field, one label per value, and stores it with the field.
 // What the user then changes in the published set is stored, too; when the field changes, labels are made anew.
-#include "Kesh/objects/FieldOperatorObject.hpp"
-#include "Kesh/values/LabelAttributes.hpp"
 #include "Kesh/catalogue/ModuleRegistration.hpp"
+#include "Kesh/objects/FieldOperatorObject.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
+#include "Kesh/values/LabelAttributes.hpp"
 
 #include <array>
 #include <cstdint>
@@ -16,6 +16,15 @@ namespace {
 
 using Holdfast::StrongPtr;
 
+constexpr char Field[] = "inputfield", Labels[] = "labelset";
+
+const Kesh::ParameterTable Own{
+    {.name = Labels,
+     .initial = Kesh::LabelSet(),
+     .help = "The labels of the field; changes of names, colours and flags are stored with the field.",
+     .isOutput = true},
+};
+
 const Kesh::ModuleIntroduction Introduction{
     .domain = "LIDAR",
     .descriptions = {"Examine a field of integer values to compute a set of labels from it as suitable for editing. "
@@ -26,10 +35,8 @@ const Kesh::ModuleIntroduction Introduction{
     .sourceFile = __FILE__,
     .category = "Compute",
     .integer = -1000,
+    .parameters = Kesh::joined(Kesh::FieldOperatorObject::parameters(Field), Own),
 };
-
-constexpr char Field[] = "inputfield", Labels[] = "labelset";
-constexpr char LabelsHelp[] = "The labels of the field; changes of names, colours and flags are stored with the field.";
 
 /// The distinct values that fragments hold.
 class Values {
@@ -97,10 +104,7 @@ public:
     using Provided = Kesh::LabelSet;
 
     FieldLabels(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
-        : FieldOperatorObject(name, Field, 0, preferences) {
-        labels_->parameter()->setHelp(LabelsHelp);
-        registerOutput(labels_.slot());
-    }
+        : FieldOperatorObject(name, Field, 0, preferences, Own) {}
 
 private:
     void operate(Kesh::VRequest& request, Fiber::Representation&, const std::string& fieldName,
@@ -131,7 +135,7 @@ private:
         return values->ascending();
     }
 
-    Kesh::TypedSlot<Kesh::LabelSet> labels_{*this, Labels, Kesh::LabelSet()};
+    Kesh::TypedSlot<Kesh::LabelSet> labels_{*this, Labels};
 };
 
 const Kesh::FieldModuleRegistration<FieldLabels, Fiber::GridSelector, Fiber::FieldSelector, Kesh::VTime, Kesh::LabelSet>

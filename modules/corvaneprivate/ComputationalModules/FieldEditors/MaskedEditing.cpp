@@ -7,46 +7,9 @@ namespace Kesh {
 
 namespace {
 
-constexpr unsigned Tool = VParameter::InEditingTools;
-
-const ActionParameter Select{
-    .name = "select",
-    .help = "Trigger to add the currently selected (brushed) vertices to the mask.",
-    .flags = Tool,
-};
-const ActionParameter Unselect{
-    .name = "unselect",
-    .help = "Trigger to remove the currently selected (brushed) vertices from the mask.",
-    .flags = Tool,
-};
-const ActionParameter UnselectAll{
-    .name = "unselectAll",
-    .help = "Trigger to clear the mask, deselecting all vertices.",
-    .icon = ":corvane/clear-mask.png",
-    .tooltip = "Clear mask",
-    .flags = Tool,
-};
-const ActionParameter ApplySelection{
-    .name = "applySelection",
-    .help = "Trigger to apply the edit to the masked vertices of the data field.",
-    .flags = Tool,
-};
-const ActionParameter PurgeUndoData{
-    .name = "purgeUndoData",
-    .help = "Trigger to purge the undo/redo history (cannot be undone).",
-    .icon = ":corvane/purge-cache.png",
-    .tooltip = "Purge UNDO cache (cannot be undone!)",
-    .flags = Tool,
-    .expertLevel = 1, // one more than the others: it takes away what cannot come back
-};
-
-constexpr char MaskFieldHelp[] = "Name of the auxiliary field used to store the mask (selection) data.";
-constexpr int MaskFieldLevel = 5;
-
-MaskTriggers::Trigger add(VObject& owner, ActionParameter trigger, bool helped) {
-    if (!helped) trigger.help = nullptr;
-    return trigger.addTo(owner);
-}
+constexpr char Field[] = "labelfield", MaskField[] = "maskfield";
+constexpr UndoStack::Introduction MaskHistory{
+    1, false, "Mask (selection)", ":corvane/undo-mask.png", ":corvane/redo-mask.png", " mask"};
 
 /// Counts in bytes first, as far as they hold the sum: so the compiler counts many at once.
 std::uint64_t countMasked(std::span<const std::uint8_t> mask) {
@@ -68,22 +31,57 @@ void write(std::span<T> values, std::span<const std::uint8_t> mask, T value) {
 
 } // namespace
 
-MaskTriggers::MaskTriggers(VObject& owner, bool helped)
-    : select(add(owner, Select, helped)),
-      unselect(add(owner, Unselect, helped)),
-      unselectAll(add(owner, UnselectAll, helped)),
-      applySelection(add(owner, ApplySelection, helped)),
-      purgeUndoData(add(owner, PurgeUndoData, helped)) {
-    for (Trigger* trigger : {&select, &unselect, &unselectAll}) (*trigger)->setClass(VInputClass::getClass("masking"));
+ParameterTable MaskTriggers::parameters() {
+    constexpr unsigned Tool = ParameterIntroduction::InEditingTools;
+    return {
+        {.name = "select",
+         .initial = Action(),
+         .help = "Trigger to add the currently selected (brushed) vertices to the mask.",
+         .flags = Tool,
+         .group = MaskingGroup},
+        {.name = "unselect",
+         .initial = Action(),
+         .help = "Trigger to remove the currently selected (brushed) vertices from the mask.",
+         .flags = Tool,
+         .group = MaskingGroup},
+        {.name = "unselectAll",
+         .initial = Action(),
+         .help = "Trigger to clear the mask, deselecting all vertices.",
+         .flags = Tool,
+         .properties = {{"icon", ":corvane/clear-mask.png"}, {"tooltip", "Clear mask"}},
+         .group = MaskingGroup},
+        {.name = "applySelection",
+         .initial = Action(),
+         .help = "Trigger to apply the edit to the masked vertices of the data field.",
+         .flags = Tool},
+        {.name = "purgeUndoData",
+         .initial = Action(),
+         .help = "Trigger to purge the undo/redo history (cannot be undone).",
+         .expertLevel = 1, // one more than the others: it takes away what cannot come back
+         .flags = Tool,
+         .properties = {{"icon", ":corvane/purge-cache.png"}, {"tooltip", "Purge UNDO cache (cannot be undone!)"}}},
+    };
 }
 
-MaskControls::MaskControls(VObject& owner, bool helped)
-    : name(owner, "maskfield", "mask", MaskFieldLevel),
-      history(owner, 1, false, "Mask (selection)", ":corvane/undo-mask.png", ":corvane/redo-mask.png", " mask") {
-    if (helped) name->parameter()->setHelp(MaskFieldHelp);
-    owner.registerOutput(name.slot());
-    history.undoSlot()->setClass(VInputClass::getClass("masking"));
+MaskTriggers::MaskTriggers(const VObject& owner)
+    : select(owner, "select"),
+      unselect(owner, "unselect"),
+      unselectAll(owner, "unselectAll"),
+      applySelection(owner, "applySelection"),
+      purgeUndoData(owner, "purgeUndoData") {}
+
+ParameterTable MaskControls::parameters() {
+    ParameterTable history = UndoStack::parameters(MaskHistory);
+    history[0].group = MaskingGroup;
+    return joined({{.name = MaskField,
+                    .initial = "mask",
+                    .help = "Name of the auxiliary field used to store the mask (selection) data.",
+                    .expertLevel = 5,
+                    .isOutput = true}},
+                  history);
 }
+
+MaskControls::MaskControls(VObject& owner) : name(owner, MaskField), history(owner, MaskHistory) {}
 
 bool selects(const EditField& editor, const MaskTriggers& triggers, const VRequest& request) {
     const ValuePool& pool = *request.pool;
@@ -147,9 +145,15 @@ EditField::Modificator writeWhereMasked(const EditField::FieldPtr& mask, int val
     };
 }
 
-MaskedEditing::MaskedEditing(const std::string& name, const Holdfast::StrongPtr<VCreationPreferences>& preferences)
-    : EditField(name, 0, preferences, "labelfield"), triggers_(*this, true), mask_(*this, true) {
-    decorateHistory();
+ParameterTable MaskedEditing::maskingParameters() {
+    return joined(MaskTriggers::parameters(), MaskControls::parameters());
+}
+
+ParameterTable MaskedEditing::parameters() { return joined(EditField::parameters(Field), maskingParameters()); }
+
+MaskedEditing::MaskedEditing(const std::string& name, const Holdfast::StrongPtr<VCreationPreferences>& preferences,
+                             const ParameterTable& own)
+    : EditField(name, 0, preferences, Field, joined(maskingParameters(), own)), triggers_(*this), mask_(*this) {
     addHistory(mask_.history, [this](const VRequest& request) { return mask_.maskFieldName(request); });
 }
 

@@ -3,27 +3,31 @@
 
 #include "Kesh/editing/EditField.hpp"
 #include "Kesh/editing/MaskField.hpp"
-#include "Kesh/objects/Parameters.hpp"
 
 #include <functional>
 #include <string>
 
 namespace Kesh {
 
+/// The group of inputs that are about the mask.
+inline constexpr char MaskingGroup[] = "masking";
+
 /// The triggers of editing in two stages: select into a mask, then apply.
 struct MaskTriggers {
-    using Trigger = TypedSlot<Holdfast::StrongPtr<VAction>>;
+    static ParameterTable parameters();
 
-    /// Adds them to the owner. `helped` says whether they explain themselves.
-    MaskTriggers(VObject& owner, bool helped);
+    /// Those that the owner has.
+    explicit MaskTriggers(const VObject& owner);
 
-    Trigger select, unselect, unselectAll, applySelection, purgeUndoData;
+    TypedSlot<Action> select, unselect, unselectAll, applySelection, purgeUndoData;
 };
 
 /// The mask of an editor: its name, and the controls of its history.
 struct MaskControls {
-    /// Adds them to the owner.
-    MaskControls(VObject& owner, bool helped);
+    static ParameterTable parameters();
+
+    /// Those that the owner has.
+    explicit MaskControls(VObject& owner);
 
     /// The name of the mask in the request's value pool.
     std::string maskFieldName(const VRequest& request) const { return name.get(*request.pool); }
@@ -55,7 +59,12 @@ EditField::Modificator writeWhereMasked(const EditField::FieldPtr& mask, int val
 /// one trigger applies the edit to every vertex in the mask. Both stages have a history of their own.
 class MaskedEditing : public EditField {
 public:
-    MaskedEditing(const std::string& name, const Holdfast::StrongPtr<VCreationPreferences>& preferences);
+    /// `own` are the parameters of the editor.
+    MaskedEditing(const std::string& name, const Holdfast::StrongPtr<VCreationPreferences>& preferences,
+                  const ParameterTable& own);
+
+    /// The parameters of this base.
+    static ParameterTable parameters();
 
 protected:
     /// Edits the mask: `modifyFragment` gets mask fragments to write.
@@ -73,6 +82,8 @@ protected:
     bool unselecting(const VRequest& request) const { return unselects(*this, triggers_, request); }
 
 private:
+    static ParameterTable maskingParameters();
+
     MaskTriggers triggers_;
     MaskControls mask_;
 };

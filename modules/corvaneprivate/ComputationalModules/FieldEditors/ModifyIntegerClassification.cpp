@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // ModifyClassification: rewrites class codes directly. Every vertex under the brush whose value is one of up to four
 // source values gets the target value when `assign` is pressed, or when a new stroke is drawn.
-#include "Kesh/editing/EditField.hpp"
 #include "Kesh/catalogue/ModuleRegistration.hpp"
-#include "Kesh/objects/Parameters.hpp"
+#include "Kesh/editing/EditField.hpp"
 
 #include <array>
 #include <utility>
@@ -11,6 +10,26 @@
 namespace {
 
 using Holdfast::StrongPtr;
+
+constexpr char Field[] = "labelfield";
+constexpr std::array From{"from0", "from1", "from2", "from3"};
+
+const Kesh::ValueMap Bounds{{"min", 0}, {"max", 255}};
+const Kesh::ParameterTable Own{
+    {.name = "assign",
+     .initial = Kesh::Action(),
+     .help = "Edits the vertices once.",
+     .properties = {{"shortcut", "a"}}},
+    {.name = "newvalue", .initial = 0, .help = "The value that vertices get.", .properties = Bounds},
+    {.name = From[0], .initial = 0, .help = "Vertices of this value are edited.", .properties = Bounds},
+    {.name = From[1], .initial = 0, .help = "Vertices of this value are edited, too.", .properties = Bounds},
+    {.name = From[2], .initial = 0, .help = "Vertices of this value are edited, too.", .properties = Bounds},
+    {.name = From[3], .initial = 0, .help = "Vertices of this value are edited, too.", .properties = Bounds},
+    {.name = "switch",
+     .initial = Kesh::Enum{"none", "0", "1", "2", "3"},
+     .help = "Exchanges the new value with the source of this number for the edit, which reverses it.",
+     .properties = {{"wrap", 6}}},
+};
 
 const Kesh::ModuleIntroduction Introduction{
     .domain = "Development",
@@ -23,22 +42,7 @@ const Kesh::ModuleIntroduction Introduction{
     .sourceFile = __FILE__,
     .category = "Edit",
     .integer = -1000,
-};
-
-constexpr char Field[] = "labelfield";
-constexpr Kesh::ActionParameter Assign{.name = "assign", .help = "Edits the vertices once.", .shortcut = "a"};
-constexpr Kesh::IntParameter NewValue{.name = "newvalue", .help = "The value that vertices get."};
-constexpr std::array From{
-    Kesh::IntParameter{.name = "from0", .help = "Vertices of this value are edited."},
-    Kesh::IntParameter{.name = "from1", .help = "Vertices of this value are edited, too."},
-    Kesh::IntParameter{.name = "from2", .help = "Vertices of this value are edited, too."},
-    Kesh::IntParameter{.name = "from3", .help = "Vertices of this value are edited, too."},
-};
-const Kesh::EnumParameter Switch{
-    .name = "switch",
-    .help = "Exchanges the new value with the source of this number for the edit, which reverses it.",
-    .cases = {"none", "0", "1", "2", "3"},
-    .wrap = 6,
+    .parameters = Kesh::joined(Kesh::EditField::parameters(Field), Own),
 };
 
 /// Sources and target as they count for one edit.
@@ -70,9 +74,7 @@ bool replace(Fiber::CreativeArrayBase& target, std::span<const std::uint32_t> in
 class ModifyField : public Kesh::EditField {
 public:
     ModifyField(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
-        : EditField(name, 0, preferences, Field) {
-        decorateHistory();
-    }
+        : EditField(name, 0, preferences, Field, Own) {}
 
 private:
     bool wantsFieldOperation(const Kesh::VRequest& request, Fiber::Representation&, const std::string&,
@@ -105,11 +107,12 @@ private:
         return now;
     }
 
-    Kesh::TypedSlot<Action> assign_ = Assign.addTo(*this);
-    Kesh::TypedSlot<int> newValue_ = NewValue.addTo(*this);
-    std::array<Kesh::TypedSlot<int>, From.size()> from_{From[0].addTo(*this), From[1].addTo(*this),
-                                                        From[2].addTo(*this), From[3].addTo(*this)};
-    Kesh::TypedSlot<Kesh::Enum> switch_ = Switch.addTo(*this);
+    using Source = Kesh::TypedSlot<int>;
+    Kesh::TypedSlot<Kesh::Action> assign_{*this, "assign"};
+    Kesh::TypedSlot<int> newValue_{*this, "newvalue"};
+    std::array<Source, From.size()> from_{Source(*this, From[0]), Source(*this, From[1]), Source(*this, From[2]),
+                                          Source(*this, From[3])};
+    Kesh::TypedSlot<Kesh::Enum> switch_{*this, "switch"};
 };
 
 const Kesh::FieldModuleRegistration<ModifyField, Fiber::GridSelector, Fiber::FieldSelector, Kesh::VTime,

@@ -11,6 +11,37 @@ namespace {
 
 using Holdfast::StrongPtr;
 
+constexpr char Field[] = "labelfield";
+constexpr std::array From{"from0", "from1", "from2", "from3"};
+
+const Kesh::ParameterTable Values{
+    {.name = "newvalue", .initial = 0, .help = "The value that masked vertices get."},
+    {.name = From[0], .initial = 0, .help = "Vertices of this value may be masked."},
+    {.name = From[1], .initial = 0, .help = "Vertices of this value may be masked, too."},
+    {.name = From[2], .initial = 0, .help = "Vertices of this value may be masked, too."},
+    {.name = From[3], .initial = 0, .help = "Vertices of this value may be masked, too."},
+    {.name = "switch",
+     .initial = Kesh::Enum{"none", "0", "1", "2", "3"},
+     .help = "Exchanges the new value with the value of this number, which reverses an edit.",
+     .flags = Kesh::ParameterIntroduction::InEditingTools,
+     .properties = {{"wrap", 6}}},
+};
+
+/// Those that it shares with the other masked editor have no help here, and both controls of the mask's history are in
+/// the group.
+Kesh::ParameterTable ownParameters() {
+    Kesh::ParameterTable mask = Kesh::MaskControls::parameters();
+    mask.back().group = Kesh::MaskingGroup;
+    const auto silent = [](Kesh::ParameterTable table) {
+        for (auto& parameter : table)
+            if (!parameter.name.starts_with("undo") && !parameter.name.starts_with("redo")) parameter.help.clear();
+        return table;
+    };
+    return Kesh::joined(silent(Kesh::MaskTriggers::parameters()), Values, silent(mask));
+}
+
+const Kesh::ParameterTable Own = ownParameters();
+
 const Kesh::ModuleIntroduction Introduction{
     .domain = "Development",
     .descriptions =
@@ -22,23 +53,7 @@ const Kesh::ModuleIntroduction Introduction{
     .sourceFile = __FILE__,
     .category = "Edit",
     .integer = 0,
-};
-
-constexpr char Field[] = "labelfield";
-constexpr Kesh::IntParameter NewValue{
-    .name = "newvalue", .help = "The value that masked vertices get.", .bounded = false};
-constexpr std::array From{
-    Kesh::IntParameter{.name = "from0", .help = "Vertices of this value may be masked.", .bounded = false},
-    Kesh::IntParameter{.name = "from1", .help = "Vertices of this value may be masked, too.", .bounded = false},
-    Kesh::IntParameter{.name = "from2", .help = "Vertices of this value may be masked, too.", .bounded = false},
-    Kesh::IntParameter{.name = "from3", .help = "Vertices of this value may be masked, too.", .bounded = false},
-};
-const Kesh::EnumParameter Switch{
-    .name = "switch",
-    .help = "Exchanges the new value with the value of this number, which reverses an edit.",
-    .cases = {"none", "0", "1", "2", "3"},
-    .wrap = 6,
-    .flags = Kesh::VParameter::InEditingTools,
+    .parameters = Kesh::joined(Kesh::EditField::parameters(Field), Own),
 };
 
 /// Filters and new value as they count for one selection or apply.
@@ -50,9 +65,7 @@ struct Effective {
 class ModifyField : public Kesh::EditField {
 public:
     ModifyField(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
-        : EditField(name, 0, preferences, Field) {
-        decorateHistory();
-        mask_.history.redoSlot()->setClass(Kesh::VInputClass::getClass("masking")); // both controls, here
+        : EditField(name, 0, preferences, Field, Own) {
         addHistory(mask_.history, [this](const Kesh::VRequest& request) { return mask_.maskFieldName(request); });
     }
 
@@ -105,12 +118,13 @@ private:
         return now;
     }
 
-    Kesh::MaskTriggers triggers_{*this, false};
-    Kesh::TypedSlot<int> newValue_ = NewValue.addTo(*this);
-    std::array<Kesh::TypedSlot<int>, From.size()> from_{From[0].addTo(*this), From[1].addTo(*this),
-                                                        From[2].addTo(*this), From[3].addTo(*this)};
-    Kesh::TypedSlot<Kesh::Enum> switch_ = Switch.addTo(*this);
-    Kesh::MaskControls mask_{*this, false};
+    using Filter = Kesh::TypedSlot<int>;
+    Kesh::MaskTriggers triggers_{*this};
+    Kesh::TypedSlot<int> newValue_{*this, "newvalue"};
+    std::array<Filter, From.size()> from_{Filter(*this, From[0]), Filter(*this, From[1]), Filter(*this, From[2]),
+                                          Filter(*this, From[3])};
+    Kesh::TypedSlot<Kesh::Enum> switch_{*this, "switch"};
+    Kesh::MaskControls mask_{*this};
 };
 
 const Kesh::FieldModuleRegistration<ModifyField, Fiber::GridSelector, Fiber::FieldSelector, Kesh::VTime,

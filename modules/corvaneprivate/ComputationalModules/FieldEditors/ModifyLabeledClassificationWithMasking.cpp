@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // MaskedLabels: brush strokes mark vertices of the classes that are flagged "editable", then `applySelection` writes
 // the label chosen under "Assign" into every marked vertex. Listed a second time under the name of this file.
-#include "Kesh/values/LabelSet.hpp"
 #include "Kesh/catalogue/ModuleRegistration.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
+#include "Kesh/values/LabelSet.hpp"
 #include "MaskedEditing.hpp"
 
 #include <algorithm>
@@ -14,6 +14,19 @@ namespace {
 using Holdfast::StrongPtr;
 using Holdfast::WeakPtr;
 using Kesh::LabelSet;
+
+constexpr char Labels[] = "labels";
+
+const Kesh::ParameterTable Own{
+    {.name = Labels,
+     .initial = LabelSet(),
+     .help = "The set of labels of the edited field. 'Assign' selects the value written into masked vertices when an "
+             "edit is applied. 'editable' marks which classes are writable: a vertex whose CURRENT class is not "
+             "flagged editable is excluded from the mask at selection time and never reaches the mask at all, even if "
+             "it falls within the drawn lasso/brush area. (Only editable classes can be chosen as the 'Assign' target "
+             "too.)"},
+};
+const Kesh::ParameterTable Parameters = Kesh::joined(Kesh::MaskedEditing::parameters(), Own);
 
 constexpr char ShortDescription[] = "Edit a field of labels on a point cloud (or vertices of a more general Grid) by "
                                     "creating, modifying and applying a "
@@ -29,6 +42,7 @@ const Kesh::ModuleIntroduction Introduction{
     .sourceFile = __FILE__,
     .category = "Edit",
     .integer = 2000,
+    .parameters = Parameters,
 };
 
 const Kesh::ModuleIntroduction SecondIntroduction{
@@ -39,14 +53,8 @@ const Kesh::ModuleIntroduction SecondIntroduction{
     .sourceFile = __FILE__,
     .category = "Edit",
     .integer = 2000,
+    .parameters = Parameters,
 };
-
-constexpr char LabelsName[] = "labels";
-constexpr char LabelsHelp[] =
-    "The set of labels of the edited field. 'Assign' selects the value written into masked vertices when an edit is "
-    "applied. 'editable' marks which classes are writable: a vertex whose CURRENT class is not flagged editable is "
-    "excluded from the mask at selection time and never reaches the mask at all, even if it falls within the drawn "
-    "lasso/brush area. (Only editable classes can be chosen as the 'Assign' target too.)";
 
 const std::string Editable = "editable"; // flag
 const std::string Assign = "Assign";     // selection
@@ -71,8 +79,7 @@ std::vector<int> editableValues(const LabelSet& labels) {
 class MyFieldEditor : public Kesh::MaskedEditing {
 public:
     MyFieldEditor(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
-        : MaskedEditing(name, preferences) {
-        labels_->parameter()->setHelp(LabelsHelp);
+        : MaskedEditing(name, preferences, Own) {
         labels_->parameter()->setInputNotifier(Holdfast::create<LabelsNotifier>(*this));
         Kesh::VActionNotifier::activate(StrongPtr<Kesh::VActionNotifier>(actions_));
     }
@@ -132,7 +139,7 @@ private:
         return undoText + modificationReport(writes);
     }
 
-    Kesh::TypedSlot<LabelSet> labels_{*this, LabelsName, LabelSet()};
+    Kesh::TypedSlot<LabelSet> labels_{*this, Labels};
     WeakPtr<Kesh::ValuePool> pool_; // in which the labels were set last
     StrongPtr<MyActionNotifier> actions_ = Holdfast::create<MyActionNotifier>(*this);
 };

@@ -3,14 +3,13 @@
 // quantity per class. The whole data set is counted when asked; a box, the mask and the volume under the brush at every
 // request.
 #include "Fiber/FragmentBox.hpp"
-#include "Kesh/values/BoxValue.hpp"
-#include "Kesh/objects/FieldOperatorObject.hpp"
-#include "Kesh/values/LabelSet.hpp"
 #include "Kesh/catalogue/ModuleRegistration.hpp"
-#include "Kesh/objects/Parameters.hpp"
+#include "Kesh/objects/FieldOperatorObject.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
-#include "Kesh/values/VHistogram.hpp"
 #include "Kesh/objects/VStateCreatorBase.hpp"
+#include "Kesh/values/BoxValue.hpp"
+#include "Kesh/values/LabelSet.hpp"
+#include "Kesh/values/VHistogram.hpp"
 #include "ScopedCount.hpp"
 
 #include <fmt/format.h>
@@ -22,21 +21,6 @@ namespace {
 
 using Holdfast::StrongPtr;
 using Kesh::VHistogram;
-
-const Kesh::ModuleIntroduction Introduction{
-    .domain = "LIDAR",
-    .descriptions = {"Reports how many points carry each label value in the chosen region, and optionally the minimum, "
-                     "maximum and mean of a second quantity such as elevation within each of those groups - which is "
-                     "what separates points that merely share a class code into the distinct populations they "
-                     "actually are.",
-                     "Count the values of a label field over the whole dataset, a bounding box, the current editing "
-                     "mask, or the volume under the brush."},
-    .buildDate = "Sep 11 2026",
-    .name = "PointCloudHistogram",
-    .sourceFile = __FILE__,
-    .category = "Compute",
-    .integer = -1000,
-};
 
 const std::string WholeDataset = "WholeDataset", Region = "Region", Mask = "Mask", Brush = "Brush"; // scopes
 
@@ -70,13 +54,39 @@ constexpr char SecondaryHelp[] =
 constexpr char BoxHelp[] =
     "Any bounding box, not necessarily the active tile - connect a SingleTile RegionOfInterest, a BoxOfInterest, or "
     "set one directly to count over an arbitrary sub-region.";
-constexpr char MaskFieldHelp[] = "Name of the mask field written by the editor, used by the Mask scope.";
 constexpr char HistogramHelp[] = "The resulting histogram: one count per occurring value, with the per-bin statistics "
                                  "of the secondary quantity when one is given.";
 
-const Kesh::EnumParameter ScopeParameter{
-    .name = "scope", .help = ScopeHelp, .cases = {"WholeDataset", "Region", "Mask", "Brush"}, .initial = 1};
-const Kesh::ActionParameter ComputeParameter{.name = "compute", .help = ComputeHelp};
+constexpr char Field[] = "inputfield";
+const Kesh::ParameterTable Own{
+    {.name = "brush", .initial = Kesh::Brush(), .expertLevel = 3},
+    {.name = "Bounding Box", .initial = Kesh::BoxPtr(), .help = BoxHelp, .expertLevel = 4},
+    {.name = "labels", .initial = Kesh::LabelSet(), .expertLevel = 2},
+    {.name = "scope", .initial = Kesh::Enum({"WholeDataset", "Region", "Mask", "Brush"}, 1), .help = ScopeHelp},
+    {.name = "compute", .initial = Kesh::Action(), .help = ComputeHelp},
+    {.name = "maskfield",
+     .initial = "mask",
+     .help = "Name of the mask field written by the editor, used by the Mask scope.",
+     .expertLevel = 5},
+    {.name = "secondaryfield", .initial = "", .help = SecondaryHelp, .expertLevel = 1},
+    {.name = "histogram", .initial = VHistogram(), .help = HistogramHelp, .isOutput = true},
+};
+
+const Kesh::ModuleIntroduction Introduction{
+    .domain = "LIDAR",
+    .descriptions = {"Reports how many points carry each label value in the chosen region, and optionally the minimum, "
+                     "maximum and mean of a second quantity such as elevation within each of those groups - which is "
+                     "what separates points that merely share a class code into the distinct populations they "
+                     "actually are.",
+                     "Count the values of a label field over the whole dataset, a bounding box, the current editing "
+                     "mask, or the volume under the brush."},
+    .buildDate = "Sep 11 2026",
+    .name = "PointCloudHistogram",
+    .sourceFile = __FILE__,
+    .category = "Compute",
+    .integer = -1000,
+    .parameters = Kesh::joined(Kesh::FieldOperatorObject::parameters(Field), Own),
+};
 
 constexpr char OutOfDate[] =
     "Histogram is out of date: the data changed since it was counted. Press compute to refresh.";
@@ -145,13 +155,8 @@ public:
     using Provided = VHistogram;
 
     PointCloudHistogram(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
-        : FieldOperatorObject(name, "inputfield", 0, preferences),
-          brush_(Kesh::Brush::connectBrushAsInput(*this, "brush", "Brush", preferences, 3), Kesh::Brush()) {
-        box_->parameter()->setHelp(BoxHelp);
-        maskField_->parameter()->setHelp(MaskFieldHelp);
-        secondaryField_->parameter()->setHelp(SecondaryHelp);
-        histogram_->parameter()->setHelp(HistogramHelp);
-        registerOutput(histogram_.slot());
+        : FieldOperatorObject(name, Field, 0, preferences, Own) {
+        Kesh::Brush::connectBrushAsInput(*this, *brush_.slot(), "Brush", preferences);
     }
 
     /// The whole data set is looked at again when what was counted changed; the other scopes are counted every time.
@@ -334,20 +339,20 @@ private:
                                           request.time);
     }
 
-    Kesh::TypedSlot<Kesh::Brush> brush_;
-    Kesh::TypedSlot<Kesh::BoxPtr> box_{*this, "Bounding Box", Kesh::BoxPtr(), 4};
-    Kesh::TypedSlot<Kesh::LabelSet> labels_{*this, "labels", Kesh::LabelSet(), 2};
-    Kesh::TypedSlot<Kesh::Enum> scope_ = ScopeParameter.addTo(*this);
-    Kesh::TypedSlot<StrongPtr<Kesh::VAction>> compute_ = ComputeParameter.addTo(*this);
-    Kesh::TypedSlot<std::string> maskField_{*this, "maskfield", "mask", 5};
-    Kesh::TypedSlot<std::string> secondaryField_{*this, "secondaryfield", "", 1};
-    Kesh::TypedSlot<VHistogram> histogram_{*this, "histogram", VHistogram()};
+    Kesh::TypedSlot<Kesh::Brush> brush_{*this, "brush"};
+    Kesh::TypedSlot<Kesh::BoxPtr> box_{*this, "Bounding Box"};
+    Kesh::TypedSlot<Kesh::LabelSet> labels_{*this, "labels"};
+    Kesh::TypedSlot<Kesh::Enum> scope_{*this, "scope"};
+    Kesh::TypedSlot<Kesh::Action> compute_{*this, "compute"};
+    Kesh::TypedSlot<std::string> maskField_{*this, "maskfield"};
+    Kesh::TypedSlot<std::string> secondaryField_{*this, "secondaryfield"};
+    Kesh::TypedSlot<VHistogram> histogram_{*this, "histogram"};
     Kesh::VStateCreatorBase<HistogramState> states_;
 };
 
 const Kesh::FieldModuleRegistration<PointCloudHistogram, Fiber::GridSelector, Fiber::FieldSelector, Kesh::VTime,
-                                    Kesh::BoxPtr, Kesh::LabelSet, Kesh::Enum, StrongPtr<Kesh::VAction>, std::string,
-                                    VHistogram>
+                                    Kesh::Brush, Kesh::BoxPtr, Kesh::LabelSet, Kesh::Enum, StrongPtr<Kesh::VAction>,
+                                    std::string, VHistogram>
     registration(Introduction);
 
 } // namespace
