@@ -2,7 +2,7 @@
 #include "Comparison.hpp"
 #include "Holdfast/Chunk.hpp"
 #include "Paths.hpp"
-#include "survey/PointCodec.hpp"
+#include "las/PointCodec.hpp"
 
 #include <algorithm>
 #include <cstring>

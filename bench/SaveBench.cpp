@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Comparison.hpp"
-#include "base/Failure.hpp"
 #include "Paths.hpp"
 #include "TemporarySurvey.hpp"
+#include "base/Failure.hpp"
 #include "survey/Survey.hpp"
 #include "survey/SurveySaver.hpp"
 
@@ -57,7 +57,8 @@ void benchSave() {
     editEverywhere(survey);
     const double amount = 1e-6 * double(survey.las().file->size());
     Comparison comparison("Saving a survey of 300 MB with edits in every fragment", "MB", Comparison::BoundBy::Disc);
-    comparison.add("ours: saveSurvey", amount, {}, [&] { saveSurvey(survey, file.sibling("ours.las")); });
+    comparison.add("ours: saveSurvey", amount, {},
+                   [&] { saveSurvey(survey, file.sibling("ours.las"), {.overwrite = true}); });
     comparison.add("copy, sync, rename", amount, {.timeAtMost = 1.15},
                    [&] { copySyncRename(file.path(), file.sibling("copy.las")); });
     comparison.print();

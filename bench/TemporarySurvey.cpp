@@ -26,7 +26,7 @@ TemporarySurvey::TemporarySurvey(std::uint64_t points) : folder_(makeFolder()) {
     SampleOptions options;
     options.points = points;
     try {
-        writeSampleSurvey(path(), options, {});
+        writeSampleSurvey(path(), options);
     } catch (...) {
         std::filesystem::remove_all(folder_);
         throw;

@@ -22,6 +22,7 @@ InputFile::InputFile(std::string path) : path_(std::move(path)) {
     struct stat status {};
     if (fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
         size_ = static_cast<std::uint64_t>(status.st_size);
+        changed_ = status.st_mtim;
         return;
     }
     close(descriptor_); // the destructor of what was never constructed does not run
@@ -29,6 +30,20 @@ InputFile::InputFile(std::string path) : path_(std::move(path)) {
 }
 
 InputFile::~InputFile() { close(descriptor_); }
+
+void InputFile::checkUnchanged() const {
+    struct stat now {
+    }, named{};
+    const bool looked = fstat(descriptor_, &now) == 0;
+    const bool same = looked && static_cast<std::uint64_t>(now.st_size) == size_ &&
+                      now.st_mtim.tv_sec == changed_.tv_sec && now.st_mtim.tv_nsec == changed_.tv_nsec;
+    const bool itself =
+        replaced_ || (stat(path_.c_str(), &named) == 0 && named.st_dev == now.st_dev && named.st_ino == now.st_ino);
+    if (same && itself) return;
+    throw Failure(fmt::format("{}: {} while it was read, so what was read of it may not belong together; nothing was "
+                              "written. Try again when no other program writes to it.",
+                              path_, itself ? "was changed" : "was replaced by another file or removed"));
+}
 
 void InputFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
     if (offset > size_ || bytes.size() > size_ - offset)

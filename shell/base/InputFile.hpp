@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <span>
 #include <string>
 
@@ -27,13 +29,22 @@ public:
     /// The descriptor, for system calls that copy between files; stays ours.
     int descriptor() const { return descriptor_; }
 
+    /// Throws Failure when the file is another than it was when it was opened: by its size, by the time of its last
+    /// change, or because its name belongs to another file.
+    void checkUnchanged() const;
+
+    /// From now on the name may belong to another file: this process put one in its place.
+    void expectReplaced() const { replaced_ = true; }
+
     /// Fills `bytes` from `offset`. Throws Failure when the file ends before that, or cannot be read.
     void read(std::uint64_t offset, std::span<std::byte> bytes) const;
 
 private:
     std::string path_;
     std::uint64_t size_ = 0;
+    struct timespec changed_ {}; // when it was opened
     int descriptor_ = -1;
+    mutable std::atomic<bool> replaced_ = false;
 };
 
 /// All of a file, as text. Throws Failure when it has more than `largest` bytes, or cannot be read.

@@ -2,7 +2,7 @@
 #include "check/DimensionPair.hpp"
 
 #include "las/LittleEndian.hpp"
-#include "survey/PointCodec.hpp"
+#include "las/PointCodec.hpp"
 
 #include <algorithm>
 #include <cmath>

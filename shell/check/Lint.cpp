@@ -4,8 +4,8 @@
 
 #include "las/HeaderPlaces.hpp"
 #include "las/LittleEndian.hpp"
-#include "survey/PointCodec.hpp"
-#include "survey/StandardLabels.hpp"
+#include "las/PointCodec.hpp"
+#include "las/StandardClasses.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -46,14 +46,13 @@ std::vector<int> noiseClasses(const LasFile& las) {
 }
 
 Example exampleAt(const LasFile& las, std::uint64_t index) {
-    std::vector<std::byte> record(las.header.recordLength);
-    las.file->read(las.header.offsetToPoints + index * record.size(), record);
-    std::array<Sextant::PhysicalSpace::point, 1> position;
-    decodePositions(record, record.size(), las.header, position);
-    std::array<std::uint8_t, 1> value{};
-    decodeBits(record, record.size(), *std::ranges::find(las.dimensions, "Classification", &Dimension::name),
-               std::span<std::uint8_t>(value));
-    return {index, {position[0].x, position[0].y, position[0].z}, value[0]};
+    std::vector<std::byte> record(las.points->recordLength());
+    las.points->read(index, record);
+    Sextant::PhysicalSpace::point position;
+    decodePositions(record, record.size(), las.header, std::span(&position, 1));
+    std::uint8_t value = 0;
+    decodeBits(record, record.size(), *las.find(ClassificationName), std::span(&value, 1));
+    return {index, {position.x, position.y, position.z}, value};
 }
 
 /// Adds a finding about these points; nothing when there are none.
@@ -316,12 +315,12 @@ std::vector<std::string> notesOn(const Evidence& evidence) {
                     pointsText(topoBathymetric.count))};
 }
 
-Evidence gather(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const ReadProgress& progress) {
-    Evidence evidence{las, names, tallyPoints(las, progress), {}, {}};
+Evidence gather(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch) {
+    Evidence evidence{las, names, tallyPoints(las, watch), {}, {}};
     evidence.ground = evidence.points.ground.middle();
     const std::vector<int> noise = noiseClasses(las);
     const bool noisy = std::ranges::any_of(noise, [&](int value) { return evidence.points.of(value).count > 0; });
-    if (evidence.ground && noisy) evidence.noiseInGround = countInRange(las, noise, *evidence.ground, progress);
+    if (evidence.ground && noisy) evidence.noiseInGround = countInRange(las, noise, *evidence.ground, watch);
     return evidence;
 }
 
@@ -333,8 +332,8 @@ std::vector<RuleName> lintRules() {
     return names;
 }
 
-LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const ReadProgress& progress) {
-    const Evidence evidence = gather(las, names, progress);
+LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch) {
+    const Evidence evidence = gather(las, names, watch);
     LintReport report{{}, notesOn(evidence)};
     for (const Rule& rule : Rules)
         for (Finding& finding : rule.check(evidence)) {

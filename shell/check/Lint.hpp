@@ -41,7 +41,7 @@ std::vector<RuleName> lintRules();
 
 /// Checks a survey by all rules. `names`: what its Classification Lookup says, if it has one. Reads the points once,
 /// and a second time when there are both ground and noise. Takes the same memory for any number of points.
-LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const ReadProgress& progress);
+LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch);
 
 /// "1 point", "2 points".
 std::string pointsText(std::uint64_t count);

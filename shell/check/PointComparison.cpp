@@ -3,7 +3,6 @@
 
 #include "base/Failure.hpp"
 #include "base/NearestName.hpp"
-#include "survey/SurveyFields.hpp"
 
 #include <algorithm>
 #include <array>
@@ -68,7 +67,7 @@ std::vector<Dimension> allDimensions(const LasFile& las) {
     std::vector<bool> described(las.header.recordLength);
     std::fill_n(described.begin(), standard, true);
     for (std::size_t i = 0; i < las.dimensions.size(); ++i) {
-        dimensions.push_back(asRead(las, i));
+        dimensions.push_back(las.asRead(i));
         const Dimension& dimension = dimensions.back();
         std::fill_n(described.begin() + std::ptrdiff_t(dimension.offset), sizeOf(dimension.storage), true);
     }

@@ -2,8 +2,7 @@
 #include "check/PointIdentity.hpp"
 
 #include "Holdfast/Chunk.hpp"
-#include "survey/PointCodec.hpp"
-#include "survey/SurveyFields.hpp"
+#include "las/PointCodec.hpp"
 
 #include <algorithm>
 #include <array>
@@ -30,9 +29,8 @@ std::uint64_t mixed(std::uint64_t bits) {
 PointIdentity::PointIdentity(const LasFile& survey, const LasFile& other) : stride_(survey.header.recordLength) {
     for (std::size_t axis = 0; axis < Axes; ++axis) parts_.push_back(coordinate(survey, other, axis));
     for (const char* name : Others) {
-        const auto own = std::ranges::find(survey.dimensions, name, &Dimension::name);
-        const auto theirs = std::ranges::find(other.dimensions, name, &Dimension::name);
-        if (own != survey.dimensions.end() && theirs != other.dimensions.end()) parts_.push_back({*own});
+        const Dimension* own = survey.find(name);
+        if (own && other.find(name)) parts_.push_back({*own});
     }
 }
 
@@ -42,7 +40,7 @@ PointIdentity::Part PointIdentity::coordinate(const LasFile& survey, const LasFi
     if (own == theirs && ownOffset == theirOffset) return {survey.dimensions[axis]};
     // Both surveys must come to the same choice, so the offset decides between equal scales.
     const bool takeOwn = std::tuple(std::abs(own), own, ownOffset) > std::tuple(std::abs(theirs), theirs, theirOffset);
-    return {asRead(survey, axis), takeOwn ? own : theirs, takeOwn ? ownOffset : theirOffset};
+    return {survey.asRead(axis), takeOwn ? own : theirs, takeOwn ? ownOffset : theirOffset};
 }
 
 void PointIdentity::hash(std::span<const std::byte> records, std::span<std::uint64_t> hashes) const {

@@ -93,12 +93,12 @@ bool walk(IdentifiedStream& smaller, Finder& finder, std::size_t stride, Use use
 
 PointMatching matchByIdentity(const LasFile& before, const LasFile& after, const Watch& watch, const UsePairs& use) {
     using Kind = PointMatching::Kind;
-    const bool dropped = after.header.pointCount < before.header.pointCount;
+    const bool dropped = after.points->count() < before.points->count();
     const LasFile &large = dropped ? before : after, &small = dropped ? after : before;
     const std::size_t piece = pieceRecordsFor(before, after);
     IdentifiedStream larger(large, small, piece), smaller(small, large, piece);
     Finder finder(larger, watch);
-    const std::size_t stride = large.header.recordLength;
+    const std::size_t stride = large.points->recordLength();
     const bool all = walk(smaller, finder, stride, [&](const RecordStream& own, std::span<const std::byte> partners) {
         RecordPairs pairs{partners, own.records(), stride, own.stride(), own.count(), own.first()};
         if (!dropped) {
@@ -107,7 +107,7 @@ PointMatching matchByIdentity(const LasFile& before, const LasFile& after, const
         }
         use(pairs);
     });
-    const std::uint64_t missing = large.header.pointCount - small.header.pointCount;
+    const std::uint64_t missing = large.points->count() - small.points->count();
     if (!all) return {Kind::Unknown, missing, 0};
     return {dropped ? Kind::Dropped : Kind::Added, missing, finder.firstMissing()};
 }
@@ -126,14 +126,14 @@ std::uint64_t digest(const LasFile& las, const LasFile& other, const Watch& watc
 } // namespace
 
 PointMatching matchPoints(const LasFile& before, const LasFile& after, const Watch& watch, const UsePairs& use) {
-    if (before.header.pointCount != after.header.pointCount) return matchByIdentity(before, after, watch, use);
+    if (before.points->count() != after.points->count()) return matchByIdentity(before, after, watch, use);
     const std::size_t piece = pieceRecordsFor(before, after);
     RecordStream earlier(before, piece), later(after, piece);
     return matchByIndex(earlier, later, watch, use);
 }
 
 bool samePoints(const LasFile& before, const LasFile& after, const Watch& watch) {
-    return before.header.pointCount == after.header.pointCount &&
+    return before.points->count() == after.points->count() &&
            digest(before, after, watch) == digest(after, before, watch);
 }
 

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/PointTally.hpp"
 
-#include "survey/PointCodec.hpp"
-#include "survey/PointRecords.hpp"
-#include "survey/StandardLabels.hpp"
+#include "las/PointCodec.hpp"
+#include "las/StandardClasses.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -24,8 +23,8 @@ public:
     /// The parts must lie in the same byte.
     ByteMeaning(const LasFile& las, std::initializer_list<Part> parts) {
         for (const Part& part : parts) {
-            const auto found = std::ranges::find(las.dimensions, part.dimension, &Dimension::name);
-            assert(found != las.dimensions.end() && (offset_ == 0 || offset_ == found->offset));
+            const Dimension* found = las.find(part.dimension);
+            assert(found && (offset_ == 0 || offset_ == found->offset));
             offset_ = found->offset;
             for (unsigned byte = 0; byte < meanings_.size(); ++byte)
                 meanings_[byte] += (byte >> found->firstBit & found->largestValue()) * part.weight;
@@ -47,14 +46,15 @@ std::int32_t storedAt(const std::byte* record, std::size_t axis) {
 
 /// Calls `use(record, index)` for each point, and `after(records, index of the first, count)` behind each piece.
 template <class Use, class After>
-void forPoints(const LasFile& las, const ReadProgress& progress, Use use, After after) {
-    const std::uint64_t total = las.header.pointCount;
-    const std::size_t stride = las.header.recordLength;
-    forRecords(las, {0, total}, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
+void forPoints(const LasFile& las, const Watch& watch, Use use, After after) {
+    const std::uint64_t total = las.points->count();
+    const std::size_t stride = las.points->recordLength();
+    const std::string work = "Checking " + las.file->path();
+    las.points->forPieces({0, total}, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
         const std::byte* record = records.data();
         for (std::size_t i = 0; i < count; ++i, record += stride) use(record, first + i);
         after(records, first, count);
-        progress(first + count, total);
+        watch(first + count, total, work);
     });
 }
 
@@ -62,7 +62,7 @@ class Tallier {
 public:
     explicit Tallier(const LasFile& las)
         : header_(las.header),
-          class_(las, {{"Classification", 1}}),
+          class_(las, {{ClassificationName, 1}}),
           flags_(las, {{"Synthetic", PointTally::Synthetic * PointTally::Classes},
                        {"KeyPoint", PointTally::KeyPoint * PointTally::Classes},
                        {"Withheld", PointTally::Withheld * PointTally::Classes}}),
@@ -187,22 +187,22 @@ std::array<double, 2> storedBounds(const LasHeader& header, std::size_t axis) {
     return {low, high};
 }
 
-PointTally tallyPoints(const LasFile& las, const ReadProgress& progress) {
+PointTally tallyPoints(const LasFile& las, const Watch& watch) {
     Tallier tallier(las);
     forPoints(
-        las, progress, [&](const std::byte* record, std::uint64_t index) { tallier.add(record, index); },
+        las, watch, [&](const std::byte* record, std::uint64_t index) { tallier.add(record, index); },
         [&](auto records, std::uint64_t first, std::size_t count) { tallier.endPiece(records, first, count); });
     return tallier.take();
 }
 
 Occurrence countInRange(const LasFile& las, const std::vector<int>& classes, const HeightRange& range,
-                        const ReadProgress& progress) {
+                        const Watch& watch) {
     std::array<bool, PointTally::Classes> wanted{};
     for (const int value : classes) wanted[static_cast<std::size_t>(value)] = true;
-    const ByteMeaning classOf(las, {{"Classification", 1}});
+    const ByteMeaning classOf(las, {{ClassificationName, 1}});
     Occurrence found;
     forPoints(
-        las, progress,
+        las, watch,
         [&](const std::byte* record, std::uint64_t index) {
             const std::int32_t height = storedAt(record, 2);
             if (wanted[classOf.of(record)] && height >= range.low && height <= range.high) found.add(index);

@@ -1,20 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/Watch.hpp"
 #include "las/LasFile.hpp"
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace corvane {
-
-/// Called after each piece of the points; what it throws ends the reading.
-using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
 /// How many points are of a kind, and which is the first of them.
 struct Occurrence {
@@ -91,10 +88,10 @@ std::array<double, 2> storedBounds(const LasHeader& header, std::size_t axis);
 /// How far from the header's bounds points may lie: a unit, and a little for the rounding of the division.
 constexpr double BoundsTolerance = 1.01;
 
-PointTally tallyPoints(const LasFile& las, const ReadProgress& progress);
+PointTally tallyPoints(const LasFile& las, const Watch& watch);
 
 /// The points of these classes whose height is in the range.
 Occurrence countInRange(const LasFile& las, const std::vector<int>& classes, const HeightRange& range,
-                        const ReadProgress& progress);
+                        const Watch& watch);
 
 } // namespace corvane

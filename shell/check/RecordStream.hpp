@@ -32,11 +32,11 @@ public:
     std::span<const std::byte> records() const { return std::span(buffer_.values).first(count_ * stride()); }
     std::size_t count() const { return count_; }
     std::uint64_t first() const { return first_; } ///< index of its first record
-    std::uint64_t total() const { return las_.header.pointCount; }
-    std::size_t stride() const { return las_.header.recordLength; }
+    std::uint64_t total() const { return points_.count(); }
+    std::size_t stride() const { return points_.recordLength(); }
 
 private:
-    const LasFile& las_;
+    const PointReader& points_;
     std::size_t pieceRecords_;
     Holdfast::Chunk<std::byte> buffer_;
     std::size_t count_ = 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/Transitions.hpp"
 
-#include "survey/PointCodec.hpp"
+#include "las/PointCodec.hpp"
 
 namespace corvane {
 namespace {

@@ -6,7 +6,6 @@
 #include "command/ComparisonReport.hpp"
 #include "command/Output.hpp"
 #include "network/Progress.hpp"
-#include "survey/SurveyFields.hpp"
 
 #include <fmt/format.h>
 
@@ -16,7 +15,7 @@ namespace corvane {
 namespace {
 
 struct Arguments {
-    std::string before, after, field = "Classification";
+    std::string before, after, field = ClassificationName;
     std::vector<std::string> only;
 };
 

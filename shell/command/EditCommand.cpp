@@ -3,6 +3,7 @@
 
 #include "base/NearestName.hpp"
 #include "command/Output.hpp"
+#include "las/StandardClasses.hpp"
 
 #include <fmt/format.h>
 
@@ -90,14 +91,12 @@ int largestValueOf(const Survey& survey, const SurveyField& field) {
                                  field.name, field.type));
 }
 
-void checkValue(const char* option, int value, const SurveyField& field, int largest) {
+void checkValue(const char* option, int value, const Survey& survey, const SurveyField& field) {
+    const int largest = largestValueOf(survey, field);
     if (value >= 0 && value <= largest) return;
-    const bool fiveBits = sameName(field.name, "Classification") && largest == 31;
-    throw UsageError(fmt::format("{} {}: the field \"{}\" of this survey holds 0 to {}.{}", option, value, field.name,
-                                 largest,
-                                 fiveBits ? " Its point format has five bits for the class; convert the file to one of "
-                                            "the point formats 6 to 10 first."
-                                          : ""));
+    const LasFile& las = survey.las();
+    throw UsageError(fmt::format("{} {}: the field \"{}\" of this survey holds 0 to {}. {}", option, value, field.name,
+                                 largest, remedyFor(las.dimensions[field.dimension], las.header.pointFormat)));
 }
 
 Json editNetwork(const EditArguments& arguments, const std::string& field, const std::string& editorType,

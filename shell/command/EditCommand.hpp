@@ -15,7 +15,7 @@ namespace corvane {
 
 /// What all commands take that edit a survey in one go.
 struct EditArguments {
-    std::string in, out, field = "Classification", expect;
+    std::string in, out, field = ClassificationName, expect;
     std::vector<std::string> within;
     bool dryRun = false, overwrite = false, printNetwork = false;
 };
@@ -30,7 +30,7 @@ void checkCall(const EditArguments& arguments);
 int largestValueOf(const Survey& survey, const SurveyField& field);
 
 /// Throws UsageError, naming the option, for a value that the field cannot hold.
-void checkValue(const char* option, int value, const SurveyField& field, int largest);
+void checkValue(const char* option, int value, const Survey& survey, const SurveyField& field);
 
 /// A network with an object "points" that offers the field, and an object "lasso" to draw into when `brush` is set,
 /// both connected to an object "editor" of the type. The first action reports the counts before the edit.

@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t OnePassMemory = std::size_t{16} << 20;
 
 struct Arguments {
-    std::string survey, field = "Classification", box, mask, secondary, labels, plot;
+    std::string survey, field = ClassificationName, box, mask, secondary, labels, plot;
     std::vector<std::string> within;
     bool overwrite = false;
 };
@@ -74,7 +74,7 @@ std::string maskField(const Survey& survey, const std::string& name) {
 /// Names for every class; none for the values of another field.
 Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
     std::set<int> classes;
-    if (survey.findField(arguments.field).name == "Classification")
+    if (survey.findField(arguments.field).name == ClassificationName)
         for (int value = 0; value <= std::numeric_limits<std::uint8_t>::max(); ++value) classes.insert(value);
     if (classes.empty() && arguments.labels.empty()) return {};
     return labelsFor(survey, arguments.labels, classes);
@@ -126,8 +126,10 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
         if (const Miss miss = missOf(*survey, *polygons); !miss.sentence.empty()) session.warn(miss.sentence);
     json ? printJson(histogramAsJson(histogram, task.labels)) : fmt::print("{}\n", counted.report);
     if (!arguments.plot.empty())
-        plotHistogram(histogram, task.labels, {fileName(arguments.survey), field, regionText(arguments)},
-                      arguments.plot);
+        for (const std::string& loss :
+             plotHistogram(histogram, task.labels, {fileName(arguments.survey), field, regionText(arguments)},
+                           arguments.plot, arguments.overwrite))
+            session.warn(fmt::format("{}: {}", arguments.plot, loss));
     if (!counted.complete())
         throw Failure(arguments.survey + ": the count is incomplete: some points could not be had.");
 }

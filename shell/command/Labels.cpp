@@ -16,19 +16,17 @@
 namespace corvane {
 namespace {
 
-constexpr char ClassField[] = "Classification";
-
 struct Arguments {
-    std::string survey, field = ClassField, out;
+    std::string survey, field = ClassificationName, out;
     bool standard = false, derive = false, overwrite = false;
 };
 
 /// The names that the file and the format give are those of classes.
 void checkNamesClasses(const std::string& field) {
-    if (!sameName(field, ClassField))
+    if (!sameName(field, ClassificationName))
         throw UsageError(fmt::format("--field {}: only the values of \"{}\" have names of their own; add --derive to "
                                      "make labels from the values of another field.",
-                                     field, ClassField));
+                                     field, ClassificationName));
 }
 
 Kesh::LabelSet fromFile(const GlobalOptions& options, const std::string& path) {
@@ -46,7 +44,7 @@ Kesh::LabelSet fromFile(const GlobalOptions& options, const std::string& path) {
 Kesh::LabelSet standardFor(const Session& session, const std::string& path) {
     const auto survey = session.open(path);
     std::set<int> values;
-    const Count counted = countPoints(*survey, {.field = survey->selector(ClassField)}, untilInterrupted());
+    const Count counted = countPoints(*survey, {.field = survey->selector(ClassificationName)}, untilInterrupted());
     if (!counted.complete()) throw Failure(path + ": some of its classes could not be read.");
     for (const auto& [value, count] : classCounts(counted.histogram)) values.insert(value);
     return standardLabels(values, survey->las().header.pointFormat);
@@ -82,7 +80,9 @@ void print(const Kesh::LabelSet& labels) {
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     if (!arguments.out.empty()) checkMayWrite(arguments.out, arguments.overwrite);
     const Kesh::LabelSet labels = labelsOf(options, arguments);
-    if (!arguments.out.empty()) saveLabels(labels, arguments.out);
+    if (!arguments.out.empty())
+        for (const std::string& warning : saveLabels(labels, arguments.out, arguments.overwrite))
+            if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.out, warning));
     json ? printJson(Json::parse(Kesh::VValueTrait<Kesh::LabelSet>::Text(labels))) : print(labels);
 }
 

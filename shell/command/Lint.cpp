@@ -56,9 +56,7 @@ void run(const GlobalOptions& options, const std::string& path, bool json) {
     LintReport report;
     {
         Progress progress(options.quiet); // its bar is gone before anything is printed
-        report = lint(las, names, [&](std::uint64_t done, std::uint64_t total) {
-            if (!progress.show(done, total, "Checking " + path)) throw Failure("Interrupted; nothing is reported.");
-        });
+        report = lint(las, names, Watch([&](auto... state) { return progress.show(state...); }));
     }
     json ? printJson(describe(las, report)) : print(las, report);
     std::fflush(stdout); // the report stands before the sentence wherever both go

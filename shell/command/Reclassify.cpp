@@ -63,9 +63,8 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const Session session(options);
     const auto survey = session.open(arguments.in);
     const SurveyField& field = survey->findField(arguments.field);
-    const int largest = largestValueOf(*survey, field);
-    for (const int value : arguments.from) checkValue("--from", value, field, largest);
-    checkValue("--to", arguments.to, field, largest);
+    for (const int value : arguments.from) checkValue("--from", value, *survey, field);
+    checkValue("--to", arguments.to, *survey, field);
     const int bound = largestValueOfModule();
     for (const int value : arguments.from) checkModuleTakes("--from", value, bound);
     checkModuleTakes("--to", arguments.to, bound);

@@ -118,9 +118,8 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const Session session(options);
     const auto survey = session.open(arguments.in);
     const SurveyField& field = survey->findField(arguments.field);
-    const int largest = largestValueOf(*survey, field);
-    for (const int value : arguments.editable) checkValue("--editable", value, field, largest);
-    checkValue("--assign", arguments.assign, field, largest);
+    for (const int value : arguments.editable) checkValue("--editable", value, *survey, field);
+    checkValue("--assign", arguments.assign, *survey, field);
     const Kesh::LabelSet labels = preparedLabels(labelsOf(*survey, arguments), arguments);
     runEdit(session, survey, arguments, buildNetwork(arguments, *survey, field.name, labels, polygons), polygons,
             arguments.withLabels ? &labels : nullptr, json);

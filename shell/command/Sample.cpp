@@ -11,15 +11,14 @@ namespace {
 struct Arguments {
     std::string out;
     SampleOptions sample;
-    bool overwrite = false;
 };
 
 void run(const GlobalOptions& options, const Arguments& arguments) {
-    checkMayWrite(arguments.out, arguments.overwrite);
+    checkMayWrite(arguments.out, arguments.sample.overwrite);
     Progress progress(options.quiet);
-    writeSampleSurvey(arguments.out, arguments.sample, [&](std::uint64_t done, std::uint64_t total) {
-        if (!progress.show(done, total, "Writing " + arguments.out)) throw Failure("Interrupted; nothing was written.");
-    });
+    for (const std::string& warning : writeSampleSurvey(arguments.out, arguments.sample,
+                                                        Watch([&](auto... state) { return progress.show(state...); })))
+        if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.out, warning));
     if (!options.quiet) fmt::print("wrote {} with {} points\n", arguments.out, arguments.sample.points);
 }
 
@@ -41,7 +40,7 @@ void addSample(CLI::App& program, const GlobalOptions& options) {
         ->capture_default_str();
     command->add_option("--las-version", arguments->sample.version, "1.0 to 1.5")->capture_default_str();
     command->add_option("--point-format", arguments->sample.pointFormat, "0 to 10, of those that the version has");
-    command->add_flag("--overwrite", arguments->overwrite, "Replace OUT if it exists");
+    command->add_flag("--overwrite", arguments->sample.overwrite, "Replace OUT if it exists");
     command->callback([&options, arguments] { run(options, *arguments); });
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "las/LasDimensions.hpp"
 
+#include "base/NearestName.hpp"
+#include "base/Text.hpp"
 #include "las/LittleEndian.hpp"
 
 #include <algorithm>
@@ -53,7 +55,7 @@ constexpr Entry LegacyEntries[] = {{"X", 0, Storage::Int32},
                                    {"NumberOfReturns", 14, Storage::UInt8, 3, 3},
                                    {"ScanDirectionFlag", 14, Storage::UInt8, 6, 1},
                                    {"EdgeOfFlightLine", 14, Storage::UInt8, 7, 1},
-                                   {"Classification", 15, Storage::UInt8, 0, 5},
+                                   {ClassificationName, 15, Storage::UInt8, 0, 5},
                                    {"Synthetic", 15, Storage::UInt8, 5, 1},
                                    {"KeyPoint", 15, Storage::UInt8, 6, 1},
                                    {"Withheld", 15, Storage::UInt8, 7, 1},
@@ -73,7 +75,7 @@ constexpr Entry ExtendedEntries[] = {{"X", 0, Storage::Int32},
                                      {"ScanChannel", 15, Storage::UInt8, 4, 2},
                                      {"ScanDirectionFlag", 15, Storage::UInt8, 6, 1},
                                      {"EdgeOfFlightLine", 15, Storage::UInt8, 7, 1},
-                                     {"Classification", 16, Storage::UInt8},
+                                     {ClassificationName, 16, Storage::UInt8},
                                      {"UserData", 17, Storage::UInt8},
                                      {"ScanAngle", 18, Storage::Int16},
                                      {"PointSourceId", 20, Storage::UInt16},
@@ -107,6 +109,10 @@ constexpr std::array<std::array<Block, 4>, 11> Formats{{{Legacy, None, None, Non
                                                         {Extended, Colour, Infrared, None},
                                                         {Extended, Wave, None, None},
                                                         {Extended, Colour, Infrared, Wave}}};
+
+/// Other names under which tools know dimensions.
+constexpr std::pair<const char*, const char*> Aliases[]{
+    {"Class", ClassificationName}, {"Cls", ClassificationName}, {"ScannerChannel", "ScanChannel"}};
 
 /// One descriptor of an Extra Bytes record: where its fields lie, and what they say.
 struct Descriptor {
@@ -189,12 +195,12 @@ private:
         if (taken_.insert(lowered(name)).second) return name;
         name += fmt::format("_{}", position_);
         while (!taken_.insert(lowered(name)).second) name += '_';
-        warn(number, descriptor, fmt::format("has a name that is taken; it is called {}", name));
+        warn(number, descriptor, fmt::format("has a name that is taken; it is called {}", escaped(name)));
         return name;
     }
 
     void warn(std::size_t number, const Descriptor& descriptor, const std::string& what) {
-        warnings_.push_back(fmt::format("Extra bytes descriptor {} ({}) {}.", number, descriptor.name, what));
+        warnings_.push_back(fmt::format("Extra bytes descriptor {} ({}) {}.", number, escaped(descriptor.name), what));
     }
 
     static std::string lowered(std::string text) {
@@ -239,6 +245,12 @@ std::vector<Dimension> dimensionsOf(std::uint8_t pointFormat) {
         start += block.size;
     }
     return dimensions;
+}
+
+std::string withoutAlias(const std::string& name) {
+    for (const auto& [alias, dimension] : Aliases)
+        if (sameName(name, alias)) return dimension;
+    return name;
 }
 
 std::vector<Dimension> extraDimensions(std::span<const std::byte> payload, std::size_t firstByte,

@@ -10,6 +10,9 @@
 
 namespace corvane {
 
+/// The dimension that says what a point is of.
+constexpr char ClassificationName[] = "Classification";
+
 /// How a dimension is stored in a record. All little endian.
 enum class Storage : std::uint8_t { UInt8, Int8, UInt16, Int16, UInt32, Int32, UInt64, Int64, Float, Double };
 
@@ -44,6 +47,9 @@ std::size_t recordLengthOf(std::uint8_t pointFormat);
 /// The dimensions of a point format (0 to 10), names as the community's tools have them (Classification, Synthetic,
 /// KeyPoint, Withheld, Overlap, …). X, Y and Z stand first, as Int32, unscaled.
 std::vector<Dimension> dimensionsOf(std::uint8_t pointFormat);
+
+/// The dimension's own name for another that tools know it by.
+std::string withoutAlias(const std::string& name);
 
 /// The dimensions that an Extra Bytes record (user id LASF_Spec, record id 4; 192 bytes per descriptor) describes, from
 /// offset `firstByte` of the point record on. Descriptors that reach beyond `recordLength`, unknown types and names

@@ -2,6 +2,7 @@
 #include "las/LasFile.hpp"
 
 #include "las/CoordinateSystem.hpp"
+#include "las/LasPoints.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -47,6 +48,20 @@ void warnOfStrayBytes(LasFile& las) {
 
 } // namespace
 
+Dimension LasFile::asRead(std::size_t index) const {
+    Dimension dimension = dimensions[index];
+    if (index < header.scale.size()) { // X, Y and Z are the first
+        dimension.scale = header.scale[index];
+        dimension.shift = header.offset[index];
+    }
+    return dimension;
+}
+
+const Dimension* LasFile::find(std::string_view name) const {
+    const auto found = std::ranges::find(dimensions, name, &Dimension::name);
+    return found == dimensions.end() ? nullptr : &*found;
+}
+
 LasFile LasFile::open(const std::string& path) {
     LasFile las;
     las.file = std::make_shared<const InputFile>(path);
@@ -60,6 +75,7 @@ LasFile LasFile::open(const std::string& path) {
     addExtraDimensions(las);
     las.crs = readCoordinateSystem(*las.file, las.vlrs, las.evlrs, las.warnings);
     warnOfStrayBytes(las);
+    las.points = std::make_shared<const LasPoints>(las.file, las.header);
     return las;
 }
 

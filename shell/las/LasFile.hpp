@@ -5,14 +5,16 @@
 #include "las/LasDimensions.hpp"
 #include "las/LasHeader.hpp"
 #include "las/LasRecords.hpp"
+#include "las/PointReader.hpp"
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace corvane {
 
-/// A LAS file that has been opened and checked: everything but the points, and where those lie.
+/// A LAS file that has been opened and checked: everything but the points, and the way to those.
 struct LasFile {
     std::shared_ptr<const InputFile> file;
     LasHeader header;
@@ -21,6 +23,14 @@ struct LasFile {
     std::vector<Dimension> dimensions; ///< the format's, then the described extra bytes
     std::string crs;                   ///< WKT or GeoTIFF keys as found; empty when there are none
     std::vector<std::string> warnings; ///< what is wrong and could be read all the same; sentences without the path
+
+    std::shared_ptr<const PointReader> points;
+
+    /// A dimension as it reads: coordinates with the header's scale and offset.
+    Dimension asRead(std::size_t index) const;
+
+    /// The dimension of this exact name; null when there is none.
+    const Dimension* find(std::string_view name) const;
 
     /// Opens and checks `path` without reading any point. Throws Failure for anything that makes the points unreadable,
     /// compressed (LAZ) files included.

@@ -21,12 +21,6 @@ constexpr std::size_t TextLength = 32;
 constexpr std::array MaximumNames{"MaximumX", "MaximumY", "MaximumZ"};
 constexpr std::array MinimumNames{"MinimumX", "MinimumY", "MinimumZ"};
 
-struct VersionFacts {
-    std::size_t headerSize;
-    std::uint8_t firstFormat, lastFormat; ///< point formats that the version knows
-};
-constexpr std::array<VersionFacts, 6> Versions{
-    {{227, 0, 1}, {227, 0, 1}, {227, 0, 3}, {235, 0, 5}, {375, 0, 10}, {393, 6, 10}}};
 constexpr std::uint8_t FirstFormatWithoutLegacyCounts = 6;
 constexpr std::uint8_t LastFormat = 10;
 
@@ -57,7 +51,7 @@ void eachField(Raw& raw, Visit visit) {
     visit("PointFormat", place::PointFormat, header.pointFormat);
     visit("RecordLength", place::RecordLength, header.recordLength);
     visit("LegacyPointCount", place::LegacyCount, raw.legacyCount);
-    visit("LegacyReturnCounts", 111, raw.legacyReturns);
+    visit("LegacyReturnCounts", place::LegacyReturns, raw.legacyReturns);
     visit("Scale", place::Scale, header.scale);
     visit("Offset", place::Offset, header.offset);
     for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -65,12 +59,12 @@ void eachField(Raw& raw, Visit visit) {
         visit(MinimumNames[axis], place::Bounds + 16 * axis + 8, header.minimum[axis]);
     }
     if (header.versionMinor < 3) return;
-    visit("WaveformStart", 227, header.waveformStart);
+    visit("WaveformStart", place::WaveformStart, header.waveformStart);
     if (header.versionMinor < 4) return;
     visit("EvlrStart", place::EvlrStart, header.evlrStart);
     visit("EvlrCount", place::EvlrCount, header.evlrCount);
     visit("PointCount", place::PointCount, header.pointCount);
-    visit("ReturnCounts", 255, header.returnCounts);
+    visit("ReturnCounts", place::ReturnCounts, header.returnCounts);
 }
 
 struct FieldReader {
@@ -219,7 +213,7 @@ public:
     }
 
     void oddities(std::vector<std::string>& warnings) const {
-        const auto& version = Versions[header_.versionMinor];
+        const auto& version = LasVersions[header_.versionMinor];
         if (header_.pointFormat < version.firstFormat || header_.pointFormat > version.lastFormat)
             warnings.push_back(fmt::format(
                 "Point format {} at offset {} does not belong to version {}, which has {} to {}; "
@@ -259,9 +253,9 @@ void checkBeginning(std::span<const std::byte> bytes, const std::string& path) {
         throw damage(path, bytes.size(), "the end of the file",
                      fmt::format("a header of at least {} bytes", LasHeader::SmallestSize));
     const auto header = readFields(bytes).header;
-    if (header.versionMajor != 1 || header.versionMinor >= Versions.size())
+    if (header.versionMajor != 1 || header.versionMinor >= LasVersions.size())
         throw damage(path, place::VersionMajor, "version " + header.version(),
-                     fmt::format("1.0 to 1.{}", Versions.size() - 1));
+                     fmt::format("1.0 to 1.{}", LasVersions.size() - 1));
     if (bytes.size() < header.standardSize())
         throw damage(path, bytes.size(), "the end of the file",
                      fmt::format("a header of {} bytes for version {}", header.standardSize(), header.version()));
@@ -272,7 +266,7 @@ void checkBeginning(std::span<const std::byte> bytes, const std::string& path) {
 std::string LasHeader::version() const { return fmt::format("{}.{}", versionMajor, versionMinor); }
 
 std::size_t LasHeader::standardSize() const {
-    return Versions[std::min<std::size_t>(versionMinor, Versions.size() - 1)].headerSize;
+    return LasVersions[std::min<std::size_t>(versionMinor, LasVersions.size() - 1)].headerSize;
 }
 
 LasHeader LasHeader::decode(std::span<const std::byte> bytes) { return readFields(bytes).header; }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace corvane {
@@ -17,6 +18,20 @@ struct HeaderField {
     std::vector<std::byte> bytes;
     std::size_t offset = 0; ///< in the file
 };
+
+/// What a LAS version may and shall hold.
+struct VersionFacts {
+    std::string_view name;
+    std::uint8_t minor;
+    std::size_t headerSize;                            ///< bytes
+    std::uint8_t firstFormat, lastFormat, usualFormat; ///< point formats
+};
+constexpr std::array<VersionFacts, 6> LasVersions{{{"1.0", 0, 227, 0, 1, 1},
+                                                   {"1.1", 1, 227, 0, 1, 1},
+                                                   {"1.2", 2, 227, 0, 3, 3},
+                                                   {"1.3", 3, 235, 0, 5, 3},
+                                                   {"1.4", 4, 375, 0, 10, 6},
+                                                   {"1.5", 5, 393, 6, 10, 6}}};
 
 /// The public header block of a LAS file, versions 1.0 to 1.5 (ASPRS LAS 1.4 R16 and 1.5 R00; offsets in
 /// LasHeader.cpp). Counts are those that hold: of the 1.4 place where the version has it, of the legacy place else.

@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
+#include <cstring>
 #include <fmt/format.h>
+#include <limits>
 
 namespace corvane {
 namespace {
@@ -38,6 +41,7 @@ LasRecord readRecord(const InputFile& file, std::uint64_t position, const Kind& 
     record.payloadLength =
         kind.lengthBytes == 2 ? load<std::uint16_t>(bytes, LengthPlace) : load<std::uint64_t>(bytes, LengthPlace);
     record.description = loadText(bytes, LengthPlace + kind.lengthBytes, DescriptionLength);
+    record.recordIdOffset = position + RecordIdPlace;
     record.payloadOffset = position + kind.headerSize;
     return record;
 }
@@ -111,6 +115,21 @@ std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header,
             file.path(), place::EvlrStart, fmt::format("EVLRs that start at {}", header.evlrStart),
             fmt::format("a start from {} (end of the points) to {} (end of the file)", pointsEnd, file.size()));
     return readChain(file, Evlr, header.evlrCount, header.evlrStart, file.size(), "the end of the file");
+}
+
+std::vector<std::byte> encodeVlr(std::uint8_t versionMinor, std::string_view userId, std::uint16_t recordId,
+                                 std::string_view description, std::span<const std::byte> payload) {
+    constexpr std::uint16_t signature = 0xAABB; // that records of version 1.0 begin with; reserved later
+    assert(userId.size() <= UserIdLength && description.size() <= DescriptionLength);
+    assert(payload.size() <= std::numeric_limits<std::uint16_t>::max());
+    std::vector<std::byte> record(Vlr.headerSize);
+    if (versionMinor == 0) store(std::span(record), 0, signature);
+    std::memcpy(record.data() + UserIdPlace, userId.data(), userId.size());
+    store(std::span(record), RecordIdPlace, recordId);
+    store(std::span(record), LengthPlace, static_cast<std::uint16_t>(payload.size()));
+    std::memcpy(record.data() + LengthPlace + Vlr.lengthBytes, description.data(), description.size());
+    record.insert(record.end(), payload.begin(), payload.end());
+    return record;
 }
 
 std::vector<std::byte> readPayload(const InputFile& file, const LasRecord& record, std::size_t limit) {

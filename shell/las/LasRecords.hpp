@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace corvane {
@@ -17,8 +18,9 @@ struct LasRecord {
     std::string userId; ///< up to the first null, e.g. "LASF_Projection"
     std::uint16_t recordId = 0;
     std::string description;
-    std::uint64_t payloadOffset = 0; ///< in the file
-    std::uint64_t payloadLength = 0; ///< bytes
+    std::uint64_t recordIdOffset = 0; ///< in the file
+    std::uint64_t payloadOffset = 0;  ///< in the file
+    std::uint64_t payloadLength = 0;  ///< bytes
 };
 
 /// Throws Failure when the point format byte or a VLR says that the points are compressed (LAZ). Comes before every
@@ -31,6 +33,10 @@ std::vector<LasRecord> readVlrs(const InputFile& file, const LasHeader& header);
 
 /// The EVLRs behind the points; none before version 1.4. One that does not fit throws Failure.
 std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header, std::vector<std::string>& warnings);
+
+/// A VLR with its payload, at most 65,535 bytes, as it stands in a file of version 1.`versionMinor`.
+std::vector<std::byte> encodeVlr(std::uint8_t versionMinor, std::string_view userId, std::uint16_t recordId,
+                                 std::string_view description, std::span<const std::byte> payload);
 
 /// The payload of a record; at most `limit` bytes of it.
 std::vector<std::byte> readPayload(const InputFile& file, const LasRecord& record, std::size_t limit);

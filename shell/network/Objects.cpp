@@ -4,7 +4,10 @@
 namespace corvane {
 
 FieldObject::FieldObject(const std::string& name, std::shared_ptr<const Survey> survey)
-    : VObject(name), survey_(std::move(survey)), fieldName_(*this, Name, "Classification"), field_(*this, "field", {}) {
+    : VObject(name),
+      survey_(std::move(survey)),
+      fieldName_(*this, Name, ClassificationName),
+      field_(*this, "field", {}) {
     registerOutput(field_.slot());
 }
 

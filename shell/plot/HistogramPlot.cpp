@@ -3,9 +3,9 @@
 
 #include "base/Failure.hpp"
 #include "base/OutputFile.hpp"
+#include "las/StandardClasses.hpp"
 #include "plot/BarChart.hpp"
 #include "plugin/FindLibrary.hpp"
-#include "survey/StandardLabels.hpp"
 
 #include <fmt/format.h>
 
@@ -23,6 +23,11 @@ using Kesh::VHistogram;
 
 constexpr std::size_t ShownValues = 40;
 constexpr Sextant::rgba_float_t PlainColour{0.36f, 0.49f, 0.63f, 1};
+
+Sextant::rgba_float_t colourOf(int value) {
+    const auto [red, green, blue] = classColour(value);
+    return {red, green, blue, 1};
+}
 
 std::string withThousands(std::uint64_t number) {
     std::string text;
@@ -95,7 +100,7 @@ Bar barOf(const VHistogram& histogram, std::size_t i, std::uint64_t total, const
     Bar bar{.label = std::to_string(value), .length = histogram.counts[i], .text = {}, .note = {}, .colour = {}};
     if (label && !label->name.empty()) bar.label += " " + label->name;
     if (label) bar.colour = label->colour;
-    if (bar.colour == Sextant::rgba_float_t()) bar.colour = isClass ? classColour(value) : PlainColour;
+    if (bar.colour == Sextant::rgba_float_t()) bar.colour = isClass ? colourOf(value) : PlainColour;
     bar.text = fmt::format("{} ({})", withThousands(bar.length), share(bar.length, total));
     return bar;
 }
@@ -113,7 +118,7 @@ std::string warningAbout(const VHistogram& histogram) {
 }
 
 BarChart chartOf(const VHistogram& histogram, const Kesh::LabelSet& labels, const PlotTexts& texts) {
-    const bool classes = texts.field == "Classification";
+    const bool classes = texts.field == ClassificationName;
     const std::uint64_t total = histogram.total();
     BarChart chart;
     chart.title = texts.survey;
@@ -166,13 +171,13 @@ void checkCanPlot(const std::string& path) {
     findDrawingLibrary();
 }
 
-void plotHistogram(const VHistogram& histogram, const Kesh::LabelSet& labels, const PlotTexts& texts,
-                   const std::string& path) {
+std::vector<std::string> plotHistogram(const VHistogram& histogram, const Kesh::LabelSet& labels,
+                                       const PlotTexts& texts, const std::string& path, bool overwrite) {
     std::string picture;
     loadDrawFunction()(chartOf(histogram, labels, texts), formatOf(path), picture);
-    OutputFile file(path);
+    OutputFile file(path, overwrite);
     file.write(std::as_bytes(std::span(picture)));
-    file.commit();
+    return file.commit();
 }
 
 } // namespace corvane

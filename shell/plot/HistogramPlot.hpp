@@ -5,6 +5,7 @@
 #include "Kesh/values/VHistogram.hpp"
 
 #include <string>
+#include <vector>
 
 namespace corvane {
 
@@ -18,9 +19,9 @@ struct PlotTexts {
 /// Throws UsageError when the file's ending names no format, Failure when the library that draws is not there.
 void checkCanPlot(const std::string& path);
 
-/// Draws a bar per value, in the colour of its label, into an SVG or PNG file, as its ending says. An existing file is
-/// replaced. Of very many values only the most frequent are shown.
-void plotHistogram(const Kesh::VHistogram& histogram, const Kesh::LabelSet& labels, const PlotTexts& texts,
-                   const std::string& path);
+/// Draws a bar per value, in the colour of its label, into an SVG or PNG file, as its ending says. Of very
+/// many values only the most frequent are shown. Returns what was lost of a file that it replaces: sentences.
+std::vector<std::string> plotHistogram(const Kesh::VHistogram& histogram, const Kesh::LabelSet& labels,
+                                       const PlotTexts& texts, const std::string& path, bool overwrite);
 
 } // namespace corvane

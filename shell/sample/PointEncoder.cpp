@@ -26,7 +26,7 @@ PointEncoder::PointEncoder(std::uint8_t pointFormat, double startTime)
                  {numberOfReturns_, "NumberOfReturns"},
                  {forward_, "ScanDirectionFlag"},
                  {edge_, "EdgeOfFlightLine"},
-                 {classification_, "Classification"},
+                 {classification_, ClassificationName},
                  {synthetic_, "Synthetic"},
                  {keyPoint_, "KeyPoint"},
                  {withheld_, "Withheld"},

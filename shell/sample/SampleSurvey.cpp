@@ -2,9 +2,10 @@
 #include "sample/SampleSurvey.hpp"
 
 #include "base/Failure.hpp"
-#include "las/LasHeader.hpp"
-#include "las/LittleEndian.hpp"
 #include "base/OutputFile.hpp"
+#include "las/LasHeader.hpp"
+#include "las/LasRecords.hpp"
+#include "las/LittleEndian.hpp"
 #include "sample/PointEncoder.hpp"
 #include "sample/Scanner.hpp"
 
@@ -13,7 +14,6 @@
 #include <fmt/format.h>
 #include <limits>
 #include <span>
-#include <string_view>
 #include <vector>
 
 namespace corvane {
@@ -21,27 +21,11 @@ namespace {
 
 using Bytes = std::vector<std::byte>;
 
-/// What a LAS version may and shall hold.
-struct VersionFacts {
-    std::string_view name;
-    std::uint8_t minor;
-    std::uint8_t firstFormat, lastFormat, usualFormat;
-
-    bool statesTimeType() const { return minor >= 2; }
-    bool isWide() const { return minor >= 4; } ///< WKT and counts of 64 bits
-    bool isOldest() const { return minor == 0; }
-    bool statesTimeBounds() const { return minor >= 5; }
-};
-constexpr VersionFacts Versions[] = {
-    {"1.0", 0, 0, 1, 1}, {"1.1", 1, 0, 1, 1},  {"1.2", 2, 0, 3, 3},
-    {"1.3", 3, 0, 5, 3}, {"1.4", 4, 0, 10, 6}, {"1.5", 5, 6, 10, 6},
-};
-
 constexpr std::size_t BlockBytes = 1 << 20;
 
 // Somewhere in UTM zone 32 north.
 constexpr std::array<double, 3> Corner{500000, 5200000, 0};
-constexpr std::string_view Wkt =
+constexpr char Wkt[] = // ends with a null in the file, too
     R"(PROJCS["WGS 84 / UTM zone 32N",GEOGCS["WGS 84",DATUM["WGS_1984",SPHEROID["WGS 84",6378137,298.257223563]],)"
     R"(PRIMEM["Greenwich",0],UNIT["degree",0.0174532925199433]],PROJECTION["Transverse_Mercator"],)"
     R"(PARAMETER["latitude_of_origin",0],PARAMETER["central_meridian",9],PARAMETER["scale_factor",0.9996],)"
@@ -49,15 +33,20 @@ constexpr std::string_view Wkt =
 /// Version, revision, number of keys; then key, 0 for "here", 1 value, the value: projected, that zone, metres.
 constexpr std::uint16_t GeoKeys[] = {1, 1, 0, 3, 1024, 0, 1, 1, 3072, 0, 1, 32632, 3076, 0, 1, 9001};
 
+bool isOldest(const VersionFacts& version) { return version.minor == 0; }
+bool statesTimeType(const VersionFacts& version) { return version.minor >= 2; }
+bool isWide(const VersionFacts& version) { return version.minor >= 4; } // WKT and counts of 64 bits
+bool statesTimeBounds(const VersionFacts& version) { return version.minor >= 5; }
+
 const VersionFacts& versionOf(const SampleOptions& options) {
-    const auto found = std::ranges::find(Versions, options.version, &VersionFacts::name);
-    if (found == std::end(Versions))
+    const auto found = std::ranges::find(LasVersions, options.version, &VersionFacts::name);
+    if (found == LasVersions.end())
         throw UsageError(
             fmt::format("There is no LAS version \"{}\"; expected 1.0, 1.1, 1.2, 1.3, 1.4 or 1.5.", options.version));
-    const auto limit = found->isWide() ? Scanner::MostPoints : std::numeric_limits<std::uint32_t>::max();
+    const auto limit = isWide(*found) ? Scanner::MostPoints : std::numeric_limits<std::uint32_t>::max();
     if (options.points > limit)
         throw UsageError(fmt::format("A sample of {} points is too large for version {}, which takes at most {}{}.",
-                                     options.points, found->name, limit, found->isWide() ? "" : "; use version 1.4"));
+                                     options.points, found->name, limit, isWide(*found) ? "" : "; use version 1.4"));
     return *found;
 }
 
@@ -69,25 +58,15 @@ std::uint8_t formatOf(const SampleOptions& options, const VersionFacts& version)
     return static_cast<std::uint8_t>(options.pointFormat);
 }
 
-/// A projection record: its header of 54 bytes, and the payload.
-Bytes projectionRecord(const VersionFacts& version, std::uint16_t recordId, std::span<const std::byte> payload,
-                       std::size_t padding) {
-    constexpr std::string_view userId = "LASF_Projection", description = "WGS 84 / UTM zone 32N";
-    Bytes bytes(54 + payload.size() + padding);
-    if (version.isOldest()) store<std::uint16_t>(bytes, 0, 0xAABB); // its signature of a record
-    std::memcpy(bytes.data() + 2, userId.data(), userId.size());
-    store(bytes, 18, recordId);
-    store(bytes, 20, static_cast<std::uint16_t>(payload.size() + padding));
-    std::memcpy(bytes.data() + 22, description.data(), description.size());
-    std::ranges::copy(payload, bytes.begin() + 54);
-    return bytes;
+Bytes projectionRecord(const VersionFacts& version, std::uint16_t recordId, std::span<const std::byte> payload) {
+    return encodeVlr(version.minor, "LASF_Projection", recordId, "WGS 84 / UTM zone 32N", payload);
 }
 
 /// All between header and points.
 Bytes recordsOf(const VersionFacts& version) {
-    if (version.isWide()) return projectionRecord(version, 2112, std::as_bytes(std::span(Wkt)), 1); // ends with a null
-    auto bytes = projectionRecord(version, 34735, std::as_bytes(std::span(GeoKeys)), 0);
-    if (version.isOldest()) { // its signature of the points
+    if (isWide(version)) return projectionRecord(version, 2112, std::as_bytes(std::span(Wkt)));
+    auto bytes = projectionRecord(version, 34735, std::as_bytes(std::span(GeoKeys)));
+    if (isOldest(version)) { // its signature of the points
         bytes.resize(bytes.size() + 2);
         store<std::uint16_t>(bytes, bytes.size() - 2, 0xCCDD);
     }
@@ -99,12 +78,12 @@ public:
     SurveyWriter(const std::string& path, const SampleOptions& options)
         : version_(versionOf(options)),
           format_(formatOf(options, version_)),
-          encoder_(format_, version_.statesTimeType() ? 3e8 : 1e5), // adjusted standard time, else seconds of the week
-          file_(path) {
+          encoder_(format_, statesTimeType(version_) ? 3e8 : 1e5), // adjusted standard time, else seconds of the week
+          file_(path, options.overwrite) {
         const auto records = recordsOf(version_);
         header_.versionMinor = version_.minor;
         header_.globalEncoding =
-            static_cast<std::uint16_t>((version_.statesTimeType() ? 1 : 0) | (version_.isWide() ? 16 : 0));
+            static_cast<std::uint16_t>((statesTimeType(version_) ? 1 : 0) | (isWide(version_) ? 16 : 0));
         header_.systemIdentifier = "invented";
         header_.generatingSoftware = "corvane sample";
         header_.creationDay = 1; // fixed, so that the same call gives the same file
@@ -137,19 +116,19 @@ public:
         return true;
     }
 
-    void finish() {
+    std::vector<std::string> finish() {
         flush();
         for (std::size_t axis = 0; axis < 3 && written() > 0; ++axis) {
             header_.minimum[axis] = low_[axis] * header_.scale[axis] + header_.offset[axis];
             header_.maximum[axis] = high_[axis] * header_.scale[axis] + header_.offset[axis];
         }
         auto bytes = header_.encode();
-        if (version_.statesTimeBounds() && written() > 0) {
+        if (statesTimeBounds(version_) && written() > 0) {
             store(bytes, 375, encoder_.timeOf(lastTime_));
             store(bytes, 383, encoder_.timeOf(firstTime_));
         }
         file_.writeAt(0, bytes);
-        file_.commit();
+        return file_.commit();
     }
 
 private:
@@ -180,14 +159,15 @@ private:
 
 } // namespace
 
-void writeSampleSurvey(const std::string& path, const SampleOptions& options, const SampleProgress& progress) {
+std::vector<std::string> writeSampleSurvey(const std::string& path, const SampleOptions& options, const Watch& watch) {
+    const std::string work = "Writing " + path;
     SurveyWriter writer(path, options);
     Scanner scanner(options.points, options.seed);
     std::vector<SamplePoint> row;
     while (scanner.nextRow(row))
-        if (writer.add(row) && progress) progress(writer.written(), options.points);
-    writer.finish();
-    if (progress) progress(options.points, options.points);
+        if (writer.add(row)) watch(writer.written(), options.points, work);
+    watch(options.points, options.points, work);
+    return writer.finish();
 }
 
 } // namespace corvane

@@ -5,7 +5,6 @@
 #include "survey/SurveySaver.hpp"
 
 #include <cmath>
-#include <filesystem>
 #include <fmt/format.h>
 
 namespace corvane {
@@ -39,15 +38,6 @@ std::size_t parseMemory(const std::string& text) {
     return static_cast<std::size_t>(bytes);
 }
 
-void checkMayWrite(const std::string& path, bool overwrite) {
-    std::error_code error; // what cannot be looked at will be complained of when it is written
-    const auto status = std::filesystem::status(path, error);
-    if (overwrite || !std::filesystem::is_regular_file(status)) return;
-    throw Failure(fmt::format("{}: exists already and was left as it is; add --overwrite (or \"overwrite\": true in a "
-                              "network) to replace it.",
-                              path));
-}
-
 Miss missOf(const Survey& survey, const PolygonSet& polygons) {
     const auto plane = [](const std::array<double, 3>& corner) { return PlanePoint{corner[0], corner[1]}; };
     const PlanePoint minimum = plane(survey.las().header.minimum), maximum = plane(survey.las().header.maximum);
@@ -69,16 +59,12 @@ std::shared_ptr<const Survey> Session::open(const std::string& path, std::size_t
 }
 
 void Session::save(const Survey& survey, const std::string& path, bool overwrite, const Kesh::LabelSet* labels) const {
-    checkMayWrite(path, overwrite);
-    const auto show = [this, text = "Saving " + path](std::uint64_t done, std::uint64_t total) {
-        return progress_->show(done, total, text);
-    };
-    if (!labels) return saveSurvey(survey, path, show);
-    for (const std::string& warning : saveSurvey(survey, path, *labels, show)) warn(path + ": " + warning);
+    const Watch watch([this](auto... state) { return progress_->show(state...); });
+    for (const std::string& warning : saveSurvey(survey, path, {overwrite, labels, watch})) warn(path + ": " + warning);
 }
 
 void Session::printLateWarnings(const Survey& survey) const {
-    for (const std::string& warning : survey.lateWarnings()) warn(warning);
+    for (const std::string& warning : survey.lateWarnings()) warn(survey.path() + ": " + warning);
 }
 
 } // namespace corvane

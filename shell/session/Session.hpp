@@ -2,8 +2,9 @@
 #pragma once
 
 #include "Kesh/values/LabelSet.hpp"
-#include "network/Progress.hpp"
+#include "base/OutputFile.hpp"
 #include "network/NetworkFile.hpp"
+#include "network/Progress.hpp"
 #include "plugin/Plugin.hpp"
 #include "polygon/Polygons.hpp"
 #include "survey/Survey.hpp"
@@ -23,9 +24,6 @@ struct GlobalOptions {
 
 /// Bytes that a text such as "256M" or "1.5G" says. Throws UsageError.
 std::size_t parseMemory(const std::string& text);
-
-/// Throws Failure when the file exists and may not be replaced.
-void checkMayWrite(const std::string& path, bool overwrite);
 
 /// Polygons that no point of the survey can lie in.
 struct Miss {

@@ -2,6 +2,8 @@
 #include "survey/ClassLookup.hpp"
 
 #include "las/LittleEndian.hpp"
+#include "las/LookupChange.hpp"
+#include "las/StandardClasses.hpp"
 #include "survey/StandardLabels.hpp"
 
 #include <algorithm>
@@ -62,7 +64,7 @@ Kesh::LabelSet decode(std::span<const std::byte> payload, std::uint8_t pointForm
         }
         Kesh::Label& label = labels[value];
         label.name = name;
-        label.colour = classColour(value);
+        label.colour = labelColour(value);
     }
     return labels;
 }
@@ -77,15 +79,6 @@ std::string shortened(std::string name) {
 }
 
 } // namespace
-
-std::vector<LasRecord> classLookupRecords(const LasFile& las) {
-    std::vector<LasRecord> found;
-    for (const auto* records : {&las.vlrs, &las.evlrs})
-        std::ranges::copy_if(*records, std::back_inserter(found), [](const LasRecord& record) {
-            return record.userId == "LASF_Spec" && record.recordId == 0;
-        });
-    return found;
-}
 
 std::optional<Kesh::LabelSet> readClassLookup(const LasFile& las, std::vector<std::string>& warnings) {
     const auto records = classLookupRecords(las);

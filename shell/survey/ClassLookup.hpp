@@ -18,9 +18,6 @@ namespace corvane {
 /// Bytes of a payload as the format has it.
 constexpr std::size_t ClassLookupBytes = 4096;
 
-/// The Classification Lookup records of the file, VLRs first.
-std::vector<LasRecord> classLookupRecords(const LasFile& las);
-
 /// The labels that the first record of the file gives, with colours of our own; none when it has no record. Reads what
 /// other writers made: any number of entries in any order, described or not. What is odd gives a sentence in
 /// `warnings`, without the path. Short forms of standard names read as the names; bytes that are not UTF-8 are taken as

@@ -2,7 +2,6 @@
 #include "survey/LabelFile.hpp"
 
 #include "base/Failure.hpp"
-#include "base/InputFile.hpp"
 #include "base/OutputFile.hpp"
 #include "survey/StandardLabels.hpp"
 #include "json/Document.hpp"
@@ -38,7 +37,7 @@ Kesh::LabelSet labelsFor(const Survey& survey, const std::string& path, const st
     return labels;
 }
 
-void saveLabels(const Kesh::LabelSet& labels, const std::string& path) {
+std::vector<std::string> saveLabels(const Kesh::LabelSet& labels, const std::string& path, bool overwrite) {
     const json::Value json = json::Value::parse(LabelTrait::Text(labels));
     std::string text = "{\"labels\": [";
     const char* separator = "\n  ";
@@ -47,9 +46,9 @@ void saveLabels(const Kesh::LabelSet& labels, const std::string& path) {
         separator = ",\n  ";
     }
     text += fmt::format("\n],\n\"selections\": {}}}\n", json["selections"].dump());
-    OutputFile file(path);
+    OutputFile file(path, overwrite);
     file.write(std::as_bytes(std::span(text)));
-    file.commit();
+    return file.commit();
 }
 
 } // namespace corvane

@@ -15,7 +15,7 @@ Kesh::LabelSet loadLabels(const std::string& path);
 /// Those of the file, if one is named; else the standard labels of these values, and the survey's own in their places.
 Kesh::LabelSet labelsFor(const Survey& survey, const std::string& path, const std::set<int>& values);
 
-/// Writes one, a line per label. An existing file is replaced.
-void saveLabels(const Kesh::LabelSet& labels, const std::string& path);
+/// Writes one, a line per label. Returns what was lost of a file that it replaces: sentences without the path.
+std::vector<std::string> saveLabels(const Kesh::LabelSet& labels, const std::string& path, bool overwrite = false);
 
 } // namespace corvane

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/Survey.hpp"
 
-#include "base/Failure.hpp"
 #include "Fiber/FragmentBox.hpp"
 #include "Kesh/values/LabelAttributes.hpp"
+#include "base/Failure.hpp"
 #include "base/NearestName.hpp"
 #include "survey/ClassLookup.hpp"
 
@@ -44,7 +44,7 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
         const std::type_info& type = elementTypeOf(*las_, field);
         const auto data = Holdfast::create<Fiber::Field>(type);
         for (const auto& id : identifiers) {
-            const RecordRange range = rangeOf(id->number());
+            const PointRange range = rangeOf(id->number());
             data->setPersistentData(
                 Holdfast::create<Fiber::CreativeArrayBase>(type, range.count, sourceOf(las_, field, range), cache), id);
         }
@@ -56,11 +56,11 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
 
 void Survey::readLabels() {
     labels_ = readClassLookup(*las_, warnings_);
-    const auto classes = points_->findField("Classification");
+    const auto classes = points_->findField(ClassificationName);
     if (labels_ && classes) Kesh::storeLabelSet(*labels_, classes->attributes());
 }
 
-RecordRange Survey::rangeOf(std::uint32_t fragment) const {
+PointRange Survey::rangeOf(std::uint32_t fragment) const {
     const std::uint64_t first = std::uint64_t{fragment} * options_.fragmentPoints;
     const std::uint64_t left = las_->header.pointCount - first;
     return {first, static_cast<std::size_t>(std::min<std::uint64_t>(left, options_.fragmentPoints))};
@@ -107,6 +107,24 @@ std::vector<Survey::Edit> Survey::edits() const {
     return edits;
 }
 
+PointEdits Survey::pointEdits() const {
+    const auto owned = std::make_shared<const std::vector<Edit>>(edits());
+    std::vector<PointEdit> stored;
+    for (const Edit& edit : *owned)
+        Fiber::visitArray<std::uint8_t, std::int8_t, std::uint16_t, std::int16_t, std::uint32_t, std::int32_t,
+                          std::uint64_t, std::int64_t, float, double>(*edit.values, [&](const auto& array) {
+            stored.push_back(
+                {las_->dimensions[edit.field->dimension], edit.range.first, std::as_bytes(array.values())});
+        });
+    return {std::move(stored), owned};
+}
+
+LasFile Survey::edited() const {
+    LasFile las = *las_;
+    las.points = std::make_shared<const EditedPoints>(las_->points, pointEdits());
+    return las;
+}
+
 std::vector<std::string> Survey::lateWarnings() const {
     const LasHeader& header = las_->header;
     const auto positions = points_->findField(Fiber::PositionsName);
@@ -122,11 +140,11 @@ std::vector<std::string> Survey::lateWarnings() const {
         const auto a = static_cast<std::size_t>(axis);
         const double tolerance = std::abs(header.scale[a]); // headers are often rounded to the last digit
         if (seen.minimum[axis] < header.minimum[a] - tolerance || seen.maximum[axis] > header.maximum[a] + tolerance)
-            warnings.push_back(fmt::format("{}: the header's bounds are wrong: {} is {} to {} there, and {} to {} in "
+            warnings.push_back(fmt::format("The header's bounds are wrong: {} is {} to {} there, and {} to {} in "
                                            "the points that were read. The "
                                            "points count; the header is left as it is.",
-                                           path(), "XYZ"[axis], header.minimum[a], header.maximum[a],
-                                           seen.minimum[axis], seen.maximum[axis]));
+                                           "XYZ"[axis], header.minimum[a], header.maximum[a], seen.minimum[axis],
+                                           seen.maximum[axis]));
     }
     return warnings;
 }

@@ -6,6 +6,7 @@
 #include "Kesh/values/LabelSet.hpp"
 #include "Sextant/Geometry.hpp"
 #include "las/LasFile.hpp"
+#include "las/PointEdits.hpp"
 #include "survey/SurveyFields.hpp"
 
 #include <cstdint>
@@ -55,18 +56,24 @@ public:
     /// An edited fragment of a dimension: the values that differ from the file.
     struct Edit {
         const SurveyField* field;
-        RecordRange range;
+        PointRange range;
         Holdfast::StrongPtr<const Fiber::MemBase> values;
     };
 
     /// The fragments that are not those of the file any more, ordered by record.
     std::vector<Edit> edits() const;
 
-    /// What was found to be wrong since opening: finished sentences.
+    /// The same, as they stand in records.
+    PointEdits pointEdits() const;
+
+    /// The survey as it is now, for those who read records.
+    LasFile edited() const;
+
+    /// What was found to be wrong since opening: finished sentences, without the path.
     std::vector<std::string> lateWarnings() const;
 
 private:
-    RecordRange rangeOf(std::uint32_t fragment) const;
+    PointRange rangeOf(std::uint32_t fragment) const;
     void readLabels();
 
     std::shared_ptr<const LasFile> las_;

@@ -2,8 +2,7 @@
 #include "survey/SurveyFields.hpp"
 
 #include "Fiber/FragmentBox.hpp"
-#include "base/NearestName.hpp"
-#include "survey/PointCodec.hpp"
+#include "las/PointCodec.hpp"
 
 #include <algorithm>
 #include <functional>
@@ -16,14 +15,14 @@ using Point = Sextant::PhysicalSpace::point;
 
 class RecordSource : public Fiber::ArraySource {
 public:
-    RecordSource(std::shared_ptr<const LasFile> las, const RecordRange& range) : las_(std::move(las)), range_(range) {}
+    RecordSource(std::shared_ptr<const LasFile> las, const PointRange& range) : las_(std::move(las)), range_(range) {}
 
 protected:
     /// An array of T, its pieces filled by `decode(records, values)`.
     template <class T, class Decode>
     StrongPtr<Fiber::MemBase> filled(Decode decode) const {
         const auto array = Holdfast::create<Fiber::MemArray<T>>(range_.count);
-        forRecords(*las_, range_, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
+        las_->points->forPieces(range_, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
             decode(records, array->writableValues().subspan(first, count));
         });
         return array;
@@ -34,7 +33,7 @@ protected:
 
 private:
     std::shared_ptr<const LasFile> las_;
-    RecordRange range_;
+    PointRange range_;
 };
 
 class PositionSource : public RecordSource {
@@ -50,7 +49,7 @@ public:
 template <class Stored, class T>
 class DimensionSource : public RecordSource {
 public:
-    DimensionSource(std::shared_ptr<const LasFile> file, const RecordRange& range, Dimension dimension)
+    DimensionSource(std::shared_ptr<const LasFile> file, const PointRange& range, Dimension dimension)
         : RecordSource(std::move(file), range), dimension_(std::move(dimension)) {}
 
     StrongPtr<Fiber::MemBase> make() const override {
@@ -69,26 +68,7 @@ constexpr std::size_t Axes = 3; // X, Y and Z are the first dimensions
 
 bool readsAsDouble(const LasFile& las, std::size_t index) { return index < Axes || las.dimensions[index].scaled(); }
 
-/// Other names under which tools know dimensions.
-constexpr std::pair<const char*, const char*> Aliases[]{
-    {"Class", "Classification"}, {"Cls", "Classification"}, {"ScannerChannel", "ScanChannel"}};
-
 } // namespace
-
-std::string withoutAlias(const std::string& name) {
-    for (const auto& [alias, dimension] : Aliases)
-        if (sameName(name, alias)) return dimension;
-    return name;
-}
-
-Dimension asRead(const LasFile& las, std::size_t index) {
-    Dimension dimension = las.dimensions[index];
-    if (index < Axes) {
-        dimension.scale = las.header.scale[index];
-        dimension.shift = las.header.offset[index];
-    }
-    return dimension;
-}
 
 std::vector<SurveyField> fieldsOf(const LasFile& las) {
     std::vector<SurveyField> fields{{Fiber::PositionsName, "double[3]", SurveyField::None, false}};
@@ -109,9 +89,9 @@ const std::type_info& elementTypeOf(const LasFile& las, const SurveyField& field
 }
 
 StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const LasFile>& las, const SurveyField& field,
-                                       const RecordRange& range) {
+                                       const PointRange& range) {
     if (field.dimension == SurveyField::None) return Holdfast::create<PositionSource>(las, range);
-    const Dimension dimension = asRead(*las, field.dimension);
+    const Dimension dimension = las->asRead(field.dimension);
     const bool asDouble = readsAsDouble(*las, field.dimension);
     return withStored(dimension.storage, [&](auto stored) -> StrongPtr<Fiber::ArraySource> {
         using Stored = decltype(stored);

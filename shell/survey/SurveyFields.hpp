@@ -3,7 +3,6 @@
 
 #include "Fiber/CreativeArray.hpp"
 #include "las/LasFile.hpp"
-#include "survey/PointRecords.hpp"
 
 #include <memory>
 #include <string>
@@ -24,17 +23,11 @@ struct SurveyField {
 /// Positions, then the dimensions in the order of the record. X, Y, Z and scaled extra bytes read as double.
 std::vector<SurveyField> fieldsOf(const LasFile& las);
 
-/// A dimension as it reads: coordinates with the header's scale and offset.
-Dimension asRead(const LasFile& las, std::size_t index);
-
-/// The dimension's own name for another that tools know it by.
-std::string withoutAlias(const std::string& name);
-
 /// Element type of a field's values.
 const std::type_info& elementTypeOf(const LasFile& las, const SurveyField& field);
 
-/// Makes the field's values of a range of records, by reading the file.
+/// Makes the field's values of a range of points, by reading them.
 Holdfast::StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const LasFile>& las, const SurveyField& field,
-                                                 const RecordRange& range);
+                                                 const PointRange& range);
 
 } // namespace corvane

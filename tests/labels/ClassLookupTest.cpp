@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/ClassLookup.hpp"
 #include "LookupSupport.hpp"
-#include "survey/StandardLabels.hpp"
+#include "las/StandardClasses.hpp"
 
 namespace corvane::test {
 namespace {

@@ -98,7 +98,7 @@ TEST(LabelFile, isReadAsItWasWrittenAndSaysWhatIsWrong) {
     const Folder folder;
     const std::string path = folder / "labels.json";
     for (const LabelSet& labels : {LabelSet(), example()}) {
-        saveLabels(labels, path);
+        saveLabels(labels, path, true);
         EXPECT_EQ(loadLabels(path), labels);
     }
     const auto failure = [&](const std::string& text) {

@@ -18,7 +18,8 @@ class SaveLabels : public testing::Test {
 protected:
     /// Saves the file with labels; its bytes.
     std::string saved(const std::string& path) const {
-        EXPECT_EQ(joined(saveSurvey(corvane::Survey(path), out, houses())), "");
+        const Kesh::LabelSet labels = houses();
+        EXPECT_EQ(joined(saveSurvey(corvane::Survey(path), out, {.overwrite = true, .labels = &labels})), "");
         return bytesOf(out);
     }
     std::string saved(const Survey& survey) const {
@@ -130,7 +131,8 @@ TEST_F(SaveLabels, supersedeRecordsOfOtherLengths) {
         EXPECT_EQ(old.recordId, 7) << "superseded";
         EXPECT_EQ(once.substr(old.payloadOffset, old.payloadLength), sparse);
     }
-    saveSurvey(corvane::Survey(out), out, houses());
+    const Kesh::LabelSet labels = houses();
+    saveSurvey(corvane::Survey(out), out, {.overwrite = true, .labels = &labels});
     EXPECT_TRUE(bytesOf(out) == once) << "from then on in place";
 }
 

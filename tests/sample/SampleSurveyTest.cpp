@@ -45,8 +45,9 @@ struct Survey {
 
 class SampleSurvey : public testing::Test {
 protected:
-    Survey make(const SampleOptions& options) const {
-        writeSampleSurvey(folder_ / "sample.las", options, {});
+    Survey make(SampleOptions options) const {
+        options.overwrite = true;
+        writeSampleSurvey(folder_ / "sample.las", options);
         Survey survey{LasFile::open(folder_ / "sample.las"), {}};
         survey.records.resize(survey.las.file->size() - survey.las.header.offsetToPoints);
         survey.las.file->read(survey.las.header.offsetToPoints, survey.records);
@@ -145,12 +146,13 @@ TEST_F(SampleSurvey, PulsesAreWhole) {
 
 TEST_F(SampleSurvey, ReportsProgressAndReplacesWhatWasThere) {
     std::vector<std::uint64_t> reports;
-    const SampleOptions options{.points = 100'000};
+    const SampleOptions options{.points = 100'000, .overwrite = true};
     for (int i = 0; i < 2; ++i)
-        writeSampleSurvey(folder_ / "a.las", options, [&](auto done, auto total) {
-            EXPECT_EQ(total, options.points);
-            reports.push_back(done);
-        });
+        writeSampleSurvey(folder_ / "a.las", options, Watch([&](auto done, auto total, const std::string&) {
+                              EXPECT_EQ(total, options.points);
+                              reports.push_back(done);
+                              return true;
+                          }));
     EXPECT_GE(reports.size(), 4u);
     EXPECT_EQ(reports.back(), options.points);
     EXPECT_TRUE(std::is_sorted(reports.begin() + static_cast<std::ptrdiff_t>(reports.size() / 2), reports.end()));
@@ -167,14 +169,13 @@ TEST_F(SampleSurvey, RefusesBeforeItWritesAndLeavesNothingOnFailure) {
     };
     for (const auto& [options, words] : wrong) {
         const auto refusal =
-            messageOf<UsageError>([&, &options = options] { writeSampleSurvey(folder_ / "a.las", options, {}); });
+            messageOf<UsageError>([&, &options = options] { writeSampleSurvey(folder_ / "a.las", options); });
         EXPECT_TRUE(holds(refusal, words)) << words << ": " << refusal;
     }
-    struct Stopped {};
-    EXPECT_THROW(writeSampleSurvey(folder_ / "a.las", {.points = 100'000}, [](auto, auto) { throw Stopped(); }),
-                 Stopped);
+    EXPECT_THROW(writeSampleSurvey(folder_ / "a.las", {.points = 100'000}, Watch([](auto&&...) { return false; })),
+                 Interrupted);
     EXPECT_TRUE(folder_.contents().empty());
-    EXPECT_THROW(writeSampleSurvey(folder_ / "none/a.las", {}, {}), Failure);
+    EXPECT_THROW(writeSampleSurvey(folder_ / "none/a.las", {}), Failure);
 }
 
 } // namespace

@@ -219,7 +219,7 @@ protected:
         write(out, bytes);
         try {
             const LasFile before = LasFile::open(in), after = LasFile::open(out);
-            return compareSurveys(before, after, "Classification", {}).differing();
+            return compareSurveys(before, after, ClassificationName, {}).differing();
         } catch (const Failure&) {
             return std::nullopt;
         }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "survey/StandardLabels.hpp"
+#include "las/StandardClasses.hpp"
 
 #include <array>
 #include <cmath>
@@ -33,8 +33,8 @@ constexpr Matrix ToLab{{{0.2104542553, 0.7936177850, -0.0040720468},
                         {0.0259040371, 0.7827717662, -0.8086757660}}};
 
 /// OKLab of what an eye sees.
-Vector seen(const Sextant::rgba_float_t& colour, const Matrix& eye) {
-    Vector linear{colour.r, colour.g, colour.b};
+Vector seen(const std::array<float, 3>& colour, const Matrix& eye) {
+    Vector linear{colour[0], colour[1], colour[2]};
     for (double& c : linear) c = c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
     linear = eye * linear;
     for (double& c : linear) c = std::min(std::max(c, 0.0), 1.0);
@@ -45,7 +45,7 @@ Vector seen(const Sextant::rgba_float_t& colour, const Matrix& eye) {
 
 double distance(const Vector& a, const Vector& b) { return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]); }
 
-TEST(StandardLabels, coloursAreToldApartByAllEyes) {
+TEST(StandardClasses, coloursAreToldApartByAllEyes) {
     for (std::size_t eye = 0; eye < Eyes.size(); ++eye)
         for (int a = 0; a <= 22; ++a)
             for (int b = 0; b < a; ++b)
@@ -54,11 +54,11 @@ TEST(StandardLabels, coloursAreToldApartByAllEyes) {
     for (int value = 23; value < 256; ++value) { // less is asked of these: neighbours differ, and channels are valid
         const auto colour = classColour(value);
         EXPECT_GT(distance(seen(colour, Eyes[0]), seen(classColour(value + 1), Eyes[0])), 0.1) << value;
-        for (const float channel : {colour.r, colour.g, colour.b}) EXPECT_TRUE(channel >= 0 && channel <= 1) << value;
+        for (const float channel : colour) EXPECT_TRUE(channel >= 0 && channel <= 1) << value;
     }
 }
 
-TEST(StandardLabels, namesDependOnThePointFormat) {
+TEST(StandardClasses, namesDependOnThePointFormat) {
     const auto names = [](std::uint8_t format) {
         std::string text;
         for (const int value : {8, 9, 12, 17, 23, 64}) text += standardClassName(value, format) + ", ";

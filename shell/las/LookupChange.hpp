@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <vector>
 
 namespace corvane {
@@ -20,10 +19,10 @@ struct FileChange {
     std::vector<Patch> patches;
     std::uint64_t insertAt = 0;      ///< in the file as it was
     std::vector<std::byte> inserted; ///< in front of what is there
-
-    /// Writes the patches into bytes that were read from `offset` on, as far as they meet.
-    void apply(std::span<std::byte> bytes, std::uint64_t offset) const;
 };
+
+/// The Classification Lookup records of the file (user id LASF_Spec, record id 0), VLRs first.
+std::vector<LasRecord> classLookupRecords(const LasFile& las);
 
 /// What gives the file this Classification Lookup and changes nothing else. A record of the same length gets the
 /// payload; otherwise a VLR is added behind the others, which moves the points and what follows them. Records that the

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Sextant/Geometry.hpp"
 #include "las/LasDimensions.hpp"
 #include "las/LasHeader.hpp"
 
@@ -13,10 +12,56 @@
 
 namespace corvane {
 
+namespace codec {
+
+/// One by one: an array of the three would be copied to memory on its way into registers.
+inline std::int32_t integerAt(const std::byte* place) {
+    std::int32_t stored;
+    std::memcpy(&stored, place, sizeof stored);
+    return stored;
+}
+
+/// A stride that the compiler knows lets it unroll and address the records without multiplying. 0: known at run time.
+template <std::size_t KnownStride, class Position>
+void decodeWithStride(const std::byte* record, std::size_t stride, const LasHeader& header,
+                      std::span<Position> positions) {
+    const auto [scaleX, scaleY, scaleZ] = header.scale;
+    const auto [offsetX, offsetY, offsetZ] = header.offset;
+    for (Position& position : positions) {
+        position.x = integerAt(record) * scaleX + offsetX;
+        position.y = integerAt(record + 4) * scaleY + offsetY;
+        position.z = integerAt(record + 8) * scaleZ + offsetZ;
+        record += KnownStride > 0 ? KnownStride : stride;
+    }
+}
+
+} // namespace codec
+
 /// Coordinates of consecutive records: `positions.size()` of them, `stride` bytes each. X, Y and Z are the first 12
-/// bytes of a record, as 32-bit integers to be scaled and shifted as the header says.
+/// bytes of a record, as 32-bit integers to be scaled and shifted as the header says. A Position has members x, y and
+/// z.
+template <class Position>
 void decodePositions(std::span<const std::byte> records, std::size_t stride, const LasHeader& header,
-                     std::span<Sextant::PhysicalSpace::point> positions);
+                     std::span<Position> positions) {
+    switch (stride) {
+    case 20:
+        return codec::decodeWithStride<20>(records.data(), stride, header, positions);
+    case 26:
+        return codec::decodeWithStride<26>(records.data(), stride, header, positions);
+    case 28:
+        return codec::decodeWithStride<28>(records.data(), stride, header, positions);
+    case 30:
+        return codec::decodeWithStride<30>(records.data(), stride, header, positions);
+    case 34:
+        return codec::decodeWithStride<34>(records.data(), stride, header, positions);
+    case 36:
+        return codec::decodeWithStride<36>(records.data(), stride, header, positions);
+    case 38:
+        return codec::decodeWithStride<38>(records.data(), stride, header, positions);
+    default:
+        return codec::decodeWithStride<0>(records.data(), stride, header, positions);
+    }
+}
 
 /// Calls the function with the type that has this storage, as an argument of no meaning.
 template <class Function>

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace corvane {
+
+/// Consecutive points, such as the vertices of one fragment.
+struct PointRange {
+    std::uint64_t first = 0;
+    std::size_t count = 0;
+};
+
+/// The way from points to records: every reader of points goes through it, wherever they come from. Records are those
+/// of the uncompressed point format. Several threads may read at once.
+class PointReader {
+public:
+    virtual ~PointReader() = default;
+    PointReader(const PointReader&) = delete;
+    PointReader& operator=(const PointReader&) = delete;
+
+    std::uint64_t count() const { return count_; }
+    std::size_t recordLength() const { return recordLength_; } ///< bytes; never 0
+
+    /// Fills `records`, whole ones, with those of the points from `first` on, which must exist. Throws Failure when
+    /// they cannot be read.
+    virtual void read(std::uint64_t first, std::span<std::byte> records) const = 0;
+
+    /// Reads the points of the range a piece at a time and calls `use(records, first, count)` with each: the bytes,
+    /// which are valid during the call, and which of the range they are, `first` counted from its start.
+    template <class Use>
+    void forPieces(const PointRange& range, Use use) const {
+        const std::size_t piece = std::min(recordsIn(CachedBytes), range.count);
+        const auto buffer = std::make_unique_for_overwrite<std::byte[]>(piece * recordLength_);
+        for (std::size_t first = 0; first < range.count; first += piece) {
+            const std::size_t count = std::min(piece, range.count - first);
+            const std::span records(buffer.get(), count * recordLength_);
+            read(range.first + first, records);
+            use(std::span<const std::byte>(records), first, count);
+        }
+    }
+
+    /// How many records a piece of so many bytes has; at least one.
+    std::size_t recordsIn(std::size_t bytes) const { return std::max<std::size_t>(bytes / recordLength_, 1); }
+
+    /// What stays in the processor's cache while it is decoded.
+    static constexpr std::size_t CachedBytes = std::size_t{1} << 20;
+
+protected:
+    PointReader(std::uint64_t count, std::size_t recordLength) : count_(count), recordLength_(recordLength) {}
+
+private:
+    std::uint64_t count_;
+    std::size_t recordLength_;
+};
+
+} // namespace corvane
