@@ -2,6 +2,7 @@
 // The rules. Each is a function that looks at the evidence and returns what it found; the table at the end names them.
 #include "check/Lint.hpp"
 
+#include "base/Text.hpp"
 #include "las/HeaderPlaces.hpp"
 #include "las/LittleEndian.hpp"
 #include "las/PointCodec.hpp"
@@ -99,7 +100,7 @@ void findInLookup(const Evidence& evidence, Findings& findings) {
         report(findings, evidence, evidence.points.of(kept),
                fmt::format("The Classification Lookup names class {} (\"{}\"), for which a class has no room in point "
                            "format {}; points of class {} may have had it.",
-                           value, label.name, evidence.header().pointFormat, kept));
+                           value, escaped(label.name), evidence.header().pointFormat, kept));
     }
 }
 
@@ -172,23 +173,31 @@ Findings noiseInGround(const Evidence& evidence) {
     return findings;
 }
 
-/// The number of all points, then of those of each return, as the header states them from `place` on.
+/// The number of all points, then of those of each return, as the header states them, and where.
+struct StatedCounts {
+    std::size_t place, size; ///< size: bytes of one
+    std::vector<std::uint64_t> counts;
+};
+
 template <class T>
-std::vector<std::uint64_t> statedCounts(const LasFile& las, std::size_t place, std::size_t count) {
+StatedCounts statedCounts(const LasFile& las, std::size_t place, std::size_t count) {
     std::vector<std::byte> bytes(count * sizeof(T));
     las.file->read(place, bytes);
-    std::vector<std::uint64_t> counts;
-    for (std::size_t i = 0; i < count; ++i) counts.push_back(load<T>(bytes, i * sizeof(T)));
-    return counts;
+    StatedCounts stated{place, sizeof(T), {}};
+    for (std::size_t i = 0; i < count; ++i) stated.counts.push_back(load<T>(bytes, i * sizeof(T)));
+    return stated;
 }
 
-void compareCounts(const Evidence& evidence, std::size_t place, const std::vector<std::uint64_t>& stated,
-                   Findings& findings) {
+void compareCounts(const Evidence& evidence, const StatedCounts& header, Findings& findings) {
+    const std::vector<std::uint64_t>& stated = header.counts;
+    const std::uint64_t points = evidence.header().pointCount;
     std::vector<std::string> differences;
+    std::size_t place = 0;                 // of the first that is wrong
     std::uint64_t tooMany = 0, tooFew = 0; // a point that is counted with a wrong return is in both
     for (std::size_t i = 0; i < stated.size(); ++i) {
-        const std::uint64_t actual = i == 0 ? evidence.header().pointCount : evidence.points.byReturn[i];
+        const std::uint64_t actual = i == 0 ? points : evidence.points.byReturn[i].count;
         if (stated[i] == actual) continue;
+        if (differences.empty()) place = header.place + i * header.size;
         differences.push_back(
             fmt::format("{}: {} stated, {} found", i == 0 ? "all" : fmt::format("return {}", i), stated[i], actual));
         if (i == 0) continue;
@@ -198,7 +207,7 @@ void compareCounts(const Evidence& evidence, std::size_t place, const std::vecto
     findings.push_back({"",
                         fmt::format("The counts of points in the header at offset {} are not those of the points ({}).",
                                     place, fmt::join(differences, "; ")),
-                        std::max(tooMany, tooFew),
+                        std::min(points, std::max(tooMany, tooFew)), // a header may state more than there are
                         {}});
 }
 
@@ -207,11 +216,16 @@ constexpr std::size_t LegacyCounts = 6, WideCounts = 16; // all points, and 5 or
 Findings headerCounts(const Evidence& evidence) {
     Findings findings;
     if (evidence.header().versionMinor < 4)
-        compareCounts(evidence, place::LegacyCount,
-                      statedCounts<std::uint32_t>(evidence.las, place::LegacyCount, LegacyCounts), findings);
+        compareCounts(evidence, statedCounts<std::uint32_t>(evidence.las, place::LegacyCount, LegacyCounts), findings);
     else
-        compareCounts(evidence, place::PointCount,
-                      statedCounts<std::uint64_t>(evidence.las, place::PointCount, WideCounts), findings);
+        compareCounts(evidence, statedCounts<std::uint64_t>(evidence.las, place::PointCount, WideCounts), findings);
+    return findings;
+}
+
+Findings returnNumbers(const Evidence& evidence) {
+    Findings findings;
+    report(findings, evidence, evidence.points.byReturn[0],
+           "The return number is 0, which no return has: they count from 1.");
     return findings;
 }
 
@@ -220,8 +234,8 @@ Findings legacyCounts(const Evidence& evidence) {
     Findings findings;
     if (evidence.header().versionMinor < 4) return findings;
     const auto stated = statedCounts<std::uint32_t>(evidence.las, place::LegacyCount, LegacyCounts);
-    if (std::ranges::any_of(stated, [](std::uint64_t count) { return count != 0; }))
-        compareCounts(evidence, place::LegacyCount, stated, findings);
+    if (std::ranges::any_of(stated.counts, [](std::uint64_t count) { return count != 0; }))
+        compareCounts(evidence, stated, findings);
     return findings;
 }
 
@@ -298,6 +312,7 @@ constexpr Rule Rules[] = {
     {{"withheld-ground", "ground with the withheld flag"}, withheldGround},
     {{"noise-in-ground", "noise at the heights of ground, whose lowest and highest 1 % are left aside"}, noiseInGround},
     {{"header-counts", "points by return are not as the header says"}, headerCounts},
+    {{"return-number", "points with the return number 0"}, returnNumbers},
     {{"legacy-counts", "the older counts of a header from 1.4 on are neither zero nor right"}, legacyCounts},
     {{"header-bounds", "the points' bounds are not as the header says, by more than a unit of the scale"},
      headerBounds},

@@ -77,7 +77,7 @@ public:
     void add(const std::byte* record, std::uint64_t index) {
         const unsigned value = class_.of(record);
         tally_.kinds[value + flags_.of(record)].add(index);
-        ++tally_.byReturn[return_.of(record)];
+        tally_.byReturn[return_.of(record)].add(index);
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const std::int32_t stored = storedAt(record, axis);
             piece_.low[axis] = std::min(piece_.low[axis], stored);

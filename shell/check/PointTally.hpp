@@ -67,7 +67,7 @@ struct PointTally {
     static constexpr unsigned Classes = 256, FlagSets = 8;
 
     std::array<Occurrence, Classes * FlagSets> kinds{}; ///< by class, then in steps of `Classes` by flags
-    std::array<std::uint64_t, 16> byReturn{};
+    std::array<Occurrence, 16> byReturn{};
     StoredBox box;
     Occurrence outside; ///< of the header's bounds, by more than the tolerance
     HeightSample ground;

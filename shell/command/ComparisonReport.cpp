@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/ComparisonReport.hpp"
 
+#include "base/Text.hpp"
+
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -27,8 +29,8 @@ void printTable(const std::vector<Row>& rows, const std::string& alignment) {
 }
 
 void printSurvey(const char* which, const LasFile& las) {
-    fmt::print("{:<7} {}: {} points, LAS {}, point format {}\n", which, las.file->path(), las.header.pointCount,
-               las.header.version(), las.header.pointFormat);
+    fmt::print("{:<7} {}: {} points, LAS {}, point format {}\n", which, escaped(las.file->path()),
+               las.header.pointCount, las.header.version(), las.header.pointFormat);
 }
 
 void printTransitions(const SurveyComparison& comparison, std::uint64_t points) {
@@ -92,7 +94,7 @@ const char* nameOf(PointMatching::Kind kind) {
 }
 
 Json describe(const LasFile& las) {
-    return {{"file", las.file->path()},
+    return {{"file", escaped(las.file->path())},
             {"points", las.header.pointCount},
             {"version", las.header.version()},
             {"pointFormat", las.header.pointFormat}};

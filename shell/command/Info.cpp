@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane info: what a LAS file says of itself, without reading the points.
+#include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "survey/SurveyFields.hpp"
@@ -26,7 +27,7 @@ Json describe(const LasFile& las) {
             {"pointFormat", header.pointFormat},
             {"recordLength", header.recordLength},
             {"bounds", {{"min", header.minimum}, {"max", header.maximum}}},
-            {"crs", las.crs},
+            {"crs", escaped(las.crs)},
             {"fields", fields},
             {"vlrs", describe(las.vlrs)},
             {"evlrs", describe(las.evlrs)}};
@@ -38,7 +39,7 @@ void print(const LasFile& las) {
                header.pointFormat, header.recordLength);
     for (std::size_t axis = 0; axis < 3; ++axis)
         fmt::print("{}       {} to {}\n", "XYZ"[axis], header.minimum[axis], header.maximum[axis]);
-    fmt::print("crs     {}\n", las.crs.empty() ? "not given" : las.crs);
+    fmt::print("crs     {}\n", las.crs.empty() ? "not given" : escaped(las.crs));
     fmt::print("vlrs    {}\nevlrs   {}\nfields\n", fmt::join(describe(las.vlrs), ", "),
                fmt::join(describe(las.evlrs), ", "));
     for (const SurveyField& field : fieldsOf(las)) fmt::print("        {:<20} {}\n", field.name, field.type);

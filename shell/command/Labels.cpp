@@ -3,6 +3,7 @@
 // values.
 #include "Kesh/values/LabelAttributes.hpp"
 #include "base/NearestName.hpp"
+#include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "survey/ClassLookup.hpp"
@@ -74,7 +75,7 @@ void print(const Kesh::LabelSet& labels) {
     fmt::print("{:>7} {:<7} {}\n", "value", "colour", "name");
     for (const auto& [value, label] : labels)
         fmt::print("{:>7} #{:02x}{:02x}{:02x} {}\n", value, byte(label.colour.r), byte(label.colour.g),
-                   byte(label.colour.b), label.name);
+                   byte(label.colour.b), escaped(label.name));
 }
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {

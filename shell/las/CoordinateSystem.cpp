@@ -15,6 +15,10 @@ constexpr std::uint16_t WktRecord = 2112, KeyRecord = 34735, DoubleRecord = 3473
 /// More than any coordinate system needs; an EVLR may claim as much as the file holds.
 constexpr std::size_t PayloadLimit = 1 << 20;
 
+/// Characters, after which no further keys are described. Keys may refer to the same values, and so say more than the
+/// file holds.
+constexpr std::size_t DescriptionLimit = 1 << 16;
+
 /// The payload of the first such record, VLRs before EVLRs; empty when there is none.
 class ProjectionRecords {
 public:
@@ -61,6 +65,12 @@ public:
         std::string description;
         std::size_t unresolved = 0;
         for (std::size_t entry = 1; entry < held && entry <= counted; ++entry) {
+            if (description.size() > DescriptionLimit) {
+                warnings.push_back(fmt::format("The GeoTIFF keys from number {} of {} on are left out, since those "
+                                               "before them take {} characters.",
+                                               entry, counted, description.size()));
+                break;
+            }
             const auto value = valueOf(entry);
             if (value) description += fmt::format(" {}={}", number(entry, 0), *value);
             unresolved += !value;

@@ -128,7 +128,7 @@ struct Descriptor {
     explicit Descriptor(std::span<const std::byte> bytes)
         : type(load<std::uint8_t>(bytes, 2)),
           options(load<std::uint8_t>(bytes, 3)),
-          name(loadText(bytes, 4, 32)),
+          name(escaped(loadText(bytes, 4, 32))),
           scales(load<std::array<double, 3>>(bytes, 112)),
           shifts(load<std::array<double, 3>>(bytes, 136)) {}
 
@@ -195,12 +195,12 @@ private:
         if (taken_.insert(lowered(name)).second) return name;
         name += fmt::format("_{}", position_);
         while (!taken_.insert(lowered(name)).second) name += '_';
-        warn(number, descriptor, fmt::format("has a name that is taken; it is called {}", escaped(name)));
+        warn(number, descriptor, fmt::format("has a name that is taken; it is called {}", name));
         return name;
     }
 
     void warn(std::size_t number, const Descriptor& descriptor, const std::string& what) {
-        warnings_.push_back(fmt::format("Extra bytes descriptor {} ({}) {}.", number, escaped(descriptor.name), what));
+        warnings_.push_back(fmt::format("Extra bytes descriptor {} ({}) {}.", number, descriptor.name, what));
     }
 
     static std::string lowered(std::string text) {

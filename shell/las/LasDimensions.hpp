@@ -54,7 +54,7 @@ std::string withoutAlias(const std::string& name);
 /// The dimensions that an Extra Bytes record (user id LASF_Spec, record id 4; 192 bytes per descriptor) describes, from
 /// offset `firstByte` of the point record on. Descriptors that reach beyond `recordLength`, unknown types and names
 /// that are taken each give a sentence in `warnings` and are left out or renamed. Arrays of the old types become one
-/// dimension per element, name[0], name[1]; undocumented bytes become none.
+/// dimension per element, name[0], name[1]; undocumented bytes become none. Names are as they may be shown.
 std::vector<Dimension> extraDimensions(std::span<const std::byte> payload, std::size_t firstByte,
                                        std::size_t recordLength, const std::vector<Dimension>& standard,
                                        std::vector<std::string>& warnings);

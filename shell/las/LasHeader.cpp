@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "las/LasHeader.hpp"
 
+#include "base/Text.hpp"
 #include "las/Damage.hpp"
 #include "las/HeaderPlaces.hpp"
 #include "las/LasDimensions.hpp"
@@ -91,16 +92,10 @@ struct FieldWriter {
     }
 };
 
-/// Letters as they are, but for nulls behind the last one; others as "\x00".
+/// A text without the nulls behind it, as it may be shown; those within are the writer's, too.
 std::string printable(std::span<const std::byte> bytes) {
     while (!bytes.empty() && bytes.back() == std::byte{0}) bytes = bytes.first(bytes.size() - 1);
-    std::string text;
-    for (const std::byte byte : bytes) {
-        const auto letter = std::to_integer<unsigned char>(byte);
-        text += letter >= 0x20 && letter < 0x7F ? std::string(1, static_cast<char>(letter))
-                                                : fmt::format("\\x{:02x}", letter);
-    }
-    return text;
+    return escaped({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 struct FieldLister {

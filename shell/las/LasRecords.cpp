@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "las/LasRecords.hpp"
 
+#include "base/Text.hpp"
 #include "las/Damage.hpp"
 #include "las/HeaderPlaces.hpp"
 #include "las/LittleEndian.hpp"
@@ -36,11 +37,11 @@ LasRecord readRecord(const InputFile& file, std::uint64_t position, const Kind& 
     const auto bytes = std::span(buffer).first(kind.headerSize);
     file.read(position, bytes);
     LasRecord record;
-    record.userId = loadText(bytes, UserIdPlace, UserIdLength);
+    record.userId = escaped(loadText(bytes, UserIdPlace, UserIdLength));
     record.recordId = load<std::uint16_t>(bytes, RecordIdPlace);
     record.payloadLength =
         kind.lengthBytes == 2 ? load<std::uint16_t>(bytes, LengthPlace) : load<std::uint64_t>(bytes, LengthPlace);
-    record.description = loadText(bytes, LengthPlace + kind.lengthBytes, DescriptionLength);
+    record.description = escaped(loadText(bytes, LengthPlace + kind.lengthBytes, DescriptionLength));
     record.recordIdOffset = position + RecordIdPlace;
     record.payloadOffset = position + kind.headerSize;
     return record;
@@ -122,13 +123,13 @@ std::vector<std::byte> encodeVlr(std::uint8_t versionMinor, std::string_view use
     constexpr std::uint16_t signature = 0xAABB; // that records of version 1.0 begin with; reserved later
     assert(userId.size() <= UserIdLength && description.size() <= DescriptionLength);
     assert(payload.size() <= std::numeric_limits<std::uint16_t>::max());
-    std::vector<std::byte> record(Vlr.headerSize);
+    std::vector<std::byte> record(Vlr.headerSize + payload.size());
     if (versionMinor == 0) store(std::span(record), 0, signature);
     std::memcpy(record.data() + UserIdPlace, userId.data(), userId.size());
     store(std::span(record), RecordIdPlace, recordId);
     store(std::span(record), LengthPlace, static_cast<std::uint16_t>(payload.size()));
     std::memcpy(record.data() + LengthPlace + Vlr.lengthBytes, description.data(), description.size());
-    record.insert(record.end(), payload.begin(), payload.end());
+    std::ranges::copy(payload, record.begin() + Vlr.headerSize);
     return record;
 }
 

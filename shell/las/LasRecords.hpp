@@ -13,7 +13,8 @@
 
 namespace corvane {
 
-/// One variable length record, or an extended one: where its payload lies. Payloads are read when asked for.
+/// One variable length record, or an extended one: where its payload lies. Payloads are read when asked for. Texts
+/// are as they may be shown.
 struct LasRecord {
     std::string userId; ///< up to the first null, e.g. "LASF_Projection"
     std::uint16_t recordId = 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "survey/ClassLookup.hpp"
 
+#include "base/Text.hpp"
 #include "las/LittleEndian.hpp"
 #include "las/LookupChange.hpp"
 #include "las/StandardClasses.hpp"
@@ -59,7 +60,7 @@ Kesh::LabelSet decode(std::span<const std::byte> payload, std::uint8_t pointForm
         if (const Kesh::Label* first = labels.find(value)) {
             warnings.push_back(fmt::format("The Classification Lookup names class {} twice, \"{}\" and \"{}\"; the "
                                            "first is used.",
-                                           value, first->name, name));
+                                           value, escaped(first->name), escaped(name)));
             continue;
         }
         Kesh::Label& label = labels[value];
@@ -103,7 +104,7 @@ std::vector<std::byte> encodeClassLookup(const Kesh::LabelSet& labels, std::uint
         if (value < 0 || value >= Entries) {
             warnings.push_back(fmt::format("The label \"{}\" of value {} was left out: a Classification Lookup names "
                                            "the values 0 to 255. A label file keeps it.",
-                                           label.name, value));
+                                           escaped(label.name), value));
             continue;
         }
         const std::size_t place = value * EntryBytes;
@@ -114,7 +115,7 @@ std::vector<std::byte> encodeClassLookup(const Kesh::LabelSet& labels, std::uint
             warnings.push_back(
                 fmt::format("The name \"{}\" of class {} became \"{}\": a Classification Lookup has room "
                             "for {} bytes. A label file keeps it whole.",
-                            label.name, value, read, NameBytes));
+                            escaped(label.name), value, escaped(read), NameBytes));
     }
     return payload;
 }

@@ -2,6 +2,7 @@
 #include "survey/ClassLookup.hpp"
 #include "LookupSupport.hpp"
 #include "las/StandardClasses.hpp"
+#include "survey/StandardLabels.hpp"
 
 namespace corvane::test {
 namespace {

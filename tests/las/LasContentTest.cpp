@@ -143,6 +143,26 @@ TEST(CoordinateSystem, isTheTextOrElseTheKeysWithTheirValues) {
     }
 }
 
+TEST(CoordinateSystem, isNoLongerThanItsKeysCanMean) {
+    std::vector<std::uint16_t> directory{1, 1, 0, 10'000};
+    for (int i = 0; i < 10'000; ++i) directory.insert(directory.end(), {1026, 34737, 60'000, 0}); // all the same text
+    const auto las = Survey()
+                         .vlr("LASF_Projection", 34737, std::string(60'000, 'x'))
+                         .points()
+                         .evlr("LASF_Projection", 34735, numbers(directory))
+                         .open();
+    EXPECT_LT(las.crs.size(), 200'000u);
+    EXPECT_TRUE(holds(test::joined(las.warnings), "from number 3 of 10000 on are left out"))
+        << test::joined(las.warnings);
+}
+
+TEST(LasFile, givesTextsAsTheyMayBeShown) {
+    const auto las =
+        Survey(2, 0, 1).vlr("LASF_Spec", 4, descriptor(1, 0, "\x1b[31m")).vlr("\xff\x07", 1, "").points().open();
+    EXPECT_EQ(las.dimensions.back().name, "\\x1B[31m");
+    EXPECT_EQ(las.vlrs.back().userId, "\\xFF\\x07");
+}
+
 TEST(LasHeader, refusesToWriteMorePointsThanTheVersionCanCount) {
     LasHeader tooMany;
     tooMany.versionMinor = 2;

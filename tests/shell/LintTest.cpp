@@ -97,7 +97,17 @@ const Tampering Extended[] = {
     {"high noise in ground", [](RawPoints& p) { setHeight(p, 9, middleOfGround(p)), p.setClass(9, 18); },
      "noise-in-ground", 1, 9},
     {"noise below ground but for an outlier", sinkOneGroundPoint},
-    {"points of return 1", [](RawPoints& p) { add<std::uint64_t>(p, 255, 3); }, "header-counts", 3, -1, "return 1: "},
+    {"points of return 1", [](RawPoints& p) { add<std::uint64_t>(p, 255, 3); }, "header-counts", 3, -1,
+     "at offset 255 are not"},
+    {"more points than there are", [](RawPoints& p) { p.put<std::uint64_t>(263, 11157594); }, "header-counts", 2000, -1,
+     "return 2: 11157594 stated"},
+    {"a point of return 0",
+     [](RawPoints& p) {
+         const int returns = p.byteAt(6, 14), number = returns & 15;
+         p.setByte(6, 14, returns & ~15);
+         add<std::uint64_t>(p, 247 + 8 * static_cast<std::size_t>(number), -1);
+     },
+     "return-number", 1, 6, "count from 1"},
     {"points of return 15", [](RawPoints& p) { add<std::uint64_t>(p, 367, 1); }, "header-counts", 1, -1, "return 15: "},
     {"older counts without those of returns", [](RawPoints& p) { p.put<std::uint32_t>(107, 2000); }, "legacy-counts",
      2000, -1, "return 1: 0 stated"},
@@ -136,7 +146,8 @@ const Tampering Legacy[] = {
      [](RawPoints& p) {
          addVlr(p, "LASF_Spec", 0, lookup(33, "Reserved") + lookup(65, "User Definable") + lookup(92, "Quay"));
      }},
-    {"points of return 2", [](RawPoints& p) { add<std::uint32_t>(p, 115, 1); }, "header-counts", 1, -1, "return 2: "},
+    {"points of return 2", [](RawPoints& p) { add<std::uint32_t>(p, 115, 1); }, "header-counts", 1, -1,
+     "at offset 115 are not"},
 };
 
 class Lint : public Program {
@@ -185,7 +196,7 @@ TEST_F(Lint, findsWhatWasTamperedWithAndNothingElse) {
     for (const Tampering& tampering : Legacy) expect(tampering);
     sample({"--points", "2000", "--las-version", "1.4", "--point-format", "3"});
     expect({"a wrong older count", [](RawPoints& p) { add<std::uint32_t>(p, 111, 4); }, "legacy-counts", 4, -1,
-            "return 1: "});
+            "at offset 111 are not those of the points (return 1: "});
     expect({"no older counts", [](RawPoints& p) { p.put<std::array<std::uint32_t, 6>>(107, {}); }});
 }
 
@@ -216,7 +227,7 @@ TEST_F(Lint, saysWhatItFoundBeforeItFails) {
     expectRefused({"lint", out}, 1, {out, "2 findings", "2000 points"});
 }
 
-/// Findings about the header.
+/// Findings about the header and the return numbers.
 std::multiset<std::string> expectedOf(const json& known) {
     std::multiset<std::string> expected;
     const bool legacy = known["point_format"] < 6;
@@ -233,13 +244,14 @@ std::multiset<std::string> expectedOf(const json& known) {
     if (!sameBounds) expected.insert("header-bounds");
     if (!bit && (wkt || !legacy)) expected.insert("wkt-bit-missing");
     if (bit && !wkt) expected.insert("wkt-record-missing");
+    if (known["returns"].contains("0")) expected.insert("return-number");
     return expected;
 }
 
 using LintOfRealSurveys = RealSurveys;
 
 TEST_F(LintOfRealSurveys, agreesWithTheirFacts) {
-    const std::set<std::string> ofHeader{"header-bounds", "wkt-bit-missing", "wkt-record-missing"};
+    const std::set<std::string> known{"header-bounds", "return-number", "wkt-bit-missing", "wkt-record-missing"};
     int seen = 0;
     for (const std::string& name : named("", ".las")) {
         SCOPED_TRACE(name);
@@ -249,7 +261,7 @@ TEST_F(LintOfRealSurveys, agreesWithTheirFacts) {
         EXPECT_EQ(run.status, report["findings"].empty() ? 0 : 1) << run.err;
         std::multiset<std::string> found;
         for (const json& finding : report["findings"])
-            if (ofHeader.contains(finding["name"])) found.insert(finding["name"]);
+            if (known.contains(finding["name"])) found.insert(finding["name"]);
         EXPECT_EQ(found, expectedOf(facts[name]));
         ++seen;
     }
