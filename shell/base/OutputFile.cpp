@@ -100,9 +100,11 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
 /// What replaces a file is for nobody else to see before it has that one's permissions.
 void OutputFile::open() {
     const mode_t mode = replaced_ ? 0600 : 0666;
-    if (access("/proc/self/fd", X_OK) == 0) // by which such a file gets its name
-        descriptor_ = ::open(folder_.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
-    if (descriptor_ < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT)) {
+    // The system gives such a file its name by its place there.
+    const bool nameless = access("/proc/self/fd", X_OK) == 0;
+    if (nameless) descriptor_ = ::open(folder_.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
+    const bool unknown = errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT;
+    if (!nameless || (descriptor_ < 0 && unknown)) {
         temporary_ = std::make_unique<Temporary>(folder_);
         descriptor_ = ::open(temporary_->path().c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, mode);
     }

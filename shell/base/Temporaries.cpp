@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
+#include <string_view>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -50,8 +51,16 @@ std::string prefix() {
     return fmt::format(".corvane.{}.", host);
 }
 
-/// Whether a file is of a process of this machine that does not live any more. The number alone would not do: a process
-/// of another container has numbers of its own, but it holds a lock on its file.
+/// Whether a file of this process has that name; no two in any folder do.
+bool isEnlisted(const std::string& name) {
+    return std::ranges::any_of(places, [&](const Place& place) {
+        return place.state == Place::Used && std::string_view(place.path.data()).ends_with("/" + name);
+    });
+}
+
+/// Whether a file is of a process of this machine that does not live any more, though its number may be in use again,
+/// by ourselves even. The number alone would not do: a process of another container has numbers of its own, but it
+/// holds a lock on its file.
 bool isLeft(const std::filesystem::path& path, const std::string& ours) {
     const std::string name = path.filename();
     if (!name.starts_with(ours)) return false;
@@ -59,7 +68,7 @@ bool isLeft(const std::filesystem::path& path, const std::string& ours) {
     const char* end = name.data() + name.size();
     const auto [rest, error] = std::from_chars(name.data() + ours.size(), end, process);
     if (error != std::errc() || process <= 0 || rest == end || *rest != '.') return false;
-    if (kill(process, 0) == 0 || errno != ESRCH) return false;
+    if (process == getpid() ? isEnlisted(name) : kill(process, 0) == 0 || errno != ESRCH) return false;
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (file < 0) return false;
     const bool unlocked = flock(file, LOCK_EX | LOCK_NB) == 0;

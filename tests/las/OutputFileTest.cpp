@@ -132,15 +132,21 @@ TEST_P(WrittenFile, isLikeTheOneThatItReplacesOrTheLossIsTold) {
     write(path, "old");
     ASSERT_EQ(chmod(path.c_str(), 0640), 0);
     const bool attributes = setxattr(path.c_str(), "user.tile", "7", 1, 0) == 0; // not every file system has them
-    if (geteuid() == 0) ASSERT_EQ(chown(path.c_str(), 1234, 4321), 0);
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(path.c_str(), 1234, 4321), 0);
+    }
     ASSERT_EQ(link(path.c_str(), (folder / "other").c_str()), 0);
     EXPECT_TRUE(holds(replace("new"), "has 1 other name (hard links), which keep what it held"));
     struct stat status {};
     ASSERT_EQ(stat(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640u);
-    if (geteuid() == 0) EXPECT_TRUE(status.st_uid == 1234 && status.st_gid == 4321);
+    if (geteuid() == 0) {
+        EXPECT_TRUE(status.st_uid == 1234 && status.st_gid == 4321);
+    }
     char value = 0;
-    if (attributes) EXPECT_TRUE(getxattr(path.c_str(), "user.tile", &value, 1) == 1 && value == '7');
+    if (attributes) {
+        EXPECT_TRUE(getxattr(path.c_str(), "user.tile", &value, 1) == 1 && value == '7');
+    }
     EXPECT_EQ(folder.contents(), (Contents{{"file", "new"}, {"other", "old"}}));
 }
 
@@ -184,7 +190,8 @@ TEST_P(WrittenFile, isRemovedByTheNextWhenItsProcessDied) {
     };
     write(folder / name(host, child, 90), "left");
     write(folder / name(host, child, 91), "of a process elsewhere that has the same number");
-    write(folder / name(host, getpid(), 92), "ours");
+    write(folder / name(host, getppid(), 92), "of a process that lives");
+    write(folder / name(host, getpid(), 94), "left by an earlier process of our number");
     write(folder / name("another-" + host, child, 93), "of another machine");
     const int locked = open((folder / name(host, child, 91)).c_str(), O_RDONLY);
     ASSERT_EQ(flock(locked, LOCK_EX), 0);
@@ -192,7 +199,7 @@ TEST_P(WrittenFile, isRemovedByTheNextWhenItsProcessDied) {
     close(locked);
     std::set<std::string> left;
     for (const auto& [file, contents] : folder.contents()) left.insert(file);
-    EXPECT_EQ(left, (std::set<std::string>{"file", name(host, child, 91), name(host, getpid(), 92),
+    EXPECT_EQ(left, (std::set<std::string>{"file", name(host, child, 91), name(host, getppid(), 92),
                                            name("another-" + host, child, 93)}));
 }
 

@@ -2,6 +2,9 @@
 // lint: what it finds in surveys that were tampered with, and in real ones.
 #include "ProgramTestSupport.hpp"
 
+#include "check/Lint.hpp"
+#include "survey/Survey.hpp"
+
 #include <cmath>
 #include <functional>
 
@@ -225,6 +228,21 @@ TEST_F(Lint, saysWhatItFoundBeforeItFails) {
                                            points.coordinate(7, 0), points.coordinate(7, 1), points.coordinate(7, 2))))
         << bad.out;
     expectRefused({"lint", out}, 1, {out, "2 findings", "2000 points"});
+}
+
+TEST_F(Lint, canBeShownASurveyWithItsEdits) {
+    const Survey survey(in);
+    const auto field = survey.points().findField(ClassificationName);
+    const Fiber::Field::Fragment fragment = field->fragments().begin()->second;
+    const auto edited = fragment.array->privateCopy();
+    edited->writableData<std::uint8_t>()->writableValues()[7] = 23;
+    field->setPersistentData(edited, fragment.id);
+    EXPECT_TRUE(lint(survey.las(), {}, Watch()).findings.empty());
+    const LintReport report = lint(survey.edited(), {}, Watch());
+    ASSERT_EQ(report.findings.size(), 1u);
+    EXPECT_EQ(report.findings[0].name, "reserved-class");
+    EXPECT_EQ(report.findings[0].example->index, 7u);
+    EXPECT_EQ(report.findings[0].example->value, 23);
 }
 
 /// Findings about the header and the return numbers.

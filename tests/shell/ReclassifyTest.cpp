@@ -152,7 +152,7 @@ TEST_F(Edits, findAllPointsWhenTheHeadersBoundsAreWrong) {
     const Shape shape = shapesOver(points).front();
     EXPECT_GT(editAndCompare(points, shape, {1, 2}, 9), 100u);
     const Outcome run = reclassify({"--from", "1", "--to", "9", "--within", shape.wkt, "--overwrite"});
-    EXPECT_TRUE(holds(run.err, "corvane: warning: " + in + ": the header's bounds are wrong")) << run.err;
+    EXPECT_TRUE(holds(run.err, "corvane: warning: " + in + ": The header's bounds are wrong")) << run.err;
 }
 
 } // namespace
