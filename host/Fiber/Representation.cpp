@@ -24,18 +24,24 @@ StrongPtr<FieldID> Representation::makeFieldID(const std::string& name) {
 }
 
 void Representation::makeField(const StrongPtr<FieldID>& id, const StrongPtr<Field>& data) {
-    fields_[id->name()] = {id, data};
+    const auto [place, isNew] = fields_.try_emplace(id->name());
+    try {
+        histories_.add(id->name(), data);
+    } catch (...) {
+        if (isNew) fields_.erase(place);
+        throw;
+    }
+    histories_.remove(place->second.field);
+    place->second = {id, data};
     setAge(nextTime());
 }
 
 void Representation::removeField(const std::string& name) {
-    if (fields_.erase(name) > 0) setAge(nextTime());
-}
-
-std::vector<std::string> Representation::fieldNames() const {
-    std::vector<std::string> names;
-    for (const auto& [name, entry] : fields_) names.push_back(name);
-    return names;
+    const auto found = fields_.find(name);
+    if (found == fields_.end()) return;
+    histories_.remove(found->second.field);
+    fields_.erase(found); // by now `name` may be gone with its step
+    setAge(nextTime());
 }
 
 } // namespace Fiber

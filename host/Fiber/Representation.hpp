@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Fiber/Field.hpp"
+#include "Fiber/HistoryIndex.hpp"
 
 #include <map>
 #include <string>
-#include <vector>
 
 namespace Fiber {
 
@@ -32,13 +31,16 @@ public:
     /// The identifier of the field of this name, existing or to come.
     Holdfast::StrongPtr<FieldID> makeFieldID(const std::string& name);
 
-    /// Puts a field in under the name, in the place of one that may be there.
+    /// Puts a field in under the name, in the place of one that may be there. When it throws, nothing has changed.
     void makeField(const Holdfast::StrongPtr<FieldID>& id, const Holdfast::StrongPtr<Field>& data);
 
     /// Nothing happens when there is none.
     void removeField(const std::string& name);
 
-    std::vector<std::string> fieldNames() const;
+    std::size_t numberOfFields() const { return fields_.size(); }
+
+    /// Which of the fields are steps of histories.
+    HistoryIndex& histories() { return histories_; }
 
 private:
     struct Entry {
@@ -46,6 +48,7 @@ private:
         Holdfast::StrongPtr<Field> field;
     };
     std::map<std::string, Entry> fields_;
+    HistoryIndex histories_; // of fields_
 };
 
 } // namespace Fiber

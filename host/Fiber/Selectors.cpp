@@ -21,7 +21,7 @@ FieldSelector::FieldSelector(GridSelector grid, std::string fieldName)
 
 std::size_t FieldSelector::NumberOfAvailableFields() const {
     const auto fields = representation();
-    return fields ? fields->fieldNames().size() : 0;
+    return fields ? fields->numberOfFields() : 0;
 }
 
 FieldSelection FieldSelector::Selection() const {
