@@ -2,7 +2,7 @@
 #include "survey/BrushedPoints.hpp"
 
 #include "Fiber/FragmentBox.hpp"
-#include "Kesh/editing/MaskField.hpp"
+#include "Fiber/MaskField.hpp"
 
 namespace corvane {
 
@@ -40,13 +40,13 @@ bool BrushedPoints::load(const std::vector<std::string>& fields) {
 }
 
 StrongPtr<Fiber::Field> BrushedPoints::mask() const {
-    const auto mask = Kesh::makeMask(*positions_);
+    const auto mask = Fiber::makeMask(*positions_);
     std::vector<std::uint32_t> indices;
     visit([&](const StrongPtr<Fiber::FragmentID>& fragment) {
         const auto points = Fiber::arrayOf<Point>(positions_->getData(fragment));
         brush_.select(points->values(), indices);
-        const auto entries = Holdfast::create<Fiber::MemArray<std::uint8_t>>(points->size(), Kesh::Unmasked);
-        for (const std::uint32_t i : indices) entries->chunk.values[i] = Kesh::Masked;
+        const auto entries = Holdfast::create<Fiber::MemArray<std::uint8_t>>(points->size(), Fiber::Unmasked);
+        for (const std::uint32_t i : indices) entries->chunk.values[i] = Fiber::Masked;
         const auto array = Holdfast::create<Fiber::CreativeArrayBase>(StrongPtr<Fiber::MemBase>(entries));
         mask->setPersistentData(array, fragment);
         return true;

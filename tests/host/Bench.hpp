@@ -94,6 +94,7 @@ protected:
     std::vector<T> values(const std::string& name = "Classification") {
         std::vector<T> all;
         find(name).iterate([&](const auto&, const auto& array) {
+            if (!array) return true;
             const auto part = Fiber::arrayOf<T>(array->getData());
             if (!part) throw std::logic_error(name + " is of another type");
             all.insert(all.end(), part->values().begin(), part->values().end());

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Bench.hpp"
 
+#include <algorithm>
+
 namespace corvane::test {
 namespace {
 
@@ -13,6 +15,8 @@ public:
 
     int failAt = -1;    // number of a fragment
     std::string handed; // numbers of fragments
+    std::vector<Holdfast::WeakPtr<Fiber::CreativeArrayBase>> targets;
+    std::ptrdiff_t mostTargets = 0; // alive at a time
 
 private:
     bool wantsFieldOperation(const Kesh::VRequest& request, Fiber::Representation&, const std::string&,
@@ -21,14 +25,16 @@ private:
     }
 
     ArrayPtr modifyFragment(const Kesh::VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
-                            std::span<const std::uint32_t> indices, std::uint64_t& writes,
-                            const ArrayPtr& target) override {
+                            std::span<const std::uint32_t> indices, Changes& changes, const ArrayPtr& target) override {
         handed += std::to_string(fragment->number());
+        targets.push_back(target);
+        mostTargets = std::max(mostTargets, std::ranges::count_if(targets, [](auto& t) { return bool(t.lock()); }));
         EXPECT_EQ(field.getCreator(fragment), target);
         const auto array = target->writableData<unsigned char>();
         const auto value = static_cast<unsigned char>(value_.get(*request.pool));
         for (const auto i : indices) {
-            writes += array->values()[i] != value;
+            changes.writes += array->values()[i] != value;
+            changes.vertices += array->values()[i] != value;
             array->writableValues()[i] = value;
         }
         if (static_cast<int>(fragment->number()) == failAt) throw std::runtime_error("the brush broke");
@@ -65,7 +71,7 @@ protected:
 
     /// Steps done and undone, and values.
     std::string state() {
-        const Kesh::History history(vertices(), Name);
+        const Fiber::History history(vertices(), Name);
         std::string text = std::to_string(history.position()) + "/" + std::to_string(history.size());
         for (const int value : values<unsigned char>()) text += " " + std::to_string(value);
         return text;
@@ -90,13 +96,14 @@ TEST_F(Editing, undoAndRedoBringBackEveryValue) {
         EXPECT_EQ(act("undo").substr(0, 5), "Undid");
         EXPECT_EQ(state(), expected);
     }
+    EXPECT_EQ(editor->status(*pool).text, "Undid a change of 4 vertices of the data by painter; 0 to undo, 2 to redo.");
     EXPECT_GT(find(Name).age(), age) << "others must see the change";
-    EXPECT_EQ(act("undo"), "There is nothing to undo.");
+    EXPECT_EQ(act("undo"), "There is nothing to undo in the data.");
     for (const char* expected : {"1/2 0 1 9 9 9 9 12 13 20 21 22 23", "2/2 0 1 9 9 9 9 12 13 5 21 22 23"}) {
         EXPECT_EQ(act("redo").substr(0, 5), "Redid");
         EXPECT_EQ(state(), expected);
     }
-    EXPECT_EQ(act("redo"), "There is nothing to redo.");
+    EXPECT_EQ(act("redo"), "There is nothing to redo in the data.");
 }
 
 TEST_F(Editing, anEditThatFailsLeavesEverythingAsItWas) {
@@ -124,29 +131,45 @@ TEST_F(Editing, anEditAfterAnUndoDropsTheStepsAhead) {
     for (int i = 0; i < 2; ++i) act("undo");
     stroke(1, 2, 8);
     EXPECT_EQ(state(), "2/2 5 8 2 3 10 11 12 13 20 21 22 23");
-    EXPECT_EQ(act("redo"), "There is nothing to redo.");
+    EXPECT_EQ(act("redo"), "There is nothing to redo in the data.");
     stroke(1, 2, 8);
     EXPECT_EQ(state(), "2/2 5 8 2 3 10 11 12 13 20 21 22 23") << "nothing was written: no step";
 }
 
-TEST_F(Editing, theOldestStepsGoFirstThenThoseThatWereUndoneFirst) {
-    const auto keep = [&](int steps) {
-        set(pool, *editor, "undodepth", steps);
-        update(*editor);
-        return state().substr(0, 5);
-    };
-    for (const int value : {5, 6, 7, 8}) stroke(0, 1, value);
-    EXPECT_EQ(keep(3), "3/3 8");
-    for (int i = 0; i < 2; ++i) act("undo");
-    EXPECT_EQ(keep(1), "0/1 6");
-    act("redo");
-    EXPECT_EQ(state().substr(0, 5), "1/1 7") << "the next one";
-    stroke(0, 1, 8);
-    act("undo");
-    EXPECT_EQ(state().substr(0, 5), "0/1 7");
-    EXPECT_EQ(keep(0), "0/0 7");
+TEST_F(Editing, aHistoryIsTrimmedByWhoRecordsAndByNobodyElse) {
+    const auto other = Holdfast::create<Painter>();
+    set(pool, *other, "field", selector(Name));
+    set(pool, *other, "undodepth", 2);
+    for (const int value : {5, 6, 7, 8}) stroke(0, 1, value), update(*other);
+    set(pool, *editor, "undodepth", 3);
+    update(*editor);
+    EXPECT_EQ(state().substr(0, 5), "4/4 8");
+    set(pool, *editor, "undodepth", 0);
     stroke(0, 1, 9);
-    EXPECT_EQ(state().substr(0, 5), "0/0 9");
+    EXPECT_EQ(state().substr(0, 5), "4/4 9") << "no step, and those that are stored stay";
+    act("undo");
+    EXPECT_EQ(state().substr(0, 5), "3/4 7");
+    set(pool, *other, "value", 4);
+    press(*other, "paint");
+    update(*other);
+    EXPECT_EQ(state().substr(0, 5), "2/2 4");
+}
+
+TEST_F(Editing, anEditOutsideAnUpdateTakesATimeOfItsOwn) {
+    const Kesh::EditTarget target{Kesh::VRequest(pool), editor->dataHistory(), vertices(), vertices().findField(Name),
+                                  Name};
+    set(pool, *editor, "value", 9);
+    const auto before = Ageable::GlobalTime.load();
+    EXPECT_EQ(editor->edit(target).changes.vertices, 12u);
+    EXPECT_GT(find(Name).age(), before);
+    EXPECT_EQ(find(Name).getMostRecentCreatorAge(), find(Name).age());
+    press(*editor, "undo");
+    const auto pressed = Ageable::GlobalTime.load();
+    EXPECT_EQ(editor->doUndoRedo(target).substr(0, 5), "Undid");
+    EXPECT_EQ(state(), "0/1" + initial.substr(3));
+    EXPECT_GT(find(Name).age(), pressed);
+    EXPECT_EQ(find(Name).getMostRecentCreatorAge(), find(Name).age());
+    EXPECT_EQ(update(*editor), "") << "the press is served";
 }
 
 TEST_F(Editing, aPressActsOnce) {
@@ -189,9 +212,6 @@ TEST_F(Editing, untouchedFragmentsStayOnTheDisc) {
 }
 
 TEST_F(Editing, whatCannotBeEditedIsAnError) {
-    set(pool, *editor, "field", selector("Nothing"));
-    EXPECT_EQ(update(*editor), "There is no field \"Nothing\" on the grid \"points\".");
-    set(pool, *editor, "field", selector(Name));
     field<Point>(Fiber::PositionsName, {{Point(0)}, {}, {}});
     EXPECT_EQ(stroke(-1, 1, 5), "Fragment 0 has 4 vertices but 1 positions.");
     vertices().removeField(Fiber::PositionsName);
@@ -199,10 +219,32 @@ TEST_F(Editing, whatCannotBeEditedIsAnError) {
     EXPECT_EQ(state(), initial);
 }
 
+TEST_F(Editing, aNameThatNoFieldHasIsAFieldWithoutVertices) {
+    set(pool, *editor, "field", selector("Nothing"));
+    EXPECT_EQ(update(*editor), "");
+    EXPECT_EQ(act("paint", 9), " No vertex data have been modified.");
+    EXPECT_EQ(act("undo"), "There is nothing to undo in the data.");
+    EXPECT_EQ(state(), initial);
+    set(pool, *editor, "field", Fiber::FieldSelector());
+    EXPECT_EQ(act("paint", 9), "No field is selected; connect the input \"field\" to one.");
+}
+
+TEST_F(Editing, fragmentsInWhichNothingWasWrittenAreGivenBack) {
+    set(pool, *editor, "value", 9);
+    act("paint");
+    editor->targets.clear();
+    editor->mostTargets = 0;
+    EXPECT_EQ(act("paint"), " No vertex data have been modified.");
+    EXPECT_EQ(editor->targets.size(), 3u);
+    EXPECT_EQ(editor->mostTargets, 1) << "one copy at a time";
+}
+
 TEST_F(Editing, aFieldThatIsOtherThanItsHistoryIsLeftAlone) {
     stroke(0, 1, 5);
     field<unsigned char>(Name, {{0, 1}, {}, {}});
-    EXPECT_NE(act("undo").find("Nothing was changed."), std::string::npos);
+    EXPECT_EQ(act("undo"),
+              "The last change of the data \"Classification\" cannot be undone, and is left: its fragments "
+              "are not those of the field any more.");
     EXPECT_EQ(state(), "1/1 0 1");
 }
 

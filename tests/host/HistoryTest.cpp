@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Bench.hpp"
 
-#include "Fiber/History.hpp"
+#include "Fiber/MaskField.hpp"
 
 #include <algorithm>
 
@@ -108,11 +108,15 @@ TEST_F(History, isFoundInTheAttributesOfItsStepsAlone) {
     EXPECT_EQ(history().size(), 2) << "another field took its place";
 }
 
-TEST_F(History, knowsNamesOfSteps) {
-    for (const char* name : {"Classification.undo0", "mask.undo12", ".undo3"})
+TEST_F(History, namesOfStepsAreNoNamesOfMasks) {
+    for (const char* name : {"Classification.undo0", "mask.undo12", ".undo3"}) {
         EXPECT_TRUE(Fiber::History::isStepName(name)) << name;
-    for (const char* name : {"mask", "undo0", ".undo", "mask.undo1x", "mask.undo-1", "mask.undo 1"})
+        EXPECT_THROW(Fiber::findMask(vertices(), name, find(Name)), std::runtime_error) << name;
+    }
+    for (const char* name : {"mask", "undo0", ".undo", "mask.undo1x", "mask.undo-1", "mask.undo 1"}) {
         EXPECT_FALSE(Fiber::History::isStepName(name)) << name;
+        EXPECT_FALSE(Fiber::findMask(vertices(), name, find(Name))) << name;
+    }
 }
 
 } // namespace

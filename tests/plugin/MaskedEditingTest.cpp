@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "LoadedPlugin.hpp"
 
+#include "Kesh/objects/VActionNotifier.hpp"
 #include "Kesh/values/LabelSet.hpp"
 
 #include <algorithm>
@@ -67,9 +68,22 @@ protected:
         return act("unselect");
     }
 
+    /// The status line after an update that finds what the last one left.
+    std::string said() {
+        editor->update(Kesh::VRequest(pool));
+        return editor->status(*pool).text;
+    }
+
+    /// A mask beside the data, made by somebody else.
+    Fiber::Field& addMask(const std::string& name, const std::vector<Bytes>& fragments) {
+        field<unsigned char>(name, fragments);
+        find(name).attributes().setAttribute("Mask", Holdfast::create<Holdfast::Chunk<bool>>(1, true));
+        return find(name);
+    }
+
     bool hasMask(const std::string& name = "mask") { return bool(vertices().findField(name)); }
     Bytes mask(const std::string& name = "mask") { return values<unsigned char>(name); }
-    int steps(const std::string& fieldName) { return Kesh::History(vertices(), fieldName).size(); }
+    int steps(const std::string& fieldName) { return Fiber::History(vertices(), fieldName).size(); }
 
     StrongPtr<Kesh::VObject> editor;
 };
@@ -85,7 +99,8 @@ TEST_P(MaskedEditing, aTypicalEditFromStrokeToStatus) {
     EXPECT_EQ(values<unsigned char>(), before);
     unselectStroke(1, 2);
     EXPECT_EQ(mask(), (Bytes{255, 0, 255, 0, 255, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(act("undoMask").substr(0, 5), "Undid");
+    EXPECT_EQ(act("undoMask"), "Undid a change of 1 vertex of the mask by Edit/" + std::string(GetParam()) +
+                                   "; 1 to undo, 1 to redo.");
     EXPECT_EQ(mask()[1], 255);
     EXPECT_EQ(act("redoMask").substr(0, 5), "Redid");
     EXPECT_EQ(act("applySelection"), "3 vertex data have been modified.");
@@ -119,15 +134,116 @@ TEST_P(MaskedEditing, triggersThatFireTogetherAreServedInTheirOrder) {
     EXPECT_EQ(mask(), Bytes(Vertices, 0)) << "unselecting wins";
 }
 
-TEST_P(MaskedEditing, aFieldOfTheDataIsNoMask) {
-    set(pool, *editor, "maskfield", Name);
-    EXPECT_NE(stroke(0, 40).find("cannot be the mask"), std::string::npos);
+TEST_P(MaskedEditing, undoAndRedoActOnlyWhereNothingElseDid) {
+    const Bytes before = values<unsigned char>();
+    stroke(0, 4);
+    act("applySelection");
+    const Bytes after = values<unsigned char>();
+    for (const std::string trigger : {"unselectAll", "select", "unselect", "applySelection"}) {
+        stroke(0, 4);
+        unselectStroke(0, 4); // an apply of nothing, too, is an apply
+        const int position = Fiber::History(vertices(), "mask").position();
+        for (const char* action : {"undo", "undoMask"}) press(*editor, action);
+        act(trigger);
+        EXPECT_EQ(update(*editor), "") << trigger << ": the presses are spent";
+        EXPECT_EQ(values<unsigned char>(), after) << trigger;
+        EXPECT_TRUE(!hasMask() || Fiber::History(vertices(), "mask").position() >= position) << trigger;
+    }
+    press(*editor, "undo");
+    EXPECT_EQ(act("applySelection").substr(0, 5), "Undid") << "nothing is applied without a mask";
+    EXPECT_EQ(values<unsigned char>(), before);
+    stroke(0, 2);
+    press(*editor, "redo");
+    EXPECT_EQ(act("undoMask"), "Redid a change of 3 vertices of the data by Edit/" + std::string(GetParam()) +
+                                   "; 1 to undo, 0 to redo. Undid a change of 2 vertices of the mask by Edit/" +
+                                   std::string(GetParam()) + "; 0 to undo, 1 to redo.");
+    press(*editor, "undo");
+    act("purgeUndoData");
+    EXPECT_EQ(values<unsigned char>(), after);
+}
+
+TEST_P(MaskedEditing, theStatusIsOfWhatWasDoneLast) {
+    stroke(0, 4);
+    EXPECT_EQ(act("applySelection"), "3 vertex data have been modified.");
+    for (const std::string trigger : {"select", "unselect", "unselectAll", "purgeUndoData"}) {
+        editor->setStatusInfo(*pool, "of the last time");
+        press(*editor, trigger);
+        EXPECT_EQ(said(), "") << trigger;
+    }
+}
+
+TEST_P(MaskedEditing, anInterruptedApplyLeavesEverythingAsItWas) {
+    struct Impatient : Kesh::VActionNotifier {
+        bool progress(std::uint64_t done, std::uint64_t total, const std::string& text) override {
+            EXPECT_EQ(text, "Editing Classification");
+            return done + 1 < total;
+        }
+    };
+    stroke(0, 40);
+    const Bytes before = values<unsigned char>(), masked = mask();
+    auto notifier = Holdfast::create<Impatient>();
+    Kesh::VActionNotifier::activate(StrongPtr<Kesh::VActionNotifier>(notifier));
+    EXPECT_EQ(act("applySelection"), "The edit was interrupted; nothing has been changed.");
     EXPECT_FALSE(updated);
+    EXPECT_EQ(values<unsigned char>(), before);
+    EXPECT_EQ(mask(), masked);
+    EXPECT_EQ(steps(Name), 0);
+    EXPECT_EQ(steps("mask"), 1);
+    notifier.reset();
+    EXPECT_EQ(act("applySelection"), "8 vertex data have been modified.");
+}
+
+TEST_P(MaskedEditing, aFieldOfTheDataIsNoMask) {
     field<unsigned char>("UserData", {{1, 1, 1, 1}, {1, 1, 1, 1}, {1, 1, 1, 1}});
-    set(pool, *editor, "maskfield", std::string("UserData"));
-    press(*editor, "unselectAll");
-    EXPECT_NE(stroke(0, 40).find("cannot be the mask"), std::string::npos);
-    EXPECT_EQ(values<unsigned char>("UserData"), Bytes(Vertices, 1));
+    stroke(0, 4);
+    act("applySelection");
+    act("undo");
+    for (const std::string& name : {Name, std::string("UserData")}) {
+        set(pool, *editor, "maskfield", name);
+        for (const char* trigger : {"select", "applySelection", "undoMask"})
+            EXPECT_NE(act(trigger).find("cannot be the mask"), std::string::npos) << trigger;
+        EXPECT_EQ(act("unselectAll"), "");
+        EXPECT_EQ(values<unsigned char>("UserData"), Bytes(Vertices, 1));
+        EXPECT_EQ(steps(Name), 1) << "of the data";
+    }
+    set(pool, *editor, "maskfield", Name + ".undo0");
+    EXPECT_NE(stroke(0, 40).find("named as the steps of a history"), std::string::npos);
+    EXPECT_EQ(act("redo").substr(0, 5), "Redid");
+    EXPECT_EQ(act("purgeUndoData"), "");
+    EXPECT_EQ(steps(Name), 0);
+}
+
+TEST_P(MaskedEditing, aMaskOfOtherFragmentsIsRefusedUntilItIsCleared) {
+    addMask("mask", {{255, 255}});
+    for (const char* trigger : {"select", "applySelection"})
+        EXPECT_NE(act(trigger).find("belongs to other fragments"), std::string::npos) << trigger;
+    EXPECT_EQ(act("unselectAll"), "");
+    stroke(0, 4);
+    EXPECT_EQ(mask()[0], 255);
+}
+
+TEST_P(MaskedEditing, fragmentsThatAreMissingHoldNothing) {
+    find(Name).setPersistentData(nullptr, id(1));
+    addMask("mask", {{0, 255, 0, 0}});
+    stroke(20, 30);
+    EXPECT_EQ(mask(), (Bytes{0, 255, 0, 0, 0, 255, 0, 255}))
+        << "the mask got the last fragment, and needs none between";
+    EXPECT_EQ(act("applySelection"), "3 vertex data have been modified.");
+    EXPECT_EQ(values<unsigned char>(), (Bytes{2, 6, 2, 6, 6, 6, 9, 6}));
+    addMask("mask", {{255, 0, 0, 0}});
+    EXPECT_EQ(act("applySelection"), "1 vertex data have been modified.");
+}
+
+TEST_P(MaskedEditing, whatCannotBeWrittenDoesNotCount) {
+    field<float>("Height", {{1, 2, 3, 4}, {1, 2, 3, 4}, {1, 2, 3, 4}});
+    set(pool, *editor, "labelfield", selector("Height"));
+    addMask("mask", {Bytes(4, 255), Bytes(4, 255), Bytes(4, 255)});
+    EXPECT_EQ(act("applySelection"), " No vertex data have been modified.");
+    EXPECT_EQ(steps("Height"), 0);
+    set(pool, *editor, "labelfield", selector("Nothing"));
+    for (const char* trigger : {"select", "applySelection"})
+        EXPECT_EQ(act(trigger), " No vertex data have been modified.") << "no field has the name";
+    EXPECT_FALSE(hasMask());
 }
 
 /// Whole copies of every state of a field, and which of them is the present.

@@ -141,7 +141,7 @@ TEST_F(Plugin, leavesDataAndHistoryBehind) {
     unload();
     ASSERT_FALSE(isLoaded());
     EXPECT_EQ(values<unsigned char>(), (std::vector<unsigned char>{1, 9, 3}));
-    Kesh::History history(vertices(), "Classification");
+    Fiber::History history(vertices(), "Classification");
     ASSERT_EQ(history.size(), 1);
     EXPECT_EQ(history.step(0).module, "Edit/ModifyClassification");
     EXPECT_EQ(history.step(0).parameters,

@@ -113,9 +113,9 @@ TEST_F(PointCloudHistogram, countsAllOnlyWhenAskedAndReadsOnlyWhatChanged) {
     EXPECT_EQ(compute(), "No Positions available for this representation.");
     vertices().makeField(vertices().makeFieldID(Fiber::PositionsName), positions);
     EXPECT_EQ(update(*module), OutOfDate) << "a press that failed has not brought it up to date";
-    Kesh::History(vertices(), Classes).undo(find(Classes), Ageable::nextTime());
+    Fiber::History(vertices(), Classes).undo(find(Classes), Ageable::nextTime());
     EXPECT_EQ(compute(), "WholeDataset: 12 points\n  2: 5\n  5: 5\n  6: 1\n  9: 1") << "undone";
-    Kesh::History(vertices(), Classes).redo(find(Classes), Ageable::nextTime());
+    Fiber::History(vertices(), Classes).redo(find(Classes), Ageable::nextTime());
     EXPECT_EQ(compute(), "WholeDataset: 12 points\n  2: 5\n  3: 1\n  5: 5\n  6: 1") << "redone";
     edit(3, 9);
 

@@ -2,8 +2,8 @@
 #include "Kesh/editing/EditField.hpp"
 
 #include "Fiber/FragmentBox.hpp"
+#include "Fiber/MaskField.hpp"
 #include "Kesh/catalogue/VCreator.hpp"
-#include "Kesh/editing/MaskField.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
 
 #include <chrono>
@@ -27,11 +27,12 @@ ParameterTable editingParameters() {
     table[0].properties.setValue("tooltip", "Undo data modification");
     table[1].properties.setValue("tooltip", "Redo data modification");
     for (ParameterIntroduction& action : table) action.properties.setValue("info", "data modification");
-    table.push_back({.name = UndoDepth,
-                     .initial = 32,
-                     .help = "How many steps of each history are kept; the oldest go first.",
-                     .expertLevel = 5,
-                     .properties = {{"min", 0}, {"max", 10000}}});
+    table.push_back(
+        {.name = UndoDepth,
+         .initial = 32,
+         .help = "How many steps a history keeps when this editor adds one; the oldest go first. 0 adds none.",
+         .expertLevel = 5,
+         .properties = {{"min", 0}, {"max", 10000}}});
     table.push_back({.name = BrushInput,
                      .initial = Brush(),
                      .help = "The stroke whose volume selects the vertices. Without a brush every vertex is edited."});
@@ -106,6 +107,11 @@ std::int64_t secondsSince1970() {
         .count();
 }
 
+/// Outside an update, what changes takes a time of its own.
+void takeTime(VRequest& request) {
+    if (request.time == Holdfast::Ageable::Ooooold) request.time = Holdfast::Ageable::nextTime();
+}
+
 } // namespace
 
 EditField::EditField(const std::string& name, int expertLevel, const StrongPtr<VCreationPreferences>& preferences,
@@ -114,7 +120,6 @@ EditField::EditField(const std::string& name, int expertLevel, const StrongPtr<V
       dataHistory_(*this, DataHistory),
       undoDepth_(*this, UndoDepth),
       brush_(*this, BrushInput) {
-    addHistory(dataHistory_, [this](const VRequest& request) { return selectedField(request).getFieldName(); });
     Brush::connectBrushAsInput(*this, *brush_.slot(), "Brush", preferences);
 }
 
@@ -122,132 +127,172 @@ ParameterTable EditField::parameters(const std::string& fieldParameter, int expe
     return joined(FieldOperatorObject::parameters(fieldParameter, expertLevel), editingParameters());
 }
 
-void EditField::addHistory(UndoStack& stack, FieldNameOf fieldName) {
-    histories_.push_back({&stack, std::move(fieldName)});
+void EditField::addHistory(const UndoStack& stack, MaskNameOf maskName) {
+    maskHistory_ = {&stack, std::move(maskName)};
+}
+
+bool EditField::unsychronized_update(VRequest& request, double precision) {
+    const Fiber::FieldSelector selected = selectedField(request);
+    const auto representation = selected.representation();
+    if (!representation || selected.getFieldName().empty() || selected.field())
+        return FieldOperatorObject::unsychronized_update(request, precision);
+    operate(request, *representation, selected.getFieldName(), nullptr);
+    return true;
 }
 
 void EditField::operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
                         const FieldPtr& field) {
-    for (const OwnHistory& history : histories_)
-        History(representation, history.fieldName(request)).trim(undoDepth(request));
     if (wantsFieldOperation(request, representation, fieldName, field))
-        setStatusInfo(*request.pool, modificationReport(FieldOperation(request, field, representation)));
-    else
-        serveHistories(request, representation);
+        return acted(request, field ? FieldOperation(request, field, representation) : modificationReport(0));
+    std::string said = doUndoRedo({request, dataHistory_, representation, field, fieldName});
+    if (maskHistory_ && field) {
+        const std::string ofMask = doUndoRedo(
+            {request, *maskHistory_->stack, representation, field, fieldName, maskHistory_->maskName(request)});
+        if (!said.empty() && !ofMask.empty()) said += " ";
+        said += ofMask;
+    }
+    if (!said.empty()) setStatusInfo(*request.pool, said);
 }
 
-/// After a dispatch that came to no edit; a press that was served during the dispatch is not served again.
-void EditField::serveHistories(const VRequest& request, Fiber::Representation& representation) {
-    for (const OwnHistory& history : histories_) {
-        const std::string name = history.fieldName(request);
-        const std::string done =
-            doUndoRedo(request, *history.stack, representation, name, representation.findField(name));
-        if (!done.empty()) setStatusInfo(*request.pool, done);
+void EditField::acted(const VRequest& request, const std::string& text) {
+    if (text.empty())
+        clearStatus(*request.pool);
+    else
+        setStatusInfo(*request.pool, text);
+    takePress(dataHistory_, *request.pool);
+    if (maskHistory_) takePress(*maskHistory_->stack, *request.pool);
+}
+
+UndoStack::Press EditField::takePress(const UndoStack& stack, const ValuePool& pool) {
+    auto& state = states_[pool.identifier()];
+    if (!state) state = newState();
+    return stack.take(pool, state->served[&stack]);
+}
+
+std::string EditField::FieldOperation(VRequest& request, const FieldPtr& field, Fiber::Representation& representation) {
+    return edit({request, dataHistory_, representation, field, selectedField(request).getFieldName()}).report();
+}
+
+EditField::Outcome EditField::edit(EditTarget target) {
+    takeTime(target.request);
+    if (!target.field) return {};
+    if (!target.maskName) return editUnderBrush(target, *target.field);
+    Fiber::Representation& representation = target.representation;
+    if (const auto mask = Fiber::findMask(representation, *target.maskName, *target.field)) {
+        Fiber::completeMask(*mask, *target.field);
+        return editUnderBrush(target, *mask);
+    }
+    const auto mask = Fiber::makeMask(*target.field);
+    representation.makeField(representation.makeFieldID(*target.maskName), mask);
+    try {
+        return editUnderBrush(target, *mask);
+    } catch (...) {
+        representation.removeField(*target.maskName);
+        throw;
     }
 }
 
-std::uint64_t EditField::FieldOperation(VRequest& request, const FieldPtr& field,
-                                        Fiber::Representation& representation) {
-    const std::string name = selectedField(request).getFieldName();
-    return edit(request, dataHistory_, representation, field, name, name);
-}
-
-std::uint64_t EditField::edit(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
-                              const FieldPtr& field, const std::string& fieldName, const std::string& targetName) {
-    const bool direct = targetName == fieldName;
-    FieldPtr target = direct ? field : findMask(representation, targetName, *field);
-    const bool isNew = !target;
-    if (isNew) target = makeMask(*field);
+EditField::Outcome EditField::editUnderBrush(const EditTarget& target, Fiber::Field& edited) {
+    const VRequest& request = target.request;
     const Brush brush = brush_.get(*request.pool);
-    VertexSelection selection(representation, hasBrush(request) ? &brush : nullptr);
-    const FieldPtr working = field->sharingCopy();
-    const auto fragments = field->fragments().size();
-
-    const auto modify = [&](const FragmentPtr& fragment, const ArrayPtr& array) {
+    VertexSelection selection(target.representation, hasBrush(request) ? &brush : nullptr);
+    const FieldPtr working = target.field->sharingCopy();
+    return applyRecorded(target, edited, [&](const FragmentPtr& fragment, const ArrayPtr& array) {
         FragmentModification result;
-        if (!VActionNotifier::reportProgress(fragment->number(), fragments, "Editing " + targetName))
-            throw std::runtime_error("The edit was interrupted; nothing has been changed.");
-        const auto indices = selection.of(fragment, array->size());
+        const ArrayPtr data = working->getCreator(fragment);
+        if (!data) return result;
+        const auto indices = selection.of(fragment, data->size());
         if (indices.empty()) return result;
         const ArrayPtr copy = array->privateCopy();
         copy->touch(request.time);
-        if (direct) working->setPersistentData(copy, fragment);
+        if (!target.maskName) working->setPersistentData(copy, fragment);
         const auto pinned = working->getData(fragment);
-        result.modified = modifyFragment(request, *working, fragment, indices, result.writes, copy);
-        if (result.writes == 0) result.modified.reset(); // as it was
+        result.modified = modifyFragment(request, *working, fragment, indices, result.changes, copy);
+        if (result.changes.writes == 0) result.modified.reset(); // as it was
+        if (!result.modified) working->setPersistentData(data, fragment);
         return result;
-    };
-    std::string undoText;
-    const std::uint64_t writes = applyRecorded(request, stack, representation, target, targetName, modify, undoText);
-    if (isNew) representation.makeField(representation.makeFieldID(targetName), target);
-    return writes;
+    });
 }
 
-std::uint64_t EditField::applyRecorded(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
-                                       const FieldPtr& field, const std::string& fieldName, const Modificator& modify,
-                                       std::string& undoText) {
-    const FieldPtr undoField = newUndoFieldFromPreviouslyModifiedFieldFragments(*field);
-    const std::uint64_t writes = applyModificator(*field, *undoField, modify);
+EditField::Outcome EditField::applyRecorded(const EditTarget& target, Fiber::Field& edited, const Modificator& modify) {
+    const auto fragments = edited.fragments().size();
+    std::uint64_t seen = 0;
+    const auto watched = [&](const FragmentPtr& fragment, const ArrayPtr& array) {
+        if (!VActionNotifier::reportProgress(seen++, fragments, "Editing " + target.name()))
+            throw std::runtime_error("The edit was interrupted; nothing has been changed.");
+        return modify(fragment, array);
+    };
+    const FieldPtr undoField = newUndoFieldFromPreviouslyModifiedFieldFragments(edited);
+    Outcome outcome;
+    outcome.changes = applyModificator(edited, *undoField, watched);
     try {
-        undoText =
-            storeUndoInformation(request, stack, representation, fieldName, undoField, writes, undoDepth(request));
+        outcome.undoText = storeUndoInformation(target, undoField, outcome.changes.vertices);
     } catch (...) {
-        field->exchange(*undoField);
+        edited.exchange(*undoField);
         throw;
     }
-    if (!undoField->fragments().empty()) field->raiseAge(request.time);
-    return writes;
+    if (!undoField->fragments().empty()) edited.raiseAge(target.request.time);
+    return outcome;
 }
 
 EditField::FieldPtr EditField::newUndoFieldFromPreviouslyModifiedFieldFragments(const Fiber::Field& field) {
     return Holdfast::create<Fiber::Field>(field.getElementType());
 }
 
-std::uint64_t EditField::applyModificator(Fiber::Field& field, Fiber::Field& undoField, const Modificator& modify) {
-    std::uint64_t writes = 0;
+EditField::Changes EditField::applyModificator(Fiber::Field& field, Fiber::Field& undoField,
+                                               const Modificator& modify) {
+    Changes changes;
     field.iterate([&](const FragmentPtr& fragment, const ArrayPtr& array) {
         if (!array) return true;
         const FragmentModification modification = modify(fragment, array);
-        writes += modification.writes;
+        changes.writes += modification.changes.writes;
+        changes.vertices += modification.changes.vertices;
         if (modification.modified) undoField.setPersistentData(modification.modified, fragment);
         return true;
     });
     field.exchange(undoField);
-    return writes;
+    return changes;
 }
 
-void EditField::removeUndoInfo(Fiber::Representation& representation, const std::string& fieldName, int steps) {
-    for (int i = 0; i < steps; ++i) representation.removeField(fieldName + UndoName(i));
+void EditField::removeUndoInfo(Fiber::Representation& representation, const std::string& fieldName) {
+    Fiber::History(representation, fieldName).clear();
 }
 
-std::string EditField::storeUndoInformation(const VRequest& request, UndoStack&, Fiber::Representation& representation,
-                                            const std::string& fieldName, const FieldPtr& undoField,
-                                            std::uint64_t writes, int depth) {
-    if (undoField->fragments().empty()) return "";
+std::string EditField::storeUndoInformation(const EditTarget& target, const FieldPtr& undoField,
+                                            std::uint64_t vertices) {
+    const int depth = undoDepth(target.request);
+    if (depth < 1 || undoField->fragments().empty()) return "";
     const auto maker = creator();
-    History history(representation, fieldName);
-    history.record(undoField, {false, secondsSince1970(), maker ? maker->key() : BaseName(),
-                               parametersAsText(*request.pool), writes});
-    history.trim(depth);
+    Fiber::History(target.representation, target.name())
+        .record(undoField,
+                {.time = secondsSince1970(),
+                 .module = maker ? maker->key() : BaseName(),
+                 .parameters = parametersAsText(*target.request.pool),
+                 .vertices = vertices},
+                depth);
     return "";
 }
 
-std::string EditField::doUndoRedo(const VRequest& request, UndoStack& stack, Fiber::Representation& representation,
-                                  const std::string& fieldName, const FieldPtr& field) {
-    History history(representation, fieldName);
-    const UndoStack::Press press = stack.take(*request.pool);
+std::string EditField::doUndoRedo(EditTarget target) {
+    const UndoStack::Press press = takePress(target.stack, *target.request.pool);
     if (press == UndoStack::Press::None) return "";
+    takeTime(target.request);
     const bool undo = press == UndoStack::Press::Undo;
-    const char* verb = undo ? "undo" : "redo";
+    const std::string verb = undo ? "undo" : "redo", what = target.maskName ? "mask" : "data";
+    const FieldPtr field = target.maskName && target.field
+                               ? Fiber::findMask(target.representation, *target.maskName, *target.field)
+                               : target.field;
+    Fiber::History history(target.representation, target.name());
     const int i = undo ? history.position() - 1 : history.position();
-    if (!field || i < 0 || i >= history.size()) return fmt::format("There is nothing to {}.", verb);
-    const UndoStep step = history.step(i);
-    if (!(undo ? history.undo(*field, request.time) : history.redo(*field, request.time)))
-        throw std::runtime_error(fmt::format("The last change of \"{}\" cannot be {}ne: its fragments are not those of "
-                                             "the field any more. Nothing was changed.",
-                                             fieldName, undo ? "undo" : "redo"));
-    return fmt::format("{} {} writes of {}; {} to undo, {} to redo.", undo ? "Undid" : "Redid", step.vertices,
-                       step.module, history.position(), history.size() - history.position());
+    if (!field || i < 0 || i >= history.size()) return fmt::format("There is nothing to {} in the {}.", verb, what);
+    const Fiber::UndoStep step = history.step(i);
+    if (!(undo ? history.undo(*field, target.request.time) : history.redo(*field, target.request.time)))
+        throw std::runtime_error(fmt::format("The last change of the {} \"{}\" cannot be {}ne, and is left: its "
+                                             "fragments are not those of the field any more.",
+                                             what, target.name(), verb));
+    return fmt::format("{} a change of {} {} of the {} by {}; {} to undo, {} to redo.", undo ? "Undid" : "Redid",
+                       step.vertices, step.vertices == 1 ? "vertex" : "vertices", what, step.module, history.position(),
+                       history.size() - history.position());
 }
 
 std::string EditField::modificationReport(std::uint64_t writes) {

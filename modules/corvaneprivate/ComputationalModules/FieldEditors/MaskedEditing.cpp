@@ -18,7 +18,7 @@ std::uint64_t countMasked(std::span<const std::uint8_t> mask) {
     for (; !mask.empty(); mask = mask.subspan(std::min(Block, mask.size()))) {
         std::uint8_t inBlock = 0;
         for (const std::uint8_t entry : mask.first(std::min(Block, mask.size())))
-            inBlock = static_cast<std::uint8_t>(inBlock + (entry != Unmasked));
+            inBlock = static_cast<std::uint8_t>(inBlock + (entry != Fiber::Unmasked));
         count += inBlock;
     }
     return count;
@@ -26,7 +26,13 @@ std::uint64_t countMasked(std::span<const std::uint8_t> mask) {
 
 template <class T>
 void write(std::span<T> values, std::span<const std::uint8_t> mask, T value) {
-    for (std::size_t i = 0; i < values.size(); ++i) values[i] = mask[i] != Unmasked ? value : values[i];
+    for (std::size_t i = 0; i < values.size(); ++i) values[i] = mask[i] != Fiber::Unmasked ? value : values[i];
+}
+
+/// Whether the name is that of a field which is not a mask.
+bool isData(const Fiber::Representation& representation, const std::string& name) {
+    const auto field = representation.findField(name);
+    return field && !Fiber::isMask(*field);
 }
 
 } // namespace
@@ -92,56 +98,58 @@ bool unselects(const EditField& editor, const MaskTriggers& triggers, const VReq
     return editor.hasChanged(*triggers.unselect, *request.pool);
 }
 
-void clearMask(Fiber::Representation& representation, const std::string& maskName, int undoDepth) {
-    representation.removeField(maskName);
-    EditField::removeUndoInfo(representation, maskName, undoDepth);
+void clearMask(Fiber::Representation& representation, const std::string& maskName) {
+    if (!isData(representation, maskName)) {
+        representation.removeField(maskName);
+        EditField::removeUndoInfo(representation, maskName);
+    }
     representation.setAge(Holdfast::Ageable::nextTime());
 }
 
 bool dispatchMaskTriggers(EditField& editor, const MaskTriggers& triggers, const MaskControls& mask,
-                          const VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
-                          const EditField::FieldPtr& field, const ApplyEdit& applyEdit) {
-    const ValuePool& pool = *request.pool;
+                          const EditTarget& data, const ApplyEdit& applyEdit) {
+    const VRequest& request = data.request;
+    Fiber::Representation& representation = data.representation;
     const std::string maskName = mask.maskFieldName(request);
-    const EditField::FieldPtr masked = findMask(representation, maskName, *field);
-    const int depth = editor.undoDepth(request);
-    if (editor.hasChanged(*triggers.unselectAll, pool)) {
-        clearMask(representation, maskName, depth);
+    const auto fired = [&](const TypedSlot<Action>& trigger) { return editor.hasChanged(*trigger, *request.pool); };
+    if (fired(triggers.unselectAll)) {
+        clearMask(representation, maskName);
+        editor.acted(request, "");
         return false;
     }
-    if (editor.hasChanged(*triggers.purgeUndoData, pool)) {
-        EditField::removeUndoInfo(representation, fieldName, depth);
-        EditField::removeUndoInfo(representation, maskName, depth);
+    if (fired(triggers.purgeUndoData)) {
+        EditField::removeUndoInfo(representation, data.fieldName);
+        if (!isData(representation, maskName)) EditField::removeUndoInfo(representation, maskName);
+        editor.acted(request, "");
         return false;
     }
     if (selects(editor, triggers, request) || unselects(editor, triggers, request)) return true;
-    if (editor.hasChanged(*triggers.applySelection, pool) && masked) {
+    if (!fired(triggers.applySelection)) return false;
+    if (!data.field) {
+        editor.acted(request, EditField::modificationReport(0));
+    } else if (const auto masked = Fiber::findMask(representation, maskName, *data.field)) {
         const std::string said = applyEdit(masked);
-        clearMask(representation, maskName, depth); // each apply starts a fresh selection
-        editor.setStatusInfo(pool, said);
-        return false;
+        clearMask(representation, maskName); // each apply starts a fresh selection
+        editor.acted(request, said);
     }
-    const std::string done = editor.doUndoRedo(request, editor.dataHistory(), representation, fieldName, field);
-    if (!done.empty()) editor.setStatusInfo(pool, done);
     return false;
 }
 
 EditField::Modificator writeWhereMasked(const EditField::FieldPtr& mask, int value, Holdfast::Ageable::Age time) {
     return [=](const EditField::FragmentPtr& fragment, const EditField::ArrayPtr& array) {
-        EditField::FragmentModification result;
         const auto maskArray = mask->getCreator(fragment);
-        if (maskArray->knownZero()) return result;
+        if (!maskArray || maskArray->knownZero()) return EditField::FragmentModification();
         const auto entries = Fiber::arrayOf<std::uint8_t>(maskArray->getData());
-        result.writes = countMasked(entries->values());
-        if (result.writes == 0) return result;
+        const std::uint64_t masked = countMasked(entries->values());
+        if (masked == 0) return EditField::FragmentModification();
         const EditField::ArrayPtr copy = array->privateCopy();
-        Fiber::visitArray<unsigned short, short, unsigned char, signed char>(
+        const bool written = Fiber::visitArray<unsigned short, short, unsigned char, signed char>(
             *copy->writableValues(), [&]<class T>(Fiber::MemArray<T>& values) {
                 write(values.writableValues(), entries->values(), static_cast<T>(value));
             });
+        if (!written) return EditField::FragmentModification();
         copy->touch(time);
-        result.modified = copy;
-        return result;
+        return EditField::FragmentModification{copy, {masked, masked}};
     };
 }
 
@@ -157,16 +165,17 @@ MaskedEditing::MaskedEditing(const std::string& name, const Holdfast::StrongPtr<
     addHistory(mask_.history, [this](const VRequest& request) { return mask_.maskFieldName(request); });
 }
 
-std::uint64_t MaskedEditing::FieldOperation(VRequest& request, const FieldPtr& field,
-                                            Fiber::Representation& representation) {
-    return edit(request, mask_.history, representation, field, selectedField(request).getFieldName(),
-                mask_.maskFieldName(request));
+std::string MaskedEditing::FieldOperation(VRequest& request, const FieldPtr& field,
+                                          Fiber::Representation& representation) {
+    edit({request, mask_.history, representation, field, selectedField(request).getFieldName(),
+          mask_.maskFieldName(request)});
+    return ""; // the data are as they were
 }
 
 bool MaskedEditing::wantsFieldOperation(const VRequest& request, Fiber::Representation& representation,
                                         const std::string& fieldName, const FieldPtr& field) {
     return dispatchMaskTriggers(
-        *this, triggers_, mask_, request, representation, fieldName, field,
+        *this, triggers_, mask_, {request, dataHistory(), representation, field, fieldName},
         [&](const FieldPtr& mask) { return applyEdit(request, representation, fieldName, field, mask); });
 }
 

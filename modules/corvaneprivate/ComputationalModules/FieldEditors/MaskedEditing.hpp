@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Fiber/MaskField.hpp"
 #include "Kesh/editing/EditField.hpp"
-#include "Kesh/editing/MaskField.hpp"
 
 #include <functional>
 #include <string>
@@ -40,19 +40,20 @@ struct MaskControls {
 bool selects(const EditField& editor, const MaskTriggers& triggers, const VRequest& request);
 bool unselects(const EditField& editor, const MaskTriggers& triggers, const VRequest& request);
 
-/// Removes the mask and the copies of it that undoing needs, `undoDepth` of them, and makes the representation young.
-void clearMask(Fiber::Representation& representation, const std::string& maskName, int undoDepth);
+/// Removes the mask and its history, and makes the representation young. Fields of the data stay, also under that name.
+void clearMask(Fiber::Representation& representation, const std::string& maskName);
 
 /// What the editors differ in when they apply: changes the data where the mask is set, and returns what to say.
 using ApplyEdit = std::function<std::string(const EditField::FieldPtr& mask)>;
 
-/// Decides what an update does, by the first trigger that fired: clears the mask, purges both histories, applies and
-/// then discards the mask, or serves undo and redo of the data. True when the mask is to be edited instead.
+/// Decides what an update does, by the first trigger that fired: clears the mask, purges both histories, or applies and
+/// then discards the mask. True when the mask is to be edited instead; when nothing fired, undo and redo are left to
+/// the base.
 bool dispatchMaskTriggers(EditField& editor, const MaskTriggers& triggers, const MaskControls& mask,
-                          const VRequest& request, Fiber::Representation& representation, const std::string& fieldName,
-                          const EditField::FieldPtr& field, const ApplyEdit& applyEdit);
+                          const EditTarget& data, const ApplyEdit& applyEdit);
 
 /// Writes the value, cut to the width of the elements, into every vertex of the mask. Every vertex written counts.
+/// Elements of a type that editors do not write stay.
 EditField::Modificator writeWhereMasked(const EditField::FieldPtr& mask, int value, Holdfast::Ageable::Age time);
 
 /// Base of the interactive editors that change a field in two stages: brush strokes build a mask beside the field, and
@@ -68,8 +69,8 @@ public:
 
 protected:
     /// Edits the mask: `modifyFragment` gets mask fragments to write.
-    std::uint64_t FieldOperation(VRequest& request, const FieldPtr& field,
-                                 Fiber::Representation& representation) override;
+    std::string FieldOperation(VRequest& request, const FieldPtr& field,
+                               Fiber::Representation& representation) override;
 
     bool wantsFieldOperation(const VRequest& request, Fiber::Representation& representation,
                              const std::string& fieldName, const FieldPtr& field) override;

@@ -54,19 +54,22 @@ struct Replacement {
 /// Runs all tests on each vertex, in order, each on what the one before left: the count is that of replacements.
 template <class T>
 bool replace(Fiber::CreativeArrayBase& target, std::span<const std::uint32_t> indices, const Replacement& replacement,
-             std::uint64_t& writes) {
+             Kesh::EditField::Changes& changes) {
     const auto array = target.writableData<T>();
     if (!array) return false;
     const std::span<T> values = array->writableValues();
     const T stored = static_cast<T>(replacement.to);
     for (const std::uint32_t i : indices) {
         T value = values[i];
+        std::uint64_t writes = 0;
         for (const int source : replacement.from) {
             if (value != source) continue;
             value = stored;
             ++writes;
         }
         values[i] = value;
+        changes.writes += writes;
+        changes.vertices += writes > 0;
     }
     return true;
 }
@@ -84,16 +87,15 @@ private:
     }
 
     ArrayPtr modifyFragment(const Kesh::VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
-                            std::span<const std::uint32_t> indices, std::uint64_t& writes,
-                            const ArrayPtr& target) override {
+                            std::span<const std::uint32_t> indices, Changes& changes, const ArrayPtr& target) override {
         const auto creator = field.getCreator(fragment);
         if (!creator || !creator->hasData()) return nullptr;
         creator->markAsUsed();
         const Replacement now = replacement(*request.pool);
-        const bool replaced = replace<unsigned short>(*target, indices, now, writes) ||
-                              replace<short>(*target, indices, now, writes) ||
-                              replace<unsigned char>(*target, indices, now, writes) ||
-                              replace<signed char>(*target, indices, now, writes);
+        const bool replaced = replace<unsigned short>(*target, indices, now, changes) ||
+                              replace<short>(*target, indices, now, changes) ||
+                              replace<unsigned char>(*target, indices, now, changes) ||
+                              replace<signed char>(*target, indices, now, changes);
         if (!replaced) return nullptr;
         target->touch(request.time);
         return target;

@@ -4,6 +4,7 @@
 #include "Kesh/catalogue/ModuleRegistration.hpp"
 #include "MaskedEditing.hpp"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -70,41 +71,39 @@ public:
     }
 
 private:
-    std::uint64_t FieldOperation(Kesh::VRequest& request, const FieldPtr& field,
-                                 Fiber::Representation& representation) override {
-        return edit(request, mask_.history, representation, field, selectedField(request).getFieldName(),
-                    mask_.maskFieldName(request));
+    std::string FieldOperation(Kesh::VRequest& request, const FieldPtr& field,
+                               Fiber::Representation& representation) override {
+        edit({request, mask_.history, representation, field, selectedField(request).getFieldName(),
+              mask_.maskFieldName(request)});
+        return ""; // the data are as they were
     }
 
     bool wantsFieldOperation(const Kesh::VRequest& request, Fiber::Representation& representation,
                              const std::string& fieldName, const FieldPtr& field) override {
-        const auto apply = [&](const FieldPtr& mask) {
-            std::string undoText;
-            const std::uint64_t writes =
-                applyRecorded(request, dataHistory(), representation, field, fieldName,
-                              Kesh::writeWhereMasked(mask, effective(*request.pool).newValue, request.time), undoText);
-            return undoText + modificationReport(writes);
-        };
-        return dispatchMaskTriggers(*this, triggers_, mask_, request, representation, fieldName, field, apply);
+        const Kesh::EditTarget data{request, dataHistory(), representation, field, fieldName};
+        return dispatchMaskTriggers(*this, triggers_, mask_, data, [&](const FieldPtr& mask) {
+            const int value = effective(*request.pool).newValue;
+            return applyRecorded(data, *field, Kesh::writeWhereMasked(mask, value, request.time)).report();
+        });
     }
 
     /// Counts every filter that matches, not every vertex.
     ArrayPtr modifyFragment(const Kesh::VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
-                            std::span<const std::uint32_t> indices, std::uint64_t& writes,
-                            const ArrayPtr& target) override {
+                            std::span<const std::uint32_t> indices, Changes& changes, const ArrayPtr& target) override {
         const bool unselecting = unselects(*this, triggers_, request);
         if (!unselecting && !selects(*this, triggers_, request)) return nullptr;
-        const std::uint8_t entry = unselecting ? Kesh::Unmasked : Kesh::Masked;
+        const std::uint8_t entry = unselecting ? Fiber::Unmasked : Fiber::Masked;
         const Effective now = effective(*request.pool);
         const auto mask = target->writableData<std::uint8_t>()->writableValues();
         Fiber::visitArray<unsigned short, short, unsigned char, signed char>(
             *field.getCreator(fragment)->residentData(), [&](const auto& data) {
-                for (const std::uint32_t i : indices)
-                    for (const int filter : now.filters) {
-                        if (data.values()[i] != filter) continue;
-                        mask[i] = entry;
-                        ++writes;
-                    }
+                for (const std::uint32_t i : indices) {
+                    const auto matches = std::ranges::count(now.filters, int(data.values()[i]));
+                    if (matches == 0) continue;
+                    mask[i] = entry;
+                    changes.writes += static_cast<std::uint64_t>(matches);
+                    ++changes.vertices;
+                }
             });
         target->touch(request.time);
         return target;

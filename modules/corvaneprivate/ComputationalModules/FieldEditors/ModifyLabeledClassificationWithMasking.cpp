@@ -111,9 +111,8 @@ private:
 
     /// A vertex of a class that is not editable keeps its mask entry, also when unselecting.
     ArrayPtr modifyFragment(const Kesh::VRequest& request, Fiber::Field& field, const FragmentPtr& fragment,
-                            std::span<const std::uint32_t> indices, std::uint64_t& writes,
-                            const ArrayPtr& target) override {
-        const std::uint8_t entry = unselecting(request) ? Kesh::Unmasked : Kesh::Masked;
+                            std::span<const std::uint32_t> indices, Changes& changes, const ArrayPtr& target) override {
+        const std::uint8_t entry = unselecting(request) ? Fiber::Unmasked : Fiber::Masked;
         const std::vector<int> editable = editableValues(labels_.get(*request.pool));
         const auto mask = target->writableData<std::uint8_t>()->writableValues();
         Fiber::visitArray<unsigned short, short, unsigned char, signed char>(
@@ -121,7 +120,8 @@ private:
                 for (const std::uint32_t i : indices) {
                     if (std::find(editable.begin(), editable.end(), data.values()[i]) == editable.end()) continue;
                     mask[i] = entry;
-                    ++writes;
+                    ++changes.writes;
+                    ++changes.vertices;
                 }
             });
         target->touch(request.time);
@@ -132,11 +132,10 @@ private:
                           const std::string& fieldName, const FieldPtr& field, const FieldPtr& mask) override {
         const int value = labels_.get(*request.pool).getSelectedValue(Assign);
         if (value < 0) return "No label has been selected for modifying data.";
-        std::string undoText;
-        const std::uint64_t writes = applyRecorded(request, dataHistory(), representation, field, fieldName,
-                                                   Kesh::writeWhereMasked(mask, value, request.time), undoText);
-        if (writes > 0) field->setAge(Holdfast::Ageable::nextTime());
-        return undoText + modificationReport(writes);
+        const Outcome outcome = applyRecorded({request, dataHistory(), representation, field, fieldName}, *field,
+                                              Kesh::writeWhereMasked(mask, value, request.time));
+        if (outcome.changes.writes > 0) field->setAge(Holdfast::Ageable::nextTime());
+        return outcome.report();
     }
 
     Kesh::TypedSlot<LabelSet> labels_{*this, Labels};
