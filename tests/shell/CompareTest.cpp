@@ -205,6 +205,14 @@ TEST_F(Compare, refusesWhatItCannotCompare) {
     expectRefused({"compare", in, folder / "none.las"}, 1, {"none.las"});
 }
 
+TEST_F(Compare, filesWhoseNamesAreNoTextAreNamedEscaped) {
+    const std::string odd = folder / "odd\xff\x1b[31m.las";
+    std::filesystem::copy_file(in, odd);
+    const json report = corvane({"compare", in, odd, "--json"}).document();
+    EXPECT_TRUE(report["after"]["file"].get<std::string>().ends_with("odd\\xFF\\x1B[31m.las")) << report["after"];
+    EXPECT_TRUE(holds(corvane({"compare", in, odd}).out, "odd\\xFF\\x1B[31m.las: 2000 points"));
+}
+
 class CompareFiles : public RealSurveys {
 protected:
     void SetUp() override {
