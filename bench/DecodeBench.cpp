@@ -2,6 +2,7 @@
 #include "Comparison.hpp"
 #include "Holdfast/Chunk.hpp"
 #include "Paths.hpp"
+#include "Sextant/Geometry.hpp"
 #include "las/PointCodec.hpp"
 
 #include <algorithm>

@@ -27,8 +27,10 @@ void PointWriter::write(const PointEdits& edits, const FileChange& change) {
 
 void PointWriter::copyBytes(std::uint64_t begin, std::uint64_t end) {
     constexpr std::uint64_t piece = std::uint64_t{8} << 20; // so that the watch is told some times a second
-    for (; begin < end; begin += std::min(piece, end - begin)) {
-        output_.copy(*las_.file, begin, std::min(end, begin + piece));
+    while (begin < end) {
+        const std::uint64_t next = begin + std::min(piece, end - begin);
+        output_.copy(*las_.file, begin, next);
+        begin = next;
         tell(begin);
     }
 }
