@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "base/Failure.hpp"
 #include "Holdfast/Profiler.hpp"
+#include "Kesh/objects/StatusIndicator.hpp"
 #include "Kesh/objects/Vprintf.hpp"
-#include "base/NearestName.hpp"
 #include "VInitialization.hpp"
+#include "base/Failure.hpp"
+#include "base/NearestName.hpp"
+#include "base/Text.hpp"
 #include "command/Commands.hpp"
+#include "command/Signals.hpp"
+#include "command/StrictOptions.hpp"
 
 #include <fmt/format.h>
 
@@ -12,7 +16,13 @@
 
 namespace {
 
-constexpr int Succeeded = 0, JobFailed = 1, WrongCall = 2;
+constexpr int Succeeded = 0, JobFailed = 1, WrongCall = 2, AnswerNotClean = 3;
+
+constexpr char Footer[] =
+    "Exit status: 0 all went well; 1 the job failed; 2 the call is wrong; 3 the answer is not clean or not whole "
+    "(findings, differences that are not permitted, counts that are incomplete or out of date). Interrupted, the "
+    "program "
+    "cleans up and ends by the signal.";
 
 void addGlobalOptions(CLI::App& program, corvane::GlobalOptions& options) {
     program.add_flag("--quiet,-q", options.quiet, "No progress, no warnings");
@@ -21,14 +31,18 @@ void addGlobalOptions(CLI::App& program, corvane::GlobalOptions& options) {
         ->default_str("100");
     program.add_option("--plugin", options.pluginPath,
                        "The plug-in to load, instead of the one that belongs to the program");
-    program.add_option("--memory", options.memory, "Memory for point data, e.g. 256M; more is read again when needed");
+    program.add_option(
+        "--memory", options.memory,
+        "Memory for points that were read and can be read again, e.g. 256M. Edited points, masks and what undo "
+        "needs lie outside it; counters that a count of the whole survey keeps take 2 KiB a fragment of "
+        "131,072 points, 512 KiB for fields of 16 bits");
 }
 
 /// Diagnostics go to standard error: standard output belongs to results.
 void printDiagnostics(const std::string& text) { std::fputs(text.c_str(), stderr); }
 
 int complain(int status, const std::string& sentence) {
-    fmt::print(stderr, "corvane: {}\n", sentence);
+    fmt::print(stderr, "corvane: {}\n", corvane::escaped(sentence));
     return status;
 }
 
@@ -64,6 +78,7 @@ int complainOfExtras(const CLI::App& program) {
 int run(int argc, char** argv) {
     corvane::GlobalOptions options;
     CLI::App program("Corrects the classification of LIDAR point clouds.", "corvane");
+    program.footer(Footer);
     program.require_subcommand(0, 1);
     program.fallthrough();
     program.set_version_flag("--version", CORVANE_VERSION);
@@ -80,6 +95,8 @@ int run(int argc, char** argv) {
     corvane::addRelabel(program, options);
     corvane::addRun(program, options);
     corvane::addShape(program, options);
+    corvane::readNumbersAsDecimals(program);
+    corvane::refuseEmptyArguments(argc, argv);
     try {
         program.parse(argc, argv);
         if (!program.get_subcommands().empty()) return Succeeded;
@@ -93,17 +110,40 @@ int run(int argc, char** argv) {
     }
 }
 
-} // namespace
+/// What was printed must have arrived.
+void closeOutput() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw corvane::Failure("Standard output cannot be written; the answer is lost. Check where it goes.");
+}
 
-int main(int argc, char** argv) {
+int runToTheEnd(int argc, char** argv) {
     try {
-        return run(argc, argv);
+        const int status = run(argc, argv);
+        closeOutput();
+        return status;
     } catch (const corvane::UsageError& error) {
         return complain(WrongCall, error.what());
+    } catch (const corvane::NotClean& answer) {
+        closeOutput(); // the answer stands before the sentence wherever both go
+        return complain(AnswerNotClean, answer.what());
     } catch (const std::bad_alloc&) {
         return complain(JobFailed,
                         "There is not enough memory; give --memory a smaller size, or close other programs.");
     } catch (const std::exception& error) {
         return complain(JobFailed, error.what());
     }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    corvane::listenForSignals();
+    int status = JobFailed;
+    try {
+        status = runToTheEnd(argc, argv);
+    } catch (const std::exception& error) { // of closing the output
+        status = complain(JobFailed, error.what());
+    }
+    if (const int signal = corvane::caughtSignal(); signal != 0 && status != Succeeded) corvane::dieOf(signal);
+    return status;
 }

@@ -16,4 +16,9 @@ struct UsageError : Failure {
     using Failure::Failure;
 };
 
+/// An answer that was given, but is not clean or not whole. The program ends with status 3.
+struct NotClean : Failure {
+    using Failure::Failure;
+};
+
 } // namespace corvane

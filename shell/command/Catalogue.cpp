@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane catalogue: the modules that the plug-in lists.
+#include "Kesh/catalogue/VCreator.hpp"
 #include "Kesh/values/BoxValue.hpp"
 #include "Kesh/values/VHistogram.hpp"
 #include "command/Commands.hpp"
@@ -93,7 +94,7 @@ void print(const Json& entry) {
 }
 
 void run(const GlobalOptions& options, bool json) {
-    const Session session(options);
+    const CommandSession session(options);
     Json entries = Json::array();
     for (const auto& creator : Kesh::VCreatorBase::catalogue()) {
         entries.push_back(describe(*creator));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "session/Session.hpp"
+#include "command/CommandSession.hpp"
 
 #include <CLI/CLI.hpp>
 

@@ -5,7 +5,6 @@
 #include "command/Commands.hpp"
 #include "command/ComparisonReport.hpp"
 #include "command/Output.hpp"
-#include "network/Progress.hpp"
 
 #include <fmt/format.h>
 
@@ -42,17 +41,17 @@ void checkOnly(const std::vector<std::string>& only, const LasFile& before, cons
 
 SurveyComparison compare(const GlobalOptions& options, const LasFile& before, const LasFile& after,
                          const std::string& field) {
-    Progress progress(options.quiet);
-    return compareSurveys(before, after, field, Watch([&](auto... state) { return progress.show(state...); }));
+    Terminal terminal(options.quiet);
+    return compareSurveys(before, after, field, terminal.watch());
 }
 
 void requireOnly(const Arguments& arguments, const SurveyComparison& comparison) {
     std::vector<std::string> others = comparison.differing();
     std::erase_if(others, [&](const std::string& name) { return contains(arguments.only, name); });
     if (!others.empty())
-        throw Failure(fmt::format("{}: differs from {} in {}, expected differences in {} only; the report says how.",
-                                  arguments.after, arguments.before, fmt::join(others, ", "),
-                                  fmt::join(arguments.only, ", ")));
+        throw NotClean(fmt::format("{}: differs from {} in {}, expected differences in {} only; the report says how.",
+                                   arguments.after, arguments.before, fmt::join(others, ", "),
+                                   fmt::join(arguments.only, ", ")));
 }
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
@@ -61,6 +60,9 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const SurveyComparison comparison = compare(options, before, after, arguments.field);
     json ? printJson(describe(comparison, before, after)) : print(comparison, before, after);
     if (!arguments.only.empty()) requireOnly(arguments, comparison);
+    if (!comparison.matching.comparable())
+        throw NotClean(fmt::format("{}: could not be compared with {} point by point; the report says why.",
+                                   arguments.after, arguments.before));
 }
 
 } // namespace
@@ -76,7 +78,7 @@ void addCompare(CLI::App& program, const GlobalOptions& options) {
     command
         ->add_option("--only", arguments->only,
                      "What may differ, separated by commas, by the names of the report: dimensions, header fields, "
-                     "records. The exit status is 1 when anything else does")
+                     "records. The exit status is 3 when anything else does")
         ->delimiter(',')
         ->allow_extra_args(false);
     const auto json = addJsonFlag(*command);

@@ -2,12 +2,14 @@
 // corvane histogram: how many points have each value, with minimum, maximum and mean of a second quantity.
 #include "Kesh/values/BoxValue.hpp"
 #include "base/NearestName.hpp"
+#include "base/OutputFile.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
-#include "network/Progress.hpp"
-#include "network/Strokes.hpp"
+#include "network/Counting.hpp"
+#include "network/Stroke.hpp"
 #include "plot/HistogramPlot.hpp"
 #include "polygon/Polygons.hpp"
+#include "session/PolygonMiss.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
@@ -94,36 +96,30 @@ std::string regionText(const Arguments& arguments) {
     return fmt::format("inside {}", fmt::join(polygons, " or "));
 }
 
-Kesh::Brush brushAround(const Survey& survey, const PolygonSet& polygons) {
-    const Json stroke{{"view", "above"}, {"polygon", polygons.wkt}};
-    const json::Document document(stroke.dump(), "--within");
-    return readStroke(json::Reader(document), survey);
-}
-
 CountTask::Region regionOf(const Survey& survey, const Arguments& arguments,
                            const std::optional<PolygonSet>& polygons) {
     if (!arguments.box.empty()) return *boxOf(arguments);
     if (!arguments.mask.empty()) return CountTask::WhereNotZero{maskField(survey, arguments.mask)};
-    if (polygons) return brushAround(survey, *polygons);
+    if (polygons) return brushOf({.view = {}, .outline = *polygons, .depth = {}}, survey);
     return CountTask::WholeSurvey();
 }
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     checkCall(arguments);
     const auto polygons = arguments.within.empty() ? std::nullopt : std::optional(readPolygons(arguments.within));
-    const Session session(options);
+    CommandSession session(options);
     const auto survey = polygons ? session.open(arguments.survey) : session.open(arguments.survey, OnePassMemory);
     const std::string field = countableField(*survey, arguments.field);
     const CountTask task{.field = survey->selector(field),
                          .region = regionOf(*survey, arguments, polygons),
                          .secondary = secondaryOf(*survey, arguments.secondary),
                          .labels = labelsOf(*survey, arguments)};
-    const Count counted = countPoints(*survey, task, untilInterrupted());
+    const Count counted = countPoints(*survey, task, session.watch());
     const Kesh::VHistogram& histogram = counted.histogram;
     session.printLateWarnings(*survey);
     if (survey->las().header.pointCount == 0) session.warn(arguments.survey + ": has no points.");
     if (polygons && histogram.total() == 0)
-        if (const Miss miss = missOf(*survey, *polygons); !miss.sentence.empty()) session.warn(miss.sentence);
+        if (const PolygonMiss miss = missOf(*survey, *polygons); !miss.sentence.empty()) session.warn(miss.sentence);
     json ? printJson(histogramAsJson(histogram, task.labels)) : fmt::print("{}\n", counted.report);
     if (!arguments.plot.empty())
         for (const std::string& loss :
@@ -131,7 +127,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
                            arguments.plot, arguments.overwrite))
             session.warn(fmt::format("{}: {}", arguments.plot, loss));
     if (!counted.complete())
-        throw Failure(arguments.survey + ": the count is incomplete: some points could not be had.");
+        throw NotClean(arguments.survey + ": the count is incomplete: some points could not be had.");
 }
 
 void addOptions(CLI::App& command, Arguments& a) {

@@ -3,9 +3,11 @@
 // values.
 #include "Kesh/values/LabelAttributes.hpp"
 #include "base/NearestName.hpp"
+#include "base/OutputFile.hpp"
 #include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
+#include "network/Network.hpp"
 #include "survey/ClassLookup.hpp"
 #include "survey/LabelFile.hpp"
 #include "survey/StandardLabels.hpp"
@@ -42,22 +44,22 @@ Kesh::LabelSet fromFile(const GlobalOptions& options, const std::string& path) {
                               path, las.vlrs.size(), las.evlrs.size()));
 }
 
-Kesh::LabelSet standardFor(const Session& session, const std::string& path) {
+Kesh::LabelSet standardFor(CommandSession& session, const std::string& path) {
     const auto survey = session.open(path);
     std::set<int> values;
-    const Count counted = countPoints(*survey, {.field = survey->selector(ClassificationName)}, untilInterrupted());
+    const Count counted = countPoints(*survey, {.field = survey->selector(ClassificationName)}, session.watch());
     if (!counted.complete()) throw Failure(path + ": some of its classes could not be read.");
     for (const auto& [value, count] : classCounts(counted.histogram)) values.insert(value);
     return standardLabels(values, survey->las().header.pointFormat);
 }
 
 /// By the module, which stores them with the field.
-Kesh::LabelSet derived(const Session& session, const std::string& path, const std::string& field) {
-    Network network(session.open(path));
+Kesh::LabelSet derived(CommandSession& session, const std::string& path, const std::string& field) {
+    Network network(session.open(path), session.watch());
     network.addObject("points", "Field");
     network.set("points.name", field);
     network.addObject("labels", "Compute/Labels");
-    network.connect("points.field", "labels.inputfield", false);
+    network.connect("points.field", "labels.inputfield");
     network.update();
     const auto labels = Kesh::readLabelSet(network.fieldOf("labels")->attributes());
     if (!labels) throw Failure(fmt::format("{}: no labels could be made from the field \"{}\".", path, field));
@@ -65,9 +67,14 @@ Kesh::LabelSet derived(const Session& session, const std::string& path, const st
 }
 
 Kesh::LabelSet labelsOf(const GlobalOptions& options, const Arguments& arguments) {
-    if (arguments.derive) return derived(Session(options), arguments.survey, arguments.field);
+    if (arguments.derive) {
+        CommandSession session(options);
+        return derived(session, arguments.survey, arguments.field);
+    }
     checkNamesClasses(arguments.field);
-    return arguments.standard ? standardFor(Session(options), arguments.survey) : fromFile(options, arguments.survey);
+    if (!arguments.standard) return fromFile(options, arguments.survey);
+    CommandSession session(options);
+    return standardFor(session, arguments.survey);
 }
 
 void print(const Kesh::LabelSet& labels) {

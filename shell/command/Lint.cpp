@@ -7,8 +7,6 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
-
 namespace corvane {
 namespace {
 
@@ -55,15 +53,14 @@ void run(const GlobalOptions& options, const std::string& path, bool json) {
         if (!options.quiet) printWarning(fmt::format("{}: {}", path, warning));
     LintReport report;
     {
-        Progress progress(options.quiet); // its bar is gone before anything is printed
-        report = lint(las, names, Watch([&](auto... state) { return progress.show(state...); }));
+        Terminal terminal(options.quiet); // its bar is gone before anything is printed
+        report = lint(las, names, terminal.watch());
     }
     json ? printJson(describe(las, report)) : print(las, report);
-    std::fflush(stdout); // the report stands before the sentence wherever both go
     if (report.findings.empty()) return;
     const std::size_t count = report.findings.size();
-    throw Failure(fmt::format("{}: {} finding{} in {} of point format {}.", path, count, count == 1 ? "" : "s",
-                              pointsText(las.header.pointCount), las.header.pointFormat));
+    throw NotClean(fmt::format("{}: {} finding{} in {} of point format {}.", path, count, count == 1 ? "" : "s",
+                               pointsText(las.header.pointCount), las.header.pointFormat));
 }
 
 std::string listOfRules() {
@@ -76,7 +73,7 @@ std::string listOfRules() {
 
 void addLint(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand("lint", "Check the classes of a survey, and what its header says of the "
-                                                       "points. The exit status is 1 when there are findings.");
+                                                       "points. The exit status is 3 when there are findings.");
     command->footer(listOfRules());
     const auto path = std::make_shared<std::string>();
     command->add_option("FILE", *path, "The survey")->required();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane reclassify: one edit of ModifyClassification, from the command line.
-#include "command/EditCommand.hpp"
 #include "command/Output.hpp"
+#include "command/SurveyEdit.hpp"
 
 #include <fmt/format.h>
 
@@ -40,39 +40,31 @@ int largestValueOfModule() {
     return largest ? *largest : std::numeric_limits<int>::max();
 }
 
-void checkModuleTakes(const char* option, int value, int largest) {
-    if (value > largest)
+void checkValue(const SurveyEdit& edit, const char* option, int value, int largestOfModule) {
+    edit.checkValue(option, value);
+    if (value > largestOfModule)
         throw UsageError(fmt::format("{} {}: the module {} takes 0 to {}; edit larger values with relabel.", option,
-                                     value, EditorType, largest));
-}
-
-Json parametersOf(const Arguments& arguments) {
-    Json parameters{{"newvalue", arguments.to}};
-    const std::vector<int> sources = allSources(arguments);
-    for (std::size_t i = 0; i < Sources; ++i) parameters[fmt::format("from{}", i)] = sources[i];
-    if (!arguments.exchange.empty()) parameters["switch"] = arguments.exchange;
-    return parameters;
+                                     value, EditorType, largestOfModule));
 }
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
-    checkCall(arguments);
     if (arguments.from.size() > Sources)
         throw UsageError(fmt::format("--from was given {} times; the module has {} sources. Edit in two calls.",
                                      arguments.from.size(), Sources));
-    const auto polygons = arguments.within.empty() ? std::nullopt : std::optional(readPolygons(arguments.within));
-    const Session session(options);
-    const auto survey = session.open(arguments.in);
-    const SurveyField& field = survey->findField(arguments.field);
-    for (const int value : arguments.from) checkValue("--from", value, *survey, field);
-    checkValue("--to", arguments.to, *survey, field);
-    const int bound = largestValueOfModule();
-    for (const int value : arguments.from) checkModuleTakes("--from", value, bound);
-    checkModuleTakes("--to", arguments.to, bound);
+    SurveyEdit edit(options, arguments, EditorType);
+    const int largest = largestValueOfModule();
+    for (const int value : arguments.from) checkValue(edit, "--from", value, largest);
+    checkValue(edit, "--to", arguments.to, largest);
 
-    Json network = editNetwork(arguments, field.name, EditorType, parametersOf(arguments), polygons.has_value());
-    addFinalAction(network, polygons ? drawAction({{"view", "above"}, {"polygon", polygons->wkt}}) : Json::object(),
-                   "assign");
-    runEdit(session, survey, arguments, network, polygons, nullptr, json);
+    Network& network = edit.network();
+    network.set("editor.newvalue", arguments.to);
+    const std::vector<int> sources = allSources(arguments);
+    for (std::size_t i = 0; i < Sources; ++i) network.set(fmt::format("editor.from{}", i), sources[i]);
+    if (!arguments.exchange.empty()) network.set("editor.switch", arguments.exchange);
+    if (edit.within()) edit.draw({.view = {}, .outline = *edit.within(), .depth = {}});
+    network.press("editor.assign");
+    edit.act();
+    edit.finish(nullptr, json);
 }
 
 } // namespace

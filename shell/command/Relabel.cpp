@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane relabel: select into a mask, only in classes that are editable, then apply a label; from the command line.
-#include "command/EditCommand.hpp"
 #include "command/Output.hpp"
+#include "command/SurveyEdit.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <optional>
 #include <set>
+#include <sstream>
 
 namespace corvane {
 namespace {
@@ -56,20 +60,34 @@ Kesh::LabelSet preparedLabels(Kesh::LabelSet labels, const Arguments& arguments)
     return labels;
 }
 
-/// "s,z s,z …" as the network writes points.
-std::string pointsText(const std::string& text) {
-    std::string points;
-    bool separated = true;
-    for (const char c : text) {
-        if (c == ' ' && !separated) points += ", ";
-        if (c != ' ') points += c == ',' ? ' ' : c;
-        separated = c == ' ';
+/// "s,z s,z …"
+Stroke::Places readPlaces(const char* option, const std::string& text) {
+    Stroke::Places places;
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+        glm::dvec2 place(0);
+        const char* end = word.data() + word.size();
+        const auto along = std::from_chars(word.data(), end, place.x);
+        const bool separated = along.ec == std::errc() && along.ptr != end && *along.ptr == ',';
+        const auto height = separated ? std::from_chars(along.ptr + 1, end, place.y) : along;
+        if (!separated || height.ec != std::errc() || height.ptr != end || !std::isfinite(place.x + place.y))
+            throw UsageError(
+                fmt::format("{}: \"{}\" was found where \"s,z\" is expected: the distance along the line and "
+                            "the height.",
+                            option, word));
+        places.push_back(place);
     }
-    return points;
+    return places;
+}
+
+Stroke::Outline profileOutline(const Arguments& arguments) {
+    if (!arguments.above.empty()) return Stroke::Above{readPlaces("--above", arguments.above)};
+    if (!arguments.below.empty()) return Stroke::Below{readPlaces("--below", arguments.below)};
+    return Stroke::Lasso{readPlaces("--polygon", arguments.profilePolygon)};
 }
 
 /// The stroke in the vertical slice, if one was given.
-std::optional<Json> profileStroke(const Arguments& arguments) {
+std::optional<Stroke> profileStroke(const Arguments& arguments) {
     const std::string* outlines[] = {&arguments.profilePolygon, &arguments.above, &arguments.below};
     const auto given =
         std::count_if(std::begin(outlines), std::end(outlines), [](auto* text) { return !text->empty(); });
@@ -77,52 +95,43 @@ std::optional<Json> profileStroke(const Arguments& arguments) {
     if (arguments.profile.size() != 5 || given != 1)
         throw UsageError("A profile takes --profile X0,Y0,X1,Y1,WIDTH and one of --polygon, --above and --below.");
     const auto& p = arguments.profile;
-    Json stroke{{"view", {{"profile", {{"from", {p[0], p[1]}}, {"to", {p[2], p[3]}}, {"width", p[4]}}}}}};
-    if (!arguments.profilePolygon.empty())
-        stroke["polygon"] = "POLYGON((" + pointsText(arguments.profilePolygon) + "))";
-    if (!arguments.above.empty()) stroke["above"] = pointsText(arguments.above);
-    if (!arguments.below.empty()) stroke["below"] = pointsText(arguments.below);
-    return stroke;
+    return Stroke{
+        .view = Stroke::Profile{{p[0], p[1]}, {p[2], p[3]}, p[4]}, .outline = profileOutline(arguments), .depth = {}};
 }
-
-Json aboveStroke(const PolygonSet& polygons) { return {{"view", "above"}, {"polygon", polygons.wkt}}; }
 
 /// Around every point that the file's numbers can express.
-Json strokeAroundEverything(const Survey& survey) {
+Stroke strokeAroundEverything(const Survey& survey) {
     const Sextant::BoundingBox box = survey.expressibleBox();
-    return {{"view", "above"},
-            {"rectangle", {box.minimum.x - 1, box.minimum.y - 1, box.maximum.x + 1, box.maximum.y + 1}}};
-}
-
-Json buildNetwork(const Arguments& arguments, const Survey& survey, const std::string& field,
-                  const Kesh::LabelSet& labels, const std::optional<PolygonSet>& polygons) {
-    const Json parameters{{"labels", Json::parse(Kesh::VValueTrait<Kesh::LabelSet>::Text(labels))}};
-    Json network = editNetwork(arguments, field, "Edit/MaskedLabels", parameters, true);
-    Json& actions = network["actions"];
-    const auto inProfile = profileStroke(arguments);
-    if (polygons) actions.push_back(drawAction(aboveStroke(*polygons)));
-    if (inProfile) actions.push_back(drawAction(*inProfile));
-    if (!polygons && !inProfile) actions.push_back(drawAction(strokeAroundEverything(survey)));
-    if (!arguments.unselect.empty()) {
-        Json unselect = drawAction(aboveStroke(readPolygons(arguments.unselect)));
-        unselect["press"] = "editor.unselect";
-        actions.push_back(unselect);
-    }
-    addFinalAction(network, Json::object(), "applySelection");
-    return network;
+    return {.view = {},
+            .outline = Stroke::Rectangle{glm::dvec2(box.minimum) - 1.0, glm::dvec2(box.maximum) + 1.0},
+            .depth = {}};
 }
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
-    checkCall(arguments);
-    const auto polygons = arguments.within.empty() ? std::nullopt : std::optional(readPolygons(arguments.within));
-    const Session session(options);
-    const auto survey = session.open(arguments.in);
-    const SurveyField& field = survey->findField(arguments.field);
-    for (const int value : arguments.editable) checkValue("--editable", value, *survey, field);
-    checkValue("--assign", arguments.assign, *survey, field);
-    const Kesh::LabelSet labels = preparedLabels(labelsOf(*survey, arguments), arguments);
-    runEdit(session, survey, arguments, buildNetwork(arguments, *survey, field.name, labels, polygons), polygons,
-            arguments.withLabels ? &labels : nullptr, json);
+    const auto unselected = arguments.unselect.empty() ? std::nullopt : std::optional(readPolygons(arguments.unselect));
+    const auto inProfile = profileStroke(arguments);
+    SurveyEdit edit(options, arguments, "Edit/MaskedLabels");
+    for (const int value : arguments.editable) edit.checkValue("--editable", value);
+    edit.checkValue("--assign", arguments.assign);
+    const Kesh::LabelSet labels = preparedLabels(labelsOf(edit.survey(), arguments), arguments);
+
+    edit.network().set("editor.labels", labels);
+    std::vector<Stroke> strokes;
+    if (edit.within()) strokes.push_back({.view = {}, .outline = *edit.within(), .depth = {}});
+    if (inProfile) strokes.push_back(*inProfile);
+    if (strokes.empty()) strokes.push_back(strokeAroundEverything(edit.survey()));
+    for (const Stroke& stroke : strokes) {
+        edit.draw(stroke);
+        edit.act();
+    }
+    if (unselected) {
+        edit.draw({.view = {}, .outline = *unselected, .depth = {}});
+        edit.network().press("editor.unselect");
+        edit.act();
+    }
+    edit.network().press("editor.applySelection");
+    edit.act();
+    edit.finish(arguments.withLabels ? &labels : nullptr, json);
 }
 
 void addOptions(CLI::App& command, Arguments& a) {

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane run: a network file on a survey.
+#include "base/InputFile.hpp"
+#include "base/OutputFile.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
+#include "network/NetworkFile.hpp"
 
 #include <fmt/format.h>
 
@@ -15,15 +18,17 @@ struct Arguments {
 
 Json asJson(const Report& report) {
     Json json{{"object", report.object},
-              {"status", report.status},
+              {"status", report.status.text},
               {"field", report.field},
               {"counts", countsAsJson(report.counts)}};
+    if (report.selected) json["selected"] = *report.selected;
     if (report.histogram) json["histogram"] = histogramAsJson(*report.histogram, {});
     return json;
 }
 
 void print(const Report& report) {
-    fmt::print("{}: {}\n", report.object, report.status.empty() ? "nothing to say" : report.status);
+    fmt::print("{}: {}\n", report.object, report.status.text.empty() ? "nothing to say" : report.status.text);
+    if (report.selected) fmt::print("{} points selected\n", *report.selected);
     if (report.histogram) return; // the status says it all
     fmt::print("{}:\n", report.field);
     printCounts(report.counts);
@@ -37,17 +42,25 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
             fmt::format("{}: names no survey; add \"survey\" to it, or give --survey FILE.", arguments.network));
     if (!arguments.save.empty()) checkMayWrite(arguments.save, arguments.overwrite);
 
-    const Session session(options);
-    Network network(session.open(path));
-    const Survey& survey = network.survey();
+    CommandSession session(options);
+    const auto survey = session.open(path);
+    Network network(survey, session.watch());
     Json reports = Json::array();
-    file.run(network,
-             {.report = [&](const Report& report) { json ? reports.push_back(asJson(report)) : print(report); },
-              .save = [&](const std::string& out,
-                          bool overwrite) { session.save(survey, out, overwrite || arguments.overwrite); }});
-    if (!arguments.save.empty()) session.save(survey, arguments.save, arguments.overwrite);
-    session.printLateWarnings(survey);
+    std::vector<std::string> unclean;
+    const auto report = [&](const Report& made) {
+        json ? reports.push_back(asJson(made)) : print(made);
+        if (!made.clean) unclean.push_back(made.object);
+    };
+    const auto save = [&](const std::string& out, bool overwrite) {
+        session.save(*survey, out, overwrite || arguments.overwrite);
+    };
+    file.run(network, {report, save, [&](const std::string& sentence) { session.note(sentence); }});
+    if (!arguments.save.empty()) session.save(*survey, arguments.save, arguments.overwrite);
+    session.printLateWarnings(*survey);
     if (json) printJson({{"reports", reports}});
+    if (!unclean.empty())
+        throw NotClean(fmt::format("{}: the counts of {} are incomplete or out of date.", arguments.network,
+                                   fmt::join(unclean, ", ")));
 }
 
 } // namespace

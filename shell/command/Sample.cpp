@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane sample: an invented survey, for trying things out.
+#include "base/OutputFile.hpp"
 #include "command/Commands.hpp"
 #include "sample/SampleSurvey.hpp"
 
@@ -15,10 +16,11 @@ struct Arguments {
 
 void run(const GlobalOptions& options, const Arguments& arguments) {
     checkMayWrite(arguments.out, arguments.sample.overwrite);
-    Progress progress(options.quiet);
-    for (const std::string& warning : writeSampleSurvey(arguments.out, arguments.sample,
-                                                        Watch([&](auto... state) { return progress.show(state...); })))
-        if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.out, warning));
+    {
+        Terminal terminal(options.quiet); // its bar is gone before anything is printed
+        for (const std::string& warning : writeSampleSurvey(arguments.out, arguments.sample, terminal.watch()))
+            terminal.warn(arguments.out + ": " + warning);
+    }
     if (!options.quiet) fmt::print("wrote {} with {} points\n", arguments.out, arguments.sample.points);
 }
 

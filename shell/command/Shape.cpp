@@ -4,6 +4,9 @@
 #include "Fiber/LineSet.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
+#include "network/Network.hpp"
+#include "network/Objects.hpp"
+#include "polygon/Polygons.hpp"
 
 #include <fmt/format.h>
 
@@ -21,16 +24,11 @@ struct Arguments {
 };
 
 /// The stroke reaches from the highest to the lowest point that the header tells of.
-Json buildNetwork(const Arguments& arguments, const LasHeader& header) {
-    Json stroke{{"view", "above"}, {"polygon", arguments.within}};
+Stroke strokeOf(PolygonSet polygons, const LasHeader& header) {
+    Stroke stroke{.view = {}, .outline = std::move(polygons), .depth = {}};
     const double lowest = header.minimum[2], highest = header.maximum[2];
-    if (lowest < highest && std::isfinite(lowest) && std::isfinite(highest))
-        stroke["depth"] = Json::array({highest, lowest});
-    const Json brush{{"name", "lasso"}, {"type", "Brush"}};
-    const Json shape{{"name", "shape"}, {"type", ModuleType}, {"parameters", {{"viewdepth", arguments.viewDepth}}}};
-    return {{"objects", Json::array({brush, shape})},
-            {"connections", Json::array({{{"from", "lasso.brush"}, {"to", "shape.brush"}}})},
-            {"actions", Json::array({{{"draw", {{"lasso.brush", stroke}}}}})}};
+    if (lowest < highest && std::isfinite(lowest) && std::isfinite(highest)) stroke.depth = {highest, lowest};
+    return stroke;
 }
 
 /// The vertices in the order in which the line runs through them.
@@ -53,10 +51,14 @@ void print(const Fiber::LineSet& lines, bool json) {
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     if (!std::isfinite(arguments.viewDepth)) throw UsageError("--viewdepth: a number is expected, such as 0.5.");
-    const Session session(options);
-    Network network(session.open(arguments.survey));
-    NetworkFile(buildNetwork(arguments, network.survey().las().header).dump(), "shape")
-        .run(network, {.report = {}, .save = {}});
+    CommandSession session(options);
+    Network network(session.open(arguments.survey), session.watch());
+    network.addObject("lasso", BrushType);
+    network.addObject("shape", ModuleType);
+    network.set("shape.viewdepth", fmt::format("{}", arguments.viewDepth));
+    network.connect("lasso.brush", "shape.brush");
+    network.draw("lasso.brush", strokeOf(readPolygons(arguments.within), network.survey().las().header));
+    network.update();
     print(Fiber::LineSet(network.gridOf("shape.shape")), json);
 }
 

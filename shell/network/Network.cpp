@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/Network.hpp"
 
+#include "Fiber/MaskField.hpp"
 #include "Kesh/catalogue/VInput.hpp"
-#include "base/Failure.hpp"
 #include "base/NearestName.hpp"
+#include "network/FieldRange.hpp"
+#include "network/HostWatch.hpp"
 #include "network/Objects.hpp"
 
 #include <algorithm>
@@ -12,6 +14,7 @@
 namespace corvane {
 
 using Holdfast::StrongPtr;
+using Json = NetworkRecord::Json;
 using Kesh::VObject;
 using Kesh::VSlot;
 
@@ -42,6 +45,14 @@ void checkBounds(const std::string& path, const Kesh::VParameter& parameter, con
                                  *minimum, *maximum));
 }
 
+/// As a network file has it: numbers as numbers, label sets as JSON, all else as text.
+Json recorded(const Kesh::VValueBase& value) {
+    const std::string text = value.text();
+    const bool json =
+        value.type() == typeid(int) || value.type() == typeid(double) || value.type() == typeid(Kesh::LabelSet);
+    return json ? Json::parse(text) : Json(text);
+}
+
 /// The type that an input selects by its value: a field selector takes fields, a grid selector grids.
 const std::type_info& typeTakenBy(const Kesh::VValueBase& value) {
     if (value.type() == typeid(Fiber::FieldSelector)) return typeid(Fiber::Field);
@@ -50,8 +61,8 @@ const std::type_info& typeTakenBy(const Kesh::VValueBase& value) {
 
 } // namespace
 
-Network::Network(std::shared_ptr<const Survey> survey)
-    : survey_(std::move(survey)), pool_(Holdfast::create<Kesh::ValuePool>()) {
+Network::Network(std::shared_ptr<const Survey> survey, Watch watch)
+    : survey_(std::move(survey)), watch_(std::move(watch)), pool_(Holdfast::create<Kesh::ValuePool>()) {
     registerShellTypes();
 }
 
@@ -61,12 +72,17 @@ Network::~Network() {
 }
 
 void Network::addObject(const std::string& name, const std::string& type) {
-    const bool taken = std::any_of(objects_.begin(), objects_.end(), [&](const Entry& e) { return e.name == name; });
-    if (taken) throw UsageError(fmt::format("There are two objects called \"{}\"; give each a name of its own.", name));
+    if (byName_.contains(name))
+        throw UsageError(fmt::format("There are two objects called \"{}\"; give each a name of its own.", name));
     if (name.empty() || name.find('.') != std::string::npos)
         throw UsageError(fmt::format("\"{}\" cannot be the name of an object: it needs a letter, and no dots.", name));
-    const StrongPtr<VObject> made = make(name, type);
-    objects_.push_back({name, made, made->creator() ? nullptr : made});
+    add(name, make(name, type));
+    record_.addObject(name, type);
+}
+
+void Network::add(const std::string& name, const StrongPtr<VObject>& object) {
+    byName_.emplace(name, objects_.size());
+    objects_.push_back({name, object, object->creator() ? nullptr : object});
 }
 
 StrongPtr<VObject> Network::make(const std::string& name, const std::string& type) const {
@@ -79,11 +95,9 @@ StrongPtr<VObject> Network::make(const std::string& name, const std::string& typ
 }
 
 StrongPtr<VObject> Network::object(const std::string& name) const {
+    if (const auto found = byName_.find(name); found != byName_.end()) return objects_[found->second].object.lock();
     std::vector<std::string> known;
-    for (const Entry& entry : objects_) {
-        if (entry.name == name) return entry.object.lock();
-        known.push_back(entry.name);
-    }
+    for (const Entry& entry : objects_) known.push_back(entry.name);
     throw UsageError(fmt::format("There is no object \"{}\". {}", name, suggestNames(name, known)));
 }
 
@@ -95,36 +109,61 @@ StrongPtr<VSlot> Network::slot(const std::string& path) const {
                                  suggestNames(slotName, namesOf(owner->allSlots()))));
 }
 
-void Network::connect(const std::string& output, const std::string& input, bool fromAnything) {
-    const auto [sourceName, outputName] = splitPath(output);
-    const auto source = object(sourceName)->findOutput(outputName);
-    if (!source)
-        throw UsageError(fmt::format("{}: the object \"{}\" has no output \"{}\". {}", output, sourceName, outputName,
-                                     suggestNames(outputName, namesOf(object(sourceName)->outputs()))));
-    const auto target = slot(input);
-    object(sourceName)->update(Kesh::VRequest(pool_)); // what it offers decides
-    if (!fromAnything) {
-        checkAccepted(*target, *source, input);
-        if (target->owner().connectSlots(*target, source)) return;
-        throw UsageError(fmt::format("{} cannot be connected to {}: they hold different types of values, or the "
-                                     "connection would close a circle.",
-                                     output, input));
+StrongPtr<VSlot> Network::output(const std::string& path) const {
+    const auto [objectName, outputName] = splitPath(path);
+    const auto owner = object(objectName);
+    if (const auto found = owner->findOutput(outputName)) return found;
+    throw UsageError(fmt::format("{}: the object \"{}\" has no output \"{}\". {}", path, objectName, outputName,
+                                 suggestNames(outputName, namesOf(owner->outputs()))));
+}
+
+std::string Network::connect(const std::string& from, const std::string& to, bool fromAnything) {
+    const auto source = output(from), target = slot(to);
+    source->owner().update(Kesh::VRequest(pool_)); // what it offers decides
+    std::string provider;
+    if (fromAnything) {
+        provider = connectThroughProvider(from, source, to, target);
+    } else {
+        checkAccepted(*target, *source, to);
+        if (!target->owner().connectSlots(*target, source))
+            throw UsageError(fmt::format("{} cannot be connected to {}: they hold different types of values, or the "
+                                         "connection would close a circle.",
+                                         from, to));
     }
+    record_.connect(from, to, fromAnything);
+    return provider;
+}
+
+std::string Network::connectThroughProvider(const std::string& from, const StrongPtr<VSlot>& source,
+                                            const std::string& to, const StrongPtr<VSlot>& target) {
     const auto value = target->getValueBase(*pool_);
     const auto made = connectFromAnything(target->owner(), *target, source, typeTakenBy(*value), *pool_);
     if (!made.connected)
         throw UsageError(
-            fmt::format("{} cannot be connected to {}, and no module supplies it. {}", output, input, made.refusals));
-    if (made.provider) objects_.push_back({made.provider->BaseName(), made.provider, nullptr});
+            fmt::format("{} cannot be connected to {}, and no module supplies it. {}", from, to, made.refusals));
+    if (!made.provider) return "";
+    add(made.provider->BaseName(), made.provider);
+    return made.provider->BaseName();
+}
+
+/// The shell's own objects change no data, so they are brought up to date first: then it is known what every module
+/// will get, before any of them does anything.
+void Network::checkBeforeUpdate() {
+    for (const Entry& entry : objects_)
+        if (entry.ownObject && !entry.ownObject->update(Kesh::VRequest(pool_)))
+            throw Failure(fmt::format("{}: {}", entry.name, entry.ownObject->status(*pool_).text));
+    for (const Entry& entry : objects_) {
+        const auto checked = entry.object.lock();
+        checkInputs(*checked);
+        checkWrittenValue(*checked, *survey_, *pool_);
+    }
 }
 
 /// What a source offers may be another field than when it was connected.
-void Network::checkInputs(const VObject& updated) const {
-    for (const auto& input : updated.allSlots()) {
-        const auto source = input->source();
-        if (!source || !source->owner().update(Kesh::VRequest(pool_))) continue; // a failed one fails this one, too
-        checkAccepted(*input, *source, updated.BaseName() + "." + input->name());
-    }
+void Network::checkInputs(const VObject& object) const {
+    for (const auto& input : object.allSlots())
+        if (const auto source = input->source())
+            checkAccepted(*input, *source, object.BaseName() + "." + input->name());
 }
 
 /// The module's own rule for the fields that it works on.
@@ -144,9 +183,19 @@ void Network::set(const std::string& path, const std::string& text) {
         const auto value = initial->fromText(text);
         checkBounds(path, *target->parameter(), *value);
         setValue(target, value);
+        record_.set(path, recorded(*value));
     } catch (const std::invalid_argument& problem) {
         throw UsageError(fmt::format("{}: {}.", path, problem.what()));
     }
+}
+
+void Network::set(const std::string& path, const Kesh::LabelSet& labels) {
+    const auto target = slot(path);
+    if (target->getValueBase(*pool_)->type() != typeid(Kesh::LabelSet))
+        throw UsageError(fmt::format("{} holds no label set.", path));
+    const auto value = Holdfast::create<Kesh::VValue<Kesh::LabelSet>>(labels);
+    setValue(target, value);
+    record_.set(path, recorded(*value));
 }
 
 void Network::setValue(const StrongPtr<VSlot>& target, const StrongPtr<Kesh::VValueBase>& value) {
@@ -162,26 +211,32 @@ void Network::press(const std::string& path) {
     if (target->getValueBase(*pool_)->type() != typeid(Action))
         throw UsageError(fmt::format("{} is no action and cannot be pressed; set it instead.", path));
     setValue(target, Holdfast::create<Kesh::VValue<Action>>(Holdfast::create<Kesh::VAction>()));
+    record_.press(path);
 }
 
-void Network::draw(const std::string& path, const Kesh::Brush& stroke) {
+void Network::draw(const std::string& path, const Stroke& stroke) {
     const auto target = slot(path);
     if (target->getValueBase(*pool_)->type() != typeid(Kesh::Brush))
         throw UsageError(fmt::format("{} holds no brush; draw into the \"{}\" of an object of type \"{}\".", path,
                                      BrushObject::Output, BrushType));
-    setValue(target, Holdfast::create<Kesh::VValue<Kesh::Brush>>(stroke));
+    setValue(target, Holdfast::create<Kesh::VValue<Kesh::Brush>>(brushOf(stroke, *survey_)));
+    record_.draw(path, stroke);
 }
 
 void Network::update() {
+    record_.update();
+    const HostWatch hostWatch(watch_);
+    checkBeforeUpdate();
     for (const Entry& entry : objects_) {
         const auto updated = entry.object.lock();
-        checkInputs(*updated);
-        if (!updated->update(Kesh::VRequest(pool_)))
-            throw Failure(fmt::format("{}: {}", entry.name, updated->status(*pool_).text));
+        if (updated->update(Kesh::VRequest(pool_))) continue;
+        const std::string said = fmt::format("{}: {}", entry.name, updated->status(*pool_).text);
+        if (hostWatch.interrupted()) throw Interrupted(said);
+        throw Failure(said);
     }
 }
 
-std::string Network::status(const std::string& name) const { return object(name)->status(*pool_).text; }
+Kesh::Status Network::status(const std::string& name) const { return object(name)->status(*pool_); }
 
 Fiber::FieldSelector Network::selectorOf(const std::string& name) const {
     for (const auto& slot : object(name)->allSlots())
@@ -201,6 +256,22 @@ std::optional<Kesh::VHistogram> Network::histogramOf(const std::string& name) co
         if (const auto value = Holdfast::cast<Kesh::VValue<Kesh::VHistogram>>(slot->getValueBase(*pool_)))
             return value->value;
     return std::nullopt;
+}
+
+std::optional<std::uint64_t> Network::selectedPoints(const std::string& name) const {
+    const auto maskSlot = object(name)->findSlot("maskfield");
+    const auto maskName =
+        maskSlot ? Holdfast::cast<Kesh::VValue<std::string>>(maskSlot->getValueBase(*pool_)) : nullptr;
+    const auto fields = maskName ? selectorOf(name).representation() : nullptr;
+    const auto mask = fields ? fields->findField(maskName->value) : nullptr;
+    if (!mask || !Fiber::isMask(*mask)) return std::nullopt;
+    std::uint64_t selected = 0;
+    for (const auto& [number, fragment] : mask->fragments()) {
+        if (!fragment.array || fragment.array->knownZero()) continue;
+        if (const auto entries = Fiber::arrayOf<std::uint8_t>(fragment.array->getData()))
+            selected += entries->size() - std::ranges::count(entries->values(), Fiber::Unmasked);
+    }
+    return selected;
 }
 
 StrongPtr<Fiber::Field> Network::fieldOf(const std::string& name) const {

@@ -2,49 +2,67 @@
 #pragma once
 
 #include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/values/LabelSet.hpp"
 #include "Kesh/values/VHistogram.hpp"
+#include "base/Watch.hpp"
+#include "network/NetworkRecord.hpp"
 #include "survey/Survey.hpp"
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace corvane {
 
 /// Objects by name on a survey, their connections and values. Names of objects and slots are given as "object.slot".
 /// Every operation throws UsageError for a name that does not exist or a value that does not suit, with the nearest
-/// names, and Failure for an update that fails.
+/// names; an update that fails throws Failure, one that was stopped Interrupted. Networks on different surveys may work
+/// on threads of their own.
 class Network {
 public:
-    explicit Network(std::shared_ptr<const Survey> survey);
+    /// The watch sees every update.
+    explicit Network(std::shared_ptr<const Survey> survey, Watch watch = {});
     ~Network();
     Network(const Network&) = delete;
     Network& operator=(const Network&) = delete;
 
     const Survey& survey() const { return *survey_; }
+    const Watch& watch() const { return watch_; }
 
     /// `type` is the key of a module in the catalogue ("Edit/ModifyClassification"), or "Field" or "Brush".
     void addObject(const std::string& name, const std::string& type);
 
-    /// Connects an output to an input. With `fromAnything` a provider is made in between where the types differ.
-    void connect(const std::string& output, const std::string& input, bool fromAnything);
+    /// Connects an output to an input. With `fromAnything` a provider is made in between where the types differ; its
+    /// name is returned, else an empty one.
+    std::string connect(const std::string& output, const std::string& input, bool fromAnything = false);
 
-    /// Sets a parameter, or an output that a user may edit, to what the text says, within the parameter's bounds.
+    /// Sets a parameter, or an output that a user may edit, within the parameter's bounds: to what the text says, or to
+    /// the number or the labels.
     void set(const std::string& slot, const std::string& text);
+    void set(const std::string& slot, int number) { set(slot, std::to_string(number)); }
+    void set(const std::string& slot, const Kesh::LabelSet& labels);
 
     /// Fires an action.
     void press(const std::string& slot);
 
-    /// Draws a stroke into a brush ("object.brush").
-    void draw(const std::string& slot, const Kesh::Brush& stroke);
+    /// Draws a stroke into a brush ("object.brush"). Throws StrokeProblem for one that makes no sense.
+    void draw(const std::string& slot, const Stroke& stroke);
 
-    /// Brings all objects up to date, in the order in which they were added.
+    /// Brings all objects up to date, in the order in which they were added. What was set, pressed and drawn since the
+    /// last update happens together. Before anything happens it is checked that every module gets a field that it
+    /// accepts, and that no value is to be written which its field cannot hold.
     void update();
 
+    /// Ends the action at hand without doing it, for writing networks that nobody runs.
+    void recordUpdate() { record_.update(); }
+
+    /// What was done.
+    const NetworkRecord& record() const { return record_; }
+
     /// The status line of an object.
-    std::string status(const std::string& object) const;
+    Kesh::Status status(const std::string& object) const;
 
     /// The field that an object works on, or offers.
     Fiber::FieldSelector selectorOf(const std::string& object) const;
@@ -52,6 +70,9 @@ public:
 
     /// What an object that counts has counted last; none when the object does not count.
     std::optional<Kesh::VHistogram> histogramOf(const std::string& object) const;
+
+    /// How many points are in the mask that an object selects into; none when it has no mask, or there is none.
+    std::optional<std::uint64_t> selectedPoints(const std::string& object) const;
 
     /// The grid that an output ("object.shape") selects; empty when it selects none.
     Holdfast::StrongPtr<Fiber::Grid> gridOf(const std::string& slot) const;
@@ -63,16 +84,24 @@ private:
         Holdfast::StrongPtr<Kesh::VObject> ownObject; // the shell's
     };
 
+    void add(const std::string& name, const Holdfast::StrongPtr<Kesh::VObject>& object);
     Holdfast::StrongPtr<Kesh::VObject> object(const std::string& name) const;
     Holdfast::StrongPtr<Kesh::VSlot> slot(const std::string& path) const;
+    Holdfast::StrongPtr<Kesh::VSlot> output(const std::string& path) const;
     Holdfast::StrongPtr<Kesh::VObject> make(const std::string& name, const std::string& type) const;
-    void checkInputs(const Kesh::VObject& updated) const;
+    std::string connectThroughProvider(const std::string& from, const Holdfast::StrongPtr<Kesh::VSlot>& source,
+                                       const std::string& to, const Holdfast::StrongPtr<Kesh::VSlot>& target);
+    void checkBeforeUpdate();
+    void checkInputs(const Kesh::VObject& object) const;
     void checkAccepted(const Kesh::VSlot& target, const Kesh::VSlot& source, const std::string& input) const;
     void setValue(const Holdfast::StrongPtr<Kesh::VSlot>& slot, const Holdfast::StrongPtr<Kesh::VValueBase>& value);
 
     std::shared_ptr<const Survey> survey_;
+    Watch watch_;
     Holdfast::StrongPtr<Kesh::ValuePool> pool_;
     std::vector<Entry> objects_;
+    std::unordered_map<std::string, std::size_t> byName_; // places in objects_
+    NetworkRecord record_;
 };
 
 } // namespace corvane

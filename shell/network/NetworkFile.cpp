@@ -1,21 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/NetworkFile.hpp"
 
-#include "base/Failure.hpp"
-#include "base/InputFile.hpp"
-#include "network/Progress.hpp"
-#include "network/Strokes.hpp"
+#include "network/StrokeText.hpp"
+#include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <iterator>
+#include <map>
+#include <optional>
+#include <set>
 
 namespace corvane {
 namespace {
 
-/// Calls the function; what it finds wrong with the file is a wrong call.
+using json::Reader;
+
+/// What a job of the function fails with gets the place in front.
 template <class Function>
-auto told(Function function) {
+auto placed(const Reader& where, Function function) {
+    try {
+        return function();
+    } catch (const UsageError& error) {
+        throw UsageError(where.place() + error.what());
+    } catch (const Interrupted& stopped) {
+        throw Interrupted(where.place() + stopped.what());
+    } catch (const Failure& failure) {
+        throw Failure(where.place() + failure.what());
+    }
+}
+
+/// What the reader finds wrong is a wrong call.
+template <class Function>
+auto read(Function function) {
     try {
         return function();
     } catch (const json::Error& error) {
@@ -23,145 +42,161 @@ auto told(Function function) {
     }
 }
 
-/// Calls the function; a UsageError that it throws gets the place in front.
-template <class Function>
-auto at(const json::Reader& where, Function function) {
-    try {
-        return function();
-    } catch (const UsageError& error) {
-        throw UsageError(where.place() + error.what());
-    }
-}
-
 /// Label sets may stand elsewhere: {"file": "labels.json"}, or {"from": "survey"} for those that the survey brings.
-std::string textOf(const Network& network, const json::Reader& value) {
-    const bool reference = value.value().is_object() && value.value().size() == 1;
-    if (reference && value.has("file")) return readTextFile(value.member("file").text());
-    if (!reference || !value.has("from")) return value.valueText();
+std::optional<Kesh::LabelSet> labelsElsewhere(const Network& network, const Reader& value) {
+    if (!value.value().is_object() || value.value().size() != 1) return std::nullopt;
+    if (value.has("file")) return loadLabels(value.member("file").text());
+    if (!value.has("from")) return std::nullopt;
     if (value.member("from").text() != "survey") value.member("from").fail("only \"survey\" has labels to give");
     const auto& labels = network.survey().labels();
     if (!labels) value.fail("the survey names no classes: it has no Classification Lookup record");
-    return Kesh::VValueTrait<Kesh::LabelSet>::Text(*labels);
+    return labels;
 }
 
-void setSlot(Network& network, const std::string& slot, const json::Reader& value) {
-    const std::string text = textOf(network, value);
-    at(value, [&] { network.set(slot, text); });
-}
-
-void addObject(Network& network, const json::Reader& object) {
-    object.expectKeys({"name", "type", "parameters"});
-    const std::string name = object.member("name").text(), type = object.member("type").text();
-    at(object, [&] { network.addObject(name, type); });
-    if (!object.has("parameters")) return;
-    for (const auto& [parameter, value] : object.member("parameters").members())
-        setSlot(network, name + "." + parameter, value);
-}
-
-void connect(Network& network, const json::Reader& connection) {
-    connection.expectKeys({"from", "to", "fromAnything"});
-    const bool fromAnything = connection.has("fromAnything") && connection.member("fromAnything").flag();
-    const std::string from = connection.member("from").text(), to = connection.member("to").text();
-    at(connection, [&] { network.connect(from, to, fromAnything); });
-}
-
-void draw(Network& network, const std::string& slot, const json::Reader& stroke) {
-    const Kesh::Brush brush = readStroke(stroke, network.survey());
-    at(stroke, [&] { network.draw(slot, brush); });
-}
-
-/// `suffix` completes the name of what is pressed.
-void press(Network& network, const json::Reader& name, const std::string& suffix) {
-    const std::string slot = name.text() + suffix;
-    at(name, [&] { network.press(slot); });
-}
-
-Kesh::VHistogram wholeCount(const Network& network, const Fiber::FieldSelector& field) {
-    const Count counted = countPoints(network.survey(), {.field = field}, untilInterrupted());
-    if (counted.complete()) return counted.histogram;
-    throw Failure(fmt::format("\"{}\" cannot be counted: some of its fragments cannot be had.", field.getFieldName()));
-}
-
-Report report(const Network& network, const json::Reader& name) {
-    const std::string object = name.text();
-    return at(name, [&] {
-        const Fiber::FieldSelector field = network.selectorOf(object);
-        const auto histogram = network.histogramOf(object);
-        const Kesh::VHistogram& counted = histogram ? *histogram : wholeCount(network, field);
-        return Report{object, network.status(object), field.getFieldName(), classCounts(counted), histogram};
-    });
-}
-
-void save(const json::Reader& target, const NetworkHooks& hooks) {
-    if (target.value().is_string()) return hooks.save(target.text(), false);
-    target.expectKeys({"path", "overwrite"});
-    hooks.save(target.member("path").text(), target.has("overwrite") && target.member("overwrite").flag());
-}
-
-/// A job that fails in the function gets the place in front.
-template <class Function>
-void placed(const json::Reader& where, Function function) {
-    try {
-        function();
-    } catch (const UsageError&) {
-        throw; // has its place
-    } catch (const Failure& failure) {
-        throw Failure(where.place() + failure.what());
+/// Sources of an editor that are left out mean class 0, which is rarely what somebody wants who names one of them.
+class SourceNotes {
+public:
+    explicit SourceNotes(const Reader& root) {
+        for (const Reader& object : root.member("objects").elements())
+            if (object.has("parameters"))
+                for (const auto& parameter : object.member("parameters").members())
+                    see(object.member("name").text(), parameter.key);
+        if (!root.has("actions")) return;
+        for (const Reader& action : root.member("actions").elements())
+            if (action.has("set"))
+                for (const auto& [path, value] : action.member("set").members())
+                    see(path.substr(0, path.rfind('.')), path.substr(path.rfind('.') + 1));
     }
-}
 
-/// Triggers of editors that are written as actions of their own: {"undo": "editor"}.
-constexpr const char* Verbs[] = {"select", "unselect", "undo", "redo", "undoMask", "redoMask"};
+    void tell(const std::string& file, const NetworkHooks& hooks) const {
+        for (const auto& [object, named] : named_) {
+            std::vector<std::string> missing;
+            for (const char* source : Sources)
+                if (!named.contains(source)) missing.push_back(source);
+            if (missing.empty() || !hooks.note) continue;
+            hooks.note(
+                fmt::format("{}: {} of \"{}\" {} left out and {} class 0; to leave class 0 alone, repeat another "
+                            "source there.",
+                            file, fmt::join(missing, ", "), object, missing.size() == 1 ? "is" : "are",
+                            missing.size() == 1 ? "means" : "mean"));
+        }
+    }
 
-/// Everything that stands in one action happens together, in one update; reports and saving follow.
-void runAction(Network& network, const json::Reader& action, const NetworkHooks& hooks) {
-    std::vector<std::string> keys{"set", "draw", "press", "report", "save"};
-    keys.insert(keys.end(), std::begin(Verbs), std::end(Verbs));
-    action.expectKeys(keys);
-    if (action.has("set"))
-        for (const auto& [slot, value] : action.member("set").members()) setSlot(network, slot, value);
-    if (action.has("draw"))
-        for (const auto& [slot, stroke] : action.member("draw").members()) draw(network, slot, stroke);
-    if (action.has("press"))
-        for (const json::Reader& slot : action.member("press").oneOrMore()) press(network, slot, "");
-    for (const char* verb : Verbs)
-        if (action.has(verb))
-            for (const json::Reader& object : action.member(verb).oneOrMore())
-                press(network, object, std::string(".") + verb);
-    at(action, [&] { network.update(); });
-    if (action.has("report"))
-        for (const json::Reader& object : action.member("report").oneOrMore()) hooks.report(report(network, object));
-    if (action.has("save")) save(action.member("save"), hooks);
-}
+private:
+    static constexpr std::array<const char*, 4> Sources{"from0", "from1", "from2", "from3"};
+
+    void see(const std::string& object, const std::string& parameter) {
+        if (std::ranges::find(Sources, parameter) != Sources.end()) named_[object].insert(parameter);
+    }
+
+    std::map<std::string, std::set<std::string>> named_; // by object
+};
+
+/// One run of a file.
+class Run {
+public:
+    Run(Network& network, const NetworkHooks& hooks) : network_(network), hooks_(hooks) {}
+
+    void addObject(const Reader& object) {
+        object.expectKeys({"name", "type", "parameters"});
+        const std::string name = object.member("name").text(), type = object.member("type").text();
+        placed(object, [&] { network_.addObject(name, type); });
+        if (!object.has("parameters")) return;
+        for (const auto& [parameter, value] : object.member("parameters").members()) set(name + "." + parameter, value);
+    }
+
+    void connect(const Reader& connection) {
+        connection.expectKeys({"from", "to", "fromAnything"});
+        const bool fromAnything = connection.has("fromAnything") && connection.member("fromAnything").flag();
+        const std::string from = connection.member("from").text(), to = connection.member("to").text();
+        const std::string made = placed(connection, [&] { return network_.connect(from, to, fromAnything); });
+        if (!made.empty() && hooks_.note)
+            hooks_.note(fmt::format("{}the object \"{}\" was made to supply {}.", connection.place(), made, to));
+    }
+
+    void begin(const Reader& objects) {
+        placed(objects, [&] { network_.update(); });
+    }
+
+    void act(const Reader& action) {
+        std::vector<std::string> keys{"set", "draw", "press", "report", "save"};
+        keys.insert(keys.end(), std::begin(Verbs), std::end(Verbs));
+        action.expectKeys(keys);
+        if (action.has("set"))
+            for (const auto& [slot, value] : action.member("set").members()) set(slot, value);
+        if (action.has("draw"))
+            for (const auto& [slot, stroke] : action.member("draw").members()) draw(slot, stroke);
+        if (action.has("press"))
+            for (const Reader& slot : action.member("press").oneOrMore()) press(slot, "");
+        for (const char* verb : Verbs)
+            if (action.has(verb))
+                for (const Reader& object : action.member(verb).oneOrMore()) press(object, std::string(".") + verb);
+        placed(action, [&] { network_.update(); });
+        if (action.has("report"))
+            for (const Reader& object : action.member("report").oneOrMore())
+                hooks_.report(placed(object, [&] { return reportOf(network_, object.text()); }));
+        if (action.has("save")) save(action.member("save"));
+    }
+
+private:
+    /// Triggers of editors that are written as actions of their own: {"undo": "editor"}.
+    static constexpr const char* Verbs[] = {"select", "unselect", "undo", "redo", "undoMask", "redoMask"};
+
+    void set(const std::string& slot, const Reader& value) {
+        placed(value, [&] {
+            if (const auto labels = labelsElsewhere(network_, value))
+                network_.set(slot, *labels);
+            else
+                network_.set(slot, value.valueText());
+        });
+    }
+
+    void draw(const std::string& slot, const Reader& stroke) {
+        const Stroke drawn = placed(stroke, [&] { return readStroke(stroke); });
+        placed(stroke, [&] { drawing(stroke, [&] { network_.draw(slot, drawn); }); });
+    }
+
+    /// `suffix` completes the name of what is pressed.
+    void press(const Reader& name, const std::string& suffix) {
+        const std::string slot = name.text() + suffix;
+        placed(name, [&] { network_.press(slot); });
+    }
+
+    void save(const Reader& target) {
+        if (target.value().is_string()) return placed(target, [&] { hooks_.save(target.text(), false); });
+        target.expectKeys({"path", "overwrite"});
+        const std::string path = target.member("path").text();
+        const bool overwrite = target.has("overwrite") && target.member("overwrite").flag();
+        placed(target, [&] { hooks_.save(path, overwrite); });
+    }
+
+    Network& network_;
+    const NetworkHooks& hooks_;
+};
 
 } // namespace
 
-NetworkFile::NetworkFile(const std::string& text, std::string name)
-    : document_(told([&] { return json::Document(text, std::move(name)); })) {
-    told([&] { root().expectKeys({"$schema", "survey", "objects", "connections", "actions"}); });
+NetworkFile::NetworkFile(const std::string& text, const std::string& name)
+    : document_(read([&] { return json::Document(text, name); })) {
+    read([&] { root().expectKeys({"$schema", "survey", "objects", "connections", "actions"}); });
 }
 
 std::string NetworkFile::surveyPath() const {
-    return told([&] { return root().has("survey") ? root().member("survey").text() : std::string(); });
-}
-
-void NetworkFile::build(Network& network) const {
-    for (const json::Reader& object : root().member("objects").elements()) addObject(network, object);
-    if (root().has("connections"))
-        for (const json::Reader& connection : root().member("connections").elements()) connect(network, connection);
+    return read([&] { return root().has("survey") ? root().member("survey").text() : std::string(); });
 }
 
 void NetworkFile::run(Network& network, const NetworkHooks& hooks) const {
-    told([&] { runAll(network, hooks); });
-}
-
-void NetworkFile::runAll(Network& network, const NetworkHooks& hooks) const {
-    build(network);
-    const json::Reader objects = root().member("objects");
-    placed(objects, [&] { at(objects, [&] { network.update(); }); });
-    if (!root().has("actions")) return;
-    for (const json::Reader& action : root().member("actions").elements())
-        placed(action, [&, &action = action] { runAction(network, action, hooks); });
+    read([&] {
+        SourceNotes(root()).tell(document_.name, hooks);
+        Run run(network, hooks);
+        const Reader objects = root().member("objects");
+        for (const Reader& object : objects.elements()) run.addObject(object);
+        if (root().has("connections"))
+            for (const Reader& connection : root().member("connections").elements()) run.connect(connection);
+        run.begin(objects);
+        if (root().has("actions"))
+            for (const Reader& action : root().member("actions").elements()) run.act(action);
+    });
 }
 
 } // namespace corvane

@@ -1,36 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "network/Counting.hpp"
 #include "network/Network.hpp"
+#include "network/Report.hpp"
 #include "json/Reader.hpp"
 
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace corvane {
-
-/// What one `report` of a network found.
-struct Report {
-    std::string object;
-    std::string status;
-    std::string field;
-    ClassCounts counts;
-    std::optional<Kesh::VHistogram> histogram; ///< of an object that counts; the counts are its own
-};
 
 /// What a network file may do besides changing data.
 struct NetworkHooks {
     std::function<void(const Report&)> report;
     std::function<void(const std::string& path, bool overwrite)> save;
+    std::function<void(const std::string& sentence)> note; ///< what is no mistake, but may not be meant
 };
 
 /// A network file (docs/network.md, docs/network.schema.json): objects, connections and actions.
 class NetworkFile {
 public:
     /// `name` begins the messages. Throws UsageError when the text is not JSON or the top level has unknown keys.
-    NetworkFile(const std::string& text, std::string name);
+    NetworkFile(const std::string& text, const std::string& name);
 
     /// The survey that the file names; empty when it names none.
     std::string surveyPath() const;
@@ -42,8 +33,6 @@ public:
 
 private:
     json::Reader root() const { return json::Reader(document_); }
-    void build(Network& network) const;
-    void runAll(Network& network, const NetworkHooks& hooks) const;
 
     json::Document document_;
 };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Strokes as network files and the command line give them.
 #include "../shell/ProgramTestSupport.hpp"
-#include "network/Strokes.hpp"
+#include "network/StrokeText.hpp"
 
 #include <glm/common.hpp>
 
@@ -16,8 +16,9 @@ protected:
     }
 
     Kesh::Brush read(const std::string& stroke) const {
-        const json::Document document(stroke, "net");
-        return readStroke(json::Reader(document), *survey_);
+        const ::json::Document document(stroke, "net");
+        const ::json::Reader reader(document);
+        return drawing(reader, [&] { return brushOf(readStroke(reader), *survey_); });
     }
 
 private:
@@ -85,10 +86,10 @@ TEST_F(Draw, mistakesAreToldWithTheirPlace) {
         {R"({"polygon": "POLYGON((0 0, 9 0"})", "POLYGON((0 0, 9 0"},
         {R"j({"view": "side", "polygon": "POLYGON((0 0, 9 0, 9 9))"})j", "net at /view: a view is"},
         {R"({"view": {"profile": {"from": [0, 0], "to": [0, 0], "width": 1}}, "lasso": "0 0, 1 1, 2 0"})",
-         "net at /view/profile: a profile runs between"},
+         "net at /view: a profile runs between"},
         {R"({"view": {"perspective": {"eye": [0, 0, 0], "target": [0, 9, 0], "fov": 190, "near": 1, "far": 9}},
              "lasso": "0 0, 1 1, 2 0"})",
-         "net at /view/perspective: the field of view"},
+         "net at /view: the field of view"},
         {R"({"circle": [0, 0, 1], "depth": [5, 5]})", "net at /depth: two different depths"},
         {R"({"circle": [0, 0, 1e999]})", "too large"},
     };

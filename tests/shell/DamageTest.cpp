@@ -79,7 +79,7 @@ TEST_F(Shrinking, surveyKeepsItsDataWhenAnEditFailsHalfWay) {
         EXPECT_TRUE(survey->edits().empty());
         network.press("editor.undo");
         network.update();
-        EXPECT_EQ(network.status("editor"), "There is nothing to undo in the data.");
+        EXPECT_EQ(network.status("editor").text, "There is nothing to undo in the data.");
     }
 }
 

@@ -4,11 +4,9 @@
 
 #include "base/Failure.hpp"
 #include "network/Counting.hpp"
-#include "network/Progress.hpp"
 #include "plugin/Plugin.hpp"
 #include "survey/Survey.hpp"
 
-#include <csignal>
 #include <numeric>
 
 namespace corvane::test {
@@ -176,20 +174,10 @@ TEST_F(Histogram, ofNoPointsIsComplete) {
 }
 
 TEST_F(Histogram, endsWhenItIsInterrupted) {
-    const auto interruptedCount = [this] {
-        const Plugin plugin(CORVANE_PLUGIN);
-        const Survey survey(in);
-        interrupted(); // listens from now on
-        std::raise(SIGINT);
-        try {
-            countPoints(survey, {.field = survey.selector("Classification")}, untilInterrupted());
-        } catch (const Failure& failure) {
-            std::fputs(failure.what(), stderr);
-            std::_Exit(7);
-        }
-        std::_Exit(0);
-    };
-    EXPECT_EXIT(interruptedCount(), testing::ExitedWithCode(7), "interrupted");
+    const Plugin plugin(CORVANE_PLUGIN);
+    const Survey survey(in);
+    const Watch stop([](auto...) { return false; });
+    EXPECT_THROW(countPoints(survey, {.field = survey.selector("Classification")}, stop), Interrupted);
 }
 
 class HistogramOfRealSurveys : public RealSurveys {};

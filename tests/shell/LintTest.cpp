@@ -164,7 +164,7 @@ protected:
         tampering.with(points);
         write(out, points.bytes());
         const Outcome run = corvane({"lint", out, "--json", "-q"});
-        EXPECT_EQ(run.status, tampering.finding ? 1 : 0) << run.err;
+        EXPECT_EQ(run.status, tampering.finding ? 3 : 0) << run.err;
         const json report = json::parse(run.out);
         EXPECT_EQ(report["points"], points.count());
         ASSERT_EQ(report["findings"].size(), tampering.finding ? 1u : 0u) << run.out;
@@ -227,7 +227,7 @@ TEST_F(Lint, saysWhatItFoundBeforeItFails) {
     EXPECT_TRUE(holds(bad.out, fmt::format("1 point, the first: point 7 at {:.2f} {:.2f} {:.2f}, class 39",
                                            points.coordinate(7, 0), points.coordinate(7, 1), points.coordinate(7, 2))))
         << bad.out;
-    expectRefused({"lint", out}, 1, {out, "2 findings", "2000 points"});
+    expectRefused({"lint", out}, 3, {out, "2 findings", "2000 points"});
 }
 
 TEST_F(Lint, canBeShownASurveyWithItsEdits) {
@@ -276,7 +276,7 @@ TEST_F(LintOfRealSurveys, agreesWithTheirFacts) {
         const Outcome run = corvane({"lint", Data / name, "--json"});
         const json report = json::parse(run.out);
         EXPECT_EQ(report["points"], facts[name]["points"]);
-        EXPECT_EQ(run.status, report["findings"].empty() ? 0 : 1) << run.err;
+        EXPECT_EQ(run.status, report["findings"].empty() ? 0 : 3) << run.err;
         std::multiset<std::string> found;
         for (const json& finding : report["findings"])
             if (known.contains(finding["name"])) found.insert(finding["name"]);

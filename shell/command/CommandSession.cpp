@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "command/CommandSession.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <fmt/format.h>
+
+namespace corvane {
+namespace {
+
+SessionOptions sessionOptions(const GlobalOptions& options, Terminal& terminal) {
+    SessionOptions session;
+    session.pluginPath = options.pluginPath;
+    if (!options.memory.empty()) session.memoryBytes = parseMemory(options.memory);
+    session.watch = terminal.watch();
+    return session;
+}
+
+} // namespace
+
+std::size_t parseMemory(const std::string& text) {
+    constexpr std::string_view units = "KMGT";
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+    const std::string_view unit(stop, static_cast<std::size_t>(end - stop));
+    const std::size_t power = unit.empty() ? 0 : units.find(unit) + 1;
+    const double bytes = number * std::exp2(10.0 * double(power));
+    if (error != std::errc() || unit.size() > 1 || power > units.size() || !(bytes >= 1) || !(bytes < 1e18))
+        throw UsageError(
+            fmt::format("--memory: \"{}\" is no amount of memory; write bytes, or a number with K, M, G or "
+                        "T, such as 256M.",
+                        text));
+    return static_cast<std::size_t>(bytes);
+}
+
+CommandSession::CommandSession(const GlobalOptions& options)
+    : terminal_(options.quiet), session_(sessionOptions(options, terminal_)) {}
+
+std::shared_ptr<const Survey> CommandSession::open(const std::string& path, std::size_t usualMemory) {
+    auto survey = session_.open(path, usualMemory);
+    for (const std::string& warning : survey->warnings()) warn(path + ": " + warning);
+    return survey;
+}
+
+void CommandSession::save(const Survey& survey, const std::string& path, bool overwrite, const Kesh::LabelSet* labels) {
+    for (const std::string& warning : session_.save(survey, path, overwrite, labels)) warn(path + ": " + warning);
+    terminal_.clearBar();
+}
+
+void CommandSession::printLateWarnings(const Survey& survey) {
+    for (const std::string& warning : survey.lateWarnings()) warn(survey.path() + ": " + warning);
+}
+
+} // namespace corvane

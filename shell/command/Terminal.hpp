@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "base/Watch.hpp"
+
+#include <chrono>
+#include <string>
+
+namespace corvane {
+
+/// Prints a finished sentence on standard error.
+void printWarning(const std::string& sentence);
+
+/// The person in front of the program: a bar on standard error, when that is a terminal and the work takes longer than
+/// a second, warnings, and signals that stop the work.
+class Terminal {
+public:
+    explicit Terminal(bool quiet);
+    ~Terminal() { clearBar(); }
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    /// Shows how far a work has come. Must not outlive this.
+    Watch watch();
+
+    /// A finished sentence; nothing when quiet.
+    void warn(const std::string& sentence);
+
+    /// The same for what is no mistake, but worth knowing.
+    void note(const std::string& sentence);
+
+    void clearBar();
+
+private:
+    using Clock = std::chrono::steady_clock;
+    void show(std::uint64_t done, std::uint64_t total, const std::string& work);
+
+    bool quiet_;
+    bool drawing_; // standard error is a terminal
+    bool shown_ = false;
+    std::string work_; // at hand
+    Clock::time_point begin_, last_;
+};
+
+} // namespace corvane
