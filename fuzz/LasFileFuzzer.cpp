@@ -82,6 +82,7 @@ void decode(const corvane::LasFile& las, std::uint64_t first, std::size_t count)
 /// The first and the last few points.
 void decodeSome(const corvane::LasFile& las) {
     const std::uint64_t points = las.points->count(), some = std::min<std::uint64_t>(points, 10);
+    if (points == 0) return;
     decode(las, 0, some);
     decode(las, points - some, some);
 }
