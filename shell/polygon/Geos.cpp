@@ -3,6 +3,7 @@
 
 #include "base/Failure.hpp"
 
+#include <cmath>
 #include <fmt/format.h>
 
 namespace corvane {
@@ -25,8 +26,6 @@ Geos::Geos() : context_(GEOS_init_r(), &GEOS_finish_r) {
 
 void Geos::fail() const { throw Failure(message_.empty() ? "the geometry library gave no reason" : message_); }
 
-std::string Geos::own(char* text) { return guarded(context_.get(), checked(text), GEOSFree_r).get(); }
-
 std::vector<Geometry> Geos::readPolygons(const std::string& wkt) {
     const auto context = context_.get();
     const auto reader = guarded(context, checked(GEOSWKTReader_create_r(context)), GEOSWKTReader_destroy_r);
@@ -37,6 +36,7 @@ std::vector<Geometry> Geos::readPolygons(const std::string& wkt) {
     for (int part = 0; part < count; ++part) {
         Geometry polygon = own(GEOSGeom_clone_r(context, GEOSGetGeometryN_r(context, whole.get(), part)));
         if (GEOSisEmpty_r(context, polygon.get())) continue;
+        refuseHuge(polygon);
         const auto reason = reasonAgainst(polygon);
         if (!reason.empty())
             throw Failure(fmt::format("polygon {} of {} is not valid: {}; draw its outline anew so that it neither "
@@ -47,10 +47,30 @@ std::vector<Geometry> Geos::readPolygons(const std::string& wkt) {
     return polygons;
 }
 
+/// The library multiplies up to four coordinates, and has 128 characters for printing one.
+void Geos::refuseHuge(const Geometry& polygon) {
+    constexpr double Largest = 1e75;
+    for (const auto& rings : ringsOf(polygon))
+        for (const Ring& ring : rings)
+            for (const PlanePoint& p : ring)
+                for (const double coordinate : {p.x, p.y})
+                    if (!(std::abs(coordinate) <= Largest))
+                        throw Failure(fmt::format("found the coordinate {}, expected one of no more than {} either way",
+                                                  coordinate, Largest));
+}
+
+/// Empty for a valid one.
 std::string Geos::reasonAgainst(const Geometry& polygon) {
-    const char valid = GEOSisValid_r(context_.get(), polygon.get());
-    if (valid == 1) return {};
-    return own(GEOSisValidReason_r(context_.get(), polygon.get()));
+    const auto context = context_.get();
+    char* text = nullptr;
+    GEOSGeometry* point = nullptr;
+    if (GEOSisValidDetail_r(context, polygon.get(), 0, &text, &point) == 1) return {};
+    const auto reason = guarded(context, checked(text), GEOSFree_r);
+    const Geometry location = own(point);
+    double x = 0, y = 0;
+    GEOSGeomGetX_r(context, location.get(), &x);
+    GEOSGeomGetY_r(context, location.get(), &y);
+    return fmt::format("{}[{} {}]", reason.get(), x, y);
 }
 
 Geometry Geos::unite(std::vector<Geometry> polygons) {
@@ -75,24 +95,17 @@ Ring Geos::ring(const GEOSGeometry* line) {
     return ring;
 }
 
-std::vector<Ring> Geos::ringsOf(const Geometry& polygons) {
+std::vector<std::vector<Ring>> Geos::ringsOf(const Geometry& polygons) {
     const auto context = context_.get();
-    std::vector<Ring> rings;
+    std::vector<std::vector<Ring>> parts;
     for (int part = 0; part < GEOSGetNumGeometries_r(context, polygons.get()); ++part) {
         const auto* polygon = checked(GEOSGetGeometryN_r(context, polygons.get(), part));
+        auto& rings = parts.emplace_back();
         rings.push_back(ring(GEOSGetExteriorRing_r(context, polygon)));
         for (int hole = 0; hole < GEOSGetNumInteriorRings_r(context, polygon); ++hole)
             rings.push_back(ring(GEOSGetInteriorRingN_r(context, polygon, hole)));
     }
-    return rings;
-}
-
-std::string Geos::wktOf(const Geometry& geometry) {
-    const auto context = context_.get();
-    const auto writer = guarded(context, checked(GEOSWKTWriter_create_r(context)), GEOSWKTWriter_destroy_r);
-    GEOSWKTWriter_setTrim_r(context, writer.get(), 1);
-    GEOSWKTWriter_setOutputDimension_r(context, writer.get(), 2);
-    return own(GEOSWKTWriter_write_r(context, writer.get(), geometry.get()));
+    return parts;
 }
 
 } // namespace corvane

@@ -26,19 +26,19 @@ public:
     Geos(const Geos&) = delete;
     Geos& operator=(const Geos&) = delete;
 
-    /// The polygons of one POLYGON or MULTIPOLYGON, each valid by itself; open rings are closed.
+    /// The polygons of one POLYGON or MULTIPOLYGON, each valid by itself; open rings are closed. Coordinates that the
+    /// library cannot compute with, or print, are refused.
     std::vector<Geometry> readPolygons(const std::string& wkt);
 
     Geometry unite(std::vector<Geometry> polygons);
 
-    std::vector<Ring> ringsOf(const Geometry& polygons);
-
-    std::string wktOf(const Geometry& geometry);
+    /// Of each polygon its rings, the shell first.
+    std::vector<std::vector<Ring>> ringsOf(const Geometry& polygons);
 
 private:
     Geometry own(GEOSGeometry* geometry) { return {checked(geometry), GeosDeleter{context_.get()}}; }
-    std::string own(char* text);
     Ring ring(const GEOSGeometry* line);
+    void refuseHuge(const Geometry& polygon);
     std::string reasonAgainst(const Geometry& polygon);
 
     template <typename T>

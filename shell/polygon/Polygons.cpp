@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fmt/format.h>
+#include <functional>
 #include <iterator>
 #include <optional>
 #include <regex>
@@ -149,6 +150,36 @@ void setBounds(PolygonSet& polygons) {
         }
 }
 
+/// "(x y,…,x y)", with the first point again at the end.
+std::string wktOf(const Ring& ring) {
+    std::string text;
+    for (const auto [x, y] : ring) text += fmt::format("{}{} {}", text.empty() ? "(" : ",", x, y);
+    return text + fmt::format(",{} {})", ring.front().x, ring.front().y);
+}
+
+std::string wktOf(const std::vector<Ring>& rings) {
+    std::string text;
+    for (const Ring& ring : rings) text += (text.empty() ? "(" : ",") + wktOf(ring);
+    return text + ")";
+}
+
+/// The polygons, each with its shell before its holes.
+std::string wktOf(const std::vector<std::vector<Ring>>& polygons) {
+    if (polygons.size() == 1) return "POLYGON " + wktOf(polygons.front());
+    std::string text;
+    for (const auto& rings : polygons) text += (text.empty() ? "(" : ",") + wktOf(rings);
+    return "MULTIPOLYGON " + text + ")";
+}
+
+/// Rings begin at their least points, and stand in the order of these; the shell stays before the holes.
+void putInOrder(std::vector<std::vector<Ring>>& polygons) {
+    for (auto& rings : polygons) {
+        for (Ring& ring : rings) std::ranges::rotate(ring, std::ranges::min_element(ring, std::less<>()));
+        std::sort(rings.begin() + 1, rings.end());
+    }
+    std::sort(polygons.begin(), polygons.end());
+}
+
 bool couldBeDegrees(PlanePoint minimum, PlanePoint maximum) {
     return minimum.x >= -180 && maximum.x <= 180 && minimum.y >= -90 && maximum.y <= 90;
 }
@@ -167,12 +198,25 @@ PolygonSet readPolygons(std::span<const std::string> arguments) {
     for (const auto& argument : arguments) std::ranges::move(polygonsOf(geos, argument), std::back_inserter(polygons));
     try {
         const Geometry all = geos.unite(std::move(polygons));
-        PolygonSet result{.rings = geos.ringsOf(all), .minimum = {}, .maximum = {}, .wkt = geos.wktOf(all)};
-        if (result.rings.empty()) throw Failure("nothing is left of them");
+        auto parts = geos.ringsOf(all);
+        if (parts.empty()) throw Failure("nothing is left of them");
+        putInOrder(parts);
+        PolygonSet result{.rings = {}, .minimum = {}, .maximum = {}, .wkt = wktOf(parts)};
+        for (auto& rings : parts) std::ranges::move(rings, std::back_inserter(result.rings));
         setBounds(result);
         return result;
     } catch (const Failure& failure) {
         throw Failure(fmt::format("The polygons cannot be united: {}; give them one by one.", failure.what()));
+    }
+}
+
+PolygonSet readPolygons(const json::Reader& json) {
+    std::vector<std::string> arguments;
+    for (const json::Reader& one : json.oneOrMore()) arguments.push_back(one.text());
+    try {
+        return readPolygons(arguments);
+    } catch (const UsageError& error) {
+        throw UsageError(json.place() + error.what());
     }
 }
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "json/Reader.hpp"
+
+#include <compare>
 #include <span>
 #include <string>
 #include <vector>
@@ -9,12 +12,15 @@ namespace corvane {
 
 struct PlanePoint {
     double x = 0, y = 0;
+
+    auto operator<=>(const PlanePoint&) const = default;
 };
 
 /// Closed implicitly: the last point is not the first again.
 using Ring = std::vector<PlanePoint>;
 
-/// The union of polygons. Inside is what the rings, shells and holes alike, enclose by the even-odd rule.
+/// The union of polygons, in an order that does not depend on how they were given. Inside is what the rings, shells and
+/// holes alike, enclose by the even-odd rule.
 struct PolygonSet {
     std::vector<Ring> rings;
     PlanePoint minimum, maximum; ///< bounds
@@ -26,6 +32,9 @@ struct PolygonSet {
 /// free, and parts that overlap count once. Coordinates are those of the survey.
 /// Throws UsageError for what is neither WKT nor a file, Failure for content that cannot be used.
 PolygonSet readPolygons(std::span<const std::string> arguments);
+
+/// The same of a text in JSON, or a list of texts. A UsageError has its place.
+PolygonSet readPolygons(const json::Reader& arguments);
 
 /// Whether the polygons miss the survey's bounds because they are given in degrees and the survey is not.
 bool lookLikeDegrees(const PolygonSet& polygons, PlanePoint surveyMinimum, PlanePoint surveyMaximum);

@@ -95,7 +95,10 @@ TEST_F(Polygons, RefusesInOneSentenceThatSaysWhy) {
         {"POLYGON((0 0,4 4,4 0,0 4))", {"Self-intersection[2 2]", "draw its outline anew"}},
         {"MULTIPOLYGON(((0 0,4 0,4 4)),((0 0,4 4,4 0,0 4)))", {"polygon 2 of 2", "Self-intersection[2 2]"}},
         {"POLYGON((0 0,4 0))", {"not valid", "Too few points"}},
-        {"POLYGON((0 0,4 0,4 1e999))", {"Invalid Coordinate"}},
+        {"POLYGON((0 0,4 0,4 1e999))", {"the coordinate inf"}},
+        {"POLYGON((0 0,4 0,4 -1e136))", {"the coordinate -1e+136", "1e+75"}},
+        {"POLYGON((0 0,1e300 1e300,1e300 0,0 1e300))", {"the coordinate 1e+300"}},
+        {"MULTIPOLYGON" + std::string(100'000, '('), {"Expected number"}},
         {"POLYGON((nan 0,4 0,4 4))", {"after 9 characters", "finite"}},
         {"POLYGON((0 0,4 x,4 4))", {"Expected number", "'x'"}},
         {"POLYGON((0 0,4 0,4 4)", {"POLYGON((0 0,4 0,4 4):"}},
@@ -140,6 +143,10 @@ TEST_F(Polygons, PrintsTheUnionInFullPrecision) {
     const auto set = read({"POLYGON Z((500000.25 5200000.125 3,500001.25 5200000.125 3,500001.25 5200007.1 3))"});
     EXPECT_EQ(read({set.wkt}).wkt, set.wkt);
     EXPECT_NE(set.wkt.find("500001.25 5200007.1"), std::string::npos) << set.wkt;
+    const auto huge =
+        read({"POLYGON((0 0,1e75 0,1e75 1e75),(1e74 1e73,2e74 1e73,2e74 2e73))", "POLYGON((-1 -1,-1 -2,-2 -2))"});
+    EXPECT_EQ(huge.rings.size(), 3u);
+    EXPECT_EQ(read({huge.wkt}).wkt, huge.wkt);
     EXPECT_EQ((std::array{set.minimum.x, set.minimum.y}), (std::array{500000.25, 5200000.125}));
     EXPECT_EQ((std::array{set.maximum.x, set.maximum.y}), (std::array{500001.25, 5200007.1}));
 }
