@@ -28,6 +28,13 @@ struct BoundingBox {
         maximum = glm::max(maximum, p);
     }
 
+    /// What is in this box and in another one; empty where they do not meet.
+    BoundingBox within(const BoundingBox& other) const {
+        const point low = glm::max(minimum, other.minimum), high = glm::min(maximum, other.maximum);
+        const bool meet = low.x <= high.x && low.y <= high.y && low.z <= high.z;
+        return meet ? BoundingBox(low, high) : BoundingBox();
+    }
+
     point minimum{std::numeric_limits<double>::infinity()};
     point maximum{-std::numeric_limits<double>::infinity()};
 };

@@ -26,16 +26,18 @@ bool before(const OutlineEdge& a, const OutlineEdge& b) {
 
 Outline Outline::ofRings(std::span<const std::vector<glm::dvec2>> rings, Rule rule) {
     std::vector<glm::dvec2> points;
-    for (const auto& ring : rings) {
-        if (ring.empty()) continue;
-        const bool first = points.empty();
-        if (!first && points.back() != points.front()) points.push_back(points.front()); // closes the first
-        points.insert(points.end(), ring.begin(), ring.end());
-        if (first) continue;
-        points.push_back(ring.front());
-        points.push_back(points.front()); // back over the bridge
-    }
+    for (const auto& ring : rings) addRing(points, ring);
     return Outline(std::move(points), rule);
+}
+
+void Outline::addRing(std::vector<glm::dvec2>& points, std::span<const glm::dvec2> ring) {
+    if (ring.empty()) return;
+    const bool first = points.empty();
+    if (!first && points.back() != points.front()) points.push_back(points.front()); // closes the first
+    points.insert(points.end(), ring.begin(), ring.end());
+    if (first) return;
+    points.push_back(ring.front());
+    points.push_back(points.front()); // back over the bridge
 }
 
 std::vector<OutlineEdge> Outline::edges() const {
@@ -45,14 +47,15 @@ std::vector<OutlineEdge> Outline::edges() const {
         if (const auto& next = points_[(i + 1) % points_.size()]; points_[i] != next)
             edges.push_back(edgeBetween(points_[i], next));
     std::ranges::sort(edges, before);
-    std::vector<OutlineEdge> merged;
+    std::size_t merged = 0; // edges at the front that stay
     for (const OutlineEdge& edge : edges)
-        if (!merged.empty() && samePlace(merged.back(), edge))
-            merged.back().turn += edge.turn;
+        if (merged > 0 && samePlace(edges[merged - 1], edge))
+            edges[merged - 1].turn += edge.turn;
         else
-            merged.push_back(edge);
-    std::erase_if(merged, [](const OutlineEdge& edge) { return edge.turn == 0; });
-    return merged;
+            edges[merged++] = edge;
+    edges.resize(merged);
+    std::erase_if(edges, [](const OutlineEdge& edge) { return edge.turn == 0; });
+    return edges;
 }
 
 bool Outline::contains(const glm::dvec2& point) const {

@@ -43,7 +43,11 @@ public:
     /// rule cancels.
     static Outline ofRings(std::span<const std::vector<glm::dvec2>> rings, Rule rule = Rule::EvenOdd);
 
-    const std::vector<glm::dvec2>& points() const { return points_; }
+    /// Puts one more closed line behind those that the points are already, as `ofRings` does.
+    static void addRing(std::vector<glm::dvec2>& points, std::span<const glm::dvec2> ring);
+
+    const std::vector<glm::dvec2>& points() const& { return points_; }
+    std::vector<glm::dvec2> points() && { return std::move(points_); }
     bool empty() const { return points_.empty(); }
 
     /// Level ones too: nothing crosses them, but they part what is inside from what is not. Bridges do neither, and

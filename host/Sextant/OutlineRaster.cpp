@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
+#include <utility>
 
 namespace Sextant {
 namespace {
@@ -22,20 +24,29 @@ bool canBeReckonedWith(const glm::dvec2& point) {
     return std::abs(point.x) <= Reach && std::abs(point.y) <= Reach;
 }
 
+/// Thinner strips hold fewer edges, and edges lie in more of them: so many that what is filed is up to three times the
+/// edges, which is about as few in each as there can be.
+std::size_t stripsFor(const std::vector<OutlineEdge>& edges, double height) {
+    constexpr double Fewest = 256, Most = 65536;
+    double edgesPerLevel = 0;
+    for (const OutlineEdge& edge : edges) edgesPerLevel += (edge.high.y - edge.low.y) / height;
+    return static_cast<std::size_t>(std::clamp(2 * double(edges.size()) / std::max(edgesPerLevel, 1.0), Fewest, Most));
+}
+
 } // namespace
 
 OutlineRaster::OutlineRaster(const Outline& outline)
-    : rule_(outline.rule()), cells_(Width * Width, Cell::Out), rows_(Width) {
-    const std::vector<OutlineEdge> edges = outline.edges();
-    if (!edges.empty()) {
+    : rule_(outline.rule()), cells_(Width * Width, Cell::Out), edges_(outline.edges()), strips_(1) {
+    if (!edges_.empty()) {
         layCellsOver(outline.points());
         if (std::ranges::all_of(outline.points(), canBeReckonedWith) && std::max(margin_.x, margin_.y) <= 0.5) {
-            fileEdges(edges);
-            markBoundaries(edges);
+            layStrips(stripsFor(edges_, double(Cells) / perUnit_.y));
+            fileEdges();
+            markBoundaries();
             for (std::size_t r = Ring; r < Ring + Cells; ++r) fillRow(r);
         } else { // rounding blurs the cells: every point is tested against every edge
             std::ranges::fill(cells_, Cell::Boundary);
-            std::ranges::fill(rows_, edges);
+            fileEdges();
         }
     }
     sumBoundaries();
@@ -54,14 +65,30 @@ void OutlineRaster::layCellsOver(const std::vector<glm::dvec2>& points) {
     margin_ = 1e-6 + 64 * std::numeric_limits<double>::epsilon() * largest * perUnit_;
 }
 
-void OutlineRaster::fileEdges(const std::vector<OutlineEdge>& edges) {
-    for (const OutlineEdge& edge : edges)
-        for (std::size_t r = row(edge.low.y), last = row(edge.high.y); r <= last; ++r) rows_[r].push_back(edge);
+void OutlineRaster::layStrips(std::size_t count) {
+    strips_.resize(count);
+    stripsPerUnit_ = perUnit_.y * (double(count) / double(Cells));
 }
 
-void OutlineRaster::markBoundaries(const std::vector<OutlineEdge>& edges) {
+/// Counted first, so that nothing grows.
+void OutlineRaster::fileEdges() {
+    const auto eachStrip = [this](const OutlineEdge& edge, auto file) {
+        for (std::size_t s = strip(edge.low.y), last = strip(edge.high.y); s <= last; ++s) file(strips_[s]);
+    };
+    for (const OutlineEdge& edge : edges_) eachStrip(edge, [](Strip& at) { ++at.count; });
+    std::size_t all = 0;
+    for (Strip& at : strips_) {
+        at.first = all;
+        all += std::exchange(at.count, 0);
+    }
+    filed_.resize(all);
+    for (std::uint32_t i = 0; i < edges_.size(); ++i)
+        eachStrip(edges_[i], [&](Strip& at) { filed_[at.first + at.count++] = i; });
+}
+
+void OutlineRaster::markBoundaries() {
     const auto indexOf = [](double cell) { return std::clamp<std::size_t>(clamped(cell), Ring - 1, Ring + Cells); };
-    for (const OutlineEdge& edge : edges) {
+    for (const OutlineEdge& edge : edges_) {
         const std::size_t first = indexOf((edge.low.y - minimum_.y) * perUnit_.y - margin_.y);
         const std::size_t last = indexOf((edge.high.y - minimum_.y) * perUnit_.y + margin_.y);
         for (std::size_t r = first; r <= last; ++r) {
@@ -80,8 +107,8 @@ void OutlineRaster::markBoundaries(const std::vector<OutlineEdge>& edges) {
 void OutlineRaster::fillRow(std::size_t r) {
     const double y = minimum_.y + (double(r - Ring) + 0.5) / perUnit_.y;
     std::vector<std::pair<double, int>> crossings; // cells and turns
-    for (const OutlineEdge& edge : rows_[r])
-        if (edge.low.y <= y && y < edge.high.y)
+    for (const std::uint32_t i : filed(y))
+        if (const OutlineEdge& edge = edges_[i]; edge.low.y <= y && y < edge.high.y)
             crossings.emplace_back((edgeAt(edge, y) - minimum_.x) * perUnit_.x + double(Ring), edge.turn);
     std::sort(crossings.begin(), crossings.end());
     auto next = crossings.begin();
@@ -105,7 +132,7 @@ void OutlineRaster::sumBoundaries() {
 
 bool OutlineRaster::containsExactly(const glm::dvec2& point) const {
     int turns = 0;
-    for (const OutlineEdge& edge : rows_[row(point.y)]) turns += edge.crossedBy(point) ? edge.turn : 0;
+    for (const std::uint32_t i : filed(point.y)) turns += edges_[i].crossedBy(point) ? edges_[i].turn : 0;
     return Outline::encloses(rule_, turns);
 }
 

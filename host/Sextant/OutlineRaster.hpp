@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace Sextant {
@@ -12,9 +13,10 @@ namespace Sextant {
 /// An outline prepared for millions of questions, with the same answers as `Outline::contains`, bit for bit.
 ///
 /// Rules: the bounds of the outline are divided into 256 by 256 cells. A cell that an edge may touch, with a margin for
-/// rounding, is a boundary; any other cell is in or out as a whole. Rows are found by a function that never falls when
-/// y grows, so the edges that a point can cross are among those filed under its row. Two more rings of cells lie
-/// around: the inner catches the margin, the outer is out and stands for everything beyond.
+/// rounding, is a boundary; any other cell is in or out as a whole. Edges are filed under strips, which are as thin as
+/// pays, and found by a function that never falls when y grows, so that the edges that a point can cross are among
+/// those of its strip. Two more rings of cells lie around: the inner catches the margin, the outer is out and stands
+/// for everything beyond.
 class OutlineRaster {
 public:
     enum class Cell : std::uint8_t { Out, In, Boundary };
@@ -58,18 +60,39 @@ private:
     }
 
     void layCellsOver(const std::vector<glm::dvec2>& points);
-    void fileEdges(const std::vector<OutlineEdge>& edges);
-    void markBoundaries(const std::vector<OutlineEdge>& edges);
+    void layStrips(std::size_t count);
+    void fileEdges();
+    void markBoundaries();
     void fillRow(std::size_t row);
     void sumBoundaries();
+
+    /// Never falls when y grows; what is not a number goes to the first.
+    std::size_t strip(double y) const {
+        const double at = (y - minimum_.y) * stripsPerUnit_, last = double(strips_.size() - 1);
+        const double low = at > 0 ? at : 0;
+        return static_cast<std::size_t>(low < last ? low : last);
+    }
+
+    struct Strip {
+        std::size_t first = 0, count = 0; // in what is filed
+    };
+
+    /// Numbers of the edges that touch a strip, ascending: edges that are near in place are near in memory.
+    std::span<const std::uint32_t> filed(double y) const {
+        const Strip& at = strips_[strip(y)];
+        return {filed_.data() + at.first, at.count};
+    }
 
     Outline::Rule rule_;
     glm::dvec2 minimum_{0};
     glm::dvec2 perUnit_{0}; // cells
     glm::dvec2 margin_{0};  // cells
     std::vector<Cell> cells_;
-    std::vector<std::uint32_t> boundariesUpTo_;  // summed over all cells to the left and below, exclusive
-    std::vector<std::vector<OutlineEdge>> rows_; // the edges that touch each row
+    std::vector<std::uint32_t> boundariesUpTo_; // summed over all cells to the left and below, exclusive
+    std::vector<OutlineEdge> edges_;
+    std::vector<std::uint32_t> filed_; // strip by strip
+    std::vector<Strip> strips_;
+    double stripsPerUnit_ = 0;
 };
 
 } // namespace Sextant

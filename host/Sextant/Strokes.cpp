@@ -14,6 +14,7 @@ namespace {
 using Points = std::vector<glm::dvec2>;
 
 constexpr int HalfTurn = 64; // corners
+constexpr std::size_t CapsuleCorners = 2 * (HalfTurn + 1);
 
 void require(bool holds, const char* expected) {
     if (!holds) throw std::invalid_argument(expected);
@@ -30,14 +31,15 @@ void addHalfCircle(Points& points, const glm::dvec2& middle, const glm::dvec2& s
     }
 }
 
-/// What the tip covers between two places, running round to the left.
-Points capsule(const glm::dvec2& a, const glm::dvec2& b, double radius) {
+/// Puts what the tip covers between two places, running round to the left, into an outline.
+void addCapsule(Points& outline, const glm::dvec2& a, const glm::dvec2& b, double radius) {
     const glm::dvec2 along = a == b ? glm::dvec2(radius, 0) : radius * glm::normalize(b - a);
     const glm::dvec2 right(along.y, -along.x);
     Points points;
+    points.reserve(CapsuleCorners);
     addHalfCircle(points, b, right);
     addHalfCircle(points, a, -right);
-    return points;
+    Outline::addRing(outline, points);
 }
 
 Outline betweenLineAndLevel(std::span<const glm::dvec2> line, double level) {
@@ -71,10 +73,12 @@ Outline circleStroke(const glm::dvec2& middle, double radius) {
 Outline pathStroke(std::span<const glm::dvec2> points, double radius) {
     requireRadius(radius);
     require(!points.empty(), "a path has a point or more");
-    std::vector<Points> rings;
-    for (std::size_t i = 1; i < points.size(); ++i) rings.push_back(capsule(points[i - 1], points[i], radius));
-    if (rings.empty()) rings.push_back(capsule(points[0], points[0], radius));
-    return Outline::ofRings(rings, Outline::Rule::Winding);
+    constexpr std::size_t Bridge = 2; // points
+    Points outline;
+    outline.reserve(points.size() * (CapsuleCorners + Bridge));
+    for (std::size_t i = 1; i < points.size(); ++i) addCapsule(outline, points[i - 1], points[i], radius);
+    if (points.size() == 1) addCapsule(outline, points[0], points[0], radius);
+    return Outline(std::move(outline), Outline::Rule::Winding);
 }
 
 Outline aboveStroke(std::span<const glm::dvec2> line, double top) {

@@ -28,10 +28,11 @@ Outline belowStroke(std::span<const glm::dvec2> line, double bottom);
 
 /// The outline in another plane: each point goes where the function says.
 template <class Function>
-Outline mapped(const Outline& outline, Function function) {
-    std::vector<glm::dvec2> points;
-    for (const glm::dvec2& p : outline.points()) points.push_back(function(p));
-    return Outline(std::move(points), outline.rule());
+Outline mapped(Outline outline, Function function) {
+    const Outline::Rule rule = outline.rule();
+    std::vector<glm::dvec2> points = std::move(outline).points();
+    for (glm::dvec2& p : points) p = function(p);
+    return Outline(std::move(points), rule);
 }
 
 } // namespace Sextant

@@ -34,7 +34,7 @@ TEST(Strokes, aPathIsEverythingNearIt) {
                                     {{0, 0}, {10, 0}, {5, 5}, {5, -5}}, // crosses itself
                                     {{0, 0}, {8, 1}, {0, 0}, {8, 1}},   // there and back
                                     {{0, 0}, {.1, 0}, {.2, .1}, {.3, .1}, {.4, 0}},
-                                    random.lasso(40, 10)};
+                                    random.lasso(90, 10)};
     for (const Points& path : paths)
         for (const double radius : {0.01, 0.7, 3.0}) {
             const Stroke stroke(Sextant::pathStroke(path, radius));
