@@ -63,12 +63,13 @@ struct Drawing {
     const Canvas& canvas;
 
     Outline operator()(const PolygonSet& polygons) const {
-        std::vector<Stroke::Places> rings;
+        Stroke::Places places, line;
         for (const Ring& ring : polygons.rings) {
-            auto& places = rings.emplace_back();
-            for (const PlanePoint& p : ring) places.emplace_back(p.x, p.y);
+            line.clear();
+            for (const PlanePoint& p : ring) line.emplace_back(p.x, p.y);
+            Outline::addRing(places, line);
         }
-        return Outline::ofRings(rings);
+        return Outline(std::move(places));
     }
     Outline operator()(const Stroke::Lasso& lasso) const {
         if (lasso.places.size() < 3) throw std::invalid_argument("a lasso has three points or more");
@@ -79,6 +80,7 @@ struct Drawing {
     Outline operator()(const Stroke::Path& p) const { return Sextant::pathStroke(p.places, p.radius); }
     Outline operator()(const Stroke::Above& a) const { return Sextant::aboveStroke(a.line, canvas.top); }
     Outline operator()(const Stroke::Below& b) const { return Sextant::belowStroke(b.line, canvas.bottom); }
+    Outline operator()(const Stroke::Nothing&) const { return {}; }
 };
 
 View limitedInDepth(const std::array<double, 2>& depth, const Canvas& canvas) {
@@ -91,7 +93,8 @@ View limitedInDepth(const std::array<double, 2>& depth, const Canvas& canvas) {
 } // namespace
 
 std::string kindOf(const Stroke::Outline& outline) {
-    static constexpr const char* Kinds[] = {"polygon", "lasso", "rectangle", "circle", "path", "above", "below"};
+    static constexpr const char* Kinds[] = {"polygon", "lasso", "rectangle", "circle",
+                                            "path",    "above", "below",     "limit"};
     static_assert(std::size(Kinds) == std::variant_size_v<Stroke::Outline>);
     return Kinds[outline.index()];
 }
@@ -100,10 +103,9 @@ Kesh::Brush brushOf(const Stroke& stroke, const Survey& survey) {
     const Canvas canvas = partOfStroke("view", [&] {
         return std::visit([&](const auto& view) { return canvasOn(view, survey.expressibleBox()); }, stroke.view);
     });
-    const Outline drawn =
-        partOfStroke(kindOf(stroke.outline), [&] { return std::visit(Drawing{canvas}, stroke.outline); });
+    Outline drawn = partOfStroke(kindOf(stroke.outline), [&] { return std::visit(Drawing{canvas}, stroke.outline); });
     const View view = stroke.depth ? limitedInDepth(*stroke.depth, canvas) : canvas.view;
-    return {view, Sextant::mapped(drawn, canvas.toScreen)};
+    return {view, Sextant::mapped(std::move(drawn), canvas.toScreen), stroke.limit};
 }
 
 } // namespace corvane

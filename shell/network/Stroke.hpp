@@ -15,8 +15,8 @@
 
 namespace corvane {
 
-/// What somebody draws: on what, which outline, and how deep it reaches. Places and depths are those of the view, in
-/// the unit of the survey (docs/network.md has the table).
+/// What somebody draws: on what, which outline, how deep it reaches, and what a point must meet besides. Places and
+/// depths are those of the view, in the unit of the survey (docs/network.md has the table).
 struct Stroke {
     using Places = std::vector<glm::dvec2>;
 
@@ -47,11 +47,13 @@ struct Stroke {
     struct Below {
         Places line;
     };
-    using Outline = std::variant<PolygonSet, Lasso, Rectangle, Circle, Path, Above, Below>;
+    struct Nothing {}; ///< all that meets the limit is selected
+    using Outline = std::variant<PolygonSet, Lasso, Rectangle, Circle, Path, Above, Below, Nothing>;
 
     View view;
     Outline outline;
     std::optional<std::array<double, 2>> depth; ///< both ends included
+    Kesh::LimitPtr limit = nullptr;             ///< in the survey's coordinates, whatever the view
 };
 
 /// A part of a stroke that makes no sense: "view", "depth", or the name of the outline's kind, as in a network file.
@@ -62,7 +64,7 @@ struct StrokeProblem : std::invalid_argument {
     std::string part;
 };
 
-/// The name of an outline's kind.
+/// The name of an outline's kind; of none that of what is there in its place, "limit".
 std::string kindOf(const Stroke::Outline& outline);
 
 /// The stroke on the points of a survey. Throws StrokeProblem.

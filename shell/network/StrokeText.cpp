@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/StrokeText.hpp"
 
+#include "limit/LimitText.hpp"
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <glm/trigonometric.hpp>
@@ -81,15 +83,10 @@ Stroke::Places readPlaces(const Reader& json) {
     return places;
 }
 
-PolygonSet readPolygon(const Reader& json) {
-    std::vector<std::string> arguments;
-    for (const Reader& one : json.oneOrMore()) arguments.push_back(one.text());
-    return readPolygons(arguments);
-}
-
 Stroke::Outline readOutline(const Reader& stroke, const std::string& kind) {
+    if (kind.empty()) return Stroke::Nothing();
     const Reader json = stroke.member(kind);
-    if (kind == "polygon") return readPolygon(json);
+    if (kind == "polygon") return readPolygons(json);
     if (kind == "rectangle") {
         const auto n = json.numbers(4);
         return Stroke::Rectangle{{n[0], n[1]}, {n[2], n[3]}};
@@ -105,14 +102,20 @@ Stroke::Outline readOutline(const Reader& stroke, const std::string& kind) {
     return Stroke::Below{std::move(places)};
 }
 
+/// Empty for a limit without an outline.
 std::string onlyKindOf(const Reader& stroke) {
     std::vector<std::string> given;
-    std::ranges::copy_if(Kinds, std::back_inserter(given), [&](const auto& kind) { return stroke.has(kind.c_str()); });
-    if (given.size() != 1)
-        stroke.fail(
-            fmt::format("a stroke is one of \"{}\"; {} of them stand here", fmt::join(Kinds, "\", \""), given.size()));
-    if (stroke.has("radius") && given.front() != "path") stroke.member("radius").fail("only a \"path\" has a radius");
-    return given.front();
+    std::ranges::copy_if(Kinds, std::back_inserter(given), [&](const auto& kind) { return stroke.has(kind); });
+    const bool onlyLimit = given.empty() && stroke.has("limit");
+    if (given.size() != 1 && !onlyLimit)
+        stroke.fail(fmt::format("a stroke is one of \"{}\", or a \"limit\"; {} of them stand here",
+                                fmt::join(Kinds, "\", \""), given.size()));
+    const std::string kind = onlyLimit ? "" : given.front();
+    if (stroke.has("radius") && kind != "path") stroke.member("radius").fail("only a \"path\" has a radius");
+    for (const char* ofOutline : {"view", "depth"})
+        if (onlyLimit && stroke.has(ofOutline))
+            stroke.member(ofOutline).fail("only an outline is drawn in a view; a limit has \"heights\"");
+    return kind;
 }
 
 Value asJson(const glm::dvec2& place) { return {place.x, place.y}; }
@@ -149,27 +152,33 @@ struct OutlineAsJson {
     Value operator()(const Stroke::Path& path) const { return asText(path.places); }
     Value operator()(const Stroke::Above& above) const { return asText(above.line); }
     Value operator()(const Stroke::Below& below) const { return asText(below.line); }
+    Value operator()(const Stroke::Nothing&) const { return nullptr; }
 };
 
 } // namespace
 
 Stroke readStroke(const Reader& stroke) {
     std::vector<std::string> known = Kinds;
-    known.insert(known.end(), {"radius", "view", "depth"});
+    known.insert(known.end(), {"radius", "view", "depth", "limit"});
     stroke.expectKeys(known);
     Stroke read{readView(stroke), readOutline(stroke, onlyKindOf(stroke)), std::nullopt};
     if (stroke.has("depth")) {
         const auto n = stroke.member("depth").numbers(2);
         read.depth = {n[0], n[1]};
     }
+    if (stroke.has("limit")) read.limit = readLimit(stroke.member("limit"));
     return read;
 }
 
 Value strokeAsJson(const Stroke& stroke) {
-    Value json{{"view", std::visit(ViewAsJson(), stroke.view)},
-               {kindOf(stroke.outline), std::visit(OutlineAsJson(), stroke.outline)}};
+    Value json = Value::object();
+    if (!std::holds_alternative<Stroke::Nothing>(stroke.outline)) {
+        json["view"] = std::visit(ViewAsJson(), stroke.view);
+        json[kindOf(stroke.outline)] = std::visit(OutlineAsJson(), stroke.outline);
+    }
     if (const auto* path = std::get_if<Stroke::Path>(&stroke.outline)) json["radius"] = path->radius;
     if (stroke.depth) json["depth"] = {(*stroke.depth)[0], (*stroke.depth)[1]};
+    if (stroke.limit) json["limit"] = Value::parse(stroke.limit->text());
     return json;
 }
 

@@ -213,11 +213,7 @@ PolygonSet readPolygons(std::span<const std::string> arguments) {
 PolygonSet readPolygons(const json::Reader& json) {
     std::vector<std::string> arguments;
     for (const json::Reader& one : json.oneOrMore()) arguments.push_back(one.text());
-    try {
-        return readPolygons(arguments);
-    } catch (const UsageError& error) {
-        throw UsageError(json.place() + error.what());
-    }
+    return readPolygons(arguments);
 }
 
 bool lookLikeDegrees(const PolygonSet& polygons, PlanePoint surveyMinimum, PlanePoint surveyMaximum) {

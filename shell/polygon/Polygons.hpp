@@ -33,7 +33,7 @@ struct PolygonSet {
 /// Throws UsageError for what is neither WKT nor a file, Failure for content that cannot be used.
 PolygonSet readPolygons(std::span<const std::string> arguments);
 
-/// The same of a text in JSON, or a list of texts. A UsageError has its place.
+/// The same of a text in JSON, or a list of texts.
 PolygonSet readPolygons(const json::Reader& arguments);
 
 /// Whether the polygons miss the survey's bounds because they are given in degrees and the survey is not.

@@ -3,11 +3,11 @@
 
 #include "Fiber/FragmentBox.hpp"
 #include "Fiber/MaskField.hpp"
+#include "Kesh/editing/VertexSelection.hpp"
 
 namespace corvane {
 
 using Holdfast::StrongPtr;
-using Point = Sextant::PhysicalSpace::point;
 
 BrushedPoints::BrushedPoints(const Survey& survey, const Kesh::Brush& brush, const Watch& watch)
     : survey_(survey), brush_(brush), watch_(watch), positions_(survey.points().findField(Fiber::PositionsName)) {}
@@ -25,7 +25,8 @@ void BrushedPoints::visit(Function function) const {
 
 bool BrushedPoints::load(const std::vector<std::string>& fields) {
     std::vector<StrongPtr<Fiber::Field>> wanted{positions_};
-    for (const std::string& name : fields) wanted.push_back(survey_.points().findField(name));
+    for (const auto& names : {fields, brush_.fields()})
+        for (const std::string& name : names) wanted.push_back(survey_.points().findField(name));
     std::size_t bytes = 0;
     const auto fits = [&] { return bytes <= survey_.memoryBudget(); };
     visit([&](const StrongPtr<Fiber::FragmentID>& fragment) {
@@ -41,12 +42,11 @@ bool BrushedPoints::load(const std::vector<std::string>& fields) {
 
 StrongPtr<Fiber::Field> BrushedPoints::mask() const {
     const auto mask = Fiber::makeMask(*positions_);
-    std::vector<std::uint32_t> indices;
+    Kesh::VertexSelection selection(survey_.points(), &brush_);
     visit([&](const StrongPtr<Fiber::FragmentID>& fragment) {
-        const auto points = Fiber::arrayOf<Point>(positions_->getData(fragment));
-        brush_.select(points->values(), indices);
-        const auto entries = Holdfast::create<Fiber::MemArray<std::uint8_t>>(points->size(), Fiber::Unmasked);
-        for (const std::uint32_t i : indices) entries->chunk.values[i] = Fiber::Masked;
+        const std::size_t points = positions_->getCreator(fragment)->size();
+        const auto entries = Holdfast::create<Fiber::MemArray<std::uint8_t>>(points, Fiber::Unmasked);
+        for (const std::uint32_t i : selection.of(fragment, points)) entries->chunk.values[i] = Fiber::Masked;
         const auto array = Holdfast::create<Fiber::CreativeArrayBase>(StrongPtr<Fiber::MemBase>(entries));
         mask->setPersistentData(array, fragment);
         return true;

@@ -63,6 +63,12 @@ TEST_F(Draw, everyKindOfStrokeInEveryView) {
         {drawn(eye, R"("circle": [0, 0, 0.5], "depth": [50, 60])"),
          {{500049, 5200050, 500}, {500000, 5200060, 500}},
          {{500000, 5200049, 500}, {500000, 5200061, 500}, {500051, 5200050, 500}}},
+        {R"({"circle": [500000, 5200000, 5], "limit": {"heights": [null, 7], "box": [500000, 0, 0, 6e5, 6e6, 9]}})",
+         {{500003, 5200003.9, 0}, {500000, 5200000, 7}},
+         {{499999, 5200000, 0}, {500003, 5200003.9, 7.1}, {500004, 5200004, 0}}},
+        {R"j({"limit": [{"polygon": ["POLYGON((0 0, 4 0, 4 4))", "POLYGON((3 0, 9 0, 9 4))"]}, {"heights": [3, 3]}]})j",
+         {{2, 1, 3}, {8, 1, 3}},
+         {{2, 1, 4}, {1, 2, 3}, {4.1, 1, 3}}},
         {drawn(eye, R"("below": "-1 0, 1 0")"), {{500000, 5200100, 499}}, {{500000, 5200100, 501}}},
     };
     for (const auto& [stroke, inside, outside] : cases) {
@@ -70,6 +76,8 @@ TEST_F(Draw, everyKindOfStrokeInEveryView) {
         const Kesh::Brush brush = read(stroke);
         for (const auto& p : inside) EXPECT_TRUE(brush.covers(p)) << p.x << ' ' << p.y << ' ' << p.z;
         for (const auto& p : outside) EXPECT_FALSE(brush.covers(p)) << p.x << ' ' << p.y << ' ' << p.z;
+        const ::json::Document text(stroke);
+        EXPECT_EQ(read(strokeAsJson(readStroke(::json::Reader(text))).dump()), brush) << "written and read again";
     }
 }
 
@@ -91,7 +99,13 @@ TEST_F(Draw, mistakesAreToldWithTheirPlace) {
              "lasso": "0 0, 1 1, 2 0"})",
          "net at /view: the field of view"},
         {R"({"circle": [0, 0, 1], "depth": [5, 5]})", "net at /depth: two different depths"},
-        {R"({"circle": [0, 0, 1e999]})", "too large"},
+        {R"({"circle": [0, 0, 1e999]})", "net at /circle/2: a number is too large"},
+        {R"({"limit": {"heights": [5, 4]}})", "net at /limit/heights: the lower bound 5 is above the upper one, 4"},
+        {R"({"limit": {"box": [0, 0, 9, 9]}})", "net at /limit/box: [0,0,9,9] was found where a list of 6"},
+        {R"({"limit": []})", "net at /limit: [] was found where a limit"},
+        {R"({"limit": {"heigths": [1, 2]}})", "net at /limit: the key \"heigths\" was found where \"heights\" is"},
+        {R"({"limit": {"polygon": "nowhere.wkt"}})", "\"nowhere.wkt\" is neither"},
+        {R"({"limit": {"heights": [1, 2]}, "depth": [1, 2]})", "net at /depth: only an outline"},
     };
     for (const auto& [stroke, says] : cases) {
         const auto failure = messageOf<std::exception>([&, &stroke = stroke] { read(stroke); });

@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Kesh/editing/EditField.hpp"
 
-#include "Fiber/FragmentBox.hpp"
 #include "Fiber/MaskField.hpp"
 #include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/editing/VertexSelection.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
 
 #include <chrono>
 #include <fmt/format.h>
-#include <numeric>
 
 namespace Kesh {
 
 using Holdfast::StrongPtr;
-using Point = Sextant::PhysicalSpace::point;
 
 namespace {
 
@@ -39,68 +37,12 @@ ParameterTable editingParameters() {
     return table;
 }
 
-/// Finds the vertices of a fragment that are to be edited: all, or those under a brush. Loads positions only where the
-/// box of a fragment does not decide, or is not known yet.
-class VertexSelection {
-public:
-    VertexSelection(const Fiber::Representation& representation, const Brush* brush)
-        : positions_(representation.findField(Fiber::PositionsName)), brush_(brush) {
-        if (brush_ && *brush_ && !positions_)
-            throw std::runtime_error("The brush cannot select anything: the grid has no field \"" +
-                                     Fiber::PositionsName + "\".");
-    }
-
-    /// Ascending indices, valid until the next call.
-    std::span<const std::uint32_t> of(const StrongPtr<Fiber::FragmentID>& fragment, std::size_t vertices) {
-        if (!brush_) return all(vertices);
-        if (!*brush_) return {};
-        requirePositions(*fragment, positions_->getCreator(fragment), vertices);
-        readAhead(*fragment);
-        // Positions whose box is not known yet are held, so that they are loaded once for the box and the selection.
-        const bool boxKnown = Fiber::knownFragmentBBox(*positions_, fragment).has_value();
-        auto points = boxKnown ? nullptr : positions_->getData(fragment);
-        switch (brush_->partOf(Fiber::getFragmentBBox(*positions_, fragment))) {
-        case Brush::Part::None:
-            return {};
-        case Brush::Part::All:
-            return all(vertices);
-        case Brush::Part::Some:
-            break;
-        }
-        if (!points) points = positions_->getData(fragment);
-        brush_->select(Fiber::arrayOf<Point>(points)->values(), selected_);
-        return selected_;
-    }
-
-private:
-    static void requirePositions(const Fiber::FragmentID& fragment, const EditField::ArrayPtr& positions,
-                                 std::size_t vertices) {
-        if (positions && positions->size() == vertices && positions->getFiberType() == typeid(Point)) return;
-        throw std::runtime_error(fmt::format("Fragment {} has {} vertices but {} positions.", fragment.number(),
-                                             vertices, positions ? positions->size() : 0));
-    }
-
-    /// The positions of the next fragment come while this one is looked at.
-    void readAhead(const Fiber::FragmentID& present) const {
-        const auto* next = positions_->fragmentAfter(present);
-        if (!next) return;
-        const auto box = Fiber::knownFragmentBBox(*positions_, next->id);
-        if (!box || brush_->partOf(*box) == Brush::Part::Some) next->array->loadAhead();
-    }
-
-    std::span<const std::uint32_t> all(std::size_t vertices) {
-        if (all_.size() < vertices) {
-            all_.resize(vertices);
-            std::iota(all_.begin(), all_.end(), 0u);
-        }
-        return std::span(all_).first(vertices);
-    }
-
-    StrongPtr<Fiber::Field> positions_;
-    const Brush* brush_; // null: every vertex
-    std::vector<std::uint32_t> selected_;
-    std::vector<std::uint32_t> all_;
-};
+/// A stroke may have millions of points.
+std::string shortText(const VValueBase& value) {
+    const auto* brush = dynamic_cast<const VValue<Brush>*>(&value);
+    if (!brush || !brush->value.hasStroke()) return value.text();
+    return fmt::format("stroke of {} points", brush->value.outline().points().size());
+}
 
 std::int64_t secondsSince1970() {
     return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
@@ -309,7 +251,7 @@ std::string EditField::parametersAsText(const ValuePool& pool) const {
     std::string text;
     for (const auto& slot : allSlots()) {
         const auto value = slot->getValueBase(pool);
-        std::string shown = value ? value->text() : "";
+        std::string shown = value ? shortText(*value) : "";
         if (shown.size() > Longest) shown = shown.substr(0, Longest) + "...";
         if (!shown.empty()) text += fmt::format("{}{}={}", text.empty() ? "" : " ", slot->name(), shown);
     }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cassert>
 #include <limits>
+#include <stdexcept>
 
 namespace Kesh {
 
@@ -62,20 +63,23 @@ bool hasExtent(const Sextant::Outline& outline) {
 
 } // namespace
 
-Brush::Brush(const Sextant::View& view, Sextant::Outline outline) {
+Brush::Brush(const Sextant::View& view, Sextant::Outline outline, LimitPtr limit) : limit_(std::move(limit)) {
     if (outline.empty()) return;
     OutlineRaster raster(outline);
     stroke_ = std::make_shared<const Stroke>(Stroke{view, std::move(outline), std::move(raster)});
 }
 
-bool Brush::covers(const Point& position) const {
-    if (!stroke_) return false;
+bool Brush::strokeCovers(const Point& position) const {
     const glm::dvec3 screen = stroke_->view.project(position);
     return betweenPlanes(screen.z) && stroke_->outline.contains({screen.x, screen.y});
 }
 
-Brush::Part Brush::partOf(const Sextant::BoundingBox& box) const {
-    if (!stroke_ || box.empty()) return Part::None;
+bool Brush::covers(const PointColumns& points, std::size_t i) const {
+    if (stroke_ && !strokeCovers(points.positions[i])) return false;
+    return limit_ ? limit_->holds(points, i) : stroke_ != nullptr;
+}
+
+BoxPart Brush::partUnderStroke(const Sextant::BoundingBox& box) const {
     const Sextant::ScreenBox screen = projectBox(stroke_->view, box);
     if (!screen.bounded) return Part::Some;
     if (screen.maximum.z < Near || screen.minimum.z > Far) return Part::None;
@@ -90,9 +94,14 @@ Brush::Part Brush::partOf(const Sextant::BoundingBox& box) const {
     return Part::Some;
 }
 
-void Brush::select(std::span<const Point> positions, std::vector<std::uint32_t>& indices) const {
+BoxPart Brush::partOf(const Sextant::BoundingBox& box) const {
+    if (!*this || box.empty()) return Part::None;
+    const Part underStroke = stroke_ ? partUnderStroke(box) : Part::All;
+    return limit_ && underStroke != Part::None ? std::min(underStroke, limit_->partOf(box)) : underStroke;
+}
+
+void Brush::selectUnderStroke(std::span<const Point> positions, std::vector<std::uint32_t>& indices) const {
     indices.clear();
-    if (!stroke_) return;
     const auto& [view, outline, raster] = *stroke_;
     ScreenBlock screen;
     for (std::size_t begin = 0; begin < positions.size(); begin += Block) {
@@ -103,6 +112,16 @@ void Brush::select(std::span<const Point> positions, std::vector<std::uint32_t>&
         const std::uint32_t* end = selectBlock(raster, screen, block.size(), begin, indices.data() + before);
         indices.resize(static_cast<std::size_t>(end - indices.data()));
     }
+}
+
+void Brush::select(const PointColumns& points, std::vector<std::uint32_t>& indices) const {
+    if (!*this) return indices.clear();
+    if (const auto missing = fields(); points.fields.size() != missing.size())
+        throw std::invalid_argument("The limit of the brush reads the field \"" + missing.front() +
+                                    "\", which is not at hand here.");
+    if (!stroke_) return limit_->select(points, indices);
+    selectUnderStroke(points.positions, indices);
+    if (limit_) limit_->narrow(points, indices);
 }
 
 std::vector<std::uint32_t> Brush::getSelection(const Holdfast::Chunk<Point>& positions,
@@ -124,8 +143,13 @@ std::vector<Point> Brush::getBrushInWorldSpace(double depth) const {
 }
 
 Sextant::BoundingBox Brush::computeBoundingBoxInWorldSpace() const {
+    if (!stroke_) return limit_ ? limit_->bounds() : Sextant::BoundingBox();
+    return limit_ ? boxOfStroke().within(limit_->bounds()) : boxOfStroke();
+}
+
+Sextant::BoundingBox Brush::boxOfStroke() const {
     Sextant::BoundingBox box;
-    if (!stroke_ || !hasExtent(stroke_->outline)) return box;
+    if (!hasExtent(stroke_->outline)) return box;
     // Straight lines stay straight, so that the volume lies within the hull of its outlines on both planes.
     for (const double depth : {0.0, 1.0})
         for (const Point& p : getBrushInWorldSpace(depth)) box.include(p);
@@ -137,9 +161,10 @@ Sextant::BoundingBox Brush::computeBoundingBoxInWorldSpace() const {
 }
 
 bool Brush::operator==(const Brush& other) const {
-    if (stroke_ == other.stroke_) return true;
-    return stroke_ && other.stroke_ && stroke_->view == other.stroke_->view &&
-           stroke_->outline == other.stroke_->outline;
+    const bool sameStroke =
+        stroke_ == other.stroke_ || (stroke_ && other.stroke_ && stroke_->view == other.stroke_->view &&
+                                     stroke_->outline == other.stroke_->outline);
+    return sameStroke && (limit_ == other.limit_ || (limit_ && other.limit_ && limit_->text() == other.limit_->text()));
 }
 
 } // namespace Kesh

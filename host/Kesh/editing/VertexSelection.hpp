@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Fiber/Representation.hpp"
+#include "Kesh/values/Brush.hpp"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace Kesh {
+
+/// Finds the vertices of a fragment that are to be edited: all, or those under a brush. Loads positions, and the fields
+/// that the brush's limit reads, only where the box of a fragment does not decide, or is not known yet.
+class VertexSelection {
+public:
+    /// Without a brush, every vertex. Brush and representation must outlive this. Throws std::runtime_error when
+    /// something that the brush reads is not there.
+    VertexSelection(const Fiber::Representation& representation, const Brush* brush);
+
+    /// Ascending indices, valid until the next call. Throws std::runtime_error when the fragment has not a position and
+    /// a value of each field for every vertex.
+    std::span<const std::uint32_t> of(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment, std::size_t vertices);
+
+private:
+    using FieldPtr = Holdfast::StrongPtr<Fiber::Field>;
+    using DataPtr = Holdfast::StrongPtr<const Fiber::MemBase>;
+
+    void select(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment, const DataPtr& points);
+    void readAhead(const Fiber::FragmentID& present) const;
+    std::span<const std::uint32_t> all(std::size_t vertices);
+
+    FieldPtr positions_;
+    std::vector<FieldPtr> fields_; // that the limit reads
+    const Brush* brush_;
+    std::vector<std::uint32_t> selected_;
+    std::vector<std::uint32_t> all_;
+};
+
+/// The values as doubles; empty when they are no numbers.
+std::vector<double> numbersOf(const Fiber::MemBase& data);
+
+} // namespace Kesh
