@@ -51,7 +51,10 @@ void setSinks(int verbosity) {
     Kesh::setVerbosity(verbosity);
     Kesh::setVprintfSink(printDiagnostics);
     Kesh::StatusIndicator::setSink([](const std::string& object, const Kesh::Status& status) {
-        Kesh::Vprintf(1, "%s: %s\n", object.c_str(), status.text.c_str());
+        const char* grade = status.grade == Kesh::StatusGrade::Error     ? "error: "
+                            : status.grade == Kesh::StatusGrade::Warning ? "warning: "
+                                                                         : "";
+        Kesh::Vprintf(1, "%s: %s%s\n", object.c_str(), grade, status.text.c_str());
     });
     if (verbosity >= 100)
         Holdfast::Profiler::setSink([](const char* section, std::chrono::nanoseconds taken) {

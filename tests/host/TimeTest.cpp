@@ -79,6 +79,113 @@ TEST_F(Time, nothingThrownGetsOutAndOutputsStay) {
     }
 }
 
+TEST_F(Time, nothingThrownAroundTheWorkGetsOutEither) {
+    struct Faulty : Node {
+        using Node::Node;
+        bool must_update(const Kesh::VRequest& request, double precision) override {
+            if (broken) throw std::bad_alloc();
+            return Node::must_update(request, precision);
+        }
+        bool broken = true;
+    } faulty("faulty");
+    EXPECT_EQ(update(faulty), "There is not enough memory.");
+    faulty.broken = false;
+    EXPECT_EQ(update(faulty), "");
+    EXPECT_TRUE(updated);
+
+    struct Refusing : Kesh::InputNotifier {
+        bool notify(Kesh::VValueBase&, const Holdfast::WeakPtr<Kesh::ValuePool>&) override {
+            throw std::runtime_error("not this value");
+        }
+    };
+    Node choosy("choosy");
+    ASSERT_TRUE(connect(choosy, faulty));
+    choosy.in->parameter()->setInputNotifier(Holdfast::create<Refusing>());
+    EXPECT_EQ(update(choosy), "not this value");
+    EXPECT_EQ(choosy.runs, 0);
+    choosy.in->parameter()->setInputNotifier(nullptr);
+    EXPECT_EQ(update(choosy), "");
+    EXPECT_EQ(result(choosy), result(faulty) + 1);
+}
+
+TEST_F(Time, aStatusStandsUntilTheObjectSetsAnother) {
+    bool fails = false;
+    Node speaker("speaker", [&](Node& node, Kesh::VRequest& request) {
+        if (fails) throw std::runtime_error("no more ink");
+        if (node.hasChanged(*node.go, *request.pool)) node.setStatusInfo(*request.pool, "done");
+        return true;
+    });
+    const auto said = [&] {
+        speaker.update(Kesh::VRequest(pool));
+        return speaker.status(*pool).text;
+    };
+    press(speaker, "go");
+    EXPECT_EQ(said(), "done");
+    EXPECT_EQ(said(), "done") << "nothing to do";
+    set(pool, speaker, "in", 4);
+    EXPECT_EQ(said(), "done") << "nothing to say";
+    fails = true;
+    set(pool, speaker, "in", 5);
+    EXPECT_EQ(said(), "no more ink");
+    EXPECT_EQ(said(), "no more ink");
+    fails = false;
+    set(pool, speaker, "in", 6);
+    EXPECT_EQ(said(), "");
+}
+
+TEST_F(Time, everyObjectOfADiamondIsLookedAtOnce) {
+    struct Join : Node {
+        Join() : Node("join"), second(*this, "second", 0) {}
+        bool must_update(const Kesh::VRequest& request, double precision) override {
+            return ++looks, Node::must_update(request, precision);
+        }
+        Kesh::TypedSlot<int> second;
+        int looks = 0;
+    };
+    std::vector<StrongPtr<Join>> levels; // so many that the ways through them cannot be walked one by one
+    for (int i = 0; i < 60; ++i) {
+        levels.push_back(Holdfast::create<Join>());
+        if (i == 0) continue;
+        ASSERT_TRUE(connect(*levels[i], *levels[i - 1]));
+        ASSERT_TRUE(levels[i]->connectSlots(*levels[i]->second.slot(), levels[i - 1]->out.slot()));
+    }
+    EXPECT_FALSE(levels[0]->connectSlots(*levels[0]->second.slot(), levels.back()->out.slot())) << "a cycle";
+    set(pool, *levels[0], "in", 1);
+    update(*levels.back());
+    EXPECT_EQ(result(*levels.back()), 61);
+    for (const auto& level : levels) EXPECT_EQ(level->looks * 10 + level->runs, 11);
+}
+
+TEST_F(Time, anInputTakesTheValueOfAnotherSourceWhateverItsAge) {
+    struct Keeper : Kesh::InputNotifier {
+        bool notify(Kesh::VValueBase&, const Holdfast::WeakPtr<Kesh::ValuePool>&) override { return false; }
+    };
+    for (const bool takesOver : {false, true}) {
+        Node before("before"), after("after"), reader("reader");
+        if (takesOver) reader.in->parameter()->setInputNotifier(Holdfast::create<Keeper>());
+        const auto read = [&] {
+            update(reader);
+            return reader.in.get(*pool);
+        };
+        update(before); // older than all others, with the value 1
+        set(pool, after, "in", 7);
+        set(pool, reader, "in", 100);
+        ASSERT_TRUE(connect(reader, after));
+        EXPECT_EQ(read(), 8);
+        ASSERT_TRUE(connect(reader, before));
+        EXPECT_EQ(read(), 1);
+        EXPECT_EQ(result(reader), 2);
+        ASSERT_TRUE(connect(reader, after));
+        EXPECT_EQ(read(), 8) << "again";
+        update(reader);
+        EXPECT_EQ(reader.runs, 3);
+        reader.ignoreInput(*reader.in);
+        set(pool, reader, "in", 9);
+        update(reader);
+        EXPECT_EQ(reader.runs, 3) << "ignored";
+    }
+}
+
 TEST_F(Time, mustUpdateSeesInputsOutputsAndConnections) {
     const struct {
         const char* what;

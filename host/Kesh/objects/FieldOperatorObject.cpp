@@ -30,7 +30,12 @@ bool FieldOperatorObject::unsychronized_update(VRequest& request, double) {
                                          selected.gridName));
         return false;
     }
-    operate(request, *selected.representation(), selected.getFieldName(), field);
+    const auto representation = selected.representation();
+    preFieldOperation(request);
+    operate(request, *representation, selected.getFieldName(), field);
+    Produced produced;
+    if (field->age() >= request.time) produced.emplace_back(representation, field);
+    postFieldOperation(request, produced);
     return true;
 }
 

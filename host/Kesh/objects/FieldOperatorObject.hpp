@@ -6,6 +6,8 @@
 #include "Kesh/objects/VObject.hpp"
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Kesh {
 
@@ -27,6 +29,14 @@ public:
 
 protected:
     bool unsychronized_update(VRequest& request, double precision) override;
+
+    /// Before the work; may prepare the request.
+    virtual void preFieldOperation(VRequest& /*request*/) {}
+
+    /// After the work, with the fields whose data it changed and where they stand.
+    using Produced =
+        std::vector<std::pair<Holdfast::StrongPtr<Fiber::Representation>, Holdfast::StrongPtr<Fiber::Field>>>;
+    virtual void postFieldOperation(const VRequest& /*request*/, const Produced& /*produced*/) {}
 
     /// The work on the selected field, which exists. May throw.
     virtual void operate(VRequest& request, Fiber::Representation& representation, const std::string& fieldName,

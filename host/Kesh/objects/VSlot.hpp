@@ -3,6 +3,7 @@
 
 #include "Kesh/objects/VParameter.hpp"
 
+#include <map>
 #include <stdexcept>
 #include <string>
 
@@ -38,10 +39,7 @@ public:
 
     /// The slot that this one reads instead of its own parameter; empty when not connected, or that slot is gone.
     Holdfast::StrongPtr<VSlot> source() const { return source_.lock(); }
-    void setSource(const Holdfast::StrongPtr<VSlot>& source) {
-        source_ = source;
-        connected_ = true;
-    }
+    void setSource(const Holdfast::StrongPtr<VSlot>& source);
 
     /// Whether it was ever connected. One whose source is gone reads its own initial value, and is not as if free.
     bool connected() const { return connected_; }
@@ -49,21 +47,29 @@ public:
     /// The parameter that is read in the end, following connections.
     Holdfast::StrongPtr<VParameter> sourceParameter() const;
 
-    /// Copies a new value of the source into the own parameter, where an input notifier may change it, and from where
-    /// it is read. Nothing happens without an input notifier.
+    /// Copies the value of the source into the own parameter, where an input notifier may change it, and from where it
+    /// is read: a new value, and any of another source than before. Nothing happens without an input notifier.
     void takeOver(ValuePool& pool);
+
+    /// Whether what the slot is connected to, in the end, is another parameter than when `noteSource` was last called.
+    bool hasOtherSource(const ValuePool& pool) const;
+    void noteSource(const ValuePool& pool);
 
     /// The value in the pool; empty when the parameter could not be made.
     Holdfast::StrongPtr<VValueBase> getValueBase(const ValuePool& pool) const;
 
     /// When the value in the pool was set; `Ooooold` for an initial value.
     Holdfast::Ageable::Age ValueAge(const ValuePool& pool) const;
+    Holdfast::Ageable::Age age(const ValuePool& pool) const { return ValueAge(pool); }
 
 private:
+    Holdfast::StrongPtr<VParameter> offered() const; // at the end of the connections
+
     VObject& owner_; // which owns this slot
     Holdfast::StrongPtr<VParameter> parameter_;
     Holdfast::WeakPtr<VSlot> source_;
     bool connected_ = false;
+    std::map<std::uint64_t, Holdfast::WeakPtr<VParameter>> noted_; // by pool: what was offered
     Holdfast::StrongPtr<VInputClass> inputClass_;
 };
 

@@ -14,6 +14,8 @@ namespace Kesh {
 template <class State>
 class VStateCreatorBase {
 public:
+    virtual ~VStateCreatorBase() = default;
+
     /// The state, and the lock that keeps others from it as long as this lives.
     class Locked {
     public:
@@ -30,8 +32,14 @@ public:
     /// An initial state when the pool has none yet.
     Locked myState(const ValuePool& pool) {
         std::unique_lock lock(mutex_);
-        return {states_[pool.identifier()], std::move(lock)};
+        auto found = states_.find(pool.identifier());
+        if (found == states_.end()) found = states_.emplace(pool.identifier(), newState()).first;
+        return {found->second, std::move(lock)};
     }
+
+protected:
+    /// What a pool has at first.
+    virtual State newState() const { return {}; }
 
 private:
     std::shared_mutex mutex_;
