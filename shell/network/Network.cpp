@@ -137,7 +137,8 @@ std::string Network::connect(const std::string& from, const std::string& to, boo
 std::string Network::connectThroughProvider(const std::string& from, const StrongPtr<VSlot>& source,
                                             const std::string& to, const StrongPtr<VSlot>& target) {
     const auto value = target->getValueBase(*pool_);
-    const auto made = connectFromAnything(target->owner(), *target, source, typeTakenBy(*value), *pool_);
+    const auto isTaken = [this](const std::string& name) { return byName_.contains(name); };
+    const auto made = connectFromAnything(target->owner(), *target, source, typeTakenBy(*value), *pool_, isTaken);
     if (!made.connected)
         throw UsageError(
             fmt::format("{} cannot be connected to {}, and no module supplies it. {}", from, to, made.refusals));
@@ -168,10 +169,11 @@ void Network::checkInputs(const VObject& object) const {
 
 /// The module's own rule for the fields that it works on.
 void Network::checkAccepted(const VSlot& target, const VSlot& source, const std::string& input) const {
-    const auto creator = target.owner().creator();
-    if (!creator || source.getValueBase(*pool_)->type() != typeid(Fiber::FieldSelector)) return;
-    const auto accepted = Kesh::acceptance(*creator, source, *pool_);
-    if (accepted && !*accepted) throw UsageError(fmt::format("{}: {}.", input, accepted->refusalText()));
+    if (source.getValueBase(*pool_)->type() != typeid(Fiber::FieldSelector)) return;
+    const auto accepted = target.owner().accept(source, *pool_);
+    if (accepted && !*accepted)
+        throw UsageError(fmt::format("{}.{} cannot be connected to {}: {}", source.owner().BaseName(), source.name(),
+                                     input, accepted->refusalText()));
 }
 
 void Network::set(const std::string& path, const std::string& text) {

@@ -85,16 +85,18 @@ TEST_F(Shape, isSuppliedWhereAGridIsNeededAndABrushIsAtHand) {
     BrushObject lasso("lasso");
     set(pool, lasso, "brush", stroke({{0, 5}, {3, 5}, {0, 9}}));
     GridTaker taker;
-    auto made = connectFromAnything(taker, *taker.grid.slot(), lasso.findOutput("brush"), typeid(Fiber::Grid), *pool);
+    const auto nothingTaken = [](const std::string&) { return false; };
+    auto made = connectFromAnything(taker, *taker.grid.slot(), lasso.findOutput("brush"), typeid(Fiber::Grid), *pool,
+                                    nothingTaken);
     ASSERT_TRUE(made.connected) << made.refusals;
     EXPECT_EQ(update(taker), "");
     EXPECT_EQ(indicesOf(taker.grid.get(*pool)), (Indices{0, 1, 2, 0}));
 
     GridTaker other;
     const auto refused = connectFromAnything(other, *other.grid.slot(), made.provider->findSlot("viewdepth"),
-                                             typeid(Fiber::Grid), *pool);
+                                             typeid(Fiber::Grid), *pool, nothingTaken);
     EXPECT_FALSE(refused.connected);
-    EXPECT_EQ(refused.refusals, "\"viewdepth\" holds no brush.");
+    EXPECT_EQ(refused.refusals, "BrushToWorldShape: \"viewdepth\" holds no brush.");
 }
 
 TEST_F(Shape, readsTheBrushThatTheShellOffersByDefault) {

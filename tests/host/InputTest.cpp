@@ -5,6 +5,8 @@
 #include "Kesh/objects/Vprintf.hpp"
 #include "Node.hpp"
 
+#include <set>
+
 namespace corvane::test {
 namespace {
 
@@ -85,8 +87,8 @@ TEST_F(Input, fieldsAreAcceptedByTheTypeOfTheirElements) {
     for (const auto& [name, expected] : std::map<std::string, std::string>{
              {"u8", "1.0 Field qualifies to be of type unsigned char"},
              {"u16", "1.0 Field qualifies to be of type unsigned short"},
-             {"s8", "Field \"s8\" is none of the types unsigned char, unsigned short"},
-             {"U8", "Field \"U8\" is none of the types unsigned char, unsigned short"}}) {
+             {"s8", "Field \"s8\" is none of the types unsigned char, unsigned short."},
+             {"U8", "Field \"U8\" is none of the types unsigned char, unsigned short."}}) {
         set(pool, owner, "field", selector(name));
         EXPECT_EQ(answer(), expected);
     }
@@ -127,13 +129,18 @@ TEST_F(Input, anythingIsConnectedThroughTheBestProvider) {
     const auto empty = offerOf(VAcceptList() & VAcceptInfo{"nothing comes of it", 9}, nullptr);
 
     Node consumer("consumer");
+    std::set<std::string> taken{"Counter.of.fields", "Counter.of.fields2"};
+    const auto connectTo = [&](const StrongPtr<Kesh::VSlot>& offered) {
+        return Kesh::connectFromAnything(consumer, *consumer.findSlot("in"), offered, typeid(int), *pool,
+                                         [&](const std::string& name) { return taken.contains(name); });
+    };
     const auto connected = [&](const std::string& name) {
         set(pool, owner, "field", selector(name));
-        return Kesh::connectFromAnything(consumer, *consumer.findSlot("in"), candidate.slot(), typeid(int), *pool);
+        return connectTo(candidate.slot());
     };
     const auto best = connected("u8");
     ASSERT_TRUE(best.provider);
-    ASSERT_EQ(best.provider->BaseName(), "Counter.of.fields");
+    ASSERT_EQ(best.provider->BaseName(), "Counter.of.fields3");
     EXPECT_EQ(consumer.in->source(), best.provider->findOutput("count"));
     EXPECT_EQ(best.provider->findSlot("field")->source(), candidate.slot());
     EXPECT_EQ(connected("float").provider, poor) << "the better one refuses";
@@ -142,11 +149,24 @@ TEST_F(Input, anythingIsConnectedThroughTheBestProvider) {
     Kesh::unregisterVInput(typeid(int), second);
     const auto none = connected("float");
     EXPECT_FALSE(none.connected || none.provider);
-    EXPECT_EQ(none.refusals, "Field \"float\" is none of the types unsigned char, unsigned short\nnot my kind");
-    const auto direct =
-        Kesh::connectFromAnything(consumer, *consumer.findSlot("in"), poor->out.slot(), typeid(int), *pool);
+    EXPECT_EQ(none.refusals, ": It cannot be connected in between.\n"
+                             "Counter.of.fields: Field \"float\" is none of the types unsigned char, unsigned short.\n"
+                             ": not my kind");
+    const auto noField = connectTo(consumer.go.slot());
+    EXPECT_FALSE(noField.connected);
+    EXPECT_TRUE(noField.refusals.find("Counter.of.fields: \"go\" offers no field.") != std::string::npos)
+        << noField.refusals;
+    const auto direct = connectTo(poor->out.slot());
     EXPECT_TRUE(direct.connected && !direct.provider) << "the types are the same";
     for (const auto& offer : {refusing, empty}) Kesh::unregisterVInput(typeid(int), offer);
+}
+
+TEST_F(Input, aSecondSlotOfANameSaysSo) {
+    const Kesh::TypedSlot<int> second(owner, "in", 3);
+    EXPECT_EQ(printed, "TypedSlot(VObject*that, const string&name, const T&initialValue, int expertLevel");
+    EXPECT_EQ(owner.findSlot("in"), owner.in.slot());
+    EXPECT_THROW(Kesh::TypedSlot<double>(owner, "in"), std::logic_error) << "of another type";
+    EXPECT_THROW(Kesh::TypedSlot<int>(owner, "inn"), std::logic_error);
 }
 
 TEST_F(Input, aSlotWithoutValueCreatorSaysSo) {

@@ -7,6 +7,8 @@ namespace Kesh {
 
 VAcceptList acceptField(const VSlot& candidate, const ValuePool& pool, const Fiber::TypeList& types,
                         Fiber::BundleProperty property) {
+    if (candidate.sourceParameter()->introduction().initial.type() != typeid(Fiber::FieldSelector))
+        return VAcceptList::refusal("\"" + candidate.name() + "\" offers no field.");
     const auto local = candidate.sourceParameter()->getLocalValue<Fiber::FieldSelector>(pool, "FieldInput");
     if (!local || local->value.NumberOfAvailableFields() == 0)
         return (VAcceptList() & VAcceptInfo{"Unitialized generic Field provider, might be suitable to provide the "
@@ -19,7 +21,7 @@ VAcceptList acceptField(const VSlot& candidate, const ValuePool& pool, const Fib
         if (selection.requiresType(*type))
             return VAcceptList() & VAcceptInfo{"Field qualifies to be of type " + Holdfast::Typename(*type)};
     return VAcceptList::refusal("Field \"" + selection.name + "\" is none of the types " +
-                                types.asText().collapse(", "));
+                                types.asText().collapse(", ") + ".");
 }
 
 } // namespace Kesh

@@ -6,8 +6,8 @@
 
 namespace Kesh {
 
-/// Whether a candidate offers a field of one of the types, on a grid with the property. A provider that has no field to
-/// offer yet is acceptable at half weight.
+/// Whether a candidate offers a field of one of the types, on a grid with the property. A provider of fields that has
+/// none to offer yet is acceptable at half weight; what has no parameter for fields is not.
 VAcceptList acceptField(const VSlot& candidate, const ValuePool& pool, const Fiber::TypeList& types,
                         Fiber::BundleProperty property);
 

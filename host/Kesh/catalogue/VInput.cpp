@@ -6,7 +6,8 @@
 #include "Kesh/objects/Vprintf.hpp"
 
 #include <algorithm>
-#include <fmt/format.h>
+#include <mutex>
+#include <optional>
 #include <typeindex>
 
 namespace Kesh {
@@ -22,9 +23,20 @@ struct Offer {
     WeakPtr<VInputCreatorBase> inputCreator;
 };
 
-std::vector<Offer>& offers() {
-    static std::vector<Offer> instance;
+struct Registry {
+    std::mutex mutex;
+    std::vector<Offer> offers;
+};
+
+Registry& registry() {
+    static Registry instance;
     return instance;
+}
+
+/// What is offered now; those who offer are not asked anything under the lock.
+std::vector<Offer> offers() {
+    const std::lock_guard lock(registry().mutex);
+    return registry().offers;
 }
 
 struct Candidate {
@@ -47,17 +59,20 @@ std::vector<Candidate> candidatesFor(const std::type_info& provided, const VSlot
 
 bool registerVInput(const std::type_info& provided, const WeakPtr<VInputCreatorBase>& inputCreator) {
     const auto creator = inputCreator.lock();
-    const bool known = std::any_of(offers().begin(), offers().end(), [&](const Offer& offer) {
+    const std::lock_guard lock(registry().mutex);
+    auto& offers = registry().offers;
+    const bool known = std::any_of(offers.begin(), offers.end(), [&](const Offer& offer) {
         return offer.provided == provided && offer.inputCreator.lock() == creator;
     });
     if (!creator || known) return false;
-    offers().push_back({provided, inputCreator});
+    offers.push_back({provided, inputCreator});
     return true;
 }
 
 void unregisterVInput(const std::type_info& provided, const WeakPtr<VInputCreatorBase>& inputCreator) {
     const auto creator = inputCreator.lock();
-    std::erase_if(offers(), [&](const Offer& offer) {
+    const std::lock_guard lock(registry().mutex);
+    std::erase_if(registry().offers, [&](const Offer& offer) {
         const auto offered = offer.inputCreator.lock();
         return offer.provided == provided && (!offered || offered == creator);
     });
@@ -72,16 +87,16 @@ void registerInputOrWarn(const std::type_info& provided, const StrongPtr<VInputC
     VActionNotifier::Warning("Could not register " + Typename(creator) + " as input creator for type " + providedName);
 }
 
-std::optional<VAcceptList> acceptance(const VCreatorBase& creator, const VSlot& candidate, const ValuePool& pool) {
+std::optional<VAcceptList> VObject::accept(const VSlot& candidate, const ValuePool& pool) const {
+    const auto ours = creator();
     for (const Offer& offer : offers())
-        if (const auto inputCreator = offer.inputCreator.lock();
-            inputCreator && inputCreator->owner().get() == &creator)
+        if (const auto inputCreator = offer.inputCreator.lock(); ours && inputCreator && inputCreator->owner() == ours)
             return inputCreator->accept(candidate, pool);
     return std::nullopt;
 }
 
 InputConnection connectFromAnything(VObject& object, VSlot& input, const StrongPtr<VSlot>& candidate,
-                                    const std::type_info& provided, const ValuePool& pool) {
+                                    const std::type_info& provided, const ValuePool& pool, const IsTaken& isTaken) {
     InputConnection result;
     if (object.connectSlots(input, candidate)) {
         result.connected = true;
@@ -89,18 +104,22 @@ InputConnection connectFromAnything(VObject& object, VSlot& input, const StrongP
     }
     Holdfast::StringList refusals;
     for (const auto& [inputCreator, acceptance] : candidatesFor(provided, *candidate, pool)) {
+        const auto module = inputCreator->owner();
+        const std::string name = module ? module->name() : "";
         if (!acceptance) {
-            refusals.push_back(acceptance.refusalText());
+            refusals.push_back(name + ": " + acceptance.refusalText());
             continue;
         }
-        result.provider = inputCreator->createOn(candidate, "");
-        if (!result.provider) continue;
-        for (const auto& output : result.provider->outputs())
-            result.connected = result.connected || object.connectSlots(input, output);
+        result.provider = inputCreator->createOn(candidate, VObject::createChildname(name, isTaken));
+        if (result.provider)
+            result.provider->iterateOutputs(
+                [&](const auto& output) { return !(result.connected = object.connectSlots(input, output)); });
         if (result.connected) return result;
-        VCreatorBase::deleteInstance(result.provider);
+        refusals.push_back(name + ": It cannot be connected in between.");
+        if (result.provider) VCreatorBase::deleteInstance(result.provider);
         result.provider.reset();
     }
+    if (refusals.empty()) refusals.push_back("No module makes a " + Typename(provided) + " from it.");
     result.refusals = refusals.collapse("\n");
     return result;
 }

@@ -4,7 +4,7 @@
 #include "Kesh/catalogue/AcceptList.hpp"
 #include "Kesh/catalogue/VCreator.hpp"
 
-#include <optional>
+#include <functional>
 #include <string>
 #include <typeinfo>
 
@@ -57,10 +57,6 @@ void unregisterVInput(const std::type_info& provided, const Holdfast::WeakPtr<VI
 void registerInputOrWarn(const std::type_info& provided, const Holdfast::StrongPtr<VInputCreatorBase>& inputCreator,
                          const std::type_info& creator);
 
-/// Whether the module of a creator may be fed from the candidate; nothing is said about modules without an input
-/// creator.
-std::optional<VAcceptList> acceptance(const VCreatorBase& creator, const VSlot& candidate, const ValuePool& pool);
-
 /// What may follow from offering something to an input.
 struct InputConnection {
     Holdfast::StrongPtr<VObject> provider; ///< the object made for it; null when none was needed or none could be had
@@ -68,10 +64,14 @@ struct InputConnection {
     std::string refusals; ///< why not, one reason per line
 };
 
+/// Whether an object of the network that something is connected in has this name.
+using IsTaken = std::function<bool(const std::string& name)>;
+
 /// Connects an input to anything: to the output itself where the types are the same; else the registered input creators
-/// of the type that the input takes are asked, best weight first, and the first that can makes an object in between.
-/// `provided` is the type to look for, e.g. Fiber::Field for an input that selects a field.
+/// of the type that the input takes are asked, best weight first, and the first that can makes an object in between,
+/// under the name of its module or one like it that is not taken. `provided` is the type to look for, e.g. Fiber::Field
+/// for an input that selects a field.
 InputConnection connectFromAnything(VObject& object, VSlot& input, const Holdfast::StrongPtr<VSlot>& candidate,
-                                    const std::type_info& provided, const ValuePool& pool);
+                                    const std::type_info& provided, const ValuePool& pool, const IsTaken& isTaken);
 
 } // namespace Kesh
