@@ -13,7 +13,10 @@ add_compile_options(
 # Source paths are shown relative to the project, in messages and in the catalogue.
 add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
 
-if(CORVANE_SANITIZE)
+if(CORVANE_SANITIZE STREQUAL "THREAD")
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=thread)
+elseif(CORVANE_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()

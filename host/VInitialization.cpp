@@ -2,11 +2,17 @@
 #include "VInitialization.hpp"
 
 #include <cstring>
+#include <mutex>
 
 namespace {
 
-VInitialization::Observer& observer() {
-    static VInitialization::Observer instance;
+struct Listener {
+    std::mutex mutex;
+    VInitialization::Observer observer;
+};
+
+Listener& listener() {
+    static Listener instance;
     return instance;
 }
 
@@ -17,7 +23,11 @@ bool VInitialization::IsCompatible(const char* version) const {
 }
 
 void VInitialization::initPlugin(int reason, const char* pluginName, const char* version) {
-    if (observer()) observer()(reason, pluginName, version);
+    const std::lock_guard lock(listener().mutex);
+    if (listener().observer) listener().observer(reason, pluginName, version);
 }
 
-void VInitialization::setObserver(Observer newObserver) { observer() = std::move(newObserver); }
+void VInitialization::setObserver(Observer observer) {
+    const std::lock_guard lock(listener().mutex);
+    listener().observer = std::move(observer);
+}

@@ -20,7 +20,7 @@ public:
     /// Called by a plug-in when its static initialisers run (0) and when it is unloaded (1).
     static void initPlugin(int reason, const char* pluginName, const char* version);
 
-    /// Who hears of the calls; at first nobody.
+    /// Who hears of the calls, one at a time, of whatever thread; at first nobody.
     using Observer = std::function<void(int reason, const std::string& pluginName, const std::string& version)>;
     static void setObserver(Observer observer);
 };

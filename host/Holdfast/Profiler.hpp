@@ -15,7 +15,7 @@ public:
     Profiler(const Profiler&) = delete;
     Profiler& operator=(const Profiler&) = delete;
 
-    /// Who hears of every section that ends; at first nobody. To be set before there are sections.
+    /// Who hears of every section that ends, one at a time, of whatever thread; at first nobody.
     using Sink = std::function<void(const char* section, std::chrono::nanoseconds taken)>;
     static void setSink(Sink sink);
 

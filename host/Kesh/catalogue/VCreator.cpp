@@ -5,6 +5,7 @@
 #include "Kesh/objects/Vprintf.hpp"
 
 #include <algorithm>
+#include <mutex>
 
 namespace Kesh {
 
@@ -14,6 +15,7 @@ using Holdfast::WeakPtr;
 namespace {
 
 struct Registry {
+    std::mutex mutex;
     std::vector<WeakPtr<VCreatorBase>> listed;
     struct Instance {
         const std::type_info* module;
@@ -30,9 +32,11 @@ Registry& registry() {
 /// Objects are destroyed after they have left the registry, since they may come back to it.
 template <class Predicate>
 void deleteInstancesWhere(Predicate wanted) {
+    std::vector<Registry::Instance> deleted;
+    const std::lock_guard lock(registry().mutex);
     auto& instances = registry().instances;
     const auto kept = std::stable_partition(instances.begin(), instances.end(), [&](auto& i) { return !wanted(i); });
-    const std::vector<Registry::Instance> deleted(kept, instances.end());
+    deleted.assign(kept, instances.end());
     instances.erase(kept, instances.end());
 }
 
@@ -51,6 +55,7 @@ VCreatorBase::VCreatorBase(const std::type_info& module, VCreatorProperties prop
       interfaceVersion_(std::move(interfaceVersion)) {}
 
 VCreatorBase::~VCreatorBase() {
+    const std::lock_guard lock(registry().mutex);
     std::erase_if(registry().listed, [](const auto& creator) { return !creator.lock(); });
 }
 
@@ -62,7 +67,10 @@ StrongPtr<VObject> VCreatorBase::create(const std::string& requestedName,
     if (!object) return nullptr;
     Vprintf(100, "VCreator::create(%s) got derived object\n", name().c_str());
     object->setCreator(self<VCreatorBase>());
-    registry().instances.push_back({&module_, object});
+    {
+        const std::lock_guard lock(registry().mutex);
+        registry().instances.push_back({&module_, object});
+    }
     VActionNotifier::VObjectCreation(object->BaseName());
     return object;
 }
@@ -78,6 +86,7 @@ void VCreatorBase::deleteAllInstances(const std::type_info& module) {
 
 std::vector<StrongPtr<VCreatorBase>> VCreatorBase::catalogue() {
     std::vector<StrongPtr<VCreatorBase>> creators;
+    const std::lock_guard lock(registry().mutex);
     for (const auto& listed : registry().listed)
         if (const auto creator = listed.lock()) creators.push_back(creator);
     return creators;
@@ -89,6 +98,9 @@ StrongPtr<VCreatorBase> VCreatorBase::find(const std::string& key) {
     return found == creators.end() ? nullptr : *found;
 }
 
-void VCreatorBase::enlist(const StrongPtr<VCreatorBase>& creator) { registry().listed.push_back(creator); }
+void VCreatorBase::enlist(const StrongPtr<VCreatorBase>& creator) {
+    const std::lock_guard lock(registry().mutex);
+    registry().listed.push_back(creator);
+}
 
 } // namespace Kesh

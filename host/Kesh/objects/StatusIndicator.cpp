@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Kesh/objects/StatusIndicator.hpp"
 
+#include <mutex>
+
 namespace Kesh {
 namespace {
 
-StatusIndicator::Sink& sink() {
-    static StatusIndicator::Sink instance;
+struct Listener {
+    std::mutex mutex;
+    StatusIndicator::Sink sink;
+};
+
+Listener& listener() {
+    static Listener instance;
     return instance;
 }
 
@@ -16,11 +23,15 @@ Status StatusIndicator::status(const ValuePool& pool) const {
     return found == statuses_.end() ? Status{} : found->second;
 }
 
-void StatusIndicator::setSink(Sink newSink) { sink() = std::move(newSink); }
+void StatusIndicator::setSink(Sink sink) {
+    const std::lock_guard lock(listener().mutex);
+    listener().sink = std::move(sink);
+}
 
 void StatusIndicator::set(const ValuePool& pool, Status status) {
-    if (sink()) sink()(statusName(), status);
-    statuses_[pool.identifier()] = std::move(status);
+    const Status& said = statuses_[pool.identifier()] = std::move(status);
+    const std::lock_guard lock(listener().mutex);
+    if (listener().sink) listener().sink(statusName(), said);
 }
 
 } // namespace Kesh

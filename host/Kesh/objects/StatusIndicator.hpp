@@ -29,7 +29,8 @@ public:
     /// An info with an empty text when nothing was said.
     Status status(const ValuePool& pool) const;
 
-    /// Who else hears of every status, with the name of the object; at first nobody.
+    /// Who else hears of every status, with the name of the object; at first nobody. Hears one at a time, of whatever
+    /// thread, and sets none itself.
     using Sink = std::function<void(const std::string& object, const Status& status)>;
     static void setSink(Sink sink);
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Kesh/objects/VActionNotifier.hpp"
 
-#include <mutex>
 #include <vector>
 
 namespace Kesh {
@@ -10,31 +9,19 @@ namespace {
 using Holdfast::StrongPtr;
 using Holdfast::WeakPtr;
 
-struct Registry {
-    std::mutex mutex;
-    std::vector<WeakPtr<VActionNotifier>> notifiers;
-};
-
-Registry& registry() {
-    static Registry instance;
-    return instance;
-}
+thread_local std::vector<WeakPtr<VActionNotifier>> notifiers;
 
 /// Those that live; the others are forgotten.
 std::vector<StrongPtr<VActionNotifier>> activeNotifiers() {
-    const std::lock_guard lock(registry().mutex);
-    std::erase_if(registry().notifiers, [](const auto& notifier) { return !notifier.lock(); });
+    std::erase_if(notifiers, [](const auto& notifier) { return !notifier.lock(); });
     std::vector<StrongPtr<VActionNotifier>> active;
-    for (const auto& notifier : registry().notifiers) active.push_back(notifier.lock());
+    for (const auto& notifier : notifiers) active.push_back(notifier.lock());
     return active;
 }
 
 } // namespace
 
-void VActionNotifier::activate(const WeakPtr<VActionNotifier>& notifier) {
-    const std::lock_guard lock(registry().mutex);
-    registry().notifiers.push_back(notifier);
-}
+void VActionNotifier::activate(const WeakPtr<VActionNotifier>& notifier) { notifiers.push_back(notifier); }
 
 void VActionNotifier::Warning(const std::string& text) {
     for (const auto& notifier : activeNotifiers()) notifier->warn(text);
@@ -44,8 +31,8 @@ void VActionNotifier::VObjectCreation(const std::string& objectName) {
     for (const auto& notifier : activeNotifiers()) notifier->objectCreated(objectName);
 }
 
-void VActionNotifier::actionTriggered(const std::string& actionName) {
-    for (const auto& notifier : activeNotifiers()) notifier->triggered(actionName);
+void VActionNotifier::actionTriggered(const std::string& actionName, const ValuePool& pool) {
+    for (const auto& notifier : activeNotifiers()) notifier->triggered(actionName, pool);
 }
 
 bool VActionNotifier::reportProgress(std::uint64_t done, std::uint64_t total, const std::string& text) {

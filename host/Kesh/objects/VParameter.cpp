@@ -40,7 +40,7 @@ void VParameter::setValue(ValuePool& pool, const Holdfast::StrongPtr<VValueBase>
     value->setAge(time);
     if (notifier_) notifier_->notify(*value, pool.pointer());
     pool.createVariable(variableName_, value);
-    if (value->type() == typeid(Action)) VActionNotifier::actionTriggered(Name());
+    if (value->type() == typeid(Action)) VActionNotifier::actionTriggered(Name(), pool);
 }
 
 void VParameter::notifyValueChange(ValuePool& pool, Holdfast::Ageable::Age time) {

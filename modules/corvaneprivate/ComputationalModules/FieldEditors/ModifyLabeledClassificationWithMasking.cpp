@@ -7,6 +7,7 @@
 #include "MaskedEditing.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <vector>
 
 namespace {
@@ -87,19 +88,24 @@ public:
     /// Prepares a new value of `labels` in place. True when that changed it.
     bool labelNotification(LabelSet& labels, const WeakPtr<Kesh::ValuePool>& pool) {
         pool_ = pool;
+        if (const auto present = pool.lock()) actions_->pool = present->identifier();
         return prepare(labels);
     }
 
 private:
     using LabelsNotifier = Kesh::MutableInputNotifier<LabelSet, MyFieldEditor, &MyFieldEditor::labelNotification>;
 
-    /// Prepares the current set when an action is triggered, wherever that is: the set may be as old as the object.
+    /// Prepares the current set when an action is triggered in its pool, whichever that is: the set may be as old as
+    /// the object. Of actions in another pool it hears perhaps while the editor works on another thread.
     class MyActionNotifier : public Kesh::VActionNotifier {
     public:
         explicit MyActionNotifier(MyFieldEditor& editor) : editor_(editor) {}
+        std::atomic<std::uint64_t> pool = 0; // in which the labels were set last
 
     private:
-        void triggered(const std::string&) override { editor_.prepareCurrent(); }
+        void triggered(const std::string&, const Kesh::ValuePool& where) override {
+            if (where.identifier() == pool) editor_.prepareCurrent();
+        }
         MyFieldEditor& editor_; // which owns this
     };
 
