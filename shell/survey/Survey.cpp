@@ -57,7 +57,7 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
 void Survey::readLabels() {
     labels_ = readClassLookup(*las_, warnings_);
     const auto classes = points_->findField(ClassificationName);
-    if (labels_ && classes) Kesh::storeLabelSet(*labels_, classes->attributes());
+    if (labels_ && classes) Kesh::storeLabelSet(*labels_, *classes, Holdfast::Ageable::nextTime());
 }
 
 PointRange Survey::rangeOf(std::uint32_t fragment) const {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../plugin/LoadedPlugin.hpp"
+#include "Kesh/objects/VActionNotifier.hpp"
 #include "Kesh/values/LabelAttributes.hpp"
 #include "LookupSupport.hpp"
 
@@ -100,15 +101,50 @@ TEST_F(LabelsModule, aNewObjectReplacesWhatIsStored) {
     EXPECT_EQ(asText(stored()), "4=ID#0 ") << "without names nothing is stored, so nothing can be edited";
 }
 
-TEST_F(LabelsModule, loadsFragmentsUnlessItMayNotWait) {
+TEST_F(LabelsModule, completesWhatWasCutShort) {
     field<unsigned char>("Classification", {{1}, {2}});
     const auto resident = find("Classification").getData(id(1));
     const auto object = made();
     EXPECT_TRUE(object->update(Kesh::VRequest(pool, Holdfast::TimeBudget::immediate())));
-    EXPECT_EQ(asText(stored()), "2=ID#0 ");
-    find("Classification").raiseAge(Ageable::nextTime());
+    EXPECT_EQ(asText(stored()), "2=ID#0 ") << "it may not wait for the other";
     update(*object);
-    EXPECT_EQ(asText(stored()), "1=ID#0 2=ID#1 ");
+    EXPECT_EQ(asText(published(*object)) + asText(stored()), "1=ID#0 2=ID#1 1=ID#0 2=ID#1 ");
+
+    struct Impatient : Kesh::VActionNotifier {
+        bool progress(std::uint64_t, std::uint64_t, const std::string&) override { return false; }
+    };
+    auto impatient = Holdfast::create<Impatient>();
+    Kesh::VActionNotifier::activate(impatient);
+    field<unsigned char>("other", {{3}});
+    set(pool, *object, "inputfield", selector("other"));
+    EXPECT_EQ(update(*object), "Interrupted; the labels are as they were before.");
+    EXPECT_EQ(asText(published(*object)), "1=ID#0 2=ID#1 ");
+    impatient.reset();
+    EXPECT_EQ(update(*object), "");
+    EXPECT_EQ(asText(published(*object)), "3=ID#0 ");
+}
+
+TEST_F(LabelsModule, keepsTheLabelsOfFieldsApart) {
+    field<unsigned char>("other", {{8}});
+    field<unsigned char>("Classification", {{2, 6}});
+    LabelSet ofOther;
+    ofOther[8].name = "Rail";
+    Kesh::storeLabelSet(ofOther, find("other"), Ageable::nextTime());
+    const auto object = made();
+    update(*object);
+    LabelSet edited = published(*object);
+    edited[2].name = "Ground";
+    set(pool, *object, "labelset", edited);
+    set(pool, *object, "inputfield", selector("other"));
+    const auto before = find("Classification").attributeAge();
+    update(*object);
+    EXPECT_EQ(asText(published(*object)), "8=Rail ");
+    EXPECT_EQ(Kesh::readLabelSet(find("other").attributes()), ofOther);
+    EXPECT_EQ(asText(stored()), "2=Ground 6=ID#1 ") << "what was named belongs to the field that it was published for";
+    EXPECT_GT(find("Classification").attributeAge(), before);
+    set(pool, *object, "inputfield", selector("Classification"));
+    update(*object);
+    EXPECT_EQ(asText(published(*object)), "2=Ground 6=ID#1 ");
 }
 
 } // namespace

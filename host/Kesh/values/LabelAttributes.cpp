@@ -38,6 +38,11 @@ void storeLabelSet(const LabelSet& labels, Holdfast::Attributes& attributes) {
     for (const auto& [flag, array] : flags) attributes.setAttribute(Flags + flag, array);
 }
 
+void storeLabelSet(const LabelSet& labels, Fiber::Field& field, Holdfast::Ageable::Age time) {
+    storeLabelSet(labels, field.attributes());
+    field.updateAttributeAge(time);
+}
+
 bool carriesLabelSet(const Holdfast::Attributes& attributes) {
     return attributes.getAttribute<int>(Values) && attributes.getAttribute<std::string>(Names) &&
            attributes.getAttribute<Colour>(Colours);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Holdfast/Attributes.hpp"
+#include "Fiber/Field.hpp"
 #include "Kesh/values/LabelSet.hpp"
 
 #include <optional>
@@ -21,6 +21,9 @@ namespace Kesh {
 /// Writes the attributes, replacing those of the same names and no others: a flag that this set does not have keeps the
 /// array that an earlier one left.
 void storeLabelSet(const LabelSet& labels, Holdfast::Attributes& attributes);
+
+/// The same with a field, whose attributes take the given age.
+void storeLabelSet(const LabelSet& labels, Fiber::Field& field, Holdfast::Ageable::Age time);
 
 /// Whether values, names and colours are all there, with elements of these types.
 bool carriesLabelSet(const Holdfast::Attributes& attributes);

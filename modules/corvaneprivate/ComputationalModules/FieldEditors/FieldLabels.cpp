@@ -4,11 +4,14 @@
 #include "Kesh/catalogue/ModuleRegistration.hpp"
 #include "Kesh/objects/FieldOperatorObject.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
+#include "Kesh/objects/VStateCreatorBase.hpp"
 #include "Kesh/values/LabelAttributes.hpp"
 
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <optional>
 #include <random>
 #include <set>
 
@@ -106,35 +109,67 @@ public:
     FieldLabels(const std::string& name, const StrongPtr<Kesh::VCreationPreferences>& preferences)
         : FieldOperatorObject(name, Field, 0, preferences, Own) {}
 
+    /// Also when the labels could not be completed.
+    bool must_update(const Kesh::VRequest& request, double precision) override {
+        return FieldOperatorObject::must_update(request, precision) || states_.myState(*request.pool)->unfinished;
+    }
+
 private:
+    struct State {
+        std::optional<Fiber::FieldSelector> labelled; // the field whose labels are published; none: nothing is, yet
+        bool unfinished = false;                      // an interruption or a budget cut short what is to be published
+    };
+
     void operate(Kesh::VRequest& request, Fiber::Representation&, const std::string& fieldName,
                  const StrongPtr<Fiber::Field>& field) override {
         const Kesh::ValuePool& pool = *request.pool;
-        Holdfast::Attributes& stored = field->attributes();
-        if (Kesh::carriesLabelSet(stored) && labels_->ValueAge(pool) >= field->age()) {
-            if (hasChanged(*labels_, pool)) Kesh::storeLabelSet(labels_.get(pool), stored); // by the user
+        const Fiber::FieldSelector selected = selectedField(request);
+        const State before = *states_.myState(pool);
+        const bool edited = hasChanged(*labels_, pool); // by the user
+        if (before.labelled && !(*before.labelled == selected)) {
+            const auto other = before.labelled->field();
+            if (edited && other) Kesh::storeLabelSet(labels_.get(pool), *other, request.time);
+            if (const auto stored = Kesh::readLabelSet(field->attributes())) {
+                publish(request, *stored);
+                *states_.myState(pool) = {selected, false};
+                return;
+            }
+        } else if (Kesh::carriesLabelSet(field->attributes()) && labels_->age(pool) >= field->age() &&
+                   (edited || !before.unfinished)) {
+            if (edited) Kesh::storeLabelSet(labels_.get(pool), *field, request.time);
+            *states_.myState(pool) = {selected, false};
             return;
         }
-        const Kesh::LabelSet fresh = labelsFor(valuesOf(request, *field, fieldName));
-        Kesh::storeLabelSet(fresh, stored);
-        labels_->parameter()->setValue(*request.pool, Holdfast::create<Kesh::VValue<Kesh::LabelSet>>(fresh),
+        states_.myState(pool)->unfinished = true;
+        bool complete = true;
+        const Kesh::LabelSet fresh = labelsFor(valuesOf(request, *field, fieldName, complete));
+        Kesh::storeLabelSet(fresh, *field, request.time);
+        publish(request, fresh);
+        *states_.myState(pool) = {selected, !complete};
+    }
+
+    void publish(const Kesh::VRequest& request, const Kesh::LabelSet& labels) {
+        labels_->parameter()->setValue(*request.pool, Holdfast::create<Kesh::VValue<Kesh::LabelSet>>(labels),
                                        request.time);
     }
 
-    /// With an immediate budget, those of the fragments that are resident.
+    /// With an immediate budget, those of the fragments that are resident; not complete when others are not.
     static std::set<std::int32_t> valuesOf(const Kesh::VRequest& request, const Fiber::Field& field,
-                                           const std::string& fieldName) {
+                                           const std::string& fieldName, bool& complete) {
         const auto values = std::make_unique<Values>(); // too large for the stack
         const auto fragments = field.fragments().size();
         field.iterate([&](const auto& fragment, const auto& array) {
             if (!Kesh::VActionNotifier::reportProgress(fragment->number(), fragments, "Examining " + fieldName))
                 throw std::runtime_error("Interrupted; the labels are as they were before.");
-            if (array) values->add(array->getData(request.budget));
+            const auto data = array ? array->getData(request.budget) : nullptr;
+            if (data) values->add(data);
+            if (array && !data && request.budget.isImmediate()) complete = false;
             return true;
         });
         return values->ascending();
     }
 
+    Kesh::VStateCreatorBase<State> states_;
     Kesh::TypedSlot<Kesh::LabelSet> labels_{*this, Labels};
 };
 
