@@ -149,7 +149,7 @@ PictureFormat formatOf(const std::string& path) {
 }
 
 std::string findDrawingLibrary() {
-    return findLibrary("CorvanePlot.so", INSTALLED_LIBRARIES, "The library that draws pictures",
+    return findLibrary("CorvanePlot.so", "The library that draws pictures",
                        "Build or install all of Corvane, or leave out the picture.");
 }
 

@@ -5,10 +5,10 @@
 
 namespace corvane {
 
-/// Where a library lies that is loaded at run time: beside the program, in the build tree, or where it was installed,
-/// a folder relative to the program's. Throws Failure with the places when it is in none of them; the message begins
-/// with what is missing and ends with the advice.
-std::string findLibrary(const std::string& file, const std::string& installed, const std::string& what,
-                        const std::string& advice);
+/// Where a library lies that is loaded at run time. It belongs to the host's libraries, whoever the program is that
+/// uses them: it lies beside them, in their folder "plugins", or, in the build tree, in a folder "plugins" beside
+/// theirs. Throws Failure with the places when it is in none of them; the message begins with what is missing and ends
+/// with the advice.
+std::string findLibrary(const std::string& file, const std::string& what, const std::string& advice);
 
 } // namespace corvane
