@@ -36,7 +36,7 @@ std::string prefix(const std::string& name, const std::string& place);
 
 /// One step of a JSON pointer.
 std::string step(std::string_view key);
-inline std::string step(std::size_t index) { return "/" + std::to_string(index); }
+inline std::string step(std::size_t index) { return std::string("/").append(std::to_string(index)); }
 
 /// The beginning of a value as JSON text.
 std::string excerpt(const Value& value);
