@@ -6,6 +6,7 @@ namespace corvane::bench {
 void benchCount();
 void benchDecode();
 void benchHistogram();
+void benchHistory();
 void benchOpen();
 void benchSave();
 void benchLasso();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Measures hot paths beside what the machine allows and what a user would pick instead. Prints, and judges nothing.
-#include "base/Failure.hpp"
 #include "Paths.hpp"
+#include "base/Failure.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -16,11 +16,15 @@ struct Path {
     void (*run)();
 };
 
-constexpr Path Paths[] = {
-    {"count", corvane::bench::benchCount},         {"decode", corvane::bench::benchDecode},
-    {"histogram", corvane::bench::benchHistogram}, {"lasso", corvane::bench::benchLasso},
-    {"mask", corvane::bench::benchMask},           {"open", corvane::bench::benchOpen},
-    {"save", corvane::bench::benchSave},           {"statistics", corvane::bench::benchStatistics}};
+constexpr Path Paths[] = {{"count", corvane::bench::benchCount},
+                          {"decode", corvane::bench::benchDecode},
+                          {"histogram", corvane::bench::benchHistogram},
+                          {"history", corvane::bench::benchHistory},
+                          {"lasso", corvane::bench::benchLasso},
+                          {"mask", corvane::bench::benchMask},
+                          {"open", corvane::bench::benchOpen},
+                          {"save", corvane::bench::benchSave},
+                          {"statistics", corvane::bench::benchStatistics}};
 
 } // namespace
 
