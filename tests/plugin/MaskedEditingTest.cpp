@@ -99,8 +99,8 @@ TEST_P(MaskedEditing, aTypicalEditFromStrokeToStatus) {
     EXPECT_EQ(values<unsigned char>(), before);
     unselectStroke(1, 2);
     EXPECT_EQ(mask(), (Bytes{255, 0, 255, 0, 255, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(act("undoMask"), "Undid a change of 1 vertex of the mask by Edit/" + std::string(GetParam()) +
-                                   "; 1 to undo, 1 to redo.");
+    EXPECT_EQ(act("undoMask"),
+              "Undid a change of 1 vertex of the mask by Edit/" + std::string(GetParam()) + "; 1 to undo, 1 to redo.");
     EXPECT_EQ(mask()[1], 255);
     EXPECT_EQ(act("redoMask").substr(0, 5), "Redid");
     EXPECT_EQ(act("applySelection"), "3 vertex data have been modified.");
@@ -172,19 +172,28 @@ TEST_P(MaskedEditing, theStatusIsOfWhatWasDoneLast) {
     }
 }
 
-TEST_P(MaskedEditing, anInterruptedApplyLeavesEverythingAsItWas) {
+TEST_P(MaskedEditing, whatIsInterruptedLeavesEverythingAsItWas) {
     struct Impatient : Kesh::VActionNotifier {
         bool progress(std::uint64_t done, std::uint64_t total, const std::string& text) override {
-            EXPECT_EQ(text, "Editing Classification");
+            heard = text;
             return done + 1 < total;
         }
+        std::string heard;
     };
-    stroke(0, 40);
-    const Bytes before = values<unsigned char>(), masked = mask();
+    const char* const refusal = "The edit was interrupted; nothing has been changed.";
     auto notifier = Holdfast::create<Impatient>();
     Kesh::VActionNotifier::activate(StrongPtr<Kesh::VActionNotifier>(notifier));
-    EXPECT_EQ(act("applySelection"), "The edit was interrupted; nothing has been changed.");
-    EXPECT_FALSE(updated);
+    EXPECT_EQ(stroke(0, 40), refusal);
+    EXPECT_EQ(notifier->heard, "Editing mask");
+    EXPECT_FALSE(hasMask());
+    notifier.reset();
+
+    stroke(0, 40);
+    const Bytes before = values<unsigned char>(), masked = mask();
+    notifier = Holdfast::create<Impatient>();
+    Kesh::VActionNotifier::activate(StrongPtr<Kesh::VActionNotifier>(notifier));
+    EXPECT_EQ(act("applySelection"), refusal);
+    EXPECT_EQ(notifier->heard, "Editing Classification");
     EXPECT_EQ(values<unsigned char>(), before);
     EXPECT_EQ(mask(), masked);
     EXPECT_EQ(steps(Name), 0);
