@@ -29,10 +29,6 @@ struct PrivateCounts {
 } // namespace
 
 template <class T>
-FieldHistogram<T>::FieldHistogram(const Holdfast::Ageable& data, CountsPtr stored)
-    : FieldHistogramBase(data), counts(std::move(stored)) {}
-
-template <class T>
 auto FieldHistogram<T>::compute(const RefPtr<const MemBase>& data, const std::string&) -> Ptr {
     const Holdfast::Profiler profiler("actual compute_histogram");
     const auto array = arrayOf<T>(data);
@@ -53,43 +49,6 @@ auto FieldHistogram<T>::compute(const RefPtr<const MemBase>& data, const std::st
     return histogram;
 }
 
-template <class T>
-auto FieldHistogram<T>::ofFragment(CreativeArrayBase& array, const std::string& name, const HistogramPolicy& policy)
-    -> Ptr {
-    if (array.getFiberType() != typeid(T)) return nullptr;
-    if (const auto known = stored(array, name)) return known;
-    if (const auto resident = array.residentData()) return counted(array, resident, name, policy);
-    if (policy.isImmediate()) {
-        if (policy.load) array.getData(policy); // in the background, for the next time
-        return nullptr;
-    }
-    const auto data = policy.load ? array.getData() : array.residentData();
-    return data ? counted(array, data, name, policy) : nullptr;
-}
-
-template <class T>
-auto FieldHistogram<T>::stored(CreativeArrayBase& array, const std::string& name) -> Ptr {
-    const auto attached = array.interfaces().findInterface<FieldHistogram<T>>();
-    if (attached && attached->secondary.empty() && attached->age() >= array.age()) return attached;
-    if (array.age() > array.attributeAge()) return nullptr;
-    const auto attribute = array.attributes().template getAttribute<std::uint64_t>(HistogramAttributeName(name));
-    if (!attribute || attribute->size() != Bins) return nullptr;
-    const auto rebuilt = Holdfast::create<FieldHistogram<T>>(array, attribute);
-    array.interfaces().addInterface(rebuilt);
-    return rebuilt;
-}
-
-template <class T>
-auto FieldHistogram<T>::counted(CreativeArrayBase& array, const RefPtr<const MemBase>& data, const std::string& name,
-                                const HistogramPolicy& policy) -> Ptr {
-    const Ptr histogram = compute(data, name);
-    if (!histogram) return nullptr;
-    histogram->setAge(array.age());
-    if (!policy.store) return histogram;
-    keepWith(array, HistogramAttributeName(name), histogram, Holdfast::cast<HistogramCounts>(histogram->counts));
-    return histogram;
-}
-
 /// One count of a whole field, from its beginning to its end.
 template <class T>
 class FieldHistogram<T>::WholeField {
@@ -100,6 +59,7 @@ public:
     Ptr count() {
         field_.iterate([this](const auto&, const auto& array) { return visit(array.get()); });
         if (sum_ && policy_.store) store();
+        unpin();
         return sum_;
     }
 
@@ -112,10 +72,54 @@ private:
         ++visited_;
         if (!array) return true;
         if (array->getFiberType() != typeid(T)) return false;
-        const Ptr part = ofFragment(*array, name_, policy_);
+        const Ptr part = ofFragment(*array);
         if (!part) ++missing_;
         if (part) add(*part);
         return true;
+    }
+
+    Ptr ofFragment(CreativeArrayBase& array) {
+        if (const auto known = stored(array)) return known;
+        const auto resident = array.residentData();
+        if (resident || !policy_.load) return resident ? counted(array, resident) : nullptr;
+        const auto data = array.getData(policy_); // with an immediate policy in the background, for the next time
+        return data ? counted(array, data) : nullptr;
+    }
+
+    Ptr stored(CreativeArrayBase& array) {
+        const auto attached = array.interfaces().findInterface<FieldHistogram>();
+        if (attached && attached->secondary.empty() && attached->age() >= array.age()) {
+            pins_.emplace_back(attached->counts);
+            return attached;
+        }
+        if (array.age() > array.attributeAge()) return nullptr;
+        const auto attribute = array.attributes().template getAttribute<std::uint64_t>(HistogramAttributeName(name_));
+        if (!attribute || attribute->size() != Bins) return nullptr;
+        const auto rebuilt = Holdfast::create<FieldHistogram>(array);
+        rebuilt->counts->values = attribute->values;
+        keep(array, rebuilt);
+        return rebuilt;
+    }
+
+    Ptr counted(CreativeArrayBase& array, const RefPtr<const MemBase>& data) {
+        const Ptr histogram = compute(data, name_);
+        if (!histogram) return nullptr;
+        histogram->setAge(array.age());
+        if (policy_.store) keep(array, histogram);
+        return histogram;
+    }
+
+    /// Pinned before the cache makes room for it, which might be made with this.
+    void keep(CreativeArrayBase& array, const Ptr& histogram) {
+        pins_.emplace_back(histogram->counts);
+        keepWith(array, HistogramAttributeName(name_), histogram, histogram->counts);
+        cache_ = array.cache();
+    }
+
+    /// The counters of a count that ends early stay until others need the memory: it may go on.
+    void unpin() {
+        pins_.clear();
+        if (cache_ && visited_ == fragments_) cache_->makeRoom();
     }
 
     bool report(const std::string& text) {
@@ -151,7 +155,9 @@ private:
     const Clock::time_point start_ = Clock::now(), expiry_ = policy_.expiryFrom(start_);
     Clock::time_point reported_ = start_;
     std::uint64_t visited_ = 0, missing_ = 0;
-    Ptr sum_; // null: nothing was counted yet
+    std::vector<Holdfast::Pin<HistogramCounts>> pins_; // of what was counted, so that nothing is counted twice
+    Holdfast::StrongPtr<Holdfast::Cache> cache_;       // that looks after it
+    Ptr sum_;                                          // null: nothing was counted yet
 };
 
 template <class T>

@@ -18,13 +18,12 @@ class FieldHistogram : public FieldHistogramBase {
 public:
     static constexpr std::size_t Bins = BinsOf<T>;
     using Ptr = Holdfast::RefPtr<FieldHistogram<T>>;
-    using CountsPtr = Holdfast::StrongPtr<Holdfast::Chunk<std::uint64_t>>;
 
     /// Nothing counted yet.
     FieldHistogram() = default;
 
-    /// Shares counters, one per value, that were stored with the data.
-    FieldHistogram(const Holdfast::Ageable& data, CountsPtr stored);
+    /// The same, as old as the data.
+    explicit FieldHistogram(const Holdfast::Ageable& data) : FieldHistogramBase(data) {}
 
     /// Counts an array. Null when it is not one of T, or empty, or there is none. Stores nothing. The name of the field
     /// has no influence.
@@ -47,7 +46,8 @@ public:
     /// "Histogram<unsigned char>{2,3}{7,5} total=8"
     std::string text() const override;
 
-    CountsPtr counts = Holdfast::create<HistogramCounts>(Bins); ///< one counter per possible value
+    Holdfast::StrongPtr<HistogramCounts> counts =
+        Holdfast::create<HistogramCounts>(Bins); ///< one counter per possible value
     std::vector<double> minimum; ///< of the second quantity, per possible value; these three empty without one
     std::vector<double> maximum;
     std::vector<double> sum;
@@ -55,10 +55,6 @@ public:
 
 private:
     class WholeField;
-    static Ptr ofFragment(CreativeArrayBase& array, const std::string& name, const HistogramPolicy& policy);
-    static Ptr stored(CreativeArrayBase& array, const std::string& name);
-    static Ptr counted(CreativeArrayBase& array, const Holdfast::RefPtr<const MemBase>& data, const std::string& name,
-                       const HistogramPolicy& policy);
     std::vector<double> occurring(const std::vector<double>& statistic) const;
 };
 

@@ -31,6 +31,12 @@ bool CreativeArrayBase::discardCreation() {
     return bool(dropped);
 }
 
+void CreativeArrayBase::enableCaching(bool enabled) {
+    const std::lock_guard lock(mutex_);
+    if (values_ && enabled != cachingEnabled()) enabled ? values_->unpin() : values_->pin();
+    Creature::enableCaching(enabled);
+}
+
 StrongPtr<const MemBase> CreativeArrayBase::residentData() const {
     const std::lock_guard lock(mutex_);
     return values_;
@@ -70,8 +76,9 @@ StrongPtr<MemBase> CreativeArrayBase::load() {
     if (cache_) cache_->insert(*made); // before others can see the values
     const std::lock_guard lock(mutex_);
     failure_ = nullptr;
-    if (!values_) values_ = made; // unless somebody was quicker
-    return values_;
+    if (values_) return values_; // somebody was quicker
+    if (!cachingEnabled()) made->pin();
+    return values_ = made;
 }
 
 void CreativeArrayBase::loadAhead() {
@@ -109,7 +116,7 @@ StrongPtr<CreativeArrayBase> CreativeArrayBase::privateCopy() {
     copy->setAge(age());
     copy->cache_ = cache_;
     values->setCreator(StrongPtr<Holdfast::Creature>(copy));
-    if (cache_) cache_->insert(*values); // counts in the budget, and refuses to be dropped
+    if (cache_) cache_->insert(*values, Holdfast::Goes::Never);
     return copy;
 }
 

@@ -9,6 +9,7 @@
 #include "Holdfast/Intercube.hpp"
 #include "Holdfast/TimeBudget.hpp"
 
+#include <atomic>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
@@ -49,6 +50,7 @@ public:
 
     bool hasData() const override;
     bool discardCreation() override;
+    void enableCaching(bool enabled) override;
 
     /// The values when they are resident, else empty. Reading never copies.
     Holdfast::StrongPtr<const MemBase> residentData() const;
@@ -107,7 +109,7 @@ private:
     std::condition_variable loaded_; // in the background, or failed to
     std::exception_ptr failure_;     // of loading in the background
     Holdfast::Attributes attributes_;
-    Age attributeAge_ = Ooooold;
+    std::atomic<Age> attributeAge_ = Ooooold; // a box may be noted by who loads other values
     Holdfast::Intercube interfaces_;
 };
 

@@ -48,11 +48,11 @@ void FieldHistogramBase::keepWith(CreativeArrayBase& array, const std::string& a
                                   const StrongPtr<HistogramCounts>& counts) {
     array.interfaces().addInterface(histogram);
     array.attributes().setAttribute(attribute, counts);
-    array.updateAttributeAge(array.age());
+    if (array.age() > array.attributeAge()) array.updateAttributeAge(array.age());
     if (!array.cache()) return;
     counts->keeper_ = Holdfast::create<Keeper>(array.pointer(), attribute, histogram, counts);
     counts->setCreator(counts->keeper_);
-    array.cache()->insert(*counts);
+    array.cache()->insert(*counts, Holdfast::Goes::Last);
 }
 
 void FieldHistogramBase::setCompleteness(Field& field, const std::string& name, std::uint64_t fragments,

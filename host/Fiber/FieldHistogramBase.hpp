@@ -60,7 +60,7 @@ public:
     virtual std::string text() const = 0;
 
     /// Keeps a histogram and its counters with the array that they were counted from, as an interface and as the
-    /// attribute of that name, until the array's cache is short of memory.
+    /// attribute of that name, until the array's cache is short of memory and has no values to drop.
     static void keepWith(CreativeArrayBase& array, const std::string& attribute,
                          const Holdfast::StrongPtr<FieldHistogramBase>& histogram,
                          const Holdfast::StrongPtr<HistogramCounts>& counts);

@@ -16,7 +16,7 @@ public:
     virtual bool discardCreation() = 0;
 
     /// Whether the cache may drop the data when memory is short; it may at first.
-    void enableCaching(bool enabled) { cachingEnabled_ = enabled; }
+    virtual void enableCaching(bool enabled) { cachingEnabled_ = enabled; }
     bool cachingEnabled() const { return cachingEnabled_; }
 
 private:

@@ -16,6 +16,9 @@ using Fiber::FieldHistogramBase;
 
 const std::string Name = "Classification", Attribute = Fiber::HistogramAttributeName(Name);
 
+constexpr std::size_t CounterBytes = 256 * sizeof(std::uint64_t);
+constexpr std::size_t TwoSetsOfCounters = 2 * CounterBytes + 500; // and a few values
+
 Fiber::HistogramPolicy loading(bool store = true) {
     Fiber::HistogramPolicy policy;
     policy.load = true;
@@ -48,6 +51,16 @@ TYPED_TEST(Counting, AgreesWithAPlainLoopForAnyNumberOfThreads) {
     omp_set_num_threads(usual);
 }
 
+/// Takes its time to load.
+class SlowSource : public Source<unsigned char> {
+public:
+    using Source::Source;
+    StrongPtr<Fiber::MemBase> make() const override {
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        return Source::make();
+    }
+};
+
 class FieldHistogramTest : public Bench {
 protected:
     void classes(const std::vector<Bytes>& fragments) { field<unsigned char>(Name, fragments); }
@@ -58,6 +71,17 @@ protected:
         return found ? found->text() : "null";
     }
     Fiber::CreativeArrayBase& array(std::uint32_t number) { return *find(Name).getCreator(id(number)); }
+
+    /// Fragments of one value, 5, that take their time to load.
+    std::vector<StrongPtr<Source<unsigned char>>> slowClasses(std::uint32_t fragments) {
+        classes(std::vector<Bytes>(fragments));
+        std::vector<StrongPtr<Source<unsigned char>>> sources;
+        for (std::uint32_t f = 0; f < fragments; ++f) {
+            sources.push_back(StrongPtr<Source<unsigned char>>(Holdfast::create<SlowSource>(Bytes{5})));
+            find(Name).setPersistentData(arrayFrom(sources.back(), 1, cache), id(f));
+        }
+        return sources;
+    }
     bool complete() { return FieldHistogramBase::isComplete(find(Name), Name); }
     bool fieldCarriesAnything() {
         return find(Name).interfaces().findInterface<Histogram>() || !find(Name).attributes().names().empty();
@@ -117,7 +141,7 @@ TEST_F(FieldHistogramTest, TakesAStoredAttributeThatFitsAndIsNotStale) {
 
 TEST_F(FieldHistogramTest, InterfaceWithASecondQuantityIsNoPlainCount) {
     classes({{1, 1}});
-    const auto other = Holdfast::create<Histogram>(array(0), Holdfast::create<Fiber::HistogramCounts>(256));
+    const auto other = Holdfast::create<Histogram>(array(0));
     other->secondary = "Z";
     array(0).interfaces().addInterface(other);
     EXPECT_EQ(count(), "Histogram<unsigned char>{1,2} total=2");
@@ -170,33 +194,16 @@ TEST_F(FieldHistogramTest, ImmediateCountLeavesLoadingToTheBackground) {
     EXPECT_EQ(count(immediate), "Histogram<unsigned char>{1,1} total=1");
 }
 
-/// Takes its time to load.
-class SlowSource : public Source<unsigned char> {
-public:
-    using Source::Source;
-    StrongPtr<Fiber::MemBase> make() const override {
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        return Source::make();
-    }
-};
-
 TEST_F(FieldHistogramTest, EndsWhenTimeIsUpOrTheUserStopsIt) {
-    classes({{}, {}, {}});
-    const auto refill = [&] {
-        for (std::uint32_t f = 0; f < 3; ++f) {
-            const StrongPtr<Source<unsigned char>> source = Holdfast::create<SlowSource>(Bytes{5});
-            find(Name).setPersistentData(arrayFrom(source, 1, cache), id(f));
-        }
-    };
-    refill();
-    Fiber::HistogramPolicy limited(std::chrono::milliseconds(200));
+    slowClasses(3);
+    Fiber::HistogramPolicy limited(std::chrono::milliseconds(100));
     limited.load = limited.store = true;
     EXPECT_EQ(count(limited), "Histogram<unsigned char>{5,1} total=1");
     EXPECT_FALSE(complete());
     EXPECT_EQ(count(), "Histogram<unsigned char>{5,3} total=3") << "goes on where it ended";
     EXPECT_TRUE(complete());
 
-    refill();
+    slowClasses(3);
     std::string heard;
     Fiber::HistogramPolicy stopped = loading();
     stopped.report = [&](const std::string& text, std::uint64_t done, std::uint64_t total) {
@@ -208,13 +215,24 @@ TEST_F(FieldHistogramTest, EndsWhenTimeIsUpOrTheUserStopsIt) {
     EXPECT_FALSE(complete());
 }
 
+TEST_F(FieldHistogramTest, GoesOnWhereTimeWasUpHoweverShortMemoryIs) {
+    cache = Holdfast::create<Holdfast::Cache>(TwoSetsOfCounters);
+    const auto sources = slowClasses(6);
+    Fiber::HistogramPolicy limited(std::chrono::milliseconds(200));
+    limited.load = limited.store = true;
+    std::string counted;
+    for (int leg = 0; leg < 6 && !complete(); ++leg) counted = count(limited);
+    EXPECT_EQ(counted, "Histogram<unsigned char>{5,6} total=6");
+    for (const auto& source : sources) EXPECT_EQ(source->loads, 1);
+}
+
 TEST_F(FieldHistogramTest, StoredCountersGoWhenMemoryIsShort) {
-    cache = Holdfast::create<Holdfast::Cache>(5000); // room for two sets of counters
+    cache = Holdfast::create<Holdfast::Cache>(TwoSetsOfCounters);
     classes({{1}, {2}, {3}, {4}});
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(count(), "Histogram<unsigned char>{1,1}{2,1}{3,1}{4,1} total=4");
         EXPECT_TRUE(complete());
-        EXPECT_LE(cache->residentBytes(), 5000u);
+        EXPECT_LE(cache->residentBytes(), TwoSetsOfCounters);
     }
     EXPECT_FALSE(array(0).interfaces().findInterface<Histogram>());
     EXPECT_FALSE(array(0).attributes().getAttribute(Attribute));
@@ -224,10 +242,53 @@ TEST_F(FieldHistogramTest, StoredCountersGoWhenMemoryIsShort) {
 TEST_F(FieldHistogramTest, StoredCountersCountInTheMemoryBudget) {
     classes({{1}, {2}});
     count();
-    EXPECT_EQ(cache->residentBytes(), 2 + 2 * 256 * sizeof(std::uint64_t));
+    EXPECT_EQ(cache->residentBytes(), 2 + 2 * CounterBytes);
     EXPECT_EQ(array(0).attributes().getAttribute(Attribute),
               StrongPtr<Holdfast::ChunkBase>(array(0).interfaces().findInterface<Histogram>()->counts))
         << "interface and attribute are one";
+
+    Holdfast::Intercube::removeEverywhere(typeid(Histogram)); // as when the library is unloaded
+    for (std::uint32_t f : {0, 1}) array(f).discardCreation();
+    count();
+    EXPECT_EQ(loads(Name), (Loads{1, 1})) << "the attribute is as good";
+    EXPECT_EQ(cache->residentBytes(), 2 * CounterBytes) << "rebuilt from it";
+}
+
+TEST_F(FieldHistogramTest, CountersRebuiltFromAnAttributeGoWhenMemoryIsShort) {
+    cache = Holdfast::create<Holdfast::Cache>(TwoSetsOfCounters);
+    classes({{1}, {2}, {3}});
+    const auto counts = Holdfast::create<Holdfast::Chunk<std::uint64_t>>(256u, std::uint64_t{7});
+    array(0).attributes().setAttribute(Attribute, counts); // as somebody stored it elsewhere
+    array(0).updateAttributeAge(array(0).age());
+    count();
+    EXPECT_EQ(loads(Name), (Loads{0, 1, 1}));
+    EXPECT_FALSE(array(0).interfaces().findInterface<Histogram>());
+    EXPECT_FALSE(array(0).attributes().getAttribute(Attribute));
+}
+
+TEST_F(FieldHistogramTest, ValuesGoBeforeTheirCountersAndUsedCountersLast) {
+    cache = Holdfast::create<Holdfast::Cache>(TwoSetsOfCounters);
+    const Bytes many(400, 1);
+    classes({many, many});
+    count();
+    for (std::uint32_t f : {0, 1, 0, 1}) {
+        array(f).discardCreation();
+        array(f).getData();
+    }
+    for (std::uint32_t f : {0, 1}) EXPECT_TRUE(array(f).interfaces().findInterface<Histogram>()) << f;
+
+    Fiber::Field& used = find(Name);
+    field<unsigned char>("Other", {{3}});
+    used.getCreator(id(1))->discardCreation();
+    const auto countOne = [&](std::uint32_t number) {
+        Fiber::Field one(typeid(unsigned char));
+        one.setPersistentData(used.getCreator(id(number)), id(number));
+        Histogram::retrieve(one, Name, loading());
+    };
+    countOne(0);
+    Histogram::retrieve(find("Other"), "Other", loading());
+    EXPECT_TRUE(array(0).interfaces().findInterface<Histogram>()) << "used since";
+    EXPECT_FALSE(array(1).interfaces().findInterface<Histogram>());
 }
 
 } // namespace

@@ -59,16 +59,52 @@ TEST_F(CachedArrays, valuesInUseStay) {
     all[2]->getData();
     EXPECT_EQ(resident().size(), 3u);
     EXPECT_NE(resident().find('b'), std::string::npos);
+    all[1]->enableCaching(true);
+    for (std::size_t i : {0, 2, 3}) all[i]->getData();
+    EXPECT_EQ(resident(), "acd");
 }
 
-TEST_F(CachedArrays, modifiedValuesAreNeverDropped) {
+/// Refuses to discard, and counts how often it is asked.
+class Refusal : public Holdfast::Creature {
+public:
+    bool hasData() const override { return true; }
+    bool discardCreation() override { return ++asked < 0; }
+    int asked = 0;
+};
+
+TEST_F(CachedArrays, whatCannotGoIsNotAskedFor) {
+    const auto refusal = Holdfast::create<Refusal>();
     const Array copies[] = {all[0]->privateCopy(), all[1]->privateCopy(), all[2]->privateCopy(), all[3]->privateCopy()};
     for (const auto& copy : copies) {
-        EXPECT_TRUE(copy->hasData());
-        EXPECT_FALSE(copy->discardCreation());
+        EXPECT_FALSE(copy->discardCreation()) << "modified values are never dropped";
+        copy->writableValues()->setCreator(StrongPtr<Holdfast::Creature>(refusal));
     }
     EXPECT_EQ(resident(), "");
     EXPECT_EQ(cache->residentBytes(), 400u) << "they count all the same";
+    Fiber::MemArray<char> pinned(100);
+    pinned.setCreator(StrongPtr<Holdfast::Creature>(refusal));
+    cache->insert(pinned);
+    EXPECT_EQ(refusal->asked, 1) << "it could go until it is pinned";
+    pinned.pin();
+    pinned.markAsUsed();
+    all[0]->getData();
+    EXPECT_EQ(refusal->asked, 1);
+    pinned.unpin();
+    cache->makeRoom();
+    EXPECT_EQ(refusal->asked, 2);
+}
+
+TEST_F(CachedArrays, whatIsToGoLastStaysWhileOtherDataCanGo) {
+    const auto refusal = Holdfast::create<Refusal>();
+    Fiber::MemArray<char> found(50);
+    found.setCreator(StrongPtr<Holdfast::Creature>(refusal));
+    cache->insert(found, Holdfast::Goes::Last);
+    for (const auto& a : all) a->getData();
+    EXPECT_EQ(resident(), "cd");
+    EXPECT_EQ(refusal->asked, 0);
+    const Array copies[] = {all[0]->privateCopy(), all[1]->privateCopy(), all[2]->privateCopy()};
+    EXPECT_EQ(resident(), "");
+    EXPECT_GT(refusal->asked, 0);
 }
 
 TEST_F(CachedArrays, ageAndAttributesSurviveDropping) {
