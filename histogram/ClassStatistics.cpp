@@ -75,6 +75,14 @@ void ClassStatistics<T>::Bin::merge(const Pair& otherExtremes, const Pair& other
     sums += otherSums;
 }
 
+/// What one thread of a team makes of its pieces.
+template <class T>
+struct ClassStatistics<T>::Summaries {
+    ClassStatistics<T> statistics; // of the piece at hand
+    std::size_t first = 0;         // number of the first piece
+    std::vector<Summary> ofPieces;
+};
+
 template <class T>
 void ClassStatistics<T>::add(std::span<const T> values, AllPoints points, Quantity quantity) {
     addShared(values, points, points.size, points.size, quantity);
@@ -98,12 +106,19 @@ void ClassStatistics<T>::addShared(std::span<const T> values, Points points, std
                                    Quantity quantity) {
     withNumbers(quantity, [&](auto numbers) {
         if (selected <= SerialLimit<T>) return addPart(values.data(), points, 0, size, numbers);
-        countInTeam<ClassStatistics<T>>(
-            size,
-            [&](ClassStatistics<T>& own, std::size_t begin, std::size_t end) {
-                own.addPart(values.data(), points, begin, end, numbers);
+        std::vector<Summary> all((size + Piece - 1) / Piece);
+        countInTeam<Summaries>(
+            all.size(),
+            [&](Summaries& own, std::size_t begin, std::size_t end) {
+                own.first = begin;
+                for (std::size_t i = begin; i < end; ++i) {
+                    own.statistics.addPart(values.data(), points, i * Piece, std::min(size, (i + 1) * Piece), numbers);
+                    own.ofPieces.push_back(own.statistics.take());
+                }
             },
-            [this](const ClassStatistics<T>& own) { merge(own); });
+            [&](Summaries& own) { std::ranges::move(own.ofPieces, all.begin() + std::ptrdiff_t(own.first)); });
+        for (const Summary& summary : all)
+            for (const auto& [value, part] : summary) bin(value, 0).merge(part.extremes, part.sums);
     });
 }
 
@@ -192,9 +207,19 @@ inline void ClassStatistics<T>::addNeighbours(const T* values, std::size_t first
     for (std::size_t j = 0; j < Group; ++j) addPoint(values[first + j], j, numbers, first + j);
 }
 
+/// What was added, which is forgotten.
 template <class T>
-void ClassStatistics<T>::merge(const ClassStatistics& other) {
-    for (std::size_t i = 0; i < bins_.size(); ++i) bins_[i].merge(other.bins_[i].extremes, other.bins_[i].sums);
+auto ClassStatistics<T>::take() -> Summary {
+    Summary summary;
+    for (std::size_t value = 0; value < BinsOf<T>; ++value) {
+        Bin whole;
+        for (Bin& lane : std::span(bins_).subspan(value * Lanes, Lanes)) {
+            whole.merge(lane.extremes, lane.sums);
+            lane = Bin();
+        }
+        if (whole.sums[1] > 0) summary.emplace_back(static_cast<T>(value), whole);
+    }
+    return summary;
 }
 
 template <class T>

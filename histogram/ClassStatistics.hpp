@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Fiber {
@@ -36,7 +37,7 @@ struct MaskedPoints {
 };
 
 /// Counts per class, and minimum, maximum and sum of a quantity per class, of selected points; fragment by fragment.
-/// Counts, minima and maxima do not depend on the number of threads, but for the sign of a zero; sums only by rounding.
+/// Nothing depends on the number of threads: sums are taken over pieces of fixed length, and added in their order.
 template <class T>
 class ClassStatistics {
 public:
@@ -75,7 +76,13 @@ private:
     void addNeighbours(const T* values, std::size_t first, Numbers numbers);
     template <class Numbers>
     void addScattered(const T* values, std::span<const std::uint32_t> indices, Numbers numbers);
-    void merge(const ClassStatistics& other);
+
+    using Summary = std::vector<std::pair<T, Bin>>; // of the values that occur
+    struct Summaries;
+    Summary take();
+
+    /// Elements of the points that are summed up together. Small enough for many threads.
+    static constexpr std::size_t Piece = SerialLimit<T> / 4;
 
     /// Neighbours of one class are added to bins side by side, so that they do not wait for each other.
     static constexpr std::size_t Lanes = sizeof(T) == 1 ? 4 : 1; // more would not fit the cache
