@@ -117,6 +117,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const Count counted = countPoints(*survey, task, session.watch());
     const Kesh::VHistogram& histogram = counted.histogram;
     session.printLateWarnings(*survey);
+    if (const std::string note = noteOnSecondary(histogram); !note.empty()) session.warn(note);
     if (survey->las().header.pointCount == 0) session.warn(arguments.survey + ": has no points.");
     if (polygons && histogram.total() == 0)
         if (const PolygonMiss miss = missOf(*survey, *polygons); !miss.sentence.empty()) session.warn(miss.sentence);

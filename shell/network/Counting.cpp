@@ -216,6 +216,13 @@ Count countPoints(const Survey& survey, const CountTask& task, const Watch& watc
     return counted;
 }
 
+std::string noteOnSecondary(const Kesh::VHistogram& histogram) {
+    if (histogram.withoutSecondary == 0 || histogram.secondaryName.empty()) return "";
+    return fmt::format("{} of the {} fragments that were counted have no \"{}\": its minimum, maximum and mean leave "
+                       "their points out.",
+                       histogram.withoutSecondary, histogram.fragments, histogram.secondaryName);
+}
+
 ClassCounts classCounts(const Kesh::VHistogram& histogram) {
     ClassCounts counts;
     for (std::size_t i = 0; i < histogram.size(); ++i)

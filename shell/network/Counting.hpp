@@ -33,6 +33,7 @@ struct Count {
     std::string report; ///< for people, in the words of the module that counts
 
     bool complete() const { return histogram.complete; }
+    bool outOfDate() const { return histogram.outOfDate; }
 };
 
 /// Counts with the catalogue's module for that, loading what it has to. Where the module's time limit ends the count it
@@ -40,6 +41,9 @@ struct Count {
 /// be completed is returned as it is. Throws UsageError when no field is selected, Failure for one that cannot be
 /// counted by value and for what the module complains of, and Interrupted.
 Count countPoints(const Survey& survey, const CountTask& task, const Watch& watch = {});
+
+/// A sentence about points that the statistics of the second quantity leave out; empty when there are none.
+std::string noteOnSecondary(const Kesh::VHistogram& histogram);
 
 /// Points per value that occurs.
 using ClassCounts = std::map<int, std::uint64_t>;

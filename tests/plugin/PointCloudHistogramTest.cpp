@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Kesh/objects/VActionNotifier.hpp"
 #include "Kesh/values/BoxValue.hpp"
 #include "Kesh/values/LabelSet.hpp"
-#include "Kesh/objects/VActionNotifier.hpp"
 #include "Kesh/values/VHistogram.hpp"
 #include "LoadedPlugin.hpp"
 
@@ -100,11 +100,18 @@ TEST_F(PointCloudHistogram, countsAllOnlyWhenAskedAndReadsOnlyWhatChanged) {
     EXPECT_EQ(update(*module), OutOfDate);
     EXPECT_EQ(grade(), StatusGrade::Warning);
     EXPECT_EQ(histogram(), before);
+    EXPECT_TRUE(histogram().outOfDate);
     edit(7, 8);
     EXPECT_EQ(update(*module), "") << "warned of once";
+    EXPECT_TRUE(histogram().outOfDate);
     EXPECT_EQ(compute(), "WholeDataset: 12 points\n  2: 5\n  5: 5\n  6: 1\n  8: 1");
+    EXPECT_FALSE(histogram().outOfDate);
     edit(8, 9);
-    EXPECT_EQ(update(*module), OutOfDate) << "a count warns anew";
+    select("Nothing");
+    EXPECT_TRUE(update(*module).starts_with("There is no field"));
+    select(Classes);
+    EXPECT_EQ(update(*module), OutOfDate) << "a count warns anew, whatever failed since the edit";
+    EXPECT_TRUE(histogram().outOfDate);
 
     EXPECT_EQ(compute(), "WholeDataset: 12 points\n  2: 5\n  5: 5\n  6: 1\n  9: 1");
     edit(9, 3);
@@ -198,6 +205,8 @@ TEST_F(PointCloudHistogram, reportsToTheLetter) {
                                "  6: 1  Tall -4 .. -4, mean -4")
         << "numbers are as short as they can be";
     EXPECT_EQ(histogram().region, "{0,0,0};{12,0,100.5} -- SECONDARY FIELD UNAVAILABLE on 1 fragments");
+    EXPECT_EQ(histogram().withoutSecondary, 1u);
+    EXPECT_EQ(histogram().fragments, 2u);
 
     std::vector<unsigned short> many(33);
     std::iota(many.begin(), many.end(), static_cast<unsigned short>(700));
@@ -245,8 +254,17 @@ TEST_F(PointCloudHistogram, countsUnderTheBrushWithoutLoading) {
     }
     EXPECT_EQ(update(*module), "Brush: 5 points\n  2: 1\n  5: 3\n  6: 1") << "the third does not meet it";
     find(Fiber::PositionsName).getCreator(id(1))->discardCreation();
-    EXPECT_EQ(update(*module),
-              "Brush: 3 points (INCOMPLETE - some fragments were not available)\n  2: 1\n  5: 1\n  6: 1");
+    const std::string first = "Brush: 3 points (INCOMPLETE - some fragments were not available)";
+    EXPECT_EQ(update(*module), first + "\n  2: 1\n  5: 1\n  6: 1");
+    find(Fiber::PositionsName).getData(id(1));
+    find(Classes).getCreator(id(1))->discardCreation();
+    EXPECT_EQ(update(*module), first + "\n  2: 1\n  5: 1\n  6: 1");
+    field<double>("Tall", {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}});
+    secondary("Tall");
+    EXPECT_EQ(update(*module), first + noteFor("Tall") + "\n  2: 1\n  5: 1\n  6: 1");
+    EXPECT_EQ(loads("Tall"), (Loads{0, 0, 0}));
+    EXPECT_EQ(loads(Classes), (Loads{1, 1, 0}));
+    EXPECT_EQ(loads(Fiber::PositionsName), (Loads{1, 2, 1}));
 }
 
 TEST_F(PointCloudHistogram, failuresLeaveWhatWasPublished) {
@@ -304,6 +322,11 @@ TEST_F(PointCloudHistogram, tellsOfRecountsThatChangeNothing) {
     compute();
     for (int i = 0; i < 2; ++i) update(*module);
     EXPECT_EQ(told(), 1) << "a press begins anew";
+    for (int i = 0; i < 4; ++i) {
+        box({0, 0, 0}, {50, 0, 501 + i});
+        update(*module);
+    }
+    EXPECT_EQ(told(), 1) << "the same counts of another region are no recount";
     Kesh::setVerbosity(0);
 }
 

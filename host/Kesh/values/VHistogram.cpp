@@ -70,8 +70,13 @@ std::string VValueTrait<VHistogram>::Text(const VHistogram& histogram) {
                           {"maximum", any ? Json(histogram.maximum[i]) : Json()},
                           {"mean", any ? Json(histogram.mean(i)) : Json()}});
     }
-    return Json{{"title", histogram.title},   {"region", histogram.region},           {"complete", histogram.complete},
-                {"total", histogram.total()}, {"secondary", histogram.secondaryName}, {"values", values}}
+    return Json{{"title", histogram.title},
+                {"region", histogram.region},
+                {"complete", histogram.complete},
+                {"outOfDate", histogram.outOfDate},
+                {"total", histogram.total()},
+                {"secondary", histogram.secondaryName},
+                {"values", values}}
         .dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 

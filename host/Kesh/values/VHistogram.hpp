@@ -22,6 +22,10 @@ struct VHistogram {
     std::string title;         ///< the kind of region
     bool complete = false;     ///< nothing is missing that belongs to the region
 
+    std::uint64_t fragments = 0;        ///< with points that were counted, when a second quantity was asked for
+    std::uint64_t withoutSecondary = 0; ///< those of them that had none: the three leave their points out
+    bool outOfDate = false;             ///< the data changed since they were counted
+
     /// Sets the values, of a type that must be unsigned, of 8 or 16 bits.
     void setValues(const std::type_info& type, const std::vector<std::uint32_t>& occurring);
 
@@ -39,13 +43,13 @@ struct VHistogram {
     /// All points that were counted.
     std::uint64_t total() const;
 
-    /// Whether both say the same.
+    /// Whether both say the same of the region, be it out of date or not.
     bool sameContentAs(const VHistogram& other) const;
     bool operator==(const VHistogram& other) const { return sameContentAs(other); }
 };
 
-/// The text form is JSON: title, region, complete, total, secondary, and for each occurring value its count,
-/// minimum, maximum and mean (null where there are none). It cannot be set from text.
+/// The text form is JSON: title, region, complete, outOfDate, total, secondary, and for each occurring value its
+/// count, minimum, maximum and mean (null where there are none). It cannot be set from text.
 KESH_VALUE_TYPE(VHistogram)
 
 } // namespace Kesh

@@ -172,9 +172,10 @@ private:
         std::optional<VHistogram> previous; // its title is the scope
         std::string fieldName;              // that it counted
         bool toldOutOfDate = false;
-        int unchangedRecounts = 0; // one after the other
-        Age countedAt = Holdfast::Ageable::Ooooold;
-        std::vector<std::string> tracked; // fields whose data decide whether the histogram is out of date
+        int unchangedRecounts = 0;                 // one after the other
+        Age counted = Holdfast::Ageable::Ooooold;  // when that was
+        Age recorded = Holdfast::Ageable::Ooooold; // the same, until the object has taken that age
+        std::vector<std::string> tracked;          // fields whose data decide whether the histogram is out of date
     };
 
     /// What one update works on.
@@ -195,9 +196,12 @@ private:
                           fieldName,        field,
                           scopeOf(request), secondaryField_.get(pool),
                           box_.get(pool),   hasChanged(*compute_, pool)};
-        holdAge(pool);
-        if (dropOther(input)) setHistogram(request, VHistogram());
+        if (dropOther(input)) {
+            setHistogram(request, VHistogram());
+            clearStatus(pool);
+        }
         if (input.scope == WholeDataset && !input.pressed) return warnWhenOutOfDate(request);
+        states_.myState(pool)->toldOutOfDate = false; // a count that fails takes the place of the warning
         const FieldPtr positions = representation.findField(Fiber::PositionsName);
         if (!positions) throw std::runtime_error("No Positions available for this representation.");
         if (const auto counted = input.scope == WholeDataset ? countAll(input) : countIn(input, positions))
@@ -209,12 +213,6 @@ private:
         return selected.empty() ? Region : selected;
     }
 
-    /// An update that comes to no count makes the object younger, but not what it counted.
-    void holdAge(const Kesh::ValuePool& pool) {
-        const auto state = states_.myState(pool);
-        if (state->previous && state->countedAt == Holdfast::Ageable::Ooooold) state->countedAt = age(pool);
-    }
-
     /// A histogram never outlives a change of what it describes. True when there was one.
     bool dropOther(const Input& input) {
         const auto state = states_.myState(*input.request.pool);
@@ -224,19 +222,24 @@ private:
         return true;
     }
 
+    /// The counts stay, marked; the warning stands until the next count.
     void warnWhenOutOfDate(const Kesh::VRequest& request) {
-        if (dataChanged(request) && !std::exchange(states_.myState(*request.pool)->toldOutOfDate, true))
-            setStatusWarning(*request.pool, OutOfDate);
+        if (!dataChanged(request)) return;
+        const auto state = states_.myState(*request.pool);
+        if (std::exchange(state->toldOutOfDate, true)) return;
+        setStatusWarning(*request.pool, OutOfDate);
+        VHistogram old = *state->previous;
+        old.outOfDate = true;
+        setHistogram(request, old);
     }
 
     /// Whether a tracked field changed since it was counted.
     bool dataChanged(const Kesh::VRequest& request) {
         const auto representation = selectedField(request).representation();
         const auto state = states_.myState(*request.pool);
-        const Age counted = state->countedAt == Holdfast::Ageable::Ooooold ? age(*request.pool) : state->countedAt;
         return representation && std::ranges::any_of(state->tracked, [&](const std::string& name) {
                    const auto field = representation->findField(name);
-                   return field && field->getMostRecentCreatorAge() > counted;
+                   return field && field->getMostRecentCreatorAge() > state->counted;
                });
     }
 
@@ -277,6 +280,8 @@ private:
         if (!counted.histogram) throw std::runtime_error("Field type is not a supported label type.");
         VHistogram histogram = converted(*counted.histogram, input.field->getElementType());
         histogram.complete = counted.complete;
+        histogram.fragments = input.secondary.empty() ? 0 : counted.fragments;
+        histogram.withoutSecondary = counted.withoutSecondary;
         if (counted.withoutSecondary > 0)
             histogram.region = fmt::format(" -- SECONDARY FIELD UNAVAILABLE on {} fragments", counted.withoutSecondary);
         return histogram;
@@ -309,7 +314,7 @@ private:
         if (remember(input, histogram) == RecountsUntilTold)
             Kesh::Vprintf(100, "%s: three recounts in a row gave the same histogram.\n", BaseName().c_str());
         setHistogram(input.request, histogram);
-        raiseAge(pool, std::exchange(states_.myState(pool)->countedAt, Holdfast::Ageable::Ooooold));
+        raiseAge(pool, std::exchange(states_.myState(pool)->recorded, Holdfast::Ageable::Ooooold));
         setStatusInfo(pool, reportOf(histogram, input.secondary, labels_.get(pool)));
     }
 
@@ -321,7 +326,7 @@ private:
         state->unchangedRecounts = recounts % RecountsUntilTold;
         state->fieldName = input.fieldName;
         state->tracked = trackedBy(input);
-        state->countedAt = input.request.time;
+        state->counted = state->recorded = input.request.time;
         state->toldOutOfDate = false;
         state->previous = histogram;
         return recounts;

@@ -206,6 +206,7 @@ private:
         const auto values = Fiber::arrayOf<T>(task_.region.loads() ? array.getData() : array.residentData());
         if (!values) return false;
         const Quantity quantity = secondary_.wanted() ? secondary_.of(fragment, array.size()) : Quantity();
+        ++result_.fragments;
         if (secondary_.wanted() && !quantity) ++result_.withoutSecondary;
         summarised_ = summarised_ || quantity;
         statistics_.add(values->values(), points, quantity);

@@ -63,7 +63,8 @@ struct CountTask {
 struct ScopedCount {
     Holdfast::StrongPtr<Fiber::FieldHistogramBase> histogram; ///< null: the field's elements are not T
     bool complete = true;               ///< every fragment that may have points in the region was counted
-    std::uint64_t withoutSecondary = 0; ///< fragments that were counted, but had no second quantity
+    std::uint64_t fragments = 0;        ///< with points that were counted
+    std::uint64_t withoutSecondary = 0; ///< those of them that had no second quantity
 };
 
 /// Counts the points of a region by the values of a field of T, and summarises the second quantity for each value.
