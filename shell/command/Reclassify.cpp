@@ -61,7 +61,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const std::vector<int> sources = allSources(arguments);
     for (std::size_t i = 0; i < Sources; ++i) network.set(fmt::format("editor.from{}", i), sources[i]);
     if (!arguments.exchange.empty()) network.set("editor.switch", arguments.exchange);
-    if (edit.within()) edit.draw({.view = {}, .outline = *edit.within(), .depth = {}});
+    if (edit.within()) edit.draw(allWithin(edit.within()));
     network.press("editor.assign");
     edit.act();
     edit.finish(nullptr, json);

@@ -2,6 +2,7 @@
 // corvane relabel: select into a mask, only in classes that are editable, then apply a label; from the command line.
 #include "command/Output.hpp"
 #include "command/SurveyEdit.hpp"
+#include "limit/Limits.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
@@ -107,6 +108,14 @@ Stroke strokeAroundEverything(const Survey& survey) {
             .depth = {}};
 }
 
+/// What is selected: under the stroke in the profile, inside the polygons, or both; else everything.
+Stroke selection(const std::optional<Stroke>& inProfile, const SurveyEdit& edit) {
+    if (!inProfile && !edit.within()) return strokeAroundEverything(edit.survey());
+    Stroke stroke = inProfile.value_or(allWithin(nullptr));
+    stroke.limit = edit.within();
+    return stroke;
+}
+
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const auto unselected = arguments.unselect.empty() ? std::nullopt : std::optional(readPolygons(arguments.unselect));
     const auto inProfile = profileStroke(arguments);
@@ -116,16 +125,10 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const Kesh::LabelSet labels = preparedLabels(labelsOf(edit.survey(), arguments), arguments);
 
     edit.network().set("editor.labels", labels);
-    std::vector<Stroke> strokes;
-    if (edit.within()) strokes.push_back({.view = {}, .outline = *edit.within(), .depth = {}});
-    if (inProfile) strokes.push_back(*inProfile);
-    if (strokes.empty()) strokes.push_back(strokeAroundEverything(edit.survey()));
-    for (const Stroke& stroke : strokes) {
-        edit.draw(stroke);
-        edit.act();
-    }
+    edit.draw(selection(inProfile, edit));
+    edit.act();
     if (unselected) {
-        edit.draw({.view = {}, .outline = *unselected, .depth = {}});
+        edit.draw(allWithin(insidePolygons(*unselected)));
         edit.network().press("editor.unselect");
         edit.act();
     }

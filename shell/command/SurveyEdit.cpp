@@ -4,6 +4,7 @@
 #include "base/OutputFile.hpp"
 #include "command/Output.hpp"
 #include "las/StandardClasses.hpp"
+#include "limit/Limits.hpp"
 #include "network/FieldRange.hpp"
 #include "network/Objects.hpp"
 #include "session/PolygonMiss.hpp"
@@ -59,6 +60,12 @@ const SurveyField& editableField(const Survey& survey, const std::string& name) 
                                  field.name, field.type));
 }
 
+/// The option that gives a part of a stroke.
+std::string optionFor(const std::string& part) {
+    if (part == "view") return "profile";
+    return part == "lasso" ? "polygon" : part;
+}
+
 void print(const std::string& status, const ClassCounts& before, const ClassCounts& after, bool json) {
     const std::uint64_t changed = changedPoints(before, after);
     if (json)
@@ -92,7 +99,8 @@ void addEditOptions(CLI::App& command, EditArguments& arguments) {
 
 SurveyEdit::SurveyEdit(const GlobalOptions& options, const EditArguments& arguments, const std::string& editorType)
     : arguments_(arguments),
-      within_(checkedCall(arguments)),
+      polygons_(checkedCall(arguments)),
+      within_(polygons_ ? insidePolygons(*polygons_) : nullptr),
       session_(options),
       survey_(session_.open(arguments.in)),
       field_(editableField(*survey_, arguments.field)),
@@ -117,7 +125,11 @@ void SurveyEdit::draw(const Stroke& stroke) {
         network_.connect("lasso.brush", "editor.brush");
         hasBrush_ = true;
     }
-    network_.draw("lasso.brush", stroke);
+    try {
+        network_.draw("lasso.brush", stroke);
+    } catch (const StrokeProblem& problem) { // only what is drawn in the profile can be
+        throw UsageError(fmt::format("--{}: {}.", optionFor(problem.part), problem.what()));
+    }
 }
 
 void SurveyEdit::act() {
@@ -130,7 +142,7 @@ void SurveyEdit::act() {
 
 /// Polygons that meet no point are no mistake when many tiles are edited with the same ones; degrees are one.
 void SurveyEdit::tellMiss() {
-    const PolygonMiss miss = missOf(*survey_, *within_);
+    const PolygonMiss miss = missOf(*survey_, *polygons_);
     if (miss.degrees) throw Failure(miss.sentence + " Nothing was written.");
     if (!miss.sentence.empty()) session_.warn(miss.sentence);
 }

@@ -34,13 +34,13 @@ public:
     const Survey& survey() const { return *survey_; }
     Network& network() { return network_; }
 
-    /// The polygons of --within; none when it was not given.
-    const std::optional<PolygonSet>& within() const { return within_; }
+    /// The limit that --within sets; null when it was not given.
+    const Kesh::LimitPtr& within() const { return within_; }
 
     /// Throws UsageError, naming the option, for a value that the field cannot hold.
     void checkValue(const char* option, int value) const;
 
-    /// Draws into the editor's brush.
+    /// Draws into the editor's brush. Throws UsageError, naming the option, for a stroke that makes no sense.
     void draw(const Stroke& stroke);
 
     /// Does what was set up since the last time.
@@ -53,7 +53,8 @@ private:
     void tellMiss();
 
     const EditArguments& arguments_;
-    std::optional<PolygonSet> within_;
+    std::optional<PolygonSet> polygons_; // of --within
+    Kesh::LimitPtr within_;
     CommandSession session_;
     std::shared_ptr<const Survey> survey_;
     const SurveyField& field_;

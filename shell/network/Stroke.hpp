@@ -56,6 +56,11 @@ struct Stroke {
     Kesh::LimitPtr limit = nullptr;             ///< in the survey's coordinates, whatever the view
 };
 
+/// No stroke: all that meets the limit is selected.
+inline Stroke allWithin(Kesh::LimitPtr limit) {
+    return {.view = {}, .outline = Stroke::Nothing(), .depth = {}, .limit = std::move(limit)};
+}
+
 /// A part of a stroke that makes no sense: "view", "depth", or the name of the outline's kind, as in a network file.
 /// `what()` says what is expected.
 struct StrokeProblem : std::invalid_argument {
