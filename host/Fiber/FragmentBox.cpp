@@ -39,10 +39,14 @@ BoundingBox getFragmentBBox(const Field& positions, const StrongPtr<FragmentID>&
     const auto points = arrayOf<Point>(array->getData());
     if (!points) return {};
     const BoundingBox box = boundingBox(points->values());
-    array->attributes().setAttribute(
-        BoxAttribute, Holdfast::create<Holdfast::Chunk<Point>>(std::initializer_list<Point>{box.minimum, box.maximum}));
-    array->updateAttributeAge(array->age());
+    noteFragmentBBox(*array, box);
     return box;
+}
+
+void noteFragmentBBox(CreativeArrayBase& positions, const BoundingBox& box) {
+    positions.attributes().setAttribute(
+        BoxAttribute, Holdfast::create<Holdfast::Chunk<Point>>(std::initializer_list<Point>{box.minimum, box.maximum}));
+    positions.updateAttributeAge(positions.age());
 }
 
 BoundingBox boundingBox(std::span<const Point> points) {

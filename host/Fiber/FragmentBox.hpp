@@ -21,6 +21,9 @@ std::optional<Sextant::BoundingBox> knownFragmentBBox(const Field& positions,
 /// The same, loading the positions when the box is not known yet. A fragment that does not exist has an empty box.
 Sextant::BoundingBox getFragmentBBox(const Field& positions, const Holdfast::StrongPtr<FragmentID>& fragment);
 
+/// Notes the box around a fragment's positions without having loaded them. From any thread.
+void noteFragmentBBox(CreativeArrayBase& positions, const Sextant::BoundingBox& box);
+
 /// The box around points. One that is not a number makes it infinite: nothing is known of where that point lies.
 Sextant::BoundingBox boundingBox(std::span<const Sextant::PhysicalSpace::point> points);
 

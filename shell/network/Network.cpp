@@ -87,7 +87,10 @@ void Network::add(const std::string& name, const StrongPtr<VObject>& object) {
 
 StrongPtr<VObject> Network::make(const std::string& name, const std::string& type) const {
     if (type == FieldType) return Holdfast::create<FieldObject>(name, survey_);
-    if (type == BrushType) return Holdfast::create<BrushObject>(name);
+    if (type == BrushType) {
+        survey_->expectBrush();
+        return Holdfast::create<BrushObject>(name);
+    }
     if (const auto creator = Kesh::VCreatorBase::find(type)) return creator->create(name, nullptr);
     std::vector<std::string> known{FieldType, BrushType};
     for (const auto& creator : Kesh::VCreatorBase::catalogue()) known.push_back(creator->key());

@@ -45,8 +45,11 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
         const auto data = Holdfast::create<Fiber::Field>(type);
         for (const auto& id : identifiers) {
             const PointRange range = rangeOf(id->number());
-            data->setPersistentData(
-                Holdfast::create<Fiber::CreativeArrayBase>(type, range.count, sourceOf(las_, field, range), cache), id);
+            const auto positions = points_->findField(Fiber::PositionsName);
+            const BoxNote note{expectation_, positions ? positions->getCreator(id) : nullptr};
+            data->setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(
+                                        type, range.count, sourceOf(las_, field, range, note), cache),
+                                    id);
         }
         points_->makeField(points_->makeFieldID(field.name), data);
         original_.push_back(data->sharingCopy());

@@ -50,6 +50,10 @@ public:
     /// Selects a field, by its exact name.
     Fiber::FieldSelector selector(const std::string& fieldName) const;
 
+    /// From now on whoever reads values of a fragment for the first time finds the box of its positions, too: a brush
+    /// will ask for it, and need not read the fragments that it does not meet.
+    void expectBrush() const { expectation_->brush = true; }
+
     /// The box that holds every coordinate that the file's numbers can express, whatever the header says of bounds.
     Sextant::BoundingBox expressibleBox() const;
 
@@ -77,6 +81,7 @@ private:
     void readLabels();
 
     std::shared_ptr<const LasFile> las_;
+    std::shared_ptr<Expectation> expectation_ = std::make_shared<Expectation>();
     SurveyOptions options_;
     std::vector<SurveyField> fields_;
     std::vector<std::string> warnings_;

@@ -2,10 +2,13 @@
 #include "survey/SurveyFields.hpp"
 
 #include "Fiber/FragmentBox.hpp"
+#include "las/LittleEndian.hpp"
 #include "las/PointCodec.hpp"
 
 #include <algorithm>
+#include <array>
 #include <functional>
+#include <limits>
 
 namespace corvane {
 namespace {
@@ -45,23 +48,59 @@ public:
     }
 };
 
+/// The bounds of records' coordinates as they are stored.
+class StoredBounds {
+public:
+    void include(std::span<const std::byte> records, std::size_t stride) {
+        for (std::size_t at = 0; at + stride <= records.size(); at += stride)
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                const auto stored = load<std::int32_t>(records, at + axis * sizeof(std::int32_t));
+                low_[axis] = std::min(low_[axis], stored);
+                high_[axis] = std::max(high_[axis], stored);
+            }
+    }
+
+    /// As the box of the positions, which is the same: decoding keeps the order, or turns it round.
+    void note(Fiber::CreativeArrayBase& positions, const LasHeader& header) const {
+        std::array<std::int32_t, 6> corners{low_[0], low_[1], low_[2], high_[0], high_[1], high_[2]};
+        std::array<Point, 2> decoded;
+        decodePositions(std::as_bytes(std::span(corners)), sizeof corners / 2, header, std::span<Point>(decoded));
+        Fiber::noteFragmentBBox(positions, Fiber::boundingBox(decoded));
+    }
+
+private:
+    static constexpr std::int32_t Least = std::numeric_limits<std::int32_t>::min(), Most = ~Least;
+    std::array<std::int32_t, 3> low_{Most, Most, Most}, high_{Least, Least, Least};
+};
+
 /// Values of one dimension. `Stored` is how they lie in the record, T how they read.
 template <class Stored, class T>
 class DimensionSource : public RecordSource {
 public:
-    DimensionSource(std::shared_ptr<const LasFile> file, const PointRange& range, Dimension dimension)
-        : RecordSource(std::move(file), range), dimension_(std::move(dimension)) {}
+    DimensionSource(std::shared_ptr<const LasFile> file, const PointRange& range, Dimension dimension,
+                    const BoxNote& note)
+        : RecordSource(std::move(file), range), dimension_(std::move(dimension)), note_(note) {}
 
     StrongPtr<Fiber::MemBase> make() const override {
-        return filled<T>([&](auto records, auto values) {
-            if constexpr (std::same_as<T, std::uint8_t>)
-                if (dimension_.packed()) return decodeBits(records, stride(), dimension_, values);
-            decodeValues<Stored>(records, stride(), dimension_, values);
+        const auto positions = note_.expectation->brush ? note_.positions.lock() : nullptr;
+        StoredBounds bounds;
+        const auto made = filled<T>([&](auto records, auto values) {
+            if (positions) bounds.include(records, stride());
+            decode(records, values);
         });
+        if (positions) bounds.note(*positions, las().header);
+        return made;
     }
 
 private:
+    void decode(std::span<const std::byte> records, std::span<T> values) const {
+        if constexpr (std::same_as<T, std::uint8_t>)
+            if (dimension_.packed()) return decodeBits(records, stride(), dimension_, values);
+        decodeValues<Stored>(records, stride(), dimension_, values);
+    }
+
     Dimension dimension_;
+    BoxNote note_;
 };
 
 constexpr std::size_t Axes = 3; // X, Y and Z are the first dimensions
@@ -89,14 +128,14 @@ const std::type_info& elementTypeOf(const LasFile& las, const SurveyField& field
 }
 
 StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const LasFile>& las, const SurveyField& field,
-                                       const PointRange& range) {
+                                       const PointRange& range, const BoxNote& note) {
     if (field.dimension == SurveyField::None) return Holdfast::create<PositionSource>(las, range);
     const Dimension dimension = las->asRead(field.dimension);
     const bool asDouble = readsAsDouble(*las, field.dimension);
     return withStored(dimension.storage, [&](auto stored) -> StrongPtr<Fiber::ArraySource> {
         using Stored = decltype(stored);
-        if (asDouble) return Holdfast::create<DimensionSource<Stored, double>>(las, range, dimension);
-        return Holdfast::create<DimensionSource<Stored, Stored>>(las, range, dimension);
+        if (asDouble) return Holdfast::create<DimensionSource<Stored, double>>(las, range, dimension, note);
+        return Holdfast::create<DimensionSource<Stored, Stored>>(las, range, dimension, note);
     });
 }
 

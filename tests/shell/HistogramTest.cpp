@@ -2,6 +2,7 @@
 // Counts of the program against plain loops over the raw bytes, and against facts found out without it.
 #include "ProgramTestSupport.hpp"
 
+#include "Fiber/FragmentBox.hpp"
 #include "base/Failure.hpp"
 #include "network/Counting.hpp"
 #include "plugin/Plugin.hpp"
@@ -170,6 +171,66 @@ TEST_F(Histogram, ofNoPointsIsComplete) {
         EXPECT_TRUE(holds(run.err, "has no points")) << run.err;
         EXPECT_EQ(run.document()["complete"], true);
         EXPECT_EQ(run.document()["total"], 0);
+    }
+}
+
+/// A stroke around the middle of a survey, seen from above.
+Kesh::Brush strokeInside(const Survey& survey) {
+    const auto& header = survey.las().header;
+    const Sextant::PhysicalSpace::point low(header.minimum[0], header.minimum[1], header.minimum[2]),
+        high(header.maximum[0], header.maximum[1], header.maximum[2]);
+    const auto view = Sextant::View::fromAbove({low, high});
+    std::vector<glm::dvec2> corners;
+    for (const auto& [x, y] : {std::pair(0.2, 0.3), {0.8, 0.3}, {0.5, 0.9}})
+        corners.emplace_back(view.project(low + (high - low) * Sextant::PhysicalSpace::point(x, y, 0)));
+    return {view, Sextant::Outline(corners)};
+}
+
+TEST_F(Histogram, leavesNothingBehindWheneverItIsStopped) {
+    const Plugin plugin(CORVANE_PLUGIN);
+    for (const std::size_t memory : {40'000u, 4'000'000u}) { // through a mask, and under the brush
+        const Survey survey(in, {.memoryBytes = memory, .fragmentPoints = 500});
+        const CountTask task{.field = survey.selector("Classification"), .region = strokeInside(survey)};
+        const std::uint64_t whole = countPoints(survey, task).histogram.total();
+        EXPECT_GT(whole, 0u);
+        const std::size_t fields = survey.points().numberOfFields();
+        int stopped = 0;
+        for (bool ended = false; !ended; ++stopped) {
+            int left = stopped;
+            try {
+                const Count counted = countPoints(survey, task, Watch([&](auto...) { return left-- > 0; }));
+                EXPECT_EQ(counted.histogram.total(), whole);
+                ended = true;
+            } catch (const Interrupted& interruption) {
+                EXPECT_TRUE(holds(interruption.what(), " was interrupted.")) << interruption.what();
+            }
+            EXPECT_EQ(survey.points().numberOfFields(), fields);
+        }
+        EXPECT_GT(stopped, 4) << "it was stopped before every fragment";
+    }
+}
+
+TEST_F(Histogram, findsBoxesOnTheWayWhenABrushIsExpected) {
+    const Plugin plugin(CORVANE_PLUGIN);
+    RawPoints raw = points();
+    raw.put(131, -raw.get<double>(131)); // scale of X
+    write(out, raw.bytes());
+    for (const std::string& file : {in, out}) {
+        const Survey expecting(file, {.fragmentPoints = 700}), other(file, {.fragmentPoints = 700});
+        expecting.expectBrush();
+        for (const Survey* survey : {&expecting, &other})
+            countPoints(*survey, {.field = survey->selector("Classification")});
+        const auto found = expecting.points().findField(Fiber::PositionsName);
+        const auto positions = other.points().findField(Fiber::PositionsName);
+        for (const auto& [number, fragment] : found->fragments()) {
+            EXPECT_FALSE(Fiber::knownFragmentBBox(*positions, fragment.id));
+            const auto box = Fiber::knownFragmentBBox(*found, fragment.id);
+            ASSERT_TRUE(box);
+            const auto expected = Fiber::getFragmentBBox(*positions, fragment.id);
+            EXPECT_EQ(box->minimum, expected.minimum);
+            EXPECT_EQ(box->maximum, expected.maximum);
+            EXPECT_FALSE(fragment.array->hasData());
+        }
     }
 }
 
