@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Comparison.hpp"
-#include "base/Failure.hpp"
 #include "Fiber/FragmentBox.hpp"
 #include "Holdfast/Chunk.hpp"
 #include "Kesh/values/Brush.hpp"
 #include "Paths.hpp"
 #include "PreparedPolygon.hpp"
 #include "TemporarySurvey.hpp"
+#include "base/Failure.hpp"
 #include "survey/Survey.hpp"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Comparison.hpp"
 #include "Fiber/Selectors.hpp"
-#include "Kesh/values/LabelSet.hpp"
 #include "Kesh/catalogue/VCreator.hpp"
+#include "Kesh/values/LabelSet.hpp"
 #include "Paths.hpp"
 #include "network/Objects.hpp"
 #include "plugin/Plugin.hpp"

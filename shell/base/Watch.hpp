@@ -9,7 +9,8 @@
 
 namespace corvane {
 
-/// A work that whoever watches it wanted to stop. What it was to write is not there; what it was to change is as before.
+/// A work that whoever watches it wanted to stop. What it was to write is not there; what it was to change is as
+/// before.
 struct Interrupted : Failure {
     using Failure::Failure;
 };

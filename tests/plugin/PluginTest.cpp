@@ -85,13 +85,13 @@ TEST_F(Plugin, itsObjectsAreAsIntroduced) {
         const auto object = module->create("", nullptr);
         std::string introduced, made;
         for (const auto& parameter : module->properties().parameters())
-            introduced += fmt::format("{} {} {} in '{}' {}\n", parameter.name, parameter.expertLevel, parameter.isOutput,
-                                      parameter.group, (*parameter.initial).text());
+            introduced += fmt::format("{} {} {} in '{}' {}\n", parameter.name, parameter.expertLevel,
+                                      parameter.isOutput, parameter.group, (*parameter.initial).text());
         for (const auto& slot : object->allSlots())
-            made += fmt::format("{} {} {} in '{}' {}\n", slot->name(), slot->parameter()->introduction().expertLevel,
-                                bool(object->findOutput(slot->name())),
-                                slot->inputClass() ? slot->inputClass()->name() : "",
-                                slot->getValueBase(*pool)->text());
+            made +=
+                fmt::format("{} {} {} in '{}' {}\n", slot->name(), slot->parameter()->introduction().expertLevel,
+                            bool(object->findOutput(slot->name())),
+                            slot->inputClass() ? slot->inputClass()->name() : "", slot->getValueBase(*pool)->text());
         EXPECT_EQ(made, introduced) << module->key();
     }
 }
