@@ -50,6 +50,8 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const auto report = [&](const Report& made) {
         json ? reports.push_back(asJson(made)) : print(made);
         if (!made.clean) unclean.push_back(made.object);
+        if (const std::string note = made.histogram ? noteOnSecondary(*made.histogram) : ""; !note.empty())
+            session.warn(note);
     };
     const auto save = [&](const std::string& out, bool overwrite) {
         session.save(*survey, out, overwrite || arguments.overwrite);

@@ -132,11 +132,16 @@ void SurveyEdit::draw(const Stroke& stroke) {
     }
 }
 
+ClassCounts SurveyEdit::counts() const {
+    const Count count = countPoints(*survey_, {.field = survey_->selector(field_.name)}, session_.watch());
+    if (!count.complete() && survey_->las().header.pointCount > 0)
+        throw Failure(arguments_.in + ": some of its points could not be counted. Nothing was written.");
+    return classCounts(count.histogram);
+}
+
 void SurveyEdit::act() {
     if (arguments_.printNetwork) return network_.recordUpdate();
-    if (before_.empty())
-        before_ =
-            classCounts(countPoints(*survey_, {.field = survey_->selector(field_.name)}, session_.watch()).histogram);
+    if (before_.empty()) before_ = counts();
     network_.update();
 }
 
@@ -150,8 +155,7 @@ void SurveyEdit::tellMiss() {
 void SurveyEdit::finish(const Kesh::LabelSet* labels, bool json) {
     if (arguments_.printNetwork)
         return printJson(network_.record().asJson(arguments_.in, "points", "editor", arguments_.out));
-    const ClassCounts after =
-        classCounts(countPoints(*survey_, {.field = survey_->selector(field_.name)}, session_.watch()).histogram);
+    const ClassCounts after = counts();
     const std::uint64_t changed = changedPoints(before_, after);
     if (within_ && changed == 0) tellMiss();
     session_.printLateWarnings(*survey_);

@@ -51,6 +51,7 @@ public:
 
 private:
     void tellMiss();
+    ClassCounts counts() const;
 
     const EditArguments& arguments_;
     std::optional<PolygonSet> polygons_; // of --within

@@ -9,7 +9,8 @@ Report reportOf(const Network& network, const std::string& object) {
     report.histogram = network.histogramOf(object);
     if (report.histogram) {
         report.counts = classCounts(*report.histogram);
-        report.clean = !report.histogram->isConsistent() || report.histogram->complete;
+        report.clean =
+            !report.histogram->isConsistent() || (report.histogram->complete && !report.histogram->outOfDate);
         return report;
     }
     const Count count = countPoints(network.survey(), {.field = field}, network.watch());

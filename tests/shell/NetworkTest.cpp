@@ -146,6 +146,47 @@ TEST_F(Networks, withMistakesSayWhereAndWhatIsNear) {
     }
 }
 
+/// An editor that selects into a mask, with a module behind it that hands its field on.
+const char* const Masked = R"("objects": [
+    {"name": "points", "type": "Field"}, {"name": "lasso", "type": "Brush"},
+    {"name": "editor", "type": "Edit/MaskedLabels", "parameters": {"labels": {"labels": [
+        {"value": 2, "flags": {"editable": true}}, {"value": 300}], "selections": {"Assign": 2}}}},
+    {"name": "counts", "type": "Compute/PointCloudHistogram", "parameters": {"scope": "WholeDataset"}}],
+  "connections": [{"from": "points.field", "to": "editor.labelfield"}, {"from": "lasso.brush", "to": "editor.brush"},
+                  {"from": "editor.labelfield", "to": "counts.inputfield"}])";
+
+TEST_F(Networks, keepWhatModulesSaidWithOthersBehindThemAndTellWhatIsSelected) {
+    const std::string everywhere =
+        R"j({"draw": {"lasso.brush": {"limit": {"heights": [null, null]}}}, "report": "editor"})j";
+    const Outcome ended =
+        run(fmt::format(R"({{{}, "actions": [{}, {{"press": "editor.applySelection"}}, {{"report": "editor"}},
+                            {{"press": "counts.compute", "report": "counts"}}, {{"undo": "editor"}},
+                            {{"report": ["counts", "editor"]}}]}})",
+                        Masked, everywhere),
+            in, {"--json"});
+    EXPECT_EQ(ended.status, Outcome::NotClean) << ended.err; // counted before undo
+    const json reports = json::parse(ended.out)["reports"];
+    const int ground = reports[0]["counts"]["2"];
+    EXPECT_EQ(reports[0]["selected"], ground);
+    EXPECT_EQ(reports[0]["status"], "");
+    EXPECT_EQ(reports[1]["status"], fmt::format("{} vertex data have been modified.", ground));
+    EXPECT_EQ(reports[2]["histogram"]["outOfDate"], false);
+    EXPECT_EQ(reports[3]["histogram"]["outOfDate"], true);
+    EXPECT_TRUE(holds(reports[4]["status"], "Undid")) << reports[4];
+}
+
+TEST_F(Networks, refuseALabelThatTheFieldCannotHoldAndTellOfSourcesThatWereLeftOut) {
+    std::string large = Masked;
+    large.replace(large.find("\"Assign\": 2"), 11, "\"Assign\": 300");
+    const Outcome refused = run(fmt::format(R"({{{}}})", large), in, {});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_TRUE(holds(refused.err, "300 cannot be written to the field \"Classification\", which holds 0 to 255"))
+        << refused.err;
+    const Outcome noted = run(withEditor(R"("from0": 2, "from2": 2)"), in, {});
+    EXPECT_TRUE(holds(noted.err, "note: " + file + ": from1, from3 of \"e\" are left out and mean class 0"))
+        << noted.err;
+}
+
 TEST_F(Networks, thatAreNotThereOrNameNoSurveyAreRefused) {
     expectRefused({"run", folder / "none.json"}, 1, {"none.json"});
     write(file, R"({"objects": []})");

@@ -2,6 +2,9 @@
 // info, catalogue, sample, the plug-in, and the program once it is installed.
 #include "ProgramTestSupport.hpp"
 
+#include <csignal>
+#include <unistd.h>
+
 namespace corvane::test {
 namespace {
 
@@ -77,6 +80,52 @@ TEST_F(Sample, isTheSameForTheSameSeedOnly) {
     EXPECT_FALSE(bytesOf(folder / "2") == bytesOf(in));
     expectRefused({"sample", in}, 1, {in, "exists", "--overwrite"});
     expectRefused({"sample", out, "--points", "-1"}, 2, {"--points", "-1"});
+}
+
+using Endings = Program;
+
+TEST_F(Endings, byASignalLeaveNothingBehindAndAreSeenByTheShell) {
+    const auto before = folder.contents();
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const pid_t program = fork();
+        if (program == 0) {
+            execl(CORVANE_PROGRAM, "corvane", "sample", out.c_str(), "--points", "50000000", "-q", nullptr);
+            _exit(127);
+        }
+        usleep(200'000);
+        kill(program, signal);
+        int status = 0;
+        ASSERT_EQ(waitpid(program, &status, 0), program);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+        EXPECT_TRUE(folder.contents() == before);
+    }
+}
+
+TEST_F(Endings, withAnAnswerThatDoesNotArriveAreFailures) {
+    for (const char* what : {"histogram", "info"}) {
+        const Outcome full =
+            execute("/bin/sh", {"-c", "exec \"$0\" \"$1\" \"$2\" --json > /dev/full", CORVANE_PROGRAM, what, in});
+        EXPECT_EQ(full.status, 1);
+        EXPECT_TRUE(holds(full.err, "cannot be written")) << full.err;
+    }
+}
+
+TEST_F(Endings, ofCallsWithEmptyValuesAreRefusals) {
+    const Arguments edit{"reclassify", in, "--dry-run", "--json"};
+    for (const Arguments& more :
+         {Arguments{"--from", "", "--to", "6"}, Arguments{"--from", "2", "--to="},
+          Arguments{"--from", "2", "--to", "6", "--expect", ""}, Arguments{"--from", "0x10", "--to", "6"}}) {
+        Arguments call = edit;
+        call.insert(call.end(), more.begin(), more.end());
+        expectRefused(call, 2, {"--"});
+    }
+    const auto changed = [&](const char* from) {
+        Arguments call = edit;
+        call.insert(call.end(), {"--from", from, "--to", "6"});
+        return corvane(call).document()["changed"];
+    };
+    EXPECT_EQ(changed("011"), changed("11")); // decimal
+    EXPECT_NE(changed("011"), changed("9"));
 }
 
 using Installed = Program;

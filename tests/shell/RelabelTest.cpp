@@ -88,6 +88,24 @@ TEST_F(Relabelling, aProfileTellsHighFromLow) {
     EXPECT_EQ(changedRecords(RawPoints(wanted), RawPoints(bytesOf(out))), 0u);
 }
 
+TEST_F(Relabelling, polygonsLimitWhatAProfileSelects) {
+    const auto [x0, y0, x1, y1] = rectangle(0.1, 0.9);
+    const auto limit = rectangle(0.1, 0.3);
+    const std::string line = fmt::format("{},{},{},{},20", x0, y0, x1, y1);
+    const Arguments strokes{"--assign", "1", "--editable", "1,2,6", "--profile", line, "--above", "0,-999 9999,-999"};
+    ASSERT_EQ(relabel(strokes).status, 0);
+    const RawPoints all(bytesOf(out));
+    Arguments limited = strokes;
+    limited.insert(limited.end(), {"--within", polygonOf(limit), "--overwrite"});
+    ASSERT_EQ(relabel(limited).status, 0);
+    RawPoints wanted = *points;
+    for (std::uint64_t i = 0; i < wanted.count(); ++i)
+        if (inside(limit)(wanted.coordinate(i, 0), wanted.coordinate(i, 1), 0)) wanted.setClass(i, all.classOf(i));
+    EXPECT_GT(changedRecords(*points, wanted), 50u);
+    EXPECT_LT(changedRecords(*points, wanted), changedRecords(*points, all));
+    EXPECT_TRUE(bytesOf(out) == wanted.bytes());
+}
+
 TEST_F(Relabelling, whatMakesNoSenseIsRefused) {
     write(folder / "labels.json", R"({"labels": [{"value": 1}, {"value": 6}]})");
     write(folder / "damaged.json", R"({"labels": [{"value": 1)");
