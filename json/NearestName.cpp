@@ -39,7 +39,7 @@ std::vector<std::string> nearNames(std::string_view wrong, const std::vector<std
     const std::string searched = lowered(wrong);
     std::vector<std::string> near;
     for (const std::string& name : known) {
-        const auto [shorter, longer] = std::minmax(name.size(), wrong.size());
+        const auto [shorter, longer] = std::minmax({name.size(), wrong.size()}); // values, not references
         if (longer - shorter <= reach && distance(searched, lowered(name)) <= reach) near.push_back(name);
     }
     return near;
