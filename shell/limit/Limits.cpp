@@ -169,7 +169,7 @@ public:
 
     std::string text() const override {
         std::string text;
-        for (const LimitPtr& limit : limits_) text += (text.empty() ? "[" : ",") + limit->text();
+        for (const LimitPtr& limit : limits_) text.append(text.empty() ? "[" : ",").append(limit->text());
         return text + "]";
     }
 

@@ -159,7 +159,7 @@ std::string wktOf(const Ring& ring) {
 
 std::string wktOf(const std::vector<Ring>& rings) {
     std::string text;
-    for (const Ring& ring : rings) text += (text.empty() ? "(" : ",") + wktOf(ring);
+    for (const Ring& ring : rings) text.append(text.empty() ? "(" : ",").append(wktOf(ring));
     return text + ")";
 }
 
@@ -167,7 +167,7 @@ std::string wktOf(const std::vector<Ring>& rings) {
 std::string wktOf(const std::vector<std::vector<Ring>>& polygons) {
     if (polygons.size() == 1) return "POLYGON " + wktOf(polygons.front());
     std::string text;
-    for (const auto& rings : polygons) text += (text.empty() ? "(" : ",") + wktOf(rings);
+    for (const auto& rings : polygons) text.append(text.empty() ? "(" : ",").append(wktOf(rings));
     return "MULTIPOLYGON " + text + ")";
 }
 
