@@ -3,9 +3,9 @@
 
 #include "Fiber/FragmentBox.hpp"
 #include "Kesh/catalogue/VCreator.hpp"
-#include "Kesh/objects/VActionNotifier.hpp"
 #include "Kesh/objects/VObject.hpp"
 #include "Kesh/values/BoxValue.hpp"
+#include "network/HostWatch.hpp"
 #include "survey/BrushedPoints.hpp"
 
 #include <fmt/format.h>
@@ -13,9 +13,7 @@
 #include <glm/vector_relational.hpp>
 
 #include <cmath>
-#include <exception>
 #include <optional>
-#include <thread>
 
 namespace corvane {
 namespace {
@@ -26,40 +24,12 @@ using Point = Sextant::PhysicalSpace::point;
 
 constexpr char ModuleType[] = "Compute/PointCloudHistogram";
 
-/// Tells a watch of the work of modules on this thread, and stops them when it wants that.
-class WatchedModules : public Kesh::VActionNotifier {
-public:
-    explicit WatchedModules(const Watch& watch) : watch_(watch) {}
-
-    /// Throws what the watch threw.
-    void check() const {
-        if (interruption_) std::rethrow_exception(interruption_);
-    }
-
-protected:
-    bool progress(std::uint64_t done, std::uint64_t total, const std::string& text) override {
-        if (std::this_thread::get_id() != thread_) return true;
-        try {
-            watch_(done, total, text);
-        } catch (...) {
-            interruption_ = std::current_exception();
-        }
-        return !interruption_;
-    }
-
-private:
-    const Watch& watch_;
-    const std::thread::id thread_ = std::this_thread::get_id();
-    std::exception_ptr interruption_;
-};
-
 /// An object of the module, for one count.
 class Counter {
 public:
-    Counter(const CountTask& task, const Watch& watch) : watched_(Holdfast::create<WatchedModules>(watch)) {
+    Counter(const CountTask& task, const Watch& watch) : watched_(watch) {
         const auto creator = Kesh::VCreatorBase::find(ModuleType);
         if (!creator) throw Failure(fmt::format("The plug-in has no module \"{}\" to count with.", ModuleType));
-        Kesh::VActionNotifier::activate(StrongPtr<Kesh::VActionNotifier>(watched_));
         object_ = creator->create("count", nullptr);
         set("inputfield", task.field);
         set("secondaryfield", task.secondary);
@@ -79,7 +49,7 @@ public:
         set("scope", Kesh::Enum{scope});
         const auto object = object_.lock();
         const bool succeeded = object->update(Kesh::VRequest(pool_));
-        watched_->check();
+        watched_.check();
         const std::string status = object->status(*pool_).text;
         if (!succeeded) throw Failure(status);
         const auto value = object->findOutput("histogram")->getValueBase(*pool_);
@@ -112,7 +82,7 @@ public:
     }
 
 private:
-    StrongPtr<WatchedModules> watched_;
+    HostWatch watched_;
     StrongPtr<Kesh::ValuePool> pool_ = Holdfast::create<Kesh::ValuePool>();
     Holdfast::WeakPtr<Kesh::VObject> object_; // its creator's
 };

@@ -4,10 +4,12 @@
 #include "Kesh/objects/VActionNotifier.hpp"
 #include "base/Watch.hpp"
 
+#include <exception>
+
 namespace corvane {
 
-/// Hands the progress of modules on to a watch, as long as this lives; where it wants the work to stop, the modules are
-/// told so. The only place where the one is turned into the other.
+/// Hands the progress of modules on to a watch, as long as this lives and on the thread that made it; where it wants
+/// the work to stop, the modules are told so. The only place where the one is turned into the other.
 class HostWatch {
 public:
     explicit HostWatch(const Watch& watch) : notifier_(Holdfast::create<Notifier>(watch)) {
@@ -15,22 +17,27 @@ public:
     }
 
     /// Whether the watch wanted the work to stop.
-    bool interrupted() const { return notifier_->interrupted; }
+    bool interrupted() const { return notifier_->interruption != nullptr; }
+
+    /// Throws what the watch threw, if it did.
+    void check() const {
+        if (interrupted()) std::rethrow_exception(notifier_->interruption);
+    }
 
 private:
     class Notifier : public Kesh::VActionNotifier {
     public:
         explicit Notifier(const Watch& watch) : watch_(watch) {}
-        bool interrupted = false;
+        std::exception_ptr interruption;
 
     private:
         bool progress(std::uint64_t done, std::uint64_t total, const std::string& text) override {
             try {
                 watch_(done, total, text);
-            } catch (const Interrupted&) {
-                interrupted = true;
+            } catch (...) {
+                interruption = std::current_exception();
             }
-            return !interrupted;
+            return interruption == nullptr;
         }
         Watch watch_;
     };
