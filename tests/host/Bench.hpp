@@ -52,9 +52,9 @@ void set(const StrongPtr<Kesh::ValuePool>& pool, const Kesh::VObject& object, co
 }
 
 /// A grid in fragments, and a user who sets, presses, draws and updates.
-class Bench : public testing::Test {
+class Workbench {
 protected:
-    Bench() {
+    Workbench() {
         Kesh::ensureValueCreator<int>();
         Kesh::ensureValueCreator<StrongPtr<Kesh::VAction>>();
         Kesh::ensureValueCreator<Fiber::FieldSelector>();
@@ -137,5 +137,8 @@ protected:
 private:
     std::map<std::string, std::vector<std::function<int()>>> loads_;
 };
+
+/// One for each test. gtest makes and destroys its fixtures on one thread only; others take a Workbench of their own.
+class Bench : public testing::Test, protected Workbench {};
 
 } // namespace corvane::test

@@ -9,10 +9,8 @@ namespace corvane::test {
 namespace {
 
 /// A network on data of its own.
-class Tile : public Bench {
+class Tile : Workbench {
 public:
-    void TestBody() override {}
-
     void editAndCount(int target) {
         positions(3, 4);
         field<unsigned char>("Classification", {{2, 5, 2, 6}, {5, 5, 2, 9}, {6, 2, 5, 5}});
