@@ -118,7 +118,6 @@ protected:
 
     /// The status line after an update.
     std::string update(Kesh::VObject& object) {
-        object.clearStatus(*pool);
         updated = object.update(Kesh::VRequest(pool));
         EXPECT_EQ(updated, object.status(*pool).grade != Kesh::StatusGrade::Error);
         return object.status(*pool).text;

@@ -115,22 +115,18 @@ TEST_F(Time, aStatusStandsUntilTheObjectSetsAnother) {
         if (node.hasChanged(*node.go, *request.pool)) node.setStatusInfo(*request.pool, "done");
         return true;
     });
-    const auto said = [&] {
-        speaker.update(Kesh::VRequest(pool));
-        return speaker.status(*pool).text;
-    };
     press(speaker, "go");
-    EXPECT_EQ(said(), "done");
-    EXPECT_EQ(said(), "done") << "nothing to do";
+    EXPECT_EQ(update(speaker), "done");
+    EXPECT_EQ(update(speaker), "done") << "nothing to do";
     set(pool, speaker, "in", 4);
-    EXPECT_EQ(said(), "done") << "nothing to say";
+    EXPECT_EQ(update(speaker), "done") << "nothing to say";
     fails = true;
     set(pool, speaker, "in", 5);
-    EXPECT_EQ(said(), "no more ink");
-    EXPECT_EQ(said(), "no more ink");
+    EXPECT_EQ(update(speaker), "no more ink");
+    EXPECT_EQ(update(speaker), "no more ink");
     fails = false;
     set(pool, speaker, "in", 6);
-    EXPECT_EQ(said(), "");
+    EXPECT_EQ(update(speaker), "");
 }
 
 TEST_F(Time, everyObjectOfADiamondIsLookedAtOnce) {
