@@ -141,10 +141,12 @@ std::string Network::connectThroughProvider(const std::string& from, const Stron
                                             const std::string& to, const StrongPtr<VSlot>& target) {
     const auto value = target->getValueBase(*pool_);
     const auto isTaken = [this](const std::string& name) { return byName_.contains(name); };
-    const auto made = connectFromAnything(target->owner(), *target, source, typeTakenBy(*value), *pool_, isTaken);
-    if (!made.connected)
+    auto made = connectFromAnything(target->owner(), *target, source, typeTakenBy(*value), *pool_, isTaken);
+    if (!made.connected) {
+        std::ranges::replace(made.refusals, '\n', ' '); // a problem is told on one line
         throw UsageError(
             fmt::format("{} cannot be connected to {}, and no module supplies it. {}", from, to, made.refusals));
+    }
     if (!made.provider) return "";
     add(made.provider->BaseName(), made.provider);
     return made.provider->BaseName();

@@ -50,6 +50,11 @@ TEST_F(Catalogue, listsTheModuleAndKeepsStandardOutputClean) {
     const Outcome silent = corvane({"catalogue", "--json"});
     expectCatalogue(silent);
     EXPECT_EQ(silent.err, "");
+    EXPECT_TRUE(holds(corvane({"catalogue"}).out,
+                      "        undodepth      integer\n"
+                      "            How many steps a history keeps when this editor adds one; the oldest go first. 0 "
+                      "adds none.\n"
+                      "            initially 32; level 5; max 10000; min 0\n"));
     for (const Arguments& call :
          {Arguments{"--verbose", "catalogue", "--json"}, Arguments{"catalogue", "--json", "--verbose"},
           Arguments{"--verbose=100", "catalogue", "--json"}}) {
