@@ -5,6 +5,7 @@
 #include "base/OutputFile.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
+#include "limit/Limits.hpp"
 #include "network/Counting.hpp"
 #include "network/Stroke.hpp"
 #include "plot/HistogramPlot.hpp"
@@ -100,7 +101,7 @@ CountTask::Region regionOf(const Survey& survey, const Arguments& arguments,
                            const std::optional<PolygonSet>& polygons) {
     if (!arguments.box.empty()) return *boxOf(arguments);
     if (!arguments.mask.empty()) return CountTask::WhereNotZero{maskField(survey, arguments.mask)};
-    if (polygons) return brushOf({.view = {}, .outline = *polygons, .depth = {}}, survey);
+    if (polygons) return brushOf(allWithin(insidePolygons(*polygons)), survey);
     return CountTask::WholeSurvey();
 }
 
