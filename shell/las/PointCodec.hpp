@@ -35,6 +35,12 @@ void decodeWithStride(const std::byte* record, std::size_t stride, const LasHead
     }
 }
 
+/// Where the first value of a dimension stands. Without records it stands nowhere.
+template <class Byte>
+Byte* firstOf(std::span<Byte> records, const Dimension& dimension) {
+    return records.empty() ? nullptr : records.data() + dimension.offset;
+}
+
 } // namespace codec
 
 /// Coordinates of consecutive records: `positions.size()` of them, `stride` bytes each. X, Y and Z are the first 12
@@ -95,7 +101,7 @@ auto withStored(Storage storage, Function function) {
 template <class Stored, class T>
 void decodeValues(std::span<const std::byte> records, std::size_t stride, const Dimension& dimension,
                   std::span<T> values) {
-    const std::byte* place = records.data() + dimension.offset;
+    const std::byte* place = codec::firstOf(records, dimension);
     for (T& value : values) {
         Stored stored;
         std::memcpy(&stored, place, sizeof stored);
@@ -111,7 +117,7 @@ void decodeValues(std::span<const std::byte> records, std::size_t stride, const 
 template <class T>
 void decodeBits(std::span<const std::byte> records, std::size_t stride, const Dimension& dimension,
                 std::span<T> values) {
-    const std::byte* place = records.data() + dimension.offset;
+    const std::byte* place = codec::firstOf(records, dimension);
     const unsigned mask = dimension.largestValue();
     for (T& value : values) {
         value = static_cast<T>((std::to_integer<unsigned>(*place) >> dimension.firstBit) & mask);
@@ -132,7 +138,7 @@ inline void decodeNumbers(std::span<const std::byte> records, std::size_t stride
 template <class T>
 void encodeValues(std::span<std::byte> records, std::size_t stride, const Dimension& dimension,
                   std::span<const T> values) {
-    std::byte* place = records.data() + dimension.offset;
+    std::byte* place = codec::firstOf(records, dimension);
     for (const T& value : values) {
         std::memcpy(place, &value, sizeof value);
         place += stride;
@@ -141,7 +147,7 @@ void encodeValues(std::span<std::byte> records, std::size_t stride, const Dimens
 
 inline void encodeBits(std::span<std::byte> records, std::size_t stride, const Dimension& dimension,
                        std::span<const std::uint8_t> values) {
-    std::byte* place = records.data() + dimension.offset;
+    std::byte* place = codec::firstOf(records, dimension);
     const std::byte mask = std::byte(dimension.largestValue() << dimension.firstBit);
     for (const std::uint8_t value : values) {
         *place = (*place & ~mask) | (std::byte(value) << dimension.firstBit);
