@@ -53,15 +53,6 @@ TEST(Strokes, aPathIsEverythingNearIt) {
         }
 }
 
-TEST(Strokes, aLassoThatGoesAroundTwiceLeavesTheMiddleOut) {
-    const Points star{{0, 10}, {6, -8}, {-9.5, 3}, {9.5, 3}, {-6, -8}};
-    const Stroke lasso{Outline(star)}, union_{Outline(star, Outline::Rule::Winding)};
-    EXPECT_FALSE(lasso.contains({0, 0}));
-    EXPECT_TRUE(union_.contains({0, 0}));
-    for (const glm::dvec2 tip : {glm::dvec2(0, 8), {5, -6}, {-8, 2.7}}) EXPECT_TRUE(lasso.contains(tip));
-    EXPECT_FALSE(lasso.contains({0, -6}));
-}
-
 TEST(Strokes, everyPointIsAboveOrBelowALine) {
     Points line{{-3, 0}, {0, 3}, {0, -1}, {2, -1}, {5, 2}};
     const auto heightAt = [](double x) { return x < 0 ? x + 3 : x < 2 ? -1 : x - 3; };

@@ -94,19 +94,6 @@ TEST_F(CachedArrays, whatCannotGoIsNotAskedFor) {
     EXPECT_EQ(refusal->asked, 2);
 }
 
-TEST_F(CachedArrays, whatIsToGoLastStaysWhileOtherDataCanGo) {
-    const auto refusal = Holdfast::create<Refusal>();
-    Fiber::MemArray<char> found(50);
-    found.setCreator(StrongPtr<Holdfast::Creature>(refusal));
-    cache->insert(found, Holdfast::Goes::Last);
-    for (const auto& a : all) a->getData();
-    EXPECT_EQ(resident(), "cd");
-    EXPECT_EQ(refusal->asked, 0);
-    const Array copies[] = {all[0]->privateCopy(), all[1]->privateCopy(), all[2]->privateCopy()};
-    EXPECT_EQ(resident(), "");
-    EXPECT_GT(refusal->asked, 0);
-}
-
 TEST_F(CachedArrays, ageAndAttributesSurviveDropping) {
     const auto age = all[0]->age();
     const auto attribute = Holdfast::create<Holdfast::Chunk<int>>(std::initializer_list<int>{42});
@@ -140,19 +127,14 @@ TEST_F(CachedArrays, aFailingSourceSurfaces) {
         return !failure.empty();
     }));
     EXPECT_EQ(failure, "the drive is gone");
-    source->fails = false;
-    EXPECT_NE(all[3]->getData(), nullptr);
-}
-
-TEST_F(CachedArrays, anOldFailureIsForgottenOnceTheValuesWereThere) {
-    source->fails = true;
+    const int loads = source->loads;
     all[3]->getData(Immediate);
-    ASSERT_TRUE(soon([&] { return source->loads == 1; }));
+    ASSERT_TRUE(soon([&] { return source->loads > loads; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(20)); // until the failure is noted
     source->fails = false;
-    all[3]->getData();
+    EXPECT_NE(all[3]->getData(), nullptr);
     ASSERT_TRUE(all[3]->discardCreation());
-    EXPECT_NO_THROW(EXPECT_EQ(all[3]->getData(Immediate), nullptr));
+    EXPECT_NO_THROW(EXPECT_EQ(all[3]->getData(Immediate), nullptr)) << "an old failure is forgotten";
 }
 
 TEST(Worker, survivesItsOwnerBeingDestroyedByAJob) {

@@ -126,16 +126,6 @@ TEST_F(Editing, anEditThatFailsLeavesEverythingAsItWas) {
     EXPECT_EQ(state(), "1/1 7 7 2 3 10 11 12 13 20 21 22 23");
 }
 
-TEST_F(Editing, anEditAfterAnUndoDropsTheStepsAhead) {
-    for (const int value : {5, 6, 7}) stroke(0, 1, value);
-    for (int i = 0; i < 2; ++i) act("undo");
-    stroke(1, 2, 8);
-    EXPECT_EQ(state(), "2/2 5 8 2 3 10 11 12 13 20 21 22 23");
-    EXPECT_EQ(act("redo"), "There is nothing to redo in the data.");
-    stroke(1, 2, 8);
-    EXPECT_EQ(state(), "2/2 5 8 2 3 10 11 12 13 20 21 22 23") << "nothing was written: no step";
-}
-
 TEST_F(Editing, aHistoryIsTrimmedByWhoRecordsAndByNobodyElse) {
     const auto other = Holdfast::create<Painter>();
     set(pool, *other, "field", selector(Name));

@@ -136,12 +136,6 @@ TEST(OutlineRaster, isNeverWrongAboutARectangle) {
     EXPECT_GT(out, 100);
 }
 
-TEST(Outline, ownsItsLeftAndLowerEdges) {
-    const Outline square({{0, 0}, {4, 0}, {4, 4}, {0, 4}});
-    for (const auto& inside : Points{{0, 0}, {2, 0}, {0, 2}, {2, 2}}) EXPECT_TRUE(square.contains(inside));
-    for (const auto& outside : Points{{4, 0}, {0, 4}, {4, 4}, {4, 2}, {2, 4}}) EXPECT_FALSE(square.contains(outside));
-}
-
 TEST(Outline, selectsPointsOnSharedEdgesOnce) {
     Random random;
     const Points square{{-1, -1}, {1, -1}, {1, 1}, {-1, 1}};

@@ -99,16 +99,5 @@ TEST_F(ModifyClassification, aStrokeAloneEditsAndTheSwitchStaysAsItWasSet) {
     EXPECT_EQ(values<unsigned char>(), (std::vector<unsigned char>{1, 1, 1, 1, 1, 1}));
 }
 
-TEST_F(ModifyClassification, aFragmentThatIsNotResidentIsEditedLikeOneThatIs) {
-    field<unsigned short>(Name, {{1, 2}, {1, 2}, {3, 4}});
-    find(Name).getData(id(0));
-    settings({8, {1, 9, 9, 9}});
-    press(*editor, "assign");
-    EXPECT_EQ(loads(Name), (std::vector{1, 0, 0}));
-    EXPECT_EQ(update(*editor), "2 vertex data have been modified.");
-    EXPECT_EQ(values<unsigned short>(), (std::vector<unsigned short>{8, 2, 8, 2, 3, 4}));
-    EXPECT_FALSE(find(Name + ".undo0").getCreator(id(2))) << "nothing was found there";
-}
-
 } // namespace
 } // namespace corvane::test

@@ -19,9 +19,7 @@ protected:
 
     /// The classes that 0 to 7 have become, as one text.
     std::string classesAfter(const Arguments& edit) {
-        Arguments more = edit;
-        more.push_back("--overwrite");
-        const Outcome run = reclassify(more);
+        const Outcome run = reclassify(edit + Arguments{"--overwrite"});
         if (run.status != 0) return run.err;
         const RawPoints after(bytesOf(out));
         std::string classes;
@@ -34,9 +32,7 @@ protected:
     }
 
     void expectRefusedCall(const Arguments& more, int status, const std::vector<std::string>& says) const {
-        Arguments arguments{"reclassify", in};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        expectRefused(arguments, status, says);
+        expectRefused(Arguments{"reclassify", in} + more, status, says);
     }
 };
 
@@ -73,20 +69,15 @@ TEST_F(Calls, thatMakeNoSenseAreRefused) {
 }
 
 TEST_F(Calls, withTheExpectedNumberOfChangesSave) {
-    for (const char* expected : {"250", "0..250", "250..9999"}) {
-        const Outcome run = reclassify({"--from", "1", "--to", "6", "--expect", expected, "--overwrite", "--json"});
-        EXPECT_EQ(run.document()["changed"], 250);
-        EXPECT_EQ(changedRecords(RawPoints(bytesOf(in)), RawPoints(bytesOf(out))), 250u) << expected;
-        std::filesystem::remove(out);
-    }
+    for (const char* expected : {"250", "0..250", "250..9999"})
+        EXPECT_EQ(classesAfter({"--from", "1", "--to", "6", "--expect", expected}), "06234567") << expected;
 }
 
 TEST_F(Calls, forPracticeWriteNothing) {
     const auto before = folder.contents();
     for (const Arguments& place : {Arguments{}, Arguments{out}, Arguments{in}}) {
-        Arguments call{"reclassify", in, "--from", "1", "--to", "6", "--dry-run", "--json"};
-        call.insert(call.begin() + 2, place.begin(), place.end());
-        EXPECT_EQ(corvane(call).document()["changed"], 250);
+        const Arguments call = Arguments{"reclassify", in} + place;
+        EXPECT_EQ(corvane(call + Arguments{"--from=1", "--to=6", "--dry-run", "--json"}).document()["changed"], 250);
         EXPECT_TRUE(folder.contents() == before);
     }
 }
@@ -95,41 +86,29 @@ TEST_F(Calls, whoseResultCannotBeWrittenLeaveNothingBehind) {
     write(out, "something of value");
     std::filesystem::create_directory(folder / "folder");
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    const std::string edited[] = {"--from", "1", "--to", "6"};
-    const std::tuple<std::string, bool, std::vector<std::string>> table[] = {
-        {out, false, {out, "exists", "--overwrite"}},
-        {in, false, {in, "exists", "--overwrite"}},
-        {folder / "folder", true, {folder / "folder", "folder"}},
-        {folder / "pipe", true, {folder / "pipe", "not a regular file"}},
-        {folder / "missing/out.las", false, {folder / "missing", "No such file"}},
-        {in + "/out.las", true, {in + "/out.las", "Not a directory"}},
-        {"/proc/corvane/out.las", false, {"/proc/corvane"}},
-        {folder / std::string(300, 'x'), false, {"cannot be written", "File name too long"}},
+    const std::tuple<Arguments, std::vector<std::string>> table[] = {
+        {{out}, {out, "exists", "--overwrite"}},
+        {{in}, {in, "exists", "--overwrite"}},
+        {{folder / "folder", "--overwrite"}, {folder / "folder", "folder"}},
+        {{folder / "pipe", "--overwrite"}, {folder / "pipe", "not a regular file"}},
+        {{folder / "missing/out.las"}, {folder / "missing", "No such file"}},
+        {{in + "/out.las", "--overwrite"}, {in + "/out.las", "Not a directory"}},
+        {{"/proc/corvane/out.las"}, {"/proc/corvane"}},
+        {{folder / std::string(300, 'x')}, {"cannot be written", "File name too long"}},
     };
-    for (const auto& [place, overwrite, says] : table) {
-        Arguments call{place};
-        call.insert(call.end(), std::begin(edited), std::end(edited));
-        if (overwrite) call.push_back("--overwrite");
-        expectRefusedCall(call, 1, says);
-    }
+    for (const auto& [place, says] : table) expectRefusedCall(place + Arguments{"--from", "1", "--to", "6"}, 1, says);
 }
 
 TEST_F(Calls, mayReplaceTheResultOrTheSurveyItself) {
     const RawPoints before(bytesOf(in));
-    write(out, "something of no value");
-    ASSERT_EQ(reclassify({"--from", "1", "--to", "6", "--overwrite"}).status, 0);
-    EXPECT_EQ(changedRecords(before, RawPoints(bytesOf(out))), 250u);
-    const Outcome inPlace = corvane({"reclassify", in, in, "--from", "1", "--to", "6", "--overwrite"});
-    EXPECT_EQ(inPlace.status, 0) << inPlace.err;
-    EXPECT_TRUE(bytesOf(in) == bytesOf(out));
-    EXPECT_EQ(folder.contents().size(), 2u);
-}
-
-TEST_F(Calls, mayGiveTheResultTheLongestNameThatAFileCanHave) {
-    const std::string longest = folder / std::string(255, 'x');
-    const Outcome run = corvane({"reclassify", in, longest, "--from", "1", "--to", "6"});
-    EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(folder.contents().size(), 2u);
+    const std::string longest = folder / std::string(255, 'x'); // that a name can be
+    write(longest, "something of no value");
+    for (const std::string& place : {longest, in}) {
+        const Outcome run = corvane({"reclassify", in, place, "--from", "1", "--to", "6", "--overwrite"});
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(changedRecords(before, RawPoints(bytesOf(place))), 250u);
+        EXPECT_EQ(folder.contents().size(), 2u);
+    }
 }
 
 TEST_F(Calls, withAPolygonElsewhereWarnAndChangeNothing) {

@@ -187,9 +187,7 @@ protected:
     }
 
     void sample(const Arguments& more) const {
-        Arguments arguments{"sample", in, "-q", "--overwrite"};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        ASSERT_EQ(corvane(arguments).status, 0);
+        ASSERT_EQ(corvane(Arguments{"sample", in, "-q", "--overwrite"} + more).status, 0);
     }
 };
 

@@ -16,9 +16,7 @@ class Networks : public Program {
 protected:
     Outcome run(const std::string& network, const std::string& survey, const Arguments& more) const {
         write(file, network);
-        Arguments arguments{"run", file, "--survey", survey};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return corvane(arguments);
+        return corvane(Arguments{"run", file, "--survey", survey} + more);
     }
 
     const std::string file = folder / "net.json";
@@ -51,17 +49,13 @@ TEST_F(Networks, thatReclassifyPrintsDoTheSame) {
     const std::string within = fmt::format("MULTIPOLYGON((({0} {1}, {2} {1}, {0} {3})), (({2} {3}, {2} {4}, {5} {3})))",
                                            x0, y0, x1, y1, (y0 + y1) / 2, (x0 + x1) / 2);
     const Arguments edit{"--from", "2", "--from", "5", "--to", "30", "--within", within};
-    Arguments printing = edit;
-    printing.push_back("--print-network");
-    const Outcome printed = reclassify(printing);
+    const Outcome printed = reclassify(edit + Arguments{"--print-network"});
     ASSERT_EQ(printed.status, 0) << printed.err;
     EXPECT_FALSE(std::filesystem::exists(out));
     write(file, printed.out);
     EXPECT_EQ(corvane({"run", file}).status, 0);
     const std::string byNetwork = bytesOf(out);
-    Arguments again = edit;
-    again.push_back("--overwrite");
-    ASSERT_EQ(reclassify(again).status, 0);
+    ASSERT_EQ(reclassify(edit + Arguments{"--overwrite"}).status, 0);
     EXPECT_TRUE(bytesOf(out) == byNetwork);
     EXPECT_TRUE(byNetwork != bytesOf(in));
 }

@@ -37,9 +37,7 @@ protected:
 
     /// The picture's bytes.
     std::string plot(const std::string& file, const Arguments& more = {}) const {
-        Arguments all{"histogram", in, "--plot", folder / file};
-        all.insert(all.end(), more.begin(), more.end());
-        const Outcome run = corvane(all);
+        const Outcome run = corvane(Arguments{"histogram", in, "--plot", folder / file} + more);
         EXPECT_EQ(run.status, 0);
         EXPECT_EQ(run.err, "");
         return bytesOf(folder / file);

@@ -119,15 +119,10 @@ TEST_F(Endings, ofCallsWithEmptyValuesAreRefusals) {
     const Arguments edit{"reclassify", in, "--dry-run", "--json"};
     for (const Arguments& more :
          {Arguments{"--from", "", "--to", "6"}, Arguments{"--from", "2", "--to="},
-          Arguments{"--from", "2", "--to", "6", "--expect", ""}, Arguments{"--from", "0x10", "--to", "6"}}) {
-        Arguments call = edit;
-        call.insert(call.end(), more.begin(), more.end());
-        expectRefused(call, 2, {"--"});
-    }
+          Arguments{"--from", "2", "--to", "6", "--expect", ""}, Arguments{"--from", "0x10", "--to", "6"}})
+        expectRefused(edit + more, 2, {"--"});
     const auto changed = [&](const char* from) {
-        Arguments call = edit;
-        call.insert(call.end(), {"--from", from, "--to", "6"});
-        return corvane(call).document()["changed"];
+        return corvane(edit + Arguments{"--from", from, "--to", "6"}).document()["changed"];
     };
     EXPECT_EQ(changed("011"), changed("11")); // decimal
     EXPECT_NE(changed("011"), changed("9"));

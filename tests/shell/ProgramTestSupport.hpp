@@ -21,6 +21,11 @@ namespace corvane::test {
 
 using Arguments = std::vector<std::string>;
 
+inline Arguments operator+(Arguments first, const Arguments& more) {
+    first.insert(first.end(), more.begin(), more.end());
+    return first;
+}
+
 /// How the program ended and what it said.
 struct Outcome {
     int status; ///< 128 and more: killed by a signal; Crashed: stopped by a sanitizer
@@ -71,9 +76,7 @@ protected:
 
     /// reclassify in.las out.las, and what else is given
     Outcome reclassify(const Arguments& more, const std::string& from = "") const {
-        Arguments all{"reclassify", from.empty() ? in : from, out};
-        all.insert(all.end(), more.begin(), more.end());
-        return corvane(all);
+        return corvane(Arguments{"reclassify", from.empty() ? in : from, out} + more);
     }
 
     /// Expects one sentence that says all this, and that every file is as it was.

@@ -68,7 +68,7 @@ protected:
     /// Edits in.las inside the shape and compares with the points one by one; returns how many lay clearly inside.
     std::uint64_t editAndCompare(const RawPoints& before, const Shape& shape, const std::vector<int>& from, int to) {
         Arguments more{"--to", std::to_string(to), "--within", shape.wkt, "--json", "--overwrite"};
-        for (const int source : from) more.insert(more.end(), {"--from", std::to_string(source)});
+        for (const int source : from) more.push_back(fmt::format("--from={}", source));
         const json report = reclassify(more).document();
         const RawPoints after(bytesOf(out));
         EXPECT_EQ(after.bytes().size(), before.bytes().size());
@@ -138,9 +138,7 @@ TEST_F(Edits, withLittleMemoryAreTheSameAsWithMuch) {
                          "--to",   "7", "--within", shapesOver(RawPoints(bytesOf(survey)))[1].wkt};
     ASSERT_EQ(reclassify(edit, survey).status, 0);
     const std::string much = bytesOf(out);
-    Arguments little = edit;
-    little.insert(little.end(), {"--memory", "1M", "--overwrite"});
-    ASSERT_EQ(reclassify(little, survey).status, 0);
+    ASSERT_EQ(reclassify(edit + Arguments{"--memory", "1M", "--overwrite"}, survey).status, 0);
     EXPECT_TRUE(bytesOf(out) == much);
     EXPECT_GT(changedRecords(RawPoints(bytesOf(survey)), RawPoints(much)), 1000u);
 }

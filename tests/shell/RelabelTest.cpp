@@ -42,11 +42,7 @@ protected:
         return [=](double x, double y, double) { return x > r[0] && x < r[2] && y > r[1] && y < r[3]; };
     }
 
-    Outcome relabel(const Arguments& more) const {
-        Arguments all{"relabel", tile, out};
-        all.insert(all.end(), more.begin(), more.end());
-        return corvane(all);
-    }
+    Outcome relabel(const Arguments& more) const { return corvane(Arguments{"relabel", tile, out} + more); }
 
     const std::string tile = Data / "ahn3_pf1.las"; // classes 1, 2, 6, 9 and 26
     std::optional<RawPoints> points;
@@ -54,7 +50,8 @@ protected:
 
 TEST_F(Relabelling, polygonsSelectAndUnselectInEditableClassesOnly) {
     const auto first = rectangle(0.1, 0.7), second = rectangle(0.3, 0.5);
-    Arguments edit{"--assign", "6", "--editable", "1,6", "--within", polygonOf(first), "--unselect", polygonOf(second)};
+    const Arguments edit{"--assign",       "6",          "--editable",     "1,6", "--within",
+                         polygonOf(first), "--unselect", polygonOf(second)};
     const Outcome run = relabel(edit);
     ASSERT_EQ(run.status, 0) << run.err;
     const auto wanted = [&](double x, double y, double z) {
@@ -62,8 +59,7 @@ TEST_F(Relabelling, polygonsSelectAndUnselectInEditableClassesOnly) {
     };
     EXPECT_TRUE(bytesOf(out) == expected(wanted, {1, 6}, 6));
 
-    edit.push_back("--print-network");
-    json network = json::parse(relabel(edit).out);
+    json network = json::parse(relabel(edit + Arguments{"--print-network"}).out);
     network["actions"].back() = {{"undo", "editor"}, {"save", folder / "undone.las"}};
     write(folder / "net.json", network.dump());
     const Outcome undone = corvane({"run", folder / "net.json"});
@@ -95,9 +91,7 @@ TEST_F(Relabelling, polygonsLimitWhatAProfileSelects) {
     const Arguments strokes{"--assign", "1", "--editable", "1,2,6", "--profile", line, "--above", "0,-999 9999,-999"};
     ASSERT_EQ(relabel(strokes).status, 0);
     const RawPoints all(bytesOf(out));
-    Arguments limited = strokes;
-    limited.insert(limited.end(), {"--within", polygonOf(limit), "--overwrite"});
-    ASSERT_EQ(relabel(limited).status, 0);
+    ASSERT_EQ(relabel(strokes + Arguments{"--within", polygonOf(limit), "--overwrite"}).status, 0);
     RawPoints wanted = *points;
     for (std::uint64_t i = 0; i < wanted.count(); ++i)
         if (inside(limit)(wanted.coordinate(i, 0), wanted.coordinate(i, 1), 0)) wanted.setClass(i, all.classOf(i));
@@ -121,11 +115,7 @@ TEST_F(Relabelling, whatMakesNoSenseIsRefused) {
         {{"--assign", "6", "--editable", "6", "--above", "0,0 1,1"}, {"--profile"}},
         {{"--assign", "6", "--editable", "1,6", "--expect", "0..3"}, {"--expect", "nothing was written"}, 1},
     };
-    for (const auto& [more, says, status] : cases) {
-        Arguments all{"relabel", tile, out};
-        all.insert(all.end(), more.begin(), more.end());
-        expectRefused(all, status, says);
-    }
+    for (const auto& [more, says, status] : cases) expectRefused(Arguments{"relabel", tile, out} + more, status, says);
 }
 
 TEST_F(Relabelling, namesGoIntoTheFileOnRequest) {
