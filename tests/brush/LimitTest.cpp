@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Brushes with limits: every fast way selects what the plain test selects.
+// What limits are by themselves; what they select is in SelectionTest.
 #include "Fiber/FragmentBox.hpp"
 #include "Kesh/editing/VertexSelection.hpp"
 #include "Kesh/values/VValue.hpp"
@@ -17,95 +17,7 @@ using Kesh::BoxPart;
 using Kesh::LimitPtr;
 using Kesh::PointColumns;
 using Indices = std::vector<std::uint32_t>;
-using Trait = Kesh::VValueTrait<Brush>;
 constexpr double Infinite = std::numeric_limits<double>::infinity();
-
-/// A star, with a hole, and a square beside it that overlaps.
-PolygonSet polygonsAt(const glm::dvec2& middle, double size) {
-    const auto at = [&](double x, double y) { return fmt::format("{} {}", middle.x + size * x, middle.y + size * y); };
-    const std::string star = fmt::format("POLYGON(({},{},{},{},{},{}),({},{},{}))", at(-1, -1), at(0, -.6), at(1, -1),
-                                         at(.6, 0), at(1, 1), at(-.7, .8), at(-.2, -.2), at(.2, -.1), at(0, .2));
-    const std::string square = fmt::format("POLYGON(({},{},{},{}))", at(.5, .1), at(1.4, .1), at(1.4, .5), at(.5, .5));
-    return readPolygons(std::vector<std::string>{star, square});
-}
-
-LimitPtr randomLimit(Random& random, int kind) {
-    const Point middle = random.point(Home, 10);
-    switch (kind) {
-    case 0:
-        return insidePolygons(polygonsAt(glm::dvec2(middle), random(5, 25)));
-    case 1:
-        return inBox({middle, random.point(Home, 25)});
-    case 2:
-        return betweenHeights(middle.z - random(0, 5), random(0, 1) < .3 ? Infinite : middle.z + random(0, 8));
-    default:
-        return allOf({randomLimit(random, 0), randomLimit(random, 2), randomLimit(random, 1)});
-    }
-}
-
-/// Some of them on the faces and corners of limits.
-std::vector<Point> pointsAround(Random& random, const Brush& brush) {
-    std::vector<Point> points(1500);
-    for (auto& p : points) p = random.point(Home, 30);
-    const auto box = brush.limit()->bounds();
-    for (std::size_t i = 0; i < points.size(); i += 5)
-        for (int axis = 0; axis < 3; ++axis)
-            if (const double face = (i % 2 ? box.minimum : box.maximum)[axis]; std::isfinite(face) && random(0, 2) > 1)
-                points[i][axis] = face;
-    points[3].x = std::nan("");
-    points[4].z = std::nan("");
-    return points;
-}
-
-Indices plainly(const Brush& brush, const std::vector<Point>& points) {
-    Indices indices;
-    for (std::uint32_t i = 0; i < points.size(); ++i)
-        if (brush.covers(points[i])) indices.push_back(i);
-    return indices;
-}
-
-TEST(Limits, selectWhatThePlainTestSelects) {
-    Random random;
-    std::size_t selected = 0;
-    for (int round = 0; round < 80; ++round) {
-        const LimitPtr limit = randomLimit(random, round % 4);
-        const auto seen = views();
-        const Seen& in = seen[std::size_t(round) % seen.size()];
-        for (const Brush& brush : {Brush(limit), Brush(in.view, Outline(in.lasso(random, 7)), limit)}) {
-            const auto points = pointsAround(random, brush);
-            const Indices expected = plainly(brush, points);
-            ASSERT_EQ(indicesOf(brush, points), expected);
-            selected += expected.size();
-            const auto box = brush.computeBoundingBoxInWorldSpace();
-            for (const auto i : expected)
-                for (int axis : {0, 1}) {
-                    ASSERT_LE(box.minimum[axis], points[i][axis]);
-                    ASSERT_GE(box.maximum[axis], points[i][axis]);
-                }
-            Brush read;
-            Trait::setValueFromText(read, Trait::Text(brush));
-            ASSERT_EQ(read, brush);
-            ASSERT_EQ(indicesOf(read, points), expected) << "as its text says";
-        }
-    }
-    EXPECT_GT(selected, 5000u);
-}
-
-TEST(Limits, cullBoxesRightly) {
-    Random random;
-    int parts[3] = {};
-    for (int i = 0; i < 3000; ++i) {
-        const Brush brush(randomLimit(random, i % 4));
-        const Point middle = random.point(Home, 25);
-        std::vector<Point> points(12);
-        for (auto& p : points) p = random.point(middle, random(0, 4));
-        const BoxPart part = brush.partOf(Fiber::boundingBox(points));
-        ++parts[int(part)];
-        if (part == BoxPart::Some) continue;
-        for (const Point& p : points) ASSERT_EQ(brush.covers(p), part == BoxPart::All);
-    }
-    for (const int count : parts) EXPECT_GT(count, 50);
-}
 
 TEST(Limits, intersectAndStandForThemselves) {
     const LimitPtr west = inBox({{0, 0, 0}, {5, 9, 9}}), low = betweenHeights(-Infinite, 4);

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 // Views, and what strokes select in them.
 #include "Fiber/FragmentBox.hpp"
+#include "Kesh/values/VValue.hpp"
 #include "Sextant/Strokes.hpp"
 #include "Views.hpp"
+#include "limit/Limits.hpp"
 
 #include <cmath>
+#include <fmt/format.h>
 #include <glm/geometric.hpp>
 #include <glm/gtc/matrix_transform.hpp>
 
 namespace corvane::test {
 namespace {
 
+using Kesh::BoxPart;
+using Kesh::LimitPtr;
+constexpr double Infinite = std::numeric_limits<double>::infinity();
 using Long = glm::vec<3, long double>;
 
 /// Point by point, from what a profile is said to be.
@@ -100,49 +106,100 @@ std::vector<Seen> allViews() {
     return all;
 }
 
+/// A star, with a hole, and a square beside it that overlaps.
+PolygonSet polygonsAt(const glm::dvec2& middle, double size) {
+    const auto at = [&](double x, double y) { return fmt::format("{} {}", middle.x + size * x, middle.y + size * y); };
+    const std::string star = fmt::format("POLYGON(({},{},{},{},{},{}),({},{},{}))", at(-1, -1), at(0, -.6), at(1, -1),
+                                         at(.6, 0), at(1, 1), at(-.7, .8), at(-.2, -.2), at(.2, -.1), at(0, .2));
+    const std::string square = fmt::format("POLYGON(({},{},{},{}))", at(.5, .1), at(1.4, .1), at(1.4, .5), at(.5, .5));
+    return readPolygons(std::vector<std::string>{star, square});
+}
+
+LimitPtr randomLimit(Random& random, int kind) {
+    const Point middle = random.point(Home, 10);
+    switch (kind) {
+    case 0:
+        return insidePolygons(polygonsAt(glm::dvec2(middle), random(5, 25)));
+    case 1:
+        return inBox({middle, random.point(Home, 25)});
+    case 2:
+        return betweenHeights(middle.z - random(0, 5), random(0, 1) < .3 ? Infinite : middle.z + random(0, 8));
+    default:
+        return allOf({randomLimit(random, 0), randomLimit(random, 2), randomLimit(random, 1)});
+    }
+}
+
+/// Some of them on the faces and corners of limits.
+std::vector<Point> pointsAround(Random& random, const Brush& brush) {
+    std::vector<Point> points(1500);
+    for (auto& p : points) p = random.point(Home, 30);
+    points[3].x = std::nan("");
+    points[4].z = Infinite;
+    if (!brush.limit()) return points;
+    const auto box = brush.limit()->bounds();
+    for (std::size_t i = 0; i < points.size(); i += 5)
+        for (int axis = 0; axis < 3; ++axis)
+            if (const double face = (i % 2 ? box.minimum : box.maximum)[axis]; std::isfinite(face) && random(0, 2) > 1)
+                points[i][axis] = face;
+    return points;
+}
+
 TEST(Selection, isOfWhatIsCovered) {
     Random random;
-    std::vector<Point> points(5000);
-    for (auto& p : points) p = random.point(Home, 20);
-    points[77].x = std::nan("");
-    points[78].z = std::numeric_limits<double>::infinity();
-    for (const Seen& seen : allViews()) {
-        SCOPED_TRACE(seen.name);
-        const Brush brush(seen.view, Outline(seen.lasso(random, 9)));
-        std::vector<std::uint32_t> selected{1, 2, 3}, expected;
-        brush.select(points, selected);
-        for (std::uint32_t i = 0; i < points.size(); ++i) {
-            if (!brush.covers(points[i])) continue;
-            expected.push_back(i);
-            EXPECT_LE(std::abs(seen.view.project(points[i]).z), 1) << "beyond the planes";
+    std::size_t selected = 0;
+    for (int round = 0; round < 90; ++round) {
+        const auto all = allViews();
+        const Seen& seen = all[std::size_t(round) % all.size()];
+        const LimitPtr limit = round % 5 == 0 ? nullptr : randomLimit(random, round % 5 - 1);
+        for (const Brush& brush : {Brush(limit), Brush(seen.view, Outline(seen.lasso(random, 7)), limit)}) {
+            const auto points = pointsAround(random, brush);
+            std::vector<std::uint32_t> expected;
+            for (std::uint32_t i = 0; i < points.size(); ++i)
+                if (brush.covers(points[i])) expected.push_back(i);
+            ASSERT_EQ(indicesOf(brush, points), expected) << seen.name;
+            selected += expected.size();
+            const auto box = brush.computeBoundingBoxInWorldSpace();
+            for (const auto i : expected)
+                for (int axis : {0, 1}) {
+                    ASSERT_LE(box.minimum[axis], points[i][axis]) << seen.name;
+                    ASSERT_GE(box.maximum[axis], points[i][axis]) << seen.name;
+                }
+            Brush read;
+            Kesh::VValueTrait<Brush>::setValueFromText(read, Kesh::VValueTrait<Brush>::Text(brush));
+            ASSERT_EQ(read, brush);
+            ASSERT_EQ(indicesOf(read, points), expected) << "as its text says";
         }
-        EXPECT_EQ(selected, expected);
-        EXPECT_GT(expected.size(), 20u);
     }
+    EXPECT_GT(selected, 5000u);
 }
 
 TEST(Selection, isNeverCulledWrongly) {
     Random random;
-    for (const Seen& seen : allViews()) {
-        SCOPED_TRACE(seen.name);
-        Points corners{{-.9, -.9}, {.95, -.8}, {.8, .9}, {.1, .2}, {-.9, .8}};
-        for (auto& p : corners) p = seen.middle + seen.reach * p;
-        const Brush brush(seen.view, Outline(corners));
-        int all = 0, none = 0, some = 0;
-        for (int i = 0; i < 3000; ++i) {
-            const Point middle = random.point(Home, i % 2 ? 4 : 60); // many boxes hold the eye
-            const double size = random(0, 3) * random(0, 3);
-            std::vector<Point> points(15);
-            for (auto& p : points) p = random.point(middle, size);
-            const auto part = brush.partOf(Fiber::boundingBox(points));
-            ++(part == Brush::Part::Some ? some : part == Brush::Part::All ? all : none);
-            if (part == Brush::Part::Some) continue;
-            for (const Point& p : points) ASSERT_EQ(brush.covers(p), part == Brush::Part::All);
+    int parts[9][3] = {}; // by kind of brush
+    for (const Seen& seen : allViews())
+        for (int kind = 0; kind < 9; ++kind) { // 0 without a limit, from 5 on without a stroke
+            SCOPED_TRACE(fmt::format("{}, {}", seen.name, kind));
+            Points corners{{-.9, -.9}, {.95, -.8}, {.8, .9}, {.1, .2}, {-.9, .8}};
+            for (auto& p : corners) p = seen.middle + seen.reach * p;
+            const LimitPtr limit = kind == 0 ? nullptr : randomLimit(random, (kind - 1) % 4);
+            const Brush brush = kind < 5 ? Brush(seen.view, Outline(corners), limit) : Brush(limit);
+            for (int i = 0; i < 1500; ++i) {
+                const Point middle = random.point(Home, i % 2 ? 4 : 60); // many boxes hold the eye
+                const double size = random(0, 3) * random(0, 3);
+                std::vector<Point> points(15);
+                for (auto& p : points) p = random.point(middle, size);
+                const auto part = brush.partOf(Fiber::boundingBox(points));
+                ++parts[kind][int(part)];
+                if (part == BoxPart::Some) continue;
+                for (const Point& p : points) ASSERT_EQ(brush.covers(p), part == BoxPart::All);
+            }
         }
-        EXPECT_GT(all, 5);
-        EXPECT_GT(none, 300);
-        EXPECT_GT(some, 50);
+    int whole = 0;
+    for (const auto& [none, some, all] : parts) {
+        EXPECT_TRUE(none > 1000 && some > 100) << none << ' ' << some;
+        whole += all;
     }
+    EXPECT_TRUE(parts[0][int(BoxPart::All)] > 10 && whole > 200) << whole;
 }
 
 } // namespace

@@ -44,6 +44,12 @@ StrongPtr<Fiber::CreativeArrayBase> arrayFrom(const StrongPtr<Source<T>>& source
     return Holdfast::create<Fiber::CreativeArrayBase>(typeid(T), size, source, cache);
 }
 
+/// Values that no source makes again.
+template <class T>
+StrongPtr<Fiber::CreativeArrayBase> arrayOf(const std::vector<T>& values) {
+    return Holdfast::create<Fiber::CreativeArrayBase>(Source<T>(values).make());
+}
+
 template <class T>
 void set(const StrongPtr<Kesh::ValuePool>& pool, const Kesh::VObject& object, const std::string& name, T value) {
     const auto slot = object.findSlot(name);

@@ -17,8 +17,7 @@ protected:
 
     static StrongPtr<Fiber::Field> newField(int value) {
         const auto made = Holdfast::create<Fiber::Field>(typeid(int));
-        const auto values = Holdfast::create<Fiber::MemArray<int>>(1, value);
-        made->setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(StrongPtr<Fiber::MemBase>(values)), id(0));
+        made->setPersistentData(arrayOf<int>({value}), id(0));
         return made;
     }
     void put(const std::string& name, const StrongPtr<Fiber::Field>& added) {

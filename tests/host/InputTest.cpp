@@ -161,16 +161,14 @@ TEST_F(Input, anythingIsConnectedThroughTheBestProvider) {
     for (const auto& offer : {refusing, empty}) Kesh::unregisterVInput(typeid(int), offer);
 }
 
-TEST_F(Input, aSecondSlotOfANameSaysSo) {
+TEST_F(Input, slotsThatWereNotMeantSaySo) {
     const Kesh::TypedSlot<int> second(owner, "in", 3);
     EXPECT_EQ(printed, "TypedSlot(VObject*that, const string&name, const T&initialValue, int expertLevel");
     EXPECT_EQ(owner.findSlot("in"), owner.in.slot());
     EXPECT_THROW(Kesh::TypedSlot<double>(owner, "in"), std::logic_error) << "of another type";
     EXPECT_THROW(Kesh::TypedSlot<int>(owner, "inn"), std::logic_error);
-}
-
-TEST_F(Input, aSlotWithoutValueCreatorSaysSo) {
-    const Kesh::TypedSlot<Kesh::VTime> slot(owner, "time", Kesh::VTime(3));
+    printed.clear();
+    const Kesh::TypedSlot<Kesh::VTime> slot(owner, "time", Kesh::VTime(3)); // of a type without value creator
     EXPECT_EQ(printed, "Typeslot has a problem, its creators were not registered!?\n");
     EXPECT_EQ(slot.get(*pool).seconds, 3);
     EXPECT_FALSE(slot->getValueBase(*pool));

@@ -70,10 +70,11 @@ TEST_F(Time, nothingThrownGetsOutAndOutputsStay) {
         Node failing("failing", work);
         set(pool, failing, "out", 3);
         press(failing, "go");
-        EXPECT_EQ(update(failing), status);
-        EXPECT_FALSE(updated);
+        for (int i = 0; i < 2; ++i) { // it has failed until an update succeeds
+            EXPECT_EQ(update(failing), status);
+            EXPECT_FALSE(updated);
+        }
         EXPECT_EQ(result(failing), 3);
-        EXPECT_FALSE(failing.update(Kesh::VRequest(pool))) << "it has failed until an update succeeds";
         EXPECT_EQ(failing.runs, 1) << "a failed update raises the age, too";
         EXPECT_EQ(failing.fired, 1);
     }
@@ -91,7 +92,6 @@ TEST_F(Time, nothingThrownAroundTheWorkGetsOutEither) {
     EXPECT_EQ(update(faulty), "There is not enough memory.");
     faulty.broken = false;
     EXPECT_EQ(update(faulty), "");
-    EXPECT_TRUE(updated);
 
     struct Refusing : Kesh::InputNotifier {
         bool notify(Kesh::VValueBase&, const Holdfast::WeakPtr<Kesh::ValuePool>&) override {
@@ -146,10 +146,16 @@ TEST_F(Time, everyObjectOfADiamondIsLookedAtOnce) {
         ASSERT_TRUE(levels[i]->connectSlots(*levels[i]->second.slot(), levels[i - 1]->out.slot()));
     }
     EXPECT_FALSE(levels[0]->connectSlots(*levels[0]->second.slot(), levels.back()->out.slot())) << "a cycle";
-    set(pool, *levels[0], "in", 1);
-    update(*levels.back());
-    EXPECT_EQ(result(*levels.back()), 61);
-    for (const auto& level : levels) EXPECT_EQ(level->looks * 10 + level->runs, 11);
+    EXPECT_FALSE(connect(a, a)) << "a small cycle";
+    EXPECT_FALSE(a.connectSlots(*a.findSlot("go"), b.out.slot())) << "another type";
+    EXPECT_FALSE(a.in->source());
+    for (const int number : {1, 2}) {
+        set(pool, *levels[0], "in", number);
+        for (int i = 0; i < number; ++i) update(*levels.back());
+        EXPECT_EQ(result(*levels.back()), 60 + number);
+        for (const auto& level : levels) EXPECT_EQ(level->runs, number);
+    }
+    for (const auto& level : levels) EXPECT_EQ(level->looks, 3);
 }
 
 TEST_F(Time, anInputTakesTheValueOfAnotherSourceWhateverItsAge) {
@@ -159,22 +165,15 @@ TEST_F(Time, anInputTakesTheValueOfAnotherSourceWhateverItsAge) {
     for (const bool takesOver : {false, true}) {
         Node before("before"), after("after"), reader("reader");
         if (takesOver) reader.in->parameter()->setInputNotifier(Holdfast::create<Keeper>());
-        const auto read = [&] {
-            update(reader);
-            return reader.in.get(*pool);
-        };
         update(before); // older than all others, with the value 1
         set(pool, after, "in", 7);
         set(pool, reader, "in", 100);
-        ASSERT_TRUE(connect(reader, after));
-        EXPECT_EQ(read(), 8);
-        ASSERT_TRUE(connect(reader, before));
-        EXPECT_EQ(read(), 1);
-        EXPECT_EQ(result(reader), 2);
-        ASSERT_TRUE(connect(reader, after));
-        EXPECT_EQ(read(), 8) << "again";
+        for (Node* source : {&after, &before, &after}) {
+            ASSERT_TRUE(connect(reader, *source));
+            update(reader);
+            EXPECT_EQ(result(reader), result(*source) + 1);
+        }
         update(reader);
-        EXPECT_EQ(reader.runs, 3);
         reader.ignoreInput(*reader.in);
         set(pool, reader, "in", 9);
         update(reader);
@@ -199,30 +198,12 @@ TEST_F(Time, mustUpdateSeesInputsOutputsAndConnections) {
     }
 }
 
-TEST_F(Time, sourcesComeUpToDateFirstAndOnce) {
-    ASSERT_TRUE(connect(b, a));
-    ASSERT_TRUE(connect(c, b));
-    set(pool, a, "in", 10);
-    update(c);
-    EXPECT_EQ(result(c), 13);
-    set(pool, a, "in", 20);
-    update(c);
-    update(c);
-    EXPECT_EQ(result(c), 23);
-    EXPECT_EQ(a.runs * 100 + b.runs * 10 + c.runs, 222);
-    EXPECT_FALSE(connect(a, c)) << "a cycle";
-    EXPECT_FALSE(connect(a, a)) << "a small cycle";
-    EXPECT_FALSE(a.connectSlots(*a.findSlot("go"), c.out.slot())) << "another type";
-    EXPECT_FALSE(a.in->source());
-}
-
 TEST_F(Time, aFailingSourceStopsWhatDependsOnIt) {
     Node failing("failing", [](Node&, Kesh::VRequest&) -> bool { throw std::runtime_error("no more ink"); });
     ASSERT_TRUE(connect(b, failing));
     ASSERT_TRUE(connect(c, b));
-    const std::string status = update(c);
-    EXPECT_NE(status.find("\"in\""), std::string::npos) << status;
-    EXPECT_NE(status.find("no more ink"), std::string::npos) << status;
+    const std::string behind = "The input \"in\" could not be brought up to date: ";
+    EXPECT_EQ(update(c), behind + behind + "no more ink");
     EXPECT_EQ(b.runs + c.runs, 0);
     EXPECT_FALSE(updated);
 }

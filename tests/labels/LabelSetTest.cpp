@@ -5,11 +5,11 @@
 
 #include <cmath>
 #include <limits>
-#include <random>
 
 namespace corvane::test {
 namespace {
 
+using Holdfast::StrongPtr;
 using Kesh::LabelSet;
 using Trait = Kesh::VValueTrait<LabelSet>;
 
@@ -32,7 +32,6 @@ LabelSet example() {
 TEST(LabelSet, choosesOnlyWhatItHas) {
     LabelSet labels = example();
     EXPECT_FALSE(labels.addSelection("Assign"));
-    EXPECT_EQ(labels.getSelectedValue("Assign"), -1);
     EXPECT_TRUE(labels.select("Assign", 5));
     for (const int value : {6, -3}) EXPECT_FALSE(labels.select("Assign", value)) << value;
     EXPECT_FALSE(labels.select("Other", 5));
@@ -48,10 +47,8 @@ TEST(LabelSet, textFormLosesNothing) {
                                                "\"a\"\\\n\t\x01 Gebäude 🌲",
                                                "/~{",
                                                {{"", true}, {"a/b \"", false}}};
-    std::mt19937 generator(1);
-    std::uniform_real_distribution<float> fraction(0, 1);
     for (int value = 100; value < 1100; ++value)
-        labels[value].colour = {fraction(generator), fraction(generator), 0, 1};
+        labels[value].colour = {1 / float(value), std::sqrt(float(value)) / 99, 0, 1};
     labels.addSelection("a \"selection\"");
     labels.select("a \"selection\"", 100);
     EXPECT_EQ(parsed(Trait::Text(labels)), labels);
@@ -74,14 +71,11 @@ TEST(LabelSet, wrongTextIsRefusedWithItsPlaceAndChangesNothing) {
         const char* text;
         const char* problem;
     } cases[] = {
-        {"[[[[", "not JSON at byte 5"},
         {R"({"labels":[],"selection":{}})", "the key \"selection\" was found where \"selections\" is"},
-        {R"({"labels":[{"value":1,"color":[1,1,1,1]}]})", "at /labels/0: the key \"color\" was found"},
         {R"({"labels":[{"value":1},{"value":1}]})", "at /labels/1/value: the value 1 has a label already"},
         {R"({"labels":[{"value":1.0}]})", "at /labels/0/value: 1.0 was found where a whole number"},
         {R"({"labels":[{"value":1,"colour":[1,1,1]}]})", "at /labels/0/colour: [1,1,1] was found where a list of four"},
         {R"({"labels":[{"value":1,"colour":[0,255,0,1]}]})", "at /labels/0/colour/1: 255 was found"},
-        {R"({"labels":[{"value":1,"flags":{"a":true,"a":true}}]})", "the key \"a\" stands twice"},
         {R"({"labels":[{"value":1}],"selections":{"Assign":2}})",
          "at /selections/Assign: the value 2 cannot be chosen"},
         {R"({"labels":[{"value":1}],"selections":{"Assign":""}})", "at /selections/Assign: \"\" was found"},
@@ -148,20 +142,20 @@ TEST(StoredLabels, areOneArrayPerQuantityInOrderOfValues) {
 }
 
 TEST(StoredLabels, countOnlyWhenValuesNamesAndColoursAreThere) {
-    const char* all[] = {"Labels.ID", "Labels.Names", "Labels.Colors"};
-    for (const char* broken : all)
-        for (const bool wrongType : {false, true}) {
-            Holdfast::Attributes complete, attributes;
-            Kesh::storeLabelSet(example(), complete);
-            for (const char* name : all)
-                if (name != broken) attributes.setAttribute(name, complete.getAttribute(name));
-            if (wrongType) attributes.setAttribute(broken, Holdfast::create<Holdfast::Chunk<short>>(3, short{1}));
-            EXPECT_TRUE(Kesh::carriesLabelSet(complete));
+    for (const char* broken : {"Labels.ID", "Labels.Names", "Labels.Colors"})
+        for (const bool missing : {false, true}) {
+            Holdfast::Attributes attributes;
+            Kesh::storeLabelSet(example(), attributes);
+            EXPECT_TRUE(Kesh::carriesLabelSet(attributes));
+            const auto shorts = Holdfast::create<Holdfast::Chunk<short>>(3, short{1});
+            attributes.setAttribute(broken, missing ? nullptr : StrongPtr<Holdfast::ChunkBase>(shorts));
             EXPECT_FALSE(Kesh::carriesLabelSet(attributes)) << broken;
             EXPECT_FALSE(Kesh::readLabelSet(attributes)) << broken;
-            complete.setAttribute("Labels.ID", Holdfast::create<Holdfast::Chunk<int>>(2, 1));
-            EXPECT_FALSE(Kesh::readLabelSet(complete)) << "names for more than the values";
         }
+    Holdfast::Attributes attributes;
+    Kesh::storeLabelSet(example(), attributes);
+    attributes.setAttribute("Labels.ID", Holdfast::create<Holdfast::Chunk<int>>(2, 1));
+    EXPECT_FALSE(Kesh::readLabelSet(attributes)) << "names for more than the values";
 }
 
 } // namespace

@@ -75,8 +75,7 @@ TEST_F(LabelsModule, keepsWhatTheUserNamesUntilTheFieldChanges) {
     for (int i = 0; i < 2; ++i) update(*object);
     EXPECT_EQ(changed.attributes().getAttribute("Labels.ID"), kept) << "nothing new, nothing done";
 
-    const auto values = Holdfast::create<Fiber::MemArray<unsigned char>>(2, static_cast<unsigned char>(9));
-    changed.setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(StrongPtr<Fiber::MemBase>(values)), id(1));
+    changed.setPersistentData(arrayOf<unsigned char>({9, 9}), id(1));
     changed.raiseAge(Ageable::nextTime());
     update(*object);
     EXPECT_EQ(asText(published(*object)) + asText(stored()), "2=ID#0 6=ID#1 9=ID#2 2=ID#0 6=ID#1 9=ID#2 ");

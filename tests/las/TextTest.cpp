@@ -12,7 +12,7 @@ TEST(Text, escapesWhatSteersATerminalAndNothingElse) {
     EXPECT_EQ(escaped("\x1B[2Jred\x07\x7F"), "\\x1B[2Jred\\x07\\x7F");
     EXPECT_EQ(escaped("a\nb\tc\r"), "a\\x0Ab\\x09c\\x0D");
     EXPECT_EQ(escaped(std::string_view("a\0b", 3)), "a\\x00b");
-    EXPECT_EQ(escaped("\xC2\x9Bm"), "\\xC2\\x9Bm");             // the one character that stands for escape and bracket
+    EXPECT_EQ(escaped("\xC2\x9Bm"), "\\xC2\\x9Bm");            // the one character that stands for escape and bracket
     EXPECT_EQ(escaped("a\xE2\x80\xAE!"), "a\\xE2\\x80\\xAE!"); // what follows would be read from the right
 }
 

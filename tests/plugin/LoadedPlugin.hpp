@@ -10,6 +10,12 @@
 
 namespace corvane::test {
 
+inline StrongPtr<Kesh::VCreatorBase> creator(const std::string& name) {
+    for (const auto& listed : Kesh::VCreatorBase::catalogue())
+        if (listed->name() == name) return listed;
+    throw std::logic_error("The catalogue has no " + name);
+}
+
 /// A shell that has loaded the plug-in, and writes down what it hears.
 class LoadedPlugin : public Bench {
 protected:
@@ -40,12 +46,6 @@ protected:
         return library != nullptr;
     }
     void* symbol(const char* name) const { return dlsym(library_, name); }
-
-    static StrongPtr<Kesh::VCreatorBase> creator(const std::string& name) {
-        for (const auto& listed : Kesh::VCreatorBase::catalogue())
-            if (listed->name() == name) return listed;
-        throw std::logic_error("The catalogue has no " + name);
-    }
 
     std::string heard;
 

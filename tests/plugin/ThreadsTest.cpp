@@ -21,7 +21,8 @@ public:
         press(*direct, "assign");
         EXPECT_EQ(update(*direct), "4 vertex data have been modified.");
 
-        Kesh::LabelSet labelSet = derived(*labels);
+        update(*labels);
+        Kesh::LabelSet labelSet = Kesh::TypedSlot<Kesh::LabelSet>(*labels, "labelset").get(*pool);
         EXPECT_EQ(labelSet.size(), 4u);
         labelSet[target].flags["editable"] = true;
         labelSet.addSelection("Assign");
@@ -45,18 +46,9 @@ public:
 
 private:
     StrongPtr<Kesh::VObject> made(const std::string& module, const std::string& input) {
-        for (const auto& creator : Kesh::VCreatorBase::catalogue()) {
-            if (creator->name() != module) continue;
-            const auto object = creator->create("", nullptr);
-            test::set(pool, *object, input, selector("Classification"));
-            return object;
-        }
-        throw std::logic_error("The catalogue has no " + module);
-    }
-
-    Kesh::LabelSet derived(Kesh::VObject& labels) {
-        update(labels);
-        return Kesh::TypedSlot<Kesh::LabelSet>(labels, "labelset").get(*pool);
+        const auto object = creator(module)->create("", nullptr);
+        test::set(pool, *object, input, selector("Classification"));
+        return object;
     }
 };
 

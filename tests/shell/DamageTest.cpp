@@ -3,8 +3,6 @@
 #include "ProgramTestSupport.hpp"
 
 #include "base/Failure.hpp"
-#include "network/NetworkFile.hpp"
-#include "plugin/Plugin.hpp"
 #include "survey/SurveySaver.hpp"
 
 namespace corvane::test {
@@ -32,19 +30,12 @@ TEST_F(Damage, endsInOneSentenceWithTheFilesName) {
     EXPECT_TRUE(holds(run.err, "corvane: warning: " + std::string(Data / harmless))) << run.err;
 }
 
-/// A survey of several fragments that is cut to a half while it is open.
-class Shrinking : public Program {
-protected:
-    std::shared_ptr<const Survey> open() const {
-        return std::make_shared<const Survey>(in, SurveyOptions{.memoryBytes = 1, .fragmentPoints = 300});
-    }
-    void shrink() const { std::filesystem::resize_file(in, std::filesystem::file_size(in) / 2); }
-};
+using Shrinking = Program;
 
 TEST_F(Shrinking, surveyFailsWhereItIsReadOrSavedAndServesWhatIsLeft) {
-    const auto survey = open();
-    shrink();
-    const auto classes = survey->points().findField("Classification");
+    const Survey survey(in, {.memoryBytes = 1, .fragmentPoints = 300});
+    std::filesystem::resize_file(in, std::filesystem::file_size(in) / 2);
+    const auto classes = survey.points().findField("Classification");
     int served = 0, failed = 0;
     for (const auto& [number, fragment] : classes->fragments()) {
         const std::string failure =
@@ -56,31 +47,8 @@ TEST_F(Shrinking, surveyFailsWhereItIsReadOrSavedAndServesWhatIsLeft) {
     }
     EXPECT_EQ(served, 3);
     EXPECT_EQ(failed, 4);
-    EXPECT_TRUE(holds(messageOf<Failure>([&] { saveSurvey(*survey, out); }), "shrank while it was open"));
+    EXPECT_TRUE(holds(messageOf<Failure>([&] { saveSurvey(survey, out); }), "shrank while it was open"));
     EXPECT_EQ(folder.contents().size(), 1u) << "nothing may be left of the result";
-}
-
-TEST_F(Shrinking, surveyKeepsItsDataWhenAnEditFailsHalfWay) {
-    const Plugin plugin(CORVANE_PLUGIN);
-    const auto survey = open();
-    {
-        Network network(survey);
-        network.addObject("points", "Field");
-        network.addObject("editor", "Edit/ModifyClassification");
-        network.connect("points.field", "editor.labelfield", false);
-        for (const char* source : {"2", "3", "4", "5"})
-            network.set(fmt::format("editor.from{}", source[0] - '2'), source);
-        network.set("editor.newvalue", "30");
-        network.update();
-        shrink();
-        network.press("editor.assign");
-        const std::string failure = messageOf<Failure>([&] { network.update(); });
-        EXPECT_TRUE(holds(failure, "shrank while it was open")) << failure;
-        EXPECT_TRUE(survey->edits().empty());
-        network.press("editor.undo");
-        network.update();
-        EXPECT_EQ(network.status("editor").text, "There is nothing to undo in the data.");
-    }
 }
 
 } // namespace

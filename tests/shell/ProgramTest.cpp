@@ -2,7 +2,12 @@
 // info, catalogue, sample, the plug-in, and the program once it is installed.
 #include "ProgramTestSupport.hpp"
 
+#include "Kesh/catalogue/VCreator.hpp"
+#include "base/Failure.hpp"
+#include "plugin/Plugin.hpp"
+
 #include <csignal>
+#include <dlfcn.h>
 #include <unistd.h>
 
 namespace corvane::test {
@@ -143,6 +148,30 @@ TEST_F(Installed, programFindsItsPlugInWhereverItIsPut) {
     std::filesystem::remove_all(folder / "second/lib");
     const Outcome alone = execute(folder / "second/bin/corvane", {"catalogue"});
     EXPECT_NE(alone.status, 0);
+}
+
+TEST(PluginFile, isFoundByThePlaceOfTheHost) { EXPECT_TRUE(std::filesystem::equivalent(findPlugin(), CORVANE_PLUGIN)); }
+
+TEST(PluginFile, isClosedWhenItsEntryThrows) {
+    const std::string said = messageOf<Failure>([] { Plugin faulty(CORVANE_FAULTY_PLUGIN); });
+    EXPECT_TRUE(holds(said, CORVANE_FAULTY_PLUGIN) && holds(said, "out of ink")) << said;
+    EXPECT_EQ(dlopen(CORVANE_FAULTY_PLUGIN, RTLD_NOW | RTLD_NOLOAD), nullptr) << "still loaded";
+}
+
+TEST(PluginFile, isLoadedFromOnePlaceOnly) {
+    const Folder folder;
+    const std::string copy = folder / std::filesystem::path(CORVANE_PLUGIN).filename();
+    std::filesystem::copy_file(CORVANE_PLUGIN, copy);
+    {
+        const Plugin first(CORVANE_PLUGIN), again(CORVANE_PLUGIN);
+        const std::size_t modules = Kesh::VCreatorBase::catalogue().size();
+        const std::string said = messageOf<Failure>([&] { Plugin second(copy); });
+        EXPECT_TRUE(holds(said, CORVANE_PLUGIN) && holds(said, copy)) << said;
+        EXPECT_EQ(Kesh::VCreatorBase::catalogue().size(), modules);
+    }
+    EXPECT_TRUE(Kesh::VCreatorBase::catalogue().empty());
+    const Plugin other(copy);
+    EXPECT_FALSE(Kesh::VCreatorBase::catalogue().empty()) << "the first is gone";
 }
 
 } // namespace

@@ -92,6 +92,15 @@ protected:
         EXPECT_TRUE(folder.contents() == before) << "files have come, gone or changed";
     }
 
+    struct Refusal {
+        Arguments more;
+        std::vector<std::string> says;
+        int status = 2;
+    };
+    void expectRefused(const Arguments& call, const std::vector<Refusal>& table) const {
+        for (const auto& [more, says, status] : table) expectRefused(call + more, status, says);
+    }
+
     const Folder folder;
     const std::string in = folder / "in.las", out = folder / "out.las";
 };
