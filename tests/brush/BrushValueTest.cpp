@@ -1,14 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
+// Brushes as values, and their limits; what they select is in SelectionTest.
+#include "../host/Bench.hpp"
 #include "../support/Messages.hpp"
+#include "Kesh/editing/VertexSelection.hpp"
 #include "Kesh/values/VValue.hpp"
 #include "Sextant/Strokes.hpp"
 #include "Views.hpp"
+#include "limit/Limits.hpp"
 
 #include <glm/geometric.hpp>
 
 namespace corvane::test {
 namespace {
 
+using Kesh::BoxPart;
+using Kesh::LimitPtr;
+using Kesh::PointColumns;
+using Indices = std::vector<std::uint32_t>;
+constexpr double Infinite = std::numeric_limits<double>::infinity();
 using Trait = Kesh::VValueTrait<Brush>;
 
 bool isDifferent(const Brush& a, const Brush& b) { return Kesh::VValueCompareTrait<Brush>::isDifferent(a, b); }
@@ -96,6 +105,65 @@ TEST(BrushValue, selectionAsksThePredicateOnlyAboutWhatItCovers) {
     std::erase_if(asked, [](std::uint32_t i) { return i % 2 != 0; });
     EXPECT_EQ(selected, asked);
     EXPECT_GT(selected.size(), 10u);
+}
+
+TEST(Limits, intersectAndStandForThemselves) {
+    const LimitPtr west = inBox({{0, 0, 0}, {5, 9, 9}}), low = betweenHeights(-Infinite, 4);
+    const Brush both(allOf({west, low}));
+    EXPECT_TRUE(both && !both.hasStroke());
+    EXPECT_TRUE(both.covers({5, 9, 4})) << "faces are included";
+    for (const Point& outside : {Point(5.1, 1, 1), Point(1, 1, 4.1)}) EXPECT_FALSE(both.covers(outside));
+    EXPECT_TRUE(both.getBrushInWorldSpace(0.5).empty());
+    const auto box = both.computeBoundingBoxInWorldSpace();
+    EXPECT_EQ(box.minimum, Point(0, 0, 0));
+    EXPECT_EQ(box.maximum, Point(5, 9, 4));
+    EXPECT_TRUE(Brush(allOf({west, inBox({{6, 0, 0}, {7, 9, 9}})})).computeBoundingBoxInWorldSpace().empty());
+    EXPECT_FALSE(Brush(LimitPtr()));
+    EXPECT_TRUE(indicesOf(Brush(), {{1, 1, 1}}).empty());
+    EXPECT_NE(Brush(west), Brush(low));
+    EXPECT_EQ(Brush(west), Brush(inBox({{5, 9, 9}, {0, 0, 0}})));
+}
+
+/// Lets odd values of a field through.
+class Odd : public Kesh::Limit {
+public:
+    explicit Odd(std::string field) : field_(std::move(field)) {}
+    std::vector<std::string> fields() const override { return {field_}; }
+    BoxPart partOf(const Sextant::BoundingBox&) const override { return BoxPart::Some; }
+    Sextant::BoundingBox bounds() const override { return {Point(-Infinite), Point(Infinite)}; }
+    bool holds(const PointColumns& points, std::size_t i) const override { return int(points.fields[0][i]) % 2 != 0; }
+    void select(const PointColumns& points, Indices& indices) const override {
+        indices.clear();
+        for (std::uint32_t i = 0; i < points.positions.size(); ++i) indices.push_back(i);
+        narrow(points, indices);
+    }
+    void narrow(const PointColumns& points, Indices& indices) const override {
+        std::erase_if(indices, [&](std::uint32_t i) { return !holds(points, i); });
+    }
+    std::string text() const override { return "{}"; }
+
+private:
+    std::string field_;
+};
+
+class LimitedFields : public Bench {};
+
+TEST_F(LimitedFields, areReadWhereALimitAsksForThem) {
+    positions(1, 4);
+    field<std::uint16_t>("a", {{1, 2, 3, 5}});
+    field<double>("b", {{1, 3, 2, 7}});
+    field<double>("short", {{1, 3}});
+    const auto select = [&](const Brush& brush) {
+        Kesh::VertexSelection selection(vertices(), &brush);
+        const auto selected = selection.of(id(0), 4);
+        return Indices(selected.begin(), selected.end());
+    };
+    const auto odd = [](const char* name) { return std::make_shared<Odd>(name); };
+    EXPECT_EQ(select(Brush(odd("a"))), (Indices{0, 2, 3}));
+    EXPECT_EQ(select(Brush(allOf({inBox({{1, 0, 0}, {9, 0, 0}}), odd("b"), odd("a")}))), (Indices{3}));
+    EXPECT_EQ(select(Brush()), Indices());
+    EXPECT_THROW(select(Brush(odd("none"))), std::runtime_error);
+    EXPECT_THROW(select(Brush(odd("short"))), std::runtime_error);
 }
 
 } // namespace

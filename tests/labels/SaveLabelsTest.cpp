@@ -120,15 +120,6 @@ TEST_F(SaveLabels, replaceARecordOfTheSameLength) {
     }
 }
 
-TEST_F(SaveLabels, tellWhatDidNotFitWithoutThePath) {
-    Survey().points().write(in);
-    Kesh::LabelSet labels;
-    labels[70].name = "A name too long for it";
-    const auto warnings = saveSurvey(corvane::Survey(in), out, {.labels = &labels});
-    ASSERT_EQ(warnings.size(), 1u);
-    EXPECT_TRUE(warnings[0].starts_with("The name \"A name too long for it\" of class 70")) << warnings[0];
-}
-
 TEST_F(SaveLabels, supersedeRecordsOfOtherLengths) {
     const std::string sparse = entry(9, "Lake");
     saved(Survey().vlr("LASF_Spec", 0, sparse).points().evlr("LASF_Spec", 0, sparse));

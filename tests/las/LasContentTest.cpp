@@ -43,15 +43,15 @@ TEST(LasDimensions, coverEveryBitOfEveryFormatOnce) {
 TEST(LasDimensions, lieWhereTheFormatsPutThem) {
     const std::map<int, std::vector<const char*>> expected{
         {5,
-         {"ReturnNumber:uint8@14:0+3", "Classification:uint8@15:0+5", "Synthetic:uint8@15:5+1", "KeyPoint:uint8@15:6+1",
-          "Withheld:uint8@15:7+1", "ScanAngleRank:int8@16", "GpsTime:double@20", "Blue:uint16@32",
-          "WavePacketIndex:uint8@34", "WaveZt:float@59"}},
-        {2, {"Red:uint16@20", "NumberOfReturns:uint8@14:3+3"}},
+         {"ReturnNumber:uint8@14:0+3", "NumberOfReturns:uint8@14:3+3", "Classification:uint8@15:0+5",
+          "Synthetic:uint8@15:5+1", "KeyPoint:uint8@15:6+1", "Withheld:uint8@15:7+1", "ScanAngleRank:int8@16",
+          "GpsTime:double@20", "Blue:uint16@32", "WavePacketIndex:uint8@34", "WaveZt:float@59"}},
         {10,
          {"ReturnNumber:uint8@14:0+4", "NumberOfReturns:uint8@14:4+4", "Synthetic:uint8@15:0+1",
           "KeyPoint:uint8@15:1+1", "Withheld:uint8@15:2+1", "Overlap:uint8@15:3+1", "ScanChannel:uint8@15:4+2",
           "Classification:uint8@16", "ScanAngle:int16@18", "PointSourceId:uint16@20", "GpsTime:double@22",
           "Red:uint16@30", "Infrared:uint16@36", "WavePacketOffset:uint64@39", "WavePacketSize:uint32@47"}},
+        {2, {"Red:uint16@20"}},
         {9, {"WavePacketIndex:uint8@30", "WavePacketLocation:float@43"}}};
     for (const auto& [format, dimensions] : expected)
         for (const auto* dimension : dimensions)

@@ -59,17 +59,13 @@ TEST(StandardClasses, coloursAreToldApartByAllEyes) {
 }
 
 TEST(StandardClasses, namesDependOnThePointFormat) {
-    const auto names = [](std::uint8_t format) {
-        std::string text;
-        for (const int value : {8, 9, 12, 17, 23, 64}) text += standardClassName(value, format) + ", ";
-        return text;
-    };
-    for (const int legacy : {0, 5})
-        EXPECT_EQ(names(static_cast<std::uint8_t>(legacy)),
-                  "Model Key-Point (Mass Point), Water, Overlap Points, Reserved, Reserved, Reserved, ");
-    for (const int current : {6, 10})
-        EXPECT_EQ(names(static_cast<std::uint8_t>(current)),
-                  "Reserved, Water, Reserved, Bridge Deck, Reserved, User Definable, ");
+    for (const std::uint8_t format : std::initializer_list<std::uint8_t>{0, 5, 6, 10}) {
+        std::string names;
+        for (const int value : {8, 9, 12, 17, 23, 64}) names += standardClassName(value, format) + ", ";
+        EXPECT_EQ(names, format < 6
+                             ? "Model Key-Point (Mass Point), Water, Overlap Points, Reserved, Reserved, Reserved, "
+                             : "Reserved, Water, Reserved, Bridge Deck, Reserved, User Definable, ");
+    }
 }
 
 } // namespace

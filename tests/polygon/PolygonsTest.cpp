@@ -100,7 +100,6 @@ TEST_F(Polygons, RefusesInOneSentenceThatSaysWhy) {
         {"POLYGON((0 0,1e300 1e300,1e300 0,0 1e300))", {"the coordinate 1e+300"}},
         {"MULTIPOLYGON" + std::string(100'000, '('), {"Expected number"}},
         {"POLYGON((nan 0,4 0,4 4))", {"after 9 characters", "finite"}},
-        {"POLYGON((0 0,4 x,4 4))", {"Expected number", "'x'"}},
         {"POLYGON((0 0,4 0,4 4)", {"POLYGON((0 0,4 0,4 4):"}},
         {"POLYGON EMPTY", {"no polygon with an area"}},
         {"POINT(1 2)", {"found a POINT, expected POLYGON"}},
@@ -111,15 +110,12 @@ TEST_F(Polygons, RefusesInOneSentenceThatSaysWhy) {
         {file("9,0\n4,4"), {"begins with \"9,0 4,4\"", "GeoJSON"}},
         {file("POLYGON((0 0,4 4,4 0,0 4))"), {"area", "Self-intersection"}},
         {file("{\"type\":"), {"is not GeoJSON", "byte 9"}},
-        {file("{}"), {"is not GeoJSON", "\"type\" is missing"}},
         {file(R"({"type":"Polygon","coordinates":[[[1,2],[3],[4,5]]]})"), {"at least two numbers"}},
         {file(R"({"type":"Polygon","coordinates":[[[1,2],[3,1e999],[4,5]]]})"), {"at /coordinates/0/1/1"}},
         {file(R"({"type":"Polygon","coordinates":[]})"), {"no polygon with an area"}},
         {file(R"({"type":"Point","coordinates":[1,2]})"), {"\"Point\""}},
-        {file(collection("")), {"no polygon with an area"}},
         {file(collection(feature(Square), named)), {"urn:ogc:def:crs:EPSG::2056", "remove the member"}},
         {file(deep), {"nested"}},
-        {file(R"({"type":"Polygon","coordinates":[],"coordinates":[]})"), {"\"coordinates\" stands twice"}},
         {big, {"67108865", "67108864"}},
     };
     for (const auto& [argument, said] : cases) {

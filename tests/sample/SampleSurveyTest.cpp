@@ -96,8 +96,8 @@ TEST_F(SampleSurvey, PulsesAreWhole) {
                line = survey.values("PointSourceId");
     for (std::size_t i = 0; i < time.size(); ++i) {
         ASSERT_LE(number[i], returns[i]);
-        const bool follows = number[i] > 1;
         if (i == 0) continue;
+        const bool follows = number[i] > 1;
         ASSERT_EQ(follows, time[i] == time[i - 1]) << "at point " << i;
         ASSERT_LE(time[i - 1], time[i]);
         ASSERT_LE(line[i - 1], line[i]);

@@ -4,6 +4,7 @@
 
 #include "Fiber/FragmentBox.hpp"
 #include "base/Failure.hpp"
+#include "limit/Limits.hpp"
 #include "network/Counting.hpp"
 #include "plugin/Plugin.hpp"
 #include "survey/Survey.hpp"
@@ -63,7 +64,6 @@ TEST_F(Histogram, countsUnderAPolygonAreThoseThatAnEditSelects) {
         const std::string polygon = diamond(part);
         const json found = histogram({"--within", polygon, "--secondary", "Z"});
         EXPECT_EQ(found["title"], "Brush");
-        EXPECT_EQ(found["complete"], true);
         std::uint64_t total = 0;
         for (const json& entry : found["values"]) {
             const std::string value = std::to_string(entry["value"].get<int>());
@@ -119,8 +119,7 @@ TEST_F(Histogram, reportsWithNamesAndKeepsToTheModule) {
     EXPECT_EQ(reports[0]["histogram"]["total"], 0) << "nothing was asked for yet";
     EXPECT_EQ(countsOf(reports[1]["histogram"]), points().classCounts());
     EXPECT_EQ(reports[2]["counts"], points().classCounts());
-    EXPECT_FALSE(reports[2].contains("histogram"));
-    EXPECT_TRUE(holds(corvane(network).out, "counts: WholeDataset: 2000 points\n")) << corvane(network).out;
+    EXPECT_TRUE(holds(corvane(network).out, "counts: WholeDataset: 2000 points\n"));
 }
 
 TEST_F(Histogram, refusesWhatCannotBeCounted) {
@@ -155,23 +154,12 @@ TEST_F(Histogram, ofNoPointsIsComplete) {
     }
 }
 
-/// A stroke around the middle of a survey, seen from above.
-Kesh::Brush strokeInside(const Survey& survey) {
-    const auto& header = survey.las().header;
-    const Sextant::PhysicalSpace::point low(header.minimum[0], header.minimum[1], header.minimum[2]),
-        high(header.maximum[0], header.maximum[1], header.maximum[2]);
-    const auto view = Sextant::View::fromAbove({low, high});
-    std::vector<glm::dvec2> corners;
-    for (const auto& [x, y] : {std::pair(0.2, 0.3), {0.8, 0.3}, {0.5, 0.9}})
-        corners.emplace_back(view.project(low + (high - low) * Sextant::PhysicalSpace::point(x, y, 0)));
-    return {view, Sextant::Outline(corners)};
-}
-
 TEST_F(Histogram, leavesNothingBehindWheneverItIsStopped) {
     const Plugin plugin(CORVANE_PLUGIN);
     for (const std::size_t memory : {40'000u, 4'000'000u}) { // through a mask, and under the brush
         const Survey survey(in, {.memoryBytes = memory, .fragmentPoints = 500});
-        const CountTask task{.field = survey.selector("Classification"), .region = strokeInside(survey)};
+        const CountTask task{.field = survey.selector("Classification"),
+                             .region = Kesh::Brush(insidePolygons(readPolygons(std::vector{diamond(0.5)})))};
         const std::uint64_t whole = countPoints(survey, task).histogram.total();
         EXPECT_GT(whole, 0u);
         const std::size_t fields = survey.points().numberOfFields();

@@ -92,7 +92,6 @@ const Tampering Extended[] = {
     {"class 8", [](RawPoints& p) { setClasses(p, 8, 5, 9); }, "keypoint-class", 2, 5, "KeyPoint flag"},
     {"class 12", [](RawPoints& p) { p.setClass(7, 12); }, "overlap-class", 1, 7, "Overlap flag"},
     {"class 23", [](RawPoints& p) { setClasses(p, 23, 1, 2, 1999); }, "reserved-class", 3, 1, "Class 23"},
-    {"class 63", [](RawPoints& p) { p.setClass(0, 63); }, "reserved-class", 1, 0, "Class 63"},
     {"withheld ground", [](RawPoints& p) { setClasses(p, Ground, 3, 4), p.setByte(4, Flags, 4); }, "withheld-ground", 1,
      4},
     {"low noise in ground", [](RawPoints& p) { setHeight(p, 8, middleOfGround(p)), p.setClass(8, 7); },
@@ -111,7 +110,6 @@ const Tampering Extended[] = {
          add<std::uint64_t>(p, 247 + 8 * static_cast<std::size_t>(number), -1);
      },
      "return-number", 1, 6, "count from 1"},
-    {"points of return 15", [](RawPoints& p) { add<std::uint64_t>(p, 367, 1); }, "header-counts", 1, -1, "return 15: "},
     {"older counts without those of returns", [](RawPoints& p) { p.put<std::uint32_t>(107, 2000); }, "legacy-counts",
      2000, -1, "return 1: 0 stated"},
     {"bounds wrong by a unit", [](RawPoints& p) { add<double>(p, 179, -0.01), add<double>(p, 187, -0.01); }},
@@ -137,7 +135,6 @@ const Tampering Legacy[] = {
     {"class 10", [](RawPoints& p) { p.setClass(9, 10); }, "reserved-class", 1, 9, "class 42"},
     {"class 18, no noise here", [](RawPoints& p) { setHeight(p, 9, middleOfGround(p)), p.setClass(9, 18); },
      "reserved-class", 1, 9, "High Noise"},
-    {"class 31", [](RawPoints& p) { p.setClass(9, 31); }, "reserved-class", 1, 9, "Class 31"},
     {"withheld ground", [](RawPoints& p) { p.setByte(4, LegacyFlags, 128 + Ground); }, "withheld-ground", 1, 4},
     {"extra bytes with the classes", [](RawPoints& p) { giveWideClasses(p, 8); }, "squeezed-class", 2, 3,
      "\"OriginalClass\""},
@@ -149,8 +146,6 @@ const Tampering Legacy[] = {
      [](RawPoints& p) {
          addVlr(p, "LASF_Spec", 0, lookup(33, "Reserved") + lookup(65, "User Definable") + lookup(92, "Quay"));
      }},
-    {"points of return 2", [](RawPoints& p) { add<std::uint32_t>(p, 115, 1); }, "header-counts", 1, -1,
-     "at offset 115 are not"},
 };
 
 class Lint : public Program {
@@ -173,13 +168,9 @@ protected:
         EXPECT_EQ(found["name"], tampering.finding);
         EXPECT_EQ(found["count"], tampering.count);
         EXPECT_TRUE(holds(found["text"], tampering.says)) << found["text"];
-        expectExample(found, points, tampering.example);
-    }
-
-    static void expectExample(const json& found, const RawPoints& points, int example) {
-        ASSERT_EQ(found.contains("example"), example >= 0) << found;
-        if (example < 0) return;
-        const auto point = static_cast<std::uint64_t>(example);
+        ASSERT_EQ(found.contains("example"), tampering.example >= 0) << found;
+        if (tampering.example < 0) return;
+        const auto point = static_cast<std::uint64_t>(tampering.example);
         EXPECT_EQ(found["example"]["index"], point);
         EXPECT_EQ(found["example"]["class"], points.classOf(point));
         for (std::size_t axis = 0; axis < 3; ++axis)
