@@ -51,26 +51,66 @@ struct Replacement {
     int to;
 };
 
-/// Runs all tests on each vertex, in order, each on what the one before left: the count is that of replacements.
+/// What becomes of a value, and by how many replacements.
+template <class T>
+struct Outcome {
+    T value;
+    std::uint8_t writes = 0;
+};
+
+/// All tests in order, each on what the one before left.
+template <class T>
+Outcome<T> outcomeOf(T value, const Replacement& replacement) {
+    Outcome<T> outcome{value};
+    for (const int source : replacement.from) {
+        if (outcome.value != source) continue;
+        outcome.value = static_cast<T>(replacement.to);
+        ++outcome.writes;
+    }
+    return outcome;
+}
+
+/// The same for all values of 8 bits: looked up, since tests of classes are not predictable.
+template <class T>
+class OutcomeTable {
+public:
+    explicit OutcomeTable(const Replacement& replacement) {
+        for (std::size_t i = 0; i < outcomes_.size(); ++i) outcomes_[i] = {static_cast<T>(i)};
+        for (const int source : replacement.from) // no other value changes
+            if (const T value = static_cast<T>(source); value == source)
+                outcomes_[std::uint8_t(value)] = outcomeOf(value, replacement);
+    }
+    Outcome<T> operator()(T value) const { return outcomes_[std::uint8_t(value)]; }
+
+private:
+    std::array<Outcome<T>, 256> outcomes_;
+};
+
+template <class T, class OutcomeOf>
+void replaceValues(std::span<T> values, std::span<const std::uint32_t> indices, OutcomeOf outcomeOf,
+                   Kesh::EditField::Changes& changes) {
+    std::uint64_t writes = 0, vertices = 0;
+    for (const std::uint32_t i : indices) {
+        const Outcome<T> outcome = outcomeOf(values[i]);
+        values[i] = outcome.value;
+        writes += outcome.writes;
+        vertices += outcome.writes > 0;
+    }
+    changes.writes += writes;
+    changes.vertices += vertices;
+}
+
+/// Counts replacements, and the vertices that had any. False when the values are not of this type.
 template <class T>
 bool replace(Fiber::CreativeArrayBase& target, std::span<const std::uint32_t> indices, const Replacement& replacement,
              Kesh::EditField::Changes& changes) {
     const auto array = target.writableData<T>();
     if (!array) return false;
-    const std::span<T> values = array->writableValues();
-    const T stored = static_cast<T>(replacement.to);
-    for (const std::uint32_t i : indices) {
-        T value = values[i];
-        std::uint64_t writes = 0;
-        for (const int source : replacement.from) {
-            if (value != source) continue;
-            value = stored;
-            ++writes;
-        }
-        values[i] = value;
-        changes.writes += writes;
-        changes.vertices += writes > 0;
-    }
+    if constexpr (sizeof(T) == 1)
+        replaceValues(array->writableValues(), indices, OutcomeTable<T>(replacement), changes);
+    else
+        replaceValues(
+            array->writableValues(), indices, [&](T value) { return outcomeOf(value, replacement); }, changes);
     return true;
 }
 
