@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/Text.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <fmt/format.h>
@@ -41,7 +42,12 @@ bool steers(std::uint32_t code) {
 template <class Show>
 std::string rewritten(std::string_view text, Show show) {
     std::string result;
+    result.reserve(text.size());
     while (!text.empty()) {
+        const auto printable = std::ranges::find_if_not(text, [](char c) { return c >= ' ' && c <= '~'; });
+        result.append(text.begin(), printable); // nobody shows these otherwise
+        text.remove_prefix(static_cast<std::size_t>(printable - text.begin()));
+        if (text.empty()) break;
         const Character character = firstOf(text);
         const std::string_view bytes = text.substr(0, character.bytes == 0 ? 1 : character.bytes);
         const std::string shown = show(character, bytes);

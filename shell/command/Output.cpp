@@ -40,7 +40,7 @@ Json histogramAsJson(const Kesh::VHistogram& histogram, const Kesh::LabelSet& la
         const Kesh::Label* label = labels.find(entry["value"]);
         Json named{{"value", entry["value"]}, {"label", label ? Json(label->name) : Json()}};
         named.update(entry);
-        entry = named;
+        entry = std::move(named);
     }
     return json;
 }
