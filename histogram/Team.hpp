@@ -6,6 +6,8 @@
 #include <exception>
 #include <limits>
 #include <omp.h>
+#include <system_error>
+#include <thread>
 
 namespace Fiber {
 
@@ -18,12 +20,25 @@ template <class T>
 constexpr std::size_t SerialLimit = BinsOf<T>*(sizeof(T) == 1 ? 256 : 16);
 static_assert(SerialLimit<unsigned char> == 65'536 && SerialLimit<unsigned short> == 1'048'576);
 
+/// Whether the system gives threads. OpenMP does not ask, and ends the program when it does not.
+inline bool threadsAvailable() {
+    static const bool available = [] {
+        try {
+            std::thread([] {}).join();
+            return true;
+        } catch (const std::system_error&) {
+            return false;
+        }
+    }();
+    return available;
+}
+
 /// Splits `size` elements into consecutive parts, one for each thread of a team. Each thread makes a `Private` of its
 /// own and does `work(own, begin, end)`; then the threads `merge(own)`, one at a time. Throws what a thread threw.
 template <class Private, class Work, class Merge>
 void countInTeam(std::size_t size, Work work, Merge merge) {
     std::exception_ptr failure;
-#pragma omp parallel
+#pragma omp parallel if (threadsAvailable())
     {
         try {
             const auto threads = static_cast<std::size_t>(omp_get_num_threads());

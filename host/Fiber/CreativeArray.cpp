@@ -82,14 +82,16 @@ StrongPtr<MemBase> CreativeArrayBase::load() {
 }
 
 void CreativeArrayBase::loadAhead() {
-    const std::lock_guard lock(mutex_);
-    if (values_ || !cache_) return;
-    if (background_ != Background::Idle) return;
-    background_ = Background::Queued;
+    {
+        const std::lock_guard lock(mutex_);
+        if (values_ || !cache_) return;
+        if (background_ != Background::Idle) return;
+        background_ = Background::Queued;
+    }
     cache_->worker().add([array = self<CreativeArrayBase>()] { array->loadQueued(); });
 }
 
-/// On the worker's thread.
+/// On the worker's thread, if it has one.
 void CreativeArrayBase::loadQueued() {
     {
         const std::lock_guard lock(mutex_);

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <system_error>
 
 namespace Holdfast {
 
@@ -29,10 +30,14 @@ Worker::~Worker() {
 }
 
 void Worker::add(std::function<void()> job) {
-    const std::lock_guard lock(queue_->mutex);
-    queue_->jobs.push_back(std::move(job));
-    if (!thread_.joinable()) thread_ = std::thread([queue = queue_] { run(queue); });
-    queue_->wake.notify_one();
+    try {
+        const std::lock_guard lock(queue_->mutex);
+        if (!thread_.joinable()) thread_ = std::thread([queue = queue_] { run(queue); });
+        queue_->jobs.push_back(std::move(job));
+        queue_->wake.notify_one();
+    } catch (const std::system_error&) { // no thread
+        job();
+    }
 }
 
 void Worker::run(const std::shared_ptr<Queue>& queue) {

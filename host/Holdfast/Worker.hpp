@@ -7,8 +7,8 @@
 
 namespace Holdfast {
 
-/// Runs jobs one after another on a thread of its own, which starts with the first job. Jobs must not throw. The
-/// destructor finishes the job that runs and forgets the others; a job may hold the last pointer to the worker's owner.
+/// Runs jobs one after another on a thread of its own, from the first job on; at once, where there is none to be had.
+/// Jobs must not throw. The destructor finishes the job that runs and forgets the others; a job may be our last owner.
 class Worker {
 public:
     Worker();
