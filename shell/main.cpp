@@ -13,6 +13,9 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <memory>
+#include <mutex>
+#include <new>
 
 namespace {
 
@@ -137,9 +140,31 @@ int runToTheEnd(int argc, char** argv) {
     }
 }
 
+/// Memory that is given back when there is no more. What is on its way out then needs some: documents of JSON allocate
+/// when they are destroyed, where nothing may be thrown.
+class MemoryReserve {
+public:
+    MemoryReserve() { std::set_new_handler(giveBack); }
+    ~MemoryReserve() { std::set_new_handler(nullptr); }
+    MemoryReserve(const MemoryReserve&) = delete;
+    MemoryReserve& operator=(const MemoryReserve&) = delete;
+
+private:
+    static void giveBack() {
+        std::set_new_handler(nullptr);
+        static std::once_flag given;
+        std::call_once(given, [] { bytes_.reset(); });
+        throw std::bad_alloc();
+    }
+
+    static constexpr std::size_t Size = std::size_t{16} << 20; // addresses only, as long as nobody writes there
+    static inline auto bytes_ = std::make_unique_for_overwrite<std::byte[]>(Size);
+};
+
 } // namespace
 
 int main(int argc, char** argv) {
+    const MemoryReserve reserve;
     corvane::listenForSignals();
     int status = JobFailed;
     try {

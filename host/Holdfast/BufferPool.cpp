@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Holdfast/BufferPool.hpp"
 
-#include <cstdlib>
 #include <map>
 #include <mutex>
 #include <new>
@@ -28,10 +27,10 @@ Kept& kept() {
     return *instance;
 }
 
+std::align_val_t alignmentOf(std::size_t bytes) { return std::align_val_t(bytes >= HugePage ? HugePage : 4096); }
+
 void* fresh(std::size_t bytes) {
-    const std::size_t alignment = bytes >= HugePage ? HugePage : 4096;
-    void* buffer = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
-    if (!buffer) throw std::bad_alloc();
+    void* buffer = ::operator new(bytes, alignmentOf(bytes));
     if (bytes >= HugePage) madvise(buffer, bytes, MADV_HUGEPAGE);
     return buffer;
 }
@@ -58,7 +57,7 @@ void BufferPool::release(void* buffer, std::size_t bytes) noexcept {
     if (bytes < SmallestPooled) return ::operator delete(buffer);
     const std::size_t size = roundedUp(bytes);
     const std::lock_guard lock(kept().mutex);
-    if (kept().bytes + size > KeptBytes) return std::free(buffer);
+    if (kept().bytes + size > KeptBytes) return ::operator delete(buffer, alignmentOf(size));
     kept().buffers[size].push_back(buffer);
     kept().bytes += size;
 }

@@ -112,6 +112,34 @@ TEST_F(Endings, byASignalLeaveNothingBehindAndAreSeenByTheShell) {
     }
 }
 
+/// What fails first when memory ends depends on how much there is, so several amounts are tried.
+TEST_F(Endings, forWantOfMemoryAreASentenceAndNoFile) {
+    ASSERT_EQ(corvane({"sample", in, "--points", "70000", "--overwrite", "-q"}).status, 0);
+    RawPoints points(bytesOf(in));
+    for (std::uint64_t i = 0; i < points.count(); ++i) points.put(points.place(i, 12), static_cast<std::uint16_t>(i));
+    write(in, points.bytes()); // every intensity there is
+    const auto within = [](int mebibytes, const Arguments& arguments) {
+        const std::string limit = fmt::format("ulimit -c 0 -v {}; exec \"$0\" \"$@\"", mebibytes * 1024);
+        return execute("/bin/sh", Arguments{"-c", limit, CORVANE_PROGRAM} + arguments);
+    };
+    int least = 16; // that the program starts with
+    while (least < 1024 && within(least, {"--version"}).status != 0) least += 8;
+    if (least >= 1024) GTEST_SKIP() << "sanitizers take more addresses than any limit leaves";
+    const auto before = folder.contents();
+    for (const Arguments& call : {Arguments{"-q", "histogram", in, "--field", "Intensity", "--json"},
+                                  Arguments{"-q", "histogram", in, "--secondary", "Z"},
+                                  Arguments{"-q", "reclassify", in, out, "--from", "2", "--to", "6"}}) {
+        int limit = least;
+        for (Outcome run = within(limit, call); run.status != 0; run = within(limit += 8, call)) {
+            ASSERT_EQ(run.status, 1) << run.err << fmt::format(" of {} MiB", limit);
+            EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+            EXPECT_TRUE(run.err.starts_with("corvane: ") && run.err.ends_with(".\n")) << run.err;
+            EXPECT_TRUE(folder.contents() == before);
+        }
+        std::filesystem::remove(out);
+    }
+}
+
 TEST_F(Endings, withAnAnswerThatDoesNotArriveAreFailures) {
     for (const char* what : {"histogram", "info"}) {
         const Outcome full =
