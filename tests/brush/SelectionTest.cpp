@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Views, and what strokes select in them.
+// Views, and what strokes and limits select: every fast way selects what the plain test selects.
 #include "Fiber/FragmentBox.hpp"
 #include "Kesh/values/VValue.hpp"
 #include "Sextant/Strokes.hpp"
