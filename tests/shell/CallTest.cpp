@@ -37,6 +37,7 @@ protected:
 TEST_F(Calls, changeTheClassesThatTheyNameAndNoOther) {
     const std::pair<Arguments, std::string> table[] = {
         {{"--from", "3", "--to", "0"}, "01204567"},
+        {{"--from", "3", "--to", "011"}, "012;4567"}, // 11, decimal
         {{"--from", "1", "--from", "2", "--from", "3", "--from", "7", "--to", "2"}, "02224562"},
         {{"--from", "1", "--from", "6", "--to", "6"}, "06234567"},
         {{"--from", "1", "--to", "6", "--switch", "3"}, "01234517"},
@@ -52,10 +53,14 @@ TEST_F(Calls, thatMakeNoSenseAreRefused) {
                    {{out, "--from", "300", "--to", "6"}, {"--from 300", "0 to 255"}},
                    {{out, "--from", "1", "--to", "256"}, {"--to 256", "0 to 255"}},
                    {{"--from", "1", "--to", "6"}, {"OUT", "--dry-run"}},
-                   {{out, "--from", "1"}, {"--to"}}});
+                   {{out, "--from", "1"}, {"--to"}},
+                   {{out, "--from", "", "--to", "6"}, {"--from"}},
+                   {{out, "--from", "0x10", "--to", "6"}, {"--from"}},
+                   {{out, "--from", "2", "--to="}, {"--to"}}});
     expectRefused(Arguments{"reclassify", in, out} + edit,
                   {{{"--expect", "many"}, {"--expect", "many", "MIN..MAX"}},
                    {{"--expect", "9..1"}, {"--expect", "9..1"}},
+                   {{"--expect", ""}, {"--expect"}},
                    {{"--expect", "0..249"}, {"250", "0..249", "nothing was written"}, 1},
                    {{"--expect", "251"}, {"250", "251", "nothing was written"}, 1},
                    {{"--memory", "lots"}, {"--memory", "lots", "256M"}},

@@ -149,19 +149,6 @@ TEST_F(Endings, withAnAnswerThatDoesNotArriveAreFailures) {
     }
 }
 
-TEST_F(Endings, ofCallsWithEmptyValuesAreRefusals) {
-    const Arguments edit{"reclassify", in, "--dry-run", "--json"};
-    for (const Arguments& more :
-         {Arguments{"--from", "", "--to", "6"}, Arguments{"--from", "2", "--to="},
-          Arguments{"--from", "2", "--to", "6", "--expect", ""}, Arguments{"--from", "0x10", "--to", "6"}})
-        expectRefused(edit + more, 2, {"--"});
-    const auto changed = [&](const char* from) {
-        return corvane(edit + Arguments{"--from", from, "--to", "6"}).document()["changed"];
-    };
-    EXPECT_EQ(changed("011"), changed("11")); // decimal
-    EXPECT_NE(changed("011"), changed("9"));
-}
-
 using Installed = Program;
 
 TEST_F(Installed, programFindsItsPlugInWhereverItIsPut) {
