@@ -35,7 +35,7 @@ void checkPromises(const corvane::LasFile& las) {
     const auto& header = las.header;
     require(header.pointFormat <= 10 && header.recordLength >= corvane::recordLengthOf(header.pointFormat));
     require(header.offsetToPoints <= las.file->size());
-    require(header.pointCount <= (las.file->size() - header.offsetToPoints) / header.recordLength);
+    require(las.pointsEnd >= header.offsetToPoints && las.pointsEnd <= las.file->size());
     for (const auto& dimension : las.dimensions)
         require(dimension.offset + corvane::sizeOf(dimension.storage) <= header.recordLength);
     require(las.points->count() == header.pointCount && las.points->recordLength() == header.recordLength);

@@ -20,6 +20,16 @@ std::unique_ptr<ChunkEncoder> encodeChunk(const Layout& layout) {
     return layout.layered() ? encodeLayered(layout) : encodePointwise(layout);
 }
 
+ChunkSize measureChunk(const Layout& layout, const ReadBytes& read, const ChunkSize& most) {
+    if (most.bytes < layout.smallestChunk())
+        throw Error(fmt::format("found {} bytes, expected a chunk of at least {}", most.bytes, layout.smallestChunk()));
+    const ChunkSize size = layout.layered() ? measureLayered(layout, read, most) : measurePointwise(layout, read, most);
+    if (size.points == 0 || size.points > most.points || size.bytes > most.bytes)
+        throw Error(fmt::format("found a chunk of {} points and {} bytes, expected at most {} and {}", size.points,
+                                size.bytes, most.points, most.bytes));
+    return size;
+}
+
 LayerSet layersOf(const Layout& layout, std::span<const RecordBytes> bytes) {
     LayerSet wanted;
     for (const Layer& layer : layout.layers()) {

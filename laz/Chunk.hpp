@@ -53,6 +53,18 @@ public:
 std::unique_ptr<ChunkDecoder> decodeChunk(const Layout& layout, ReadBytes read, std::uint64_t bytes,
                                           std::uint64_t points, const LayerSet& wanted = {});
 
+struct ChunkSize {
+    std::uint64_t points = 0;
+    std::uint64_t bytes = 0;
+
+    bool operator==(const ChunkSize&) const = default;
+};
+
+/// The size of a chunk of which it is known where it begins, and that it has at most so many points and bytes: for
+/// files whose table is gone. Of a layered chunk its head tells, any other one is decoded, so that the number of points
+/// must be right. Throws Error for a chunk that is not whole.
+ChunkSize measureChunk(const Layout& layout, const ReadBytes& read, const ChunkSize& most);
+
 /// Encodes a chunk, a piece at a time.
 class ChunkEncoder {
 public:
@@ -66,12 +78,6 @@ public:
 };
 
 std::unique_ptr<ChunkEncoder> encodeChunk(const Layout& layout);
-
-/// Bytes of a record, and which bits of each.
-struct RecordBytes {
-    std::size_t begin = 0, end = 0;
-    std::uint8_t bits = 0xFF;
-};
 
 /// The layers that hold any of these bytes; empty for what is not layered.
 LayerSet layersOf(const Layout& layout, std::span<const RecordBytes> bytes);

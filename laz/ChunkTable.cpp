@@ -57,10 +57,10 @@ std::uint32_t readCount(const Layout& layout, const ReadBytes& read, std::uint64
 
 } // namespace
 
-std::vector<ChunkSize> decode(const Layout& layout, const ReadBytes& read, std::uint64_t bytes, std::uint64_t points,
-                              std::uint64_t chunkBytes) {
+Decoded decode(const Layout& layout, const ReadBytes& read, std::uint64_t bytes, std::uint64_t points,
+               std::uint64_t chunkBytes) {
     std::vector<ChunkSize> chunks(readCount(layout, read, bytes, points, chunkBytes));
-    if (chunks.empty() && points == 0) return chunks;
+    if (chunks.empty() && points == 0) return {{}, HeadBytes};
     DecoderStream stream(read, HeadBytes, bytes);
     Sizes<Decoder> sizes(layout.variable());
     ChunkSize sum;
@@ -80,7 +80,7 @@ std::vector<ChunkSize> decode(const Layout& layout, const ReadBytes& read, std::
     if (sum.points != points || sum.bytes != chunkBytes)
         throw Error(fmt::format("found chunks with {} points and {} bytes in all, expected {} and {}", sum.points,
                                 sum.bytes, points, chunkBytes));
-    return chunks;
+    return {std::move(chunks), stream.position()};
 }
 
 std::vector<std::byte> encode(const Layout& layout, std::span<const ChunkSize> chunks) {

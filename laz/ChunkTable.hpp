@@ -5,23 +5,21 @@
 
 namespace laz {
 
-struct ChunkSize {
-    std::uint64_t points = 0;
-    std::uint64_t bytes = 0;
-
-    bool operator==(const ChunkSize&) const = default;
-};
-
 /// What stands behind the last chunk: version, number of chunks, and their sizes as an arithmetic stream. Numbers of
 /// points are stored for chunks of variable size only.
 namespace table {
 
 inline constexpr std::size_t HeadBytes = 8;
 
+struct Decoded {
+    std::vector<ChunkSize> chunks;
+    std::uint64_t bytes; ///< that the table takes
+};
+
 /// The sizes of the chunks of a file of `points` points whose chunks take `chunkBytes` bytes together, from the table's
 /// bytes, `bytes` long at most, at `read`. Throws Error unless everything adds up.
-std::vector<ChunkSize> decode(const Layout& layout, const ReadBytes& read, std::uint64_t bytes, std::uint64_t points,
-                              std::uint64_t chunkBytes);
+Decoded decode(const Layout& layout, const ReadBytes& read, std::uint64_t bytes, std::uint64_t points,
+               std::uint64_t chunkBytes);
 
 std::vector<std::byte> encode(const Layout& layout, std::span<const ChunkSize> chunks);
 

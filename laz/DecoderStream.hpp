@@ -29,7 +29,10 @@ public:
         const auto left = std::span(bytes_).last(decoder_.left());
         return next_ == end_ && std::ranges::all_of(left, [](std::byte byte) { return byte == std::byte{0}; });
     }
-    bool usedUp() const { return next_ == end_ && decoder_.left() == 0; }
+    bool usedUp() const { return position() == end_; }
+
+    /// Where the first byte is that was not used, in the chunk.
+    std::uint64_t position() const { return next_ - decoder_.left(); }
 
 private:
     static constexpr std::size_t Largest = std::size_t{1} << 18;

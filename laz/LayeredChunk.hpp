@@ -8,6 +8,7 @@ namespace laz {
 /// A chunk of point formats 6 to 10: first record, number of points, lengths of the layers, the layers.
 std::unique_ptr<ChunkDecoder> decodeLayered(const Layout& layout, ReadBytes read, std::uint64_t bytes,
                                             std::uint64_t points, const LayerSet& wanted);
+ChunkSize measureLayered(const Layout& layout, const ReadBytes& read, const ChunkSize& most);
 std::unique_ptr<ChunkEncoder> encodeLayered(const Layout& layout);
 
 /// A layered chunk as it lies in a file: everything but the layers' bytes.

@@ -115,6 +115,14 @@ LayeredHead LayeredHead::read(const Layout& layout, const ReadBytes& read) {
     return head;
 }
 
+ChunkSize measureLayered(const Layout& layout, const ReadBytes& read, const ChunkSize& most) {
+    if (most.bytes < LayeredHead::sizeOf(layout))
+        throw Error(
+            fmt::format("found {} bytes, expected the head of a chunk, {}", most.bytes, LayeredHead::sizeOf(layout)));
+    const auto head = LayeredHead::read(layout, read);
+    return {head.points, head.size()};
+}
+
 std::unique_ptr<ChunkDecoder> decodeLayered(const Layout& layout, ReadBytes read, std::uint64_t bytes,
                                             std::uint64_t points, const LayerSet& wanted) {
     if (bytes < LayeredHead::sizeOf(layout))

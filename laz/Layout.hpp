@@ -15,6 +15,12 @@ struct Error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// Bytes of a record, and which bits of each.
+struct RecordBytes {
+    std::size_t begin = 0, end = 0;
+    std::uint8_t bits = 0xFF;
+};
+
 /// How points are compressed: the payload of the VLR "laszip encoded" 22204.
 enum class Compressor : std::uint16_t {
     None = 0,

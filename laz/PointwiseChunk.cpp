@@ -93,6 +93,7 @@ public:
     }
 
     bool usedUp() const override { return stream_.usedUp() && !stream_.decoder().damaged(); }
+    std::uint64_t used() const { return stream_.position(); }
 
 private:
     static constexpr std::size_t PieceBytes = std::size_t{1} << 17;
@@ -156,6 +157,18 @@ private:
     std::unique_ptr<Items<Encoder, Version>> items_;
 };
 
+template <class Version>
+ChunkSize measure(const Layout& layout, const ReadBytes& read, const ChunkSize& most) {
+    PointwiseDecoder<Version> decoder(layout, read, most.bytes);
+    const std::size_t stride = layout.recordLength();
+    std::vector<std::byte> records(std::min<std::uint64_t>(most.points, 1024) * stride);
+    for (std::uint64_t done = 0; done < most.points; done += records.size() / stride) {
+        records.resize(std::min<std::uint64_t>(records.size(), (most.points - done) * stride));
+        if (decoder.decode(records) < records.size() / stride) throw Error("found a chunk that is cut off or damaged");
+    }
+    return {most.points, decoder.used()};
+}
+
 bool isVersion1(const Layout& layout) { return layout.items.front().version == 1; }
 
 } // namespace
@@ -164,6 +177,11 @@ std::unique_ptr<ChunkDecoder> decodePointwise(const Layout& layout, ReadBytes re
     if (isVersion1(layout))
         return std::make_unique<PointwiseDecoder<Version1<Decoder>>>(layout, std::move(read), bytes);
     return std::make_unique<PointwiseDecoder<Version2<Decoder>>>(layout, std::move(read), bytes);
+}
+
+ChunkSize measurePointwise(const Layout& layout, const ReadBytes& read, const ChunkSize& most) {
+    return isVersion1(layout) ? measure<Version1<Decoder>>(layout, read, most)
+                              : measure<Version2<Decoder>>(layout, read, most);
 }
 
 std::unique_ptr<ChunkEncoder> encodePointwise(const Layout& layout) {

@@ -34,6 +34,9 @@ public:
     /// As it was given.
     const std::string& path() const { return path_; }
 
+    /// Bytes so far.
+    std::uint64_t size() const { return size_; }
+
     /// Appends.
     void write(std::span<const std::byte> bytes);
 

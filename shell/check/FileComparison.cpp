@@ -58,7 +58,7 @@ std::vector<OtherBytes> otherBytes(const LasFile& las) {
     const std::uint64_t evlrs = las.evlrs.empty() ? size : header.evlrStart;
     return {{"HeaderTail", {last.offset + last.bytes.size(), header.headerSize}},
             {"BytesBeforePoints", {endOf(las.vlrs, header.headerSize), header.offsetToPoints}},
-            {"BytesBehindPoints", {header.pointsEnd(), evlrs}},
+            {"BytesBehindPoints", {las.pointsEnd, evlrs}},
             {"BytesBehindEvlrs", {endOf(las.evlrs, size), size}}};
 }
 

@@ -50,12 +50,13 @@ void forPoints(const LasFile& las, const Watch& watch, Use use, After after) {
     const std::uint64_t total = las.points->count();
     const std::size_t stride = las.points->recordLength();
     const std::string work = "Checking " + las.file->path();
-    las.points->forPieces({0, total}, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
-        const std::byte* record = records.data();
-        for (std::size_t i = 0; i < count; ++i, record += stride) use(record, first + i);
-        after(records, first, count);
-        watch(first + count, total, work);
-    });
+    las.points->forPieces({0, total}, {},
+                          [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
+                              const std::byte* record = records.data();
+                              for (std::size_t i = 0; i < count; ++i, record += stride) use(record, first + i);
+                              after(records, first, count);
+                              watch(first + count, total, work);
+                          });
 }
 
 class Tallier {

@@ -7,13 +7,14 @@ namespace corvane {
 
 RecordStream::RecordStream(const LasFile& las, std::size_t pieceRecords)
     : points_(*las.points),
+      cursor_(points_.from(0)),
       pieceRecords_(std::min<std::uint64_t>(pieceRecords, points_.count())),
       buffer_(pieceRecords_ * points_.recordLength()) {}
 
 bool RecordStream::next() {
     first_ += count_;
     count_ = std::min<std::uint64_t>(pieceRecords_, total() - first_);
-    points_.read(first_, std::span(buffer_.values).first(count_ * stride()));
+    cursor_->next(std::span(buffer_.values).first(count_ * stride()));
     return count_ > 0;
 }
 

@@ -37,6 +37,7 @@ public:
 
 private:
     const PointReader& points_;
+    std::unique_ptr<PointCursor> cursor_;
     std::size_t pieceRecords_;
     Holdfast::Chunk<std::byte> buffer_;
     std::size_t count_ = 0;

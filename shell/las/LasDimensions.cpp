@@ -222,6 +222,11 @@ std::size_t sizeOf(Storage storage) { return Storages[static_cast<std::size_t>(s
 
 std::string_view nameOf(Storage storage) { return Storages[static_cast<std::size_t>(storage)].name; }
 
+laz::RecordBytes Dimension::place() const {
+    const auto mask = packed() ? static_cast<std::uint8_t>(largestValue() << firstBit) : std::uint8_t{0xFF};
+    return {offset, offset + sizeOf(storage), mask};
+}
+
 std::uint32_t Dimension::largestValue() const {
     if (packed()) return (1U << bits) - 1;
     if (storage == Storage::UInt8) return 0xFF;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "laz/Layout.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -37,6 +39,9 @@ struct Dimension {
 
     /// The largest value that an unsigned dimension of 8 or 16 bits can hold, 0 for others.
     std::uint32_t largestValue() const;
+
+    /// Where it stands in a record.
+    laz::RecordBytes place() const;
 
     bool operator==(const Dimension&) const = default;
 };

@@ -2,7 +2,10 @@
 #include "las/LasFile.hpp"
 
 #include "las/CoordinateSystem.hpp"
+#include "las/Damage.hpp"
+#include "las/HeaderPlaces.hpp"
 #include "las/LasPoints.hpp"
+#include "las/LazPoints.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -42,11 +45,36 @@ void warnOfStrayBytes(LasFile& las) {
                             "header names.",
                             to - from, from, behind));
     };
-    warn(las.header.pointsEnd(), las.evlrs.empty() ? size : las.header.evlrStart, "point");
+    warn(las.pointsEnd, las.evlrs.empty() ? size : las.header.evlrStart, "point");
     if (!las.evlrs.empty()) warn(las.evlrs.back().payloadOffset + las.evlrs.back().payloadLength, size, "EVLR");
 }
 
+/// A file is compressed when both the format's byte and a VLR say so. One that was decompressed may have kept the VLR.
+void openPoints(LasFile& las) {
+    const LasRecord* compression = compressionRecord(las.vlrs);
+    if (las.header.compressed && !compression)
+        throw damage(las.file->path(), place::PointFormat, "the format of compressed points",
+                     "a VLR \"laszip encoded\" 22204 that says how, or a format without bit 7");
+    if (!las.header.compressed) {
+        las.points = std::make_shared<const LasPoints>(las.file, las.header);
+        las.pointsEnd = las.header.offsetToPoints + las.header.pointCount * las.header.recordLength;
+        return;
+    }
+    auto block = readLazBlock(*las.file, las.header, *compression, las.warnings);
+    las.pointsEnd = block.end;
+    las.points = std::make_shared<const LazPoints>(las.file, las.header, std::move(block));
+}
+
 } // namespace
+
+std::uint64_t LasFile::vlrsEnd() const {
+    return vlrs.empty() ? header.headerSize : vlrs.back().payloadOffset + vlrs.back().payloadLength;
+}
+
+const LazBlock* LasFile::compression() const {
+    const auto* compressed = dynamic_cast<const LazPoints*>(points.get());
+    return compressed ? &compressed->block() : nullptr;
+}
 
 Dimension LasFile::asRead(std::size_t index) const {
     Dimension dimension = dimensions[index];
@@ -67,15 +95,16 @@ LasFile LasFile::open(const std::string& path) {
     las.file = std::make_shared<const InputFile>(path);
     std::vector<std::byte> head(std::min<std::uint64_t>(las.file->size(), LasHeader::LargestSize));
     las.file->read(0, head);
-    refuseCompressed(*las.file, head);
     las.header = LasHeader::parse(head, path, las.file->size(), las.warnings);
     las.vlrs = readVlrs(*las.file, las.header);
-    las.evlrs = readEvlrs(*las.file, las.header, las.warnings);
+    openPoints(las);
+    las.evlrs = readEvlrs(*las.file, las.header, las.pointsEnd, las.warnings);
+    if (const LazBlock* block = las.compression())
+        las.copc = readCopc(*las.file, *block, las.vlrs, las.evlrs, las.warnings);
     las.dimensions = dimensionsOf(las.header.pointFormat);
     addExtraDimensions(las);
     las.crs = readCoordinateSystem(*las.file, las.vlrs, las.evlrs, las.warnings);
     warnOfStrayBytes(las);
-    las.points = std::make_shared<const LasPoints>(las.file, las.header);
     return las;
 }
 

@@ -2,12 +2,15 @@
 #pragma once
 
 #include "base/InputFile.hpp"
+#include "las/Copc.hpp"
 #include "las/LasDimensions.hpp"
 #include "las/LasHeader.hpp"
 #include "las/LasRecords.hpp"
+#include "las/LazBlock.hpp"
 #include "las/PointReader.hpp"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,10 +24,12 @@ struct LasFile {
     std::vector<LasRecord> vlrs;
     std::vector<LasRecord> evlrs;
     std::vector<Dimension> dimensions; ///< the format's, then the described extra bytes
+    std::optional<Copc> copc;          ///< of a file that is one
     std::string crs;                   ///< WKT or GeoTIFF keys as found; empty when there are none
     std::vector<std::string> warnings; ///< what is wrong and could be read all the same; sentences without the path
 
     std::shared_ptr<const PointReader> points;
+    std::uint64_t pointsEnd = 0; ///< in the file: behind the last point, or the table of the chunks
 
     /// A dimension as it reads: coordinates with the header's scale and offset.
     Dimension asRead(std::size_t index) const;
@@ -32,8 +37,14 @@ struct LasFile {
     /// The dimension of this exact name; null when there is none.
     const Dimension* find(std::string_view name) const;
 
-    /// Opens and checks `path` without reading any point. Throws Failure for anything that makes the points unreadable,
-    /// compressed (LAZ) files included.
+    /// Behind the last VLR, in the file.
+    std::uint64_t vlrsEnd() const;
+
+    /// How the points are compressed; null when they are not.
+    const LazBlock* compression() const;
+
+    /// Opens and checks `path`, compressed (LAZ) or not, without reading any point. Throws Failure for anything that
+    /// makes the points unreadable.
     static LasFile open(const std::string& path);
 };
 

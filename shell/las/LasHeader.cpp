@@ -136,6 +136,12 @@ RawHeader readFields(std::span<const std::byte> bytes) {
     return raw;
 }
 
+void takeCompression(LasHeader& header) {
+    constexpr std::uint8_t compressedBit = 0x80;
+    header.compressed = (header.pointFormat & compressedBit) != 0;
+    header.pointFormat &= static_cast<std::uint8_t>(~compressedBit);
+}
+
 void takeLegacyCounts(RawHeader& raw) {
     raw.header.pointCount = raw.legacyCount;
     raw.header.returnCounts.fill(0);
@@ -183,6 +189,7 @@ public:
         require(header_.recordLength >= least, place::RecordLength,
                 fmt::format("a record length of {} bytes", header_.recordLength),
                 fmt::format("at least {} for point format {}", least, header_.pointFormat));
+        if (header_.compressed) return;
         // Divided rather than multiplied, so that no count can wrap round.
         const auto room = fileSize_ - header_.offsetToPoints;
         const auto fitting = room / header_.recordLength;
@@ -277,6 +284,7 @@ LasHeader LasHeader::parse(std::span<const std::byte> bytes, const std::string& 
                            std::vector<std::string>& warnings) {
     checkBeginning(bytes, path);
     auto raw = readFields(bytes);
+    takeCompression(raw.header);
     const HeaderCheck check(raw.header, path, fileSize);
     check.sizes();
     check.records(settleCounts(raw, warnings));

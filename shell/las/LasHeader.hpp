@@ -52,6 +52,7 @@ struct LasHeader {
     std::uint32_t offsetToPoints = 375;
     std::uint32_t vlrCount = 0;
     std::uint8_t pointFormat = 6; ///< 0 to 10
+    bool compressed = false;      ///< bit 7 of the format's byte; records are then those that were compressed
     std::uint16_t recordLength = 30;
     std::uint64_t pointCount = 0;
     std::uint64_t waveformStart = 0;              ///< 1.3 and later, else 0
@@ -68,9 +69,6 @@ struct LasHeader {
 
     /// The size that this version's header has by the format.
     std::size_t standardSize() const;
-
-    /// Where the last point ends; what `parse` has returned has this within the file.
-    std::uint64_t pointsEnd() const { return offsetToPoints + pointCount * recordLength; }
 
     /// The fields as they stand, nothing checked, and counts of the 1.4 place only; at least SmallestSize bytes.
     static LasHeader decode(std::span<const std::byte> bytes);

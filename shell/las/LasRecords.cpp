@@ -73,35 +73,14 @@ std::vector<LasRecord> readChain(const InputFile& file, const Kind& kind, std::u
     return records;
 }
 
-/// Looks among whatever can be read of the VLRs of a header that was not checked.
-bool hasCompressionRecord(const InputFile& file, const LasHeader& header) {
-    const auto end = std::min<std::uint64_t>(header.offsetToPoints, file.size());
-    std::uint64_t position = header.headerSize;
-    for (std::uint32_t i = 0; i < header.vlrCount && position <= end && end - position >= Vlr.headerSize; ++i) {
-        const auto record = readRecord(file, position, Vlr);
-        if (record.userId == "laszip encoded" && record.recordId == 22204) return true;
-        position = record.payloadOffset + record.payloadLength;
-    }
-    return false;
-}
-
 } // namespace
-
-void refuseCompressed(const InputFile& file, std::span<const std::byte> headerBytes) {
-    constexpr std::uint8_t compressedBit = 0x80;
-    if (headerBytes.size() < LasHeader::SmallestSize || loadText(headerBytes, 0, 4) != "LASF") return;
-    const auto header = LasHeader::decode(headerBytes);
-    if ((header.pointFormat & compressedBit) == 0 && !hasCompressionRecord(file, header)) return;
-    throw Failure(fmt::format("{}: at offset {} found point format {} of a compressed file (LAZ), expected an "
-                              "uncompressed one (LAS); decompress it to LAS with a LAZ tool first.",
-                              file.path(), place::PointFormat, header.pointFormat));
-}
 
 std::vector<LasRecord> readVlrs(const InputFile& file, const LasHeader& header) {
     return readChain(file, Vlr, header.vlrCount, header.headerSize, header.offsetToPoints, "the points");
 }
 
-std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header, std::vector<std::string>& warnings) {
+std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header, std::uint64_t pointsEnd,
+                                 std::vector<std::string>& warnings) {
     if (header.evlrCount == 0) {
         if (header.evlrStart > file.size())
             warnings.push_back(
@@ -110,7 +89,6 @@ std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header,
                             place::EvlrStart, header.evlrStart, file.size()));
         return {};
     }
-    const auto pointsEnd = header.pointsEnd();
     if (header.evlrStart < pointsEnd || header.evlrStart > file.size())
         throw damage(
             file.path(), place::EvlrStart, fmt::format("EVLRs that start at {}", header.evlrStart),

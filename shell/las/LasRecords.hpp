@@ -24,16 +24,13 @@ struct LasRecord {
     std::uint64_t payloadLength = 0;  ///< bytes
 };
 
-/// Throws Failure when the point format byte or a VLR says that the points are compressed (LAZ). Comes before every
-/// other check, since a compressed file breaks rules that only the uncompressed have. `headerBytes` are the first of
-/// the file.
-void refuseCompressed(const InputFile& file, std::span<const std::byte> headerBytes);
-
 /// The VLRs between header and points. A record that does not fit throws Failure: what follows it is not known.
 std::vector<LasRecord> readVlrs(const InputFile& file, const LasHeader& header);
 
-/// The EVLRs behind the points; none before version 1.4. One that does not fit throws Failure.
-std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header, std::vector<std::string>& warnings);
+/// The EVLRs behind the points, which end at `pointsEnd`; none before version 1.4. One that does not fit throws
+/// Failure.
+std::vector<LasRecord> readEvlrs(const InputFile& file, const LasHeader& header, std::uint64_t pointsEnd,
+                                 std::vector<std::string>& warnings);
 
 /// A VLR with its payload, at most 65,535 bytes, as it stands in a file of version 1.`versionMinor`.
 std::vector<std::byte> encodeVlr(std::uint8_t versionMinor, std::string_view userId, std::uint16_t recordId,

@@ -28,11 +28,23 @@ PointEdits::PointEdits(std::vector<PointEdit> edits, std::shared_ptr<const void>
 
 void PointEdits::apply(std::span<std::byte> records, std::size_t stride, std::uint64_t first) const {
     const std::uint64_t last = first + records.size() / stride;
-    auto edit = std::ranges::partition_point(edits_, [&](const PointEdit& one) { return one.end() <= first; });
-    for (; edit != edits_.end() && edit->first < last; ++edit) {
-        const std::uint64_t begin = std::max(first, edit->first), end = std::min(last, edit->end());
-        encode(*edit, records.subspan((begin - first) * stride), stride, begin, end);
+    for (const PointEdit& edit : within(first, last)) {
+        const std::uint64_t begin = std::max(first, edit.first), end = std::min(last, edit.end());
+        encode(edit, records.subspan((begin - first) * stride), stride, begin, end);
     }
+}
+
+std::span<const PointEdit> PointEdits::within(std::uint64_t first, std::uint64_t last) const {
+    const auto begin = std::ranges::partition_point(edits_, [&](const PointEdit& one) { return one.end() <= first; });
+    const auto end = std::ranges::partition_point(edits_, [&](const PointEdit& one) { return one.first < last; });
+    return {begin, std::max(begin, end)};
+}
+
+std::vector<Dimension> PointEdits::dimensions(const PointRange& range) const {
+    std::vector<Dimension> dimensions;
+    for (const PointEdit& edit : within(range.first, range.first + range.count))
+        if (std::ranges::find(dimensions, edit.dimension) == dimensions.end()) dimensions.push_back(edit.dimension);
+    return dimensions;
 }
 
 std::vector<PointRange> PointEdits::stretches() const {

@@ -32,10 +32,16 @@ public:
     /// dimensions and no others.
     void apply(std::span<std::byte> records, std::size_t stride, std::uint64_t first) const;
 
+    /// The dimensions with edits of any of these points.
+    std::vector<Dimension> dimensions(const PointRange& range) const;
+
     /// The stretches of points that are edited, in order, with gaps between them.
     std::vector<PointRange> stretches() const;
 
 private:
+    /// Those that have any of the points from `first` to before `last`.
+    std::span<const PointEdit> within(std::uint64_t first, std::uint64_t last) const;
+
     std::vector<PointEdit> edits_; // ordered by first point, and so by last one
     std::shared_ptr<const void> owner_;
 };
@@ -46,12 +52,29 @@ public:
     EditedPoints(std::shared_ptr<const PointReader> points, PointEdits edits)
         : PointReader(points->count(), points->recordLength()), points_(std::move(points)), edits_(std::move(edits)) {}
 
-    void read(std::uint64_t first, std::span<std::byte> records) const override {
-        points_->read(first, records);
-        edits_.apply(records, recordLength(), first);
+    std::unique_ptr<PointCursor> from(std::uint64_t first, const WantedBytes& wanted) const override {
+        return std::make_unique<Cursor>(*this, points_->from(first, wanted), first);
     }
+    std::vector<PointRange> ranges(std::size_t points) const override { return points_->ranges(points); }
 
 private:
+    class Cursor : public PointCursor {
+    public:
+        Cursor(const EditedPoints& points, std::unique_ptr<PointCursor> original, std::uint64_t first)
+            : points_(points), original_(std::move(original)), next_(first) {}
+
+        void next(std::span<std::byte> records) override {
+            original_->next(records);
+            points_.edits_.apply(records, points_.recordLength(), next_);
+            next_ += records.size() / points_.recordLength();
+        }
+
+    private:
+        const EditedPoints& points_;
+        std::unique_ptr<PointCursor> original_;
+        std::uint64_t next_;
+    };
+
     std::shared_ptr<const PointReader> points_;
     PointEdits edits_;
 };

@@ -1,28 +1,90 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "las/PointWriter.hpp"
 
+#include "base/InOrder.hpp"
+#include "las/ChunkPacker.hpp"
+#include "las/HeaderPlaces.hpp"
+#include "las/LittleEndian.hpp"
+#include "laz/ChunkTable.hpp"
+
+#include <cctype>
+#include <filesystem>
+#include <fmt/format.h>
+#include <limits>
+#include <map>
+
 namespace corvane {
+namespace {
+
+constexpr std::uint16_t ExternalWaveforms = 0x4;   // of the global encoding: they lie in a file of their own
+constexpr std::size_t VlrHead = 54, EvlrHead = 60; // bytes in front of the payload
+constexpr std::uint8_t CompressedBit = 0x80;
+
+std::vector<std::byte> compressionVlr(const LasHeader& header, const laz::Layout& layout) {
+    return encodeVlr(header.versionMinor, "laszip encoded", 22204, "compression of the points", layout.encode());
+}
+
+std::uint64_t begin(const LasRecord& record, std::size_t head) { return record.payloadOffset - head; }
+std::uint64_t end(const LasRecord& record) { return record.payloadOffset + record.payloadLength; }
+
+} // namespace
+
+Packing Packing::forName(const std::string& path, const LasFile& las) {
+    std::string extension = std::filesystem::path(path).extension();
+    std::ranges::transform(extension, extension.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (extension == ".las") return {false};
+    return {extension == ".laz" || las.compression() != nullptr};
+}
 
 PointWriter::PointWriter(const LasFile& las, OutputFile& output, const Watch& watch)
     : las_(las), output_(output), watch_(watch), work_("Saving " + output.path()) {}
 
-void PointWriter::write(const PointEdits& edits, const FileChange& change) {
-    const LasHeader& header = las_.header;
-    copyBytes(0, change.insertAt);
-    output_.write(change.inserted);
-    copyBytes(change.insertAt, header.offsetToPoints);
-    const EditedPoints edited(las_.points, edits);
-    std::uint64_t next = 0; // point
-    for (const PointRange& stretch : edits.stretches()) {
-        copyPoints(next, stretch.first);
-        writePoints(edited, stretch);
-        next = stretch.first + stretch.count;
-    }
-    copyPoints(next, header.pointCount);
-    copyBytes(header.pointsEnd(), las_.file->size());
-    for (const FileChange::Patch& patch : change.patches)
-        output_.writeAt(patch.offset + (patch.offset < change.insertAt ? 0 : change.inserted.size()), patch.bytes);
+void PointWriter::write(const PointEdits& edits, FileChange change, const Packing& packing) {
+    changePacking(change, packing);
+    const LazBlock* block = las_.compression();
+    copy(change, 0, las_.header.offsetToPoints);
+    if (block && packing.compressed)
+        rewriteChunks(edits);
+    else if (block)
+        expand(edits);
+    else if (packing.compressed)
+        compress(edits);
+    else
+        writeRecords(edits);
+    copy(change, las_.pointsEnd, las_.file->size());
+    settlePlaces(change, packing);
     las_.file->checkUnchanged();
+}
+
+/// The records that say how the points are packed come or go with it, and those of an octree stay only where its nodes
+/// stay chunks.
+void PointWriter::changePacking(FileChange& change, const Packing& packing) {
+    const LazBlock* block = las_.compression();
+    if (block && packing.compressed) layout_ = block->layout;
+    if (!block && packing.compressed) {
+        layout_ = laz::Layout::standard(las_.header.pointFormat, las_.header.recordLength, packing.chunkPoints);
+        change.insertVlr(las_.vlrsEnd(), compressionVlr(las_.header, layout_));
+    }
+    const bool keepsTree = packing.compressed && las_.copc;
+    for (const LasRecord& vlr : las_.vlrs) {
+        const bool goes =
+            (&vlr == compressionRecord(las_.vlrs) && !packing.compressed) || (block && isCopcRecord(vlr) && !keepsTree);
+        if (goes) change.removeVlr(begin(vlr, VlrHead), end(vlr));
+    }
+    for (const LasRecord& evlr : las_.evlrs)
+        if (block && isCopcRecord(evlr) && !keepsTree) change.removeEvlr(begin(evlr, EvlrHead), end(evlr));
+}
+
+/// The bytes of the file from `begin` to `end`, with what changes among them.
+void PointWriter::copy(const FileChange& change, std::uint64_t begin, std::uint64_t end) {
+    for (const FileChange::Splice& splice : change.splices()) {
+        if (splice.begin < begin || splice.end > end) continue;
+        copyBytes(begin, splice.begin);
+        output_.write(splice.bytes);
+        begin = splice.end;
+    }
+    copyBytes(begin, end);
 }
 
 void PointWriter::copyBytes(std::uint64_t begin, std::uint64_t end) {
@@ -31,20 +93,160 @@ void PointWriter::copyBytes(std::uint64_t begin, std::uint64_t end) {
         const std::uint64_t next = begin + std::min(piece, end - begin);
         output_.copy(*las_.file, begin, next);
         begin = next;
-        tell(begin);
+        tell(begin, las_.file->size());
     }
 }
 
-void PointWriter::copyPoints(std::uint64_t first, std::uint64_t end) {
+void PointWriter::writeRecords(const PointEdits& edits) {
     const LasHeader& header = las_.header;
-    copyBytes(header.offsetToPoints + first * header.recordLength, header.offsetToPoints + end * header.recordLength);
+    const auto place = [&](std::uint64_t point) { return header.offsetToPoints + point * header.recordLength; };
+    const EditedPoints edited(las_.points, edits);
+    std::uint64_t next = 0; // point
+    for (const PointRange& stretch : edits.stretches()) {
+        copyBytes(place(next), place(stretch.first));
+        writeStretch(edited, stretch);
+        next = stretch.first + stretch.count;
+    }
+    copyBytes(place(next), las_.pointsEnd);
 }
 
-void PointWriter::writePoints(const PointReader& edited, const PointRange& range) {
-    edited.forPieces(range, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
+void PointWriter::writeStretch(const PointReader& edited, const PointRange& range) {
+    edited.forPieces(range, {}, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
         output_.write(records);
-        tell(las_.header.offsetToPoints + (range.first + first + count) * las_.header.recordLength);
+        tell(range.first + first + count, las_.header.pointCount);
     });
+}
+
+void PointWriter::expand(const PointEdits& edits) {
+    const EditedPoints edited(las_.points, edits);
+    const auto ranges = edited.ranges(laz::Layout::UsualChunk);
+    inOrder(
+        ranges.size(),
+        [&](std::size_t i) {
+            std::vector<std::byte> records(ranges[i].count * edited.recordLength());
+            edited.read(ranges[i].first, records);
+            return records;
+        },
+        [&](std::size_t i, std::span<const std::byte> records) {
+            output_.write(records);
+            tell(ranges[i].first + ranges[i].count, las_.header.pointCount);
+        });
+}
+
+void PointWriter::compress(const PointEdits& edits) {
+    const ChunkPacker packer(layout_);
+    const EditedPoints edited(las_.points, edits);
+    const auto ranges = edited.ranges(layout_.chunkPoints);
+    const std::uint64_t placeOffset = output_.size();
+    output_.write(std::array<std::byte, sizeof(std::int64_t)>{});
+    inOrder(
+        ranges.size(),
+        [&](std::size_t i) {
+            std::vector<std::byte> records(ranges[i].count * edited.recordLength());
+            edited.read(ranges[i].first, records);
+            return packer.pack(records);
+        },
+        [&](std::size_t i, std::span<const std::byte> chunk) {
+            chunks_.push_back({ranges[i].first, ranges[i].count, output_.size(), chunk.size()});
+            output_.write(chunk);
+            tell(ranges[i].first + ranges[i].count, las_.header.pointCount);
+        });
+    writeTable(placeOffset);
+}
+
+void PointWriter::rewriteChunks(const PointEdits& edits) {
+    const LazBlock& block = *las_.compression();
+    const bool tableMissing = layout_.chunked() && block.tableOffset == 0 && !block.chunks.empty();
+    if (edits.stretches().empty() && !tableMissing) return copyChunks(block);
+    const ChunkPacker packer(layout_);
+    const std::uint64_t placeOffset = output_.size();
+    if (layout_.chunked()) output_.write(std::array<std::byte, sizeof(std::int64_t)>{});
+    inOrder(
+        block.chunks.size(), [&](std::size_t i) { return packer.repack(*las_.file, block.chunks[i], edits); },
+        [&](std::size_t i, const std::optional<std::vector<std::byte>>& repacked) {
+            LazChunk chunk = block.chunks[i];
+            const std::uint64_t offset = output_.size();
+            if (repacked)
+                output_.write(*repacked);
+            else
+                copyBytes(chunk.offset, chunk.offset + chunk.bytes);
+            chunks_.push_back({chunk.first, chunk.points, offset, output_.size() - offset});
+            tell(chunk.first + chunk.points, las_.header.pointCount);
+        });
+    if (layout_.chunked()) writeTable(placeOffset);
+}
+
+/// Everything as its writer made it; but the table may have moved.
+void PointWriter::copyChunks(const LazBlock& block) {
+    const std::uint64_t begin = output_.size(), shift = begin - las_.header.offsetToPoints;
+    copyBytes(las_.header.offsetToPoints, las_.pointsEnd);
+    chunks_ = block.chunks;
+    for (LazChunk& chunk : chunks_) chunk.offset += shift;
+    if (shift != 0 && block.tableOffset > 0) put(begin, static_cast<std::int64_t>(block.tableOffset + shift));
+}
+
+/// The table of the chunks, and where it is in front of the first one.
+void PointWriter::writeTable(std::uint64_t placeOffset) {
+    std::vector<laz::ChunkSize> sizes;
+    for (const LazChunk& chunk : chunks_) sizes.push_back({chunk.points, chunk.bytes});
+    put(placeOffset, static_cast<std::int64_t>(output_.size()));
+    output_.write(laz::table::encode(layout_, sizes));
+}
+
+template <class T>
+void PointWriter::put(std::uint64_t offset, T value) {
+    std::array<std::byte, sizeof value> bytes;
+    store(std::span<std::byte>(bytes), 0, value);
+    output_.writeAt(offset, bytes);
+}
+
+/// Everything in the file that says where something is.
+void PointWriter::settlePlaces(const FileChange& change, const Packing& packing) {
+    const LasHeader& header = las_.header;
+    const std::uint64_t points = change.moved(header.offsetToPoints);
+    if (points > std::numeric_limits<std::uint32_t>::max())
+        throw Failure(
+            fmt::format("{}: the points would begin at offset {}, beyond what the header can say; save without "
+                        "labels. Nothing was written.",
+                        las_.file->path(), points));
+    // What lies behind the points moves by what they take more, besides.
+    const auto shift = static_cast<std::int64_t>(output_.size() - change.moved(las_.file->size()));
+    const auto moved = [&](std::uint64_t offset) {
+        return change.moved(offset) + (offset >= las_.pointsEnd ? static_cast<std::uint64_t>(shift) : 0);
+    };
+    const bool format = packing.compressed != header.compressed;
+    if (format)
+        put(place::PointFormat,
+            static_cast<std::uint8_t>(header.pointFormat | (packing.compressed ? CompressedBit : 0)));
+    if (points != header.offsetToPoints) put(place::OffsetToPoints, static_cast<std::uint32_t>(points));
+    if (change.moreVlrs() != 0) put(place::VlrCount, header.vlrCount + static_cast<std::uint32_t>(change.moreVlrs()));
+    const bool waveforms =
+        header.waveformStart >= header.offsetToPoints && (header.globalEncoding & ExternalWaveforms) == 0;
+    if (waveforms) put(place::WaveformStart, moved(header.waveformStart));
+    if (header.evlrStart >= header.offsetToPoints) put(place::EvlrStart, moved(header.evlrStart));
+    if (change.moreEvlrs() != 0)
+        put(place::EvlrCount, header.evlrCount + static_cast<std::uint32_t>(change.moreEvlrs()));
+    const LazBlock* block = las_.compression();
+    if (!block || !packing.compressed) return;
+    if (layout_.specialOffset >= static_cast<std::int64_t>(header.offsetToPoints))
+        put(change.moved(block->layoutOffset) + laz::Layout::SpecialOffsetPlace,
+            static_cast<std::int64_t>(moved(static_cast<std::uint64_t>(layout_.specialOffset))));
+    if (las_.copc) settleCopc(change, shift);
+}
+
+void PointWriter::settleCopc(const FileChange& change, std::int64_t tailShift) {
+    const auto moved = [&](std::uint64_t offset) {
+        return change.moved(offset) + (offset >= las_.pointsEnd ? static_cast<std::uint64_t>(tailShift) : 0);
+    };
+    const Copc& copc = *las_.copc;
+    put(moved(copc.info.payloadOffset) + Copc::RootOffsetPlace, moved(copc.rootOffset));
+    for (const CopcEntry& entry : copc.entries)
+        if (entry.page()) put(moved(entry.place) + CopcEntry::OffsetPlace, moved(entry.offset));
+    for (std::size_t i = 0; i < chunks_.size(); ++i) {
+        const std::uint64_t place = moved(copc.entries[copc.nodeOfChunk[i]].place) + CopcEntry::OffsetPlace;
+        put(place, chunks_[i].offset);
+        put(place + sizeof(std::uint64_t), static_cast<std::int32_t>(chunks_[i].bytes));
+    }
 }
 
 } // namespace corvane

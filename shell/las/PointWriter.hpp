@@ -3,32 +3,57 @@
 
 #include "base/OutputFile.hpp"
 #include "base/Watch.hpp"
+#include "las/FileChange.hpp"
 #include "las/LasFile.hpp"
-#include "las/LookupChange.hpp"
 #include "las/PointEdits.hpp"
 
 namespace corvane {
 
+/// How points are to be stored.
+struct Packing {
+    bool compressed = false;
+    std::uint32_t chunkPoints = laz::Layout::UsualChunk; ///< of a file that was not compressed
+
+    /// As the name of a file says, .las or .laz; as the points of this file are for any other.
+    static Packing forName(const std::string& path, const LasFile& las);
+};
+
 /// The way from edited points to a new file: the file as it was opened with what changed in it, and all else the same
-/// bit for bit. What no edit touches is copied by the kernel.
+/// bit for bit. What no edit touches is copied by the kernel; of compressed points only the chunks that an edit changed
+/// are packed anew.
 class PointWriter {
 public:
     /// All must outlive it.
     PointWriter(const LasFile& las, OutputFile& output, const Watch& watch);
 
     /// Writes the whole file. Throws Failure, also when the file that was opened is not what it was.
-    void write(const PointEdits& edits, const FileChange& change = {});
+    void write(const PointEdits& edits, FileChange change, const Packing& packing);
 
 private:
+    void changePacking(FileChange& change, const Packing& packing);
+    void copy(const FileChange& change, std::uint64_t begin, std::uint64_t end);
     void copyBytes(std::uint64_t begin, std::uint64_t end);
-    void copyPoints(std::uint64_t first, std::uint64_t end);
-    void writePoints(const PointReader& edited, const PointRange& range);
-    void tell(std::uint64_t done) const { watch_(done, las_.file->size(), work_); }
+
+    void writeRecords(const PointEdits& edits);
+    void expand(const PointEdits& edits);
+    void compress(const PointEdits& edits);
+    void rewriteChunks(const PointEdits& edits);
+    void copyChunks(const LazBlock& block);
+    void writeStretch(const PointReader& edited, const PointRange& range);
+    void writeTable(std::uint64_t placeOffset);
+
+    void settlePlaces(const FileChange& change, const Packing& packing);
+    void settleCopc(const FileChange& change, std::int64_t tailShift);
+    template <class T>
+    void put(std::uint64_t offset, T value);
+    void tell(std::uint64_t done, std::uint64_t total) const { watch_(done, total, work_); }
 
     const LasFile& las_;
     OutputFile& output_;
     const Watch& watch_;
     std::string work_;
+    laz::Layout layout_;           // of the chunks that are written
+    std::vector<LazChunk> chunks_; // as they are written
 };
 
 } // namespace corvane

@@ -26,25 +26,24 @@ const std::string GridName = "Points";
 Survey::Survey(const std::string& path, const SurveyOptions& options)
     : las_(std::make_shared<const LasFile>(LasFile::open(path))),
       options_(options),
+      ranges_(las_->points->ranges(options.fragmentPoints)),
       fields_(fieldsOf(*las_)),
       warnings_(las_->warnings),
       bundle_(Holdfast::create<Fiber::Bundle>()) {
     const auto cache = Holdfast::create<Holdfast::Cache>(options.memoryBytes);
     points_ = (*(*bundle_)[Time])[GridName]->verticesPtr();
 
-    const std::uint64_t perFragment = options.fragmentPoints;
-    const std::uint64_t fragments = (las_->header.pointCount + perFragment - 1) / perFragment;
-    if (fragments > std::numeric_limits<std::uint32_t>::max())
+    if (ranges_.size() > std::numeric_limits<std::uint32_t>::max())
         throw Failure(fmt::format("{}: {} points are too many for fragments of {}; choose larger fragments.", path,
-                                  las_->header.pointCount, perFragment));
+                                  las_->header.pointCount, options.fragmentPoints));
     std::vector<StrongPtr<Fiber::FragmentID>> identifiers;
-    for (std::uint32_t i = 0; i < fragments; ++i) identifiers.push_back(Holdfast::create<Fiber::FragmentID>(i));
+    for (std::uint32_t i = 0; i < ranges_.size(); ++i) identifiers.push_back(Holdfast::create<Fiber::FragmentID>(i));
 
     for (const SurveyField& field : fields_) {
         const std::type_info& type = elementTypeOf(*las_, field);
         const auto data = Holdfast::create<Fiber::Field>(type);
         for (const auto& id : identifiers) {
-            const PointRange range = rangeOf(id->number());
+            const PointRange range = ranges_[id->number()];
             const auto positions = points_->findField(Fiber::PositionsName);
             const BoxNote note{expectation_, positions ? positions->getCreator(id) : nullptr};
             data->setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(
@@ -61,12 +60,6 @@ void Survey::readLabels() {
     labels_ = readClassLookup(*las_, warnings_);
     const auto classes = points_->findField(ClassificationName);
     if (labels_ && classes) Kesh::storeLabelSet(*labels_, *classes, Holdfast::Ageable::nextTime());
-}
-
-PointRange Survey::rangeOf(std::uint32_t fragment) const {
-    const std::uint64_t first = std::uint64_t{fragment} * options_.fragmentPoints;
-    const std::uint64_t left = las_->header.pointCount - first;
-    return {first, static_cast<std::size_t>(std::min<std::uint64_t>(left, options_.fragmentPoints))};
 }
 
 const SurveyField& Survey::findField(const std::string& name) const {
@@ -103,7 +96,7 @@ std::vector<Survey::Edit> Survey::edits() const {
         if (!now) continue;
         for (const auto& [number, fragment] : original_[i]->fragments())
             if (const auto array = now->getCreator(fragment.id); array && array != fragment.array)
-                edits.push_back({&fields_[i], rangeOf(number), array->getData()});
+                edits.push_back({&fields_[i], ranges_[number], array->getData()});
     }
     std::stable_sort(edits.begin(), edits.end(),
                      [](const Edit& a, const Edit& b) { return a.range.first < b.range.first; });

@@ -19,7 +19,7 @@ namespace corvane {
 
 struct SurveyOptions {
     std::size_t memoryBytes = std::size_t{512} << 20; ///< budget for values that were read and can be read again
-    std::uint32_t fragmentPoints = 131072;            ///< points per fragment
+    std::uint32_t fragmentPoints = 131072;            ///< about so many points per fragment
 };
 
 /// A LAS file as a bundle: one grid whose vertices are the points, in blocks of consecutive points, one field per
@@ -77,12 +77,12 @@ public:
     std::vector<std::string> lateWarnings() const;
 
 private:
-    PointRange rangeOf(std::uint32_t fragment) const;
     void readLabels();
 
     std::shared_ptr<const LasFile> las_;
     std::shared_ptr<Expectation> expectation_ = std::make_shared<Expectation>();
     SurveyOptions options_;
+    std::vector<PointRange> ranges_; // of the fragments
     std::vector<SurveyField> fields_;
     std::vector<std::string> warnings_;
     std::optional<Kesh::LabelSet> labels_;

@@ -16,18 +16,21 @@ namespace {
 using Holdfast::StrongPtr;
 using Point = Sextant::PhysicalSpace::point;
 
+constexpr laz::RecordBytes PositionBytes{0, 3 * sizeof(std::int32_t)};
+
 class RecordSource : public Fiber::ArraySource {
 public:
     RecordSource(std::shared_ptr<const LasFile> las, const PointRange& range) : las_(std::move(las)), range_(range) {}
 
 protected:
-    /// An array of T, its pieces filled by `decode(records, values)`.
+    /// An array of T, its pieces filled by `decode(records, values)`, which looks at the wanted bytes.
     template <class T, class Decode>
-    StrongPtr<Fiber::MemBase> filled(Decode decode) const {
+    StrongPtr<Fiber::MemBase> filled(const WantedBytes& wanted, Decode decode) const {
         const auto array = Holdfast::create<Fiber::MemArray<T>>(range_.count);
-        las_->points->forPieces(range_, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
-            decode(records, array->writableValues().subspan(first, count));
-        });
+        las_->points->forPieces(range_, wanted,
+                                [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
+                                    decode(records, array->writableValues().subspan(first, count));
+                                });
         return array;
     }
 
@@ -43,8 +46,9 @@ class PositionSource : public RecordSource {
 public:
     using RecordSource::RecordSource;
     StrongPtr<Fiber::MemBase> make() const override {
-        return filled<Point>(
-            [&](auto records, auto positions) { decodePositions(records, stride(), las().header, positions); });
+        return filled<Point>({PositionBytes}, [&](auto records, auto positions) {
+            decodePositions(records, stride(), las().header, positions);
+        });
     }
 };
 
@@ -84,7 +88,9 @@ public:
     StrongPtr<Fiber::MemBase> make() const override {
         const auto positions = note_.expectation->brush ? note_.positions.lock() : nullptr;
         StoredBounds bounds;
-        const auto made = filled<T>([&](auto records, auto values) {
+        WantedBytes wanted{dimension_.place()};
+        if (positions) wanted.push_back(PositionBytes);
+        const auto made = filled<T>(wanted, [&](auto records, auto values) {
             if (positions) bounds.include(records, stride());
             decode(records, values);
         });

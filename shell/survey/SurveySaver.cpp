@@ -2,6 +2,7 @@
 #include "survey/SurveySaver.hpp"
 
 #include "base/Failure.hpp"
+#include "las/LookupChange.hpp"
 #include "las/PointWriter.hpp"
 #include "las/StandardClasses.hpp"
 #include "survey/ClassLookup.hpp"
@@ -38,7 +39,7 @@ std::vector<std::string> saveSurvey(const Survey& survey, const std::string& pat
         change = changeClassLookup(las, encodeClassLookup(*options.labels, las.header.pointFormat, warnings));
 
     OutputFile output(path, options.overwrite);
-    PointWriter(las, output, options.watch).write(survey.pointEdits(), change);
+    PointWriter(las, output, options.watch).write(survey.pointEdits(), change, Packing::forName(path, las));
     std::error_code error;
     const bool itself = std::filesystem::equivalent(path, survey.path(), error);
     std::ranges::move(output.commit(), std::back_inserter(warnings));

@@ -29,7 +29,7 @@ protected:
 
     std::string saved(const PointEdits& edits, const Watch& watch = {}) const {
         OutputFile output(out, true);
-        PointWriter(las, output, watch).write(edits);
+        PointWriter(las, output, watch).write(edits, {}, {});
         output.commit();
         return bytesOf(out);
     }

@@ -54,7 +54,7 @@ TEST(Chunk, ofVariableSizeAgreesWithWhatAnotherProgramWrote) {
     const std::vector<ChunkSize> chunks{{1, 32}, {2, 42}, {3, 52}};
     const auto table = hex("000000000300000004935a29be45000000");
     EXPECT_EQ(table::encode(layout, chunks), table);
-    EXPECT_EQ(table::decode(layout, from(table), table.size(), 6, 126), chunks);
+    EXPECT_EQ(table::decode(layout, from(table), table.size(), 6, 126).chunks, chunks);
     const Bytes streams[] = {hex("01000000"), hex("000fbd3898d3d422000001000000"),
                              hex("000fbf4af69b791d200000012925f2c6b05fa00001000000")};
     std::int32_t point = 0;
@@ -169,7 +169,7 @@ TEST(ChunkTable, refusesWhatDoesNotAddUp) {
     const std::vector<ChunkSize> chunks{{7, 100}, {50, 300}, {1, 40}};
     const auto bytes = table::encode(layout, chunks);
     const auto decode = [&](std::uint64_t points, std::uint64_t chunkBytes, std::size_t kept) {
-        return table::decode(layout, from(bytes), kept, points, chunkBytes);
+        return table::decode(layout, from(bytes), kept, points, chunkBytes).chunks;
     };
     EXPECT_EQ(decode(58, 440, bytes.size()), chunks);
     EXPECT_THROW(decode(59, 440, bytes.size()), Error);
@@ -178,7 +178,7 @@ TEST(ChunkTable, refusesWhatDoesNotAddUp) {
     EXPECT_THROW(decode(58, 440, 7), Error);
     EXPECT_THROW(decode(2, 440, bytes.size()), Error);
     EXPECT_THROW(decode(58, 60, bytes.size()), Error);
-    EXPECT_TRUE(table::decode(layout, from(hex("0000000000000000")), 8, 0, 0).empty());
+    EXPECT_TRUE(table::decode(layout, from(hex("0000000000000000")), 8, 0, 0).chunks.empty());
 }
 
 } // namespace

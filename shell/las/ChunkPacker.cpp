@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "las/ChunkPacker.hpp"
+
+#include "base/Failure.hpp"
+#include "laz/LayeredChunk.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <stdexcept>
+
+namespace corvane {
+namespace {
+
+laz::ReadBytes readFrom(std::span<const std::byte> bytes) {
+    return [bytes](std::uint64_t offset, std::span<std::byte> wanted) {
+        std::ranges::copy(bytes.subspan(offset, wanted.size()), wanted.begin());
+    };
+}
+
+/// Whether any record differs in these bits.
+bool differ(std::span<const std::byte> a, std::span<const std::byte> b, std::size_t stride,
+            const laz::RecordBytes& place) {
+    for (std::size_t record = 0; record < a.size(); record += stride)
+        for (std::size_t at = record + place.begin; at < record + place.end; ++at)
+            if (((a[at] ^ b[at]) & std::byte(place.bits)) != std::byte{0}) return true;
+    return false;
+}
+
+bool has(const laz::Layout& layout, const laz::LayerSet& layers, laz::LayerKind kind) {
+    const auto kinds = layout.layers();
+    for (std::size_t i = 0; i < kinds.size(); ++i)
+        if (layers[i] && kinds[i].kind == kind) return true;
+    return false;
+}
+
+} // namespace
+
+std::vector<std::byte> ChunkPacker::pack(std::span<const std::byte> records) const {
+    const auto encoder = laz::encodeChunk(layout_);
+    encoder->encode(records);
+    auto chunk = encoder->finish();
+    check(chunk, records, {});
+    return chunk;
+}
+
+std::optional<std::vector<std::byte>> ChunkPacker::repack(const InputFile& file, const LazChunk& chunk,
+                                                          const PointEdits& edits) const {
+    const std::size_t stride = layout_.recordLength();
+    WantedBytes places;
+    for (const Dimension& dimension : edits.dimensions({chunk.first, static_cast<std::size_t>(chunk.points)}))
+        places.push_back(dimension.place());
+    if (places.empty()) return std::nullopt;
+
+    std::vector<std::byte> bytes(chunk.bytes);
+    file.read(chunk.offset, bytes);
+    const auto layersToRead = layout_.layered() ? layersToDecode(laz::layersOf(layout_, places)) : laz::LayerSet{};
+    const auto before = decoded(bytes, chunk.points, layersToRead);
+    auto after = before;
+    edits.apply(after, stride, chunk.first);
+    std::erase_if(places, [&](const auto& place) { return !differ(before, after, stride, place); });
+    if (places.empty()) return std::nullopt;
+    if (!layout_.layered()) return pack(after);
+
+    using enum laz::LayerKind;
+    auto changed = laz::layersOf(layout_, places);
+    if (has(layout_, changed, First) || has(layout_, changed, Time)) return pack(after);
+    // The first layer says of which points these differ from the point before.
+    changed.front() = has(layout_, changed, Angle) || has(layout_, changed, Source);
+    auto repacked = laz::replaceLayers(layout_, bytes, after, changed);
+    check(repacked, after, layersToRead);
+    return repacked;
+}
+
+/// Those that are needed for encoding the changed ones anew; all when the first one is among them.
+laz::LayerSet ChunkPacker::layersToDecode(const laz::LayerSet& changed) const {
+    using enum laz::LayerKind;
+    if (has(layout_, changed, First) || has(layout_, changed, Time)) return {};
+    laz::LayerSet layers = changed;
+    if (!has(layout_, changed, Angle) && !has(layout_, changed, Source)) return layers;
+    const auto kinds = layout_.layers();
+    for (std::size_t i = 0; i < kinds.size(); ++i)
+        layers[i] = layers[i] || kinds[i].kind == Angle || kinds[i].kind == Source || kinds[i].kind == Time;
+    return layers;
+}
+
+std::vector<std::byte> ChunkPacker::decoded(std::span<const std::byte> chunk, std::uint64_t points,
+                                            const laz::LayerSet& layers) const {
+    std::vector<std::byte> records(points * layout_.recordLength());
+    const auto decoder = laz::decodeChunk(layout_, readFrom(chunk), chunk.size(), points, layers);
+    if (decoder->decode(records) < points) throw laz::Error("found a damaged chunk, expected a whole one");
+    return records;
+}
+
+void ChunkPacker::check(std::span<const std::byte> chunk, std::span<const std::byte> records,
+                        const laz::LayerSet& layers) const {
+    const auto again = decoded(chunk, records.size() / layout_.recordLength(), layers);
+    if (!std::ranges::equal(again, records))
+        throw std::logic_error("a chunk of points does not give back what was put into it");
+}
+
+} // namespace corvane

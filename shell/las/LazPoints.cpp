@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "las/LazPoints.hpp"
+
+#include "las/Damage.hpp"
+
+#include <algorithm>
+#include <deque>
+#include <mutex>
+
+namespace corvane {
+namespace {
+
+/// A chunk that is being decoded.
+struct OpenChunk {
+    std::size_t chunk = 0; // which one
+    laz::LayerSet layers;
+    std::uint64_t next = 0; // point of the chunk
+    std::unique_ptr<laz::ChunkDecoder> decoder;
+};
+
+} // namespace
+
+/// Decoders that stopped within a chunk, for those who go on there. A chunk of many points is read in several ranges;
+/// without this each of them would begin at the first point of the chunk.
+class LazPoints::Parking {
+public:
+    void park(OpenChunk open) {
+        constexpr std::size_t most = 8; // a decoder takes some megabytes
+        const std::scoped_lock lock(mutex_);
+        parked_.push_back(std::move(open));
+        if (parked_.size() > most) parked_.pop_front();
+    }
+
+    /// The one that is nearest before this point of the chunk; one without a decoder when there is none.
+    OpenChunk take(std::size_t chunk, const laz::LayerSet& layers, std::uint64_t point) {
+        const std::scoped_lock lock(mutex_);
+        auto best = parked_.end();
+        for (auto open = parked_.begin(); open != parked_.end(); ++open)
+            if (open->chunk == chunk && open->layers == layers && open->next <= point &&
+                (best == parked_.end() || best->next < open->next))
+                best = open;
+        if (best == parked_.end()) return {};
+        OpenChunk taken = std::move(*best);
+        parked_.erase(best);
+        return taken;
+    }
+
+private:
+    std::mutex mutex_;
+    std::deque<OpenChunk> parked_; // the latest last
+};
+
+class LazPoints::Cursor : public PointCursor {
+public:
+    Cursor(const LazPoints& points, std::uint64_t first, const WantedBytes& wanted) : points_(points) {
+        if (!wanted.empty() && layout().layered()) layers_ = laz::layersOf(layout(), wanted);
+        const auto after = std::ranges::upper_bound(chunks(), first, {}, &LazChunk::first);
+        chunk_ = static_cast<std::size_t>(after - chunks().begin());
+        if (chunk_ == 0) return; // there are no points
+        --chunk_;
+        skip_ = first - chunks()[chunk_].first;
+    }
+
+    ~Cursor() override {
+        if (open_.decoder && open_.next < chunks()[open_.chunk].points) points_.parking_->park(std::move(open_));
+    }
+
+    void next(std::span<std::byte> records) override {
+        const std::size_t stride = points_.recordLength();
+        while (!records.empty()) {
+            if (!open_.decoder) open();
+            const std::uint64_t left = chunks()[chunk_].points - open_.next;
+            const auto piece = records.first(std::min<std::uint64_t>(left, records.size() / stride) * stride);
+            decode(piece);
+            records = records.subspan(piece.size());
+            if (open_.next == chunks()[chunk_].points) close();
+        }
+    }
+
+private:
+    const laz::Layout& layout() const { return points_.block_.layout; }
+    const std::vector<LazChunk>& chunks() const { return points_.block_.chunks; }
+
+    void open() {
+        const LazChunk& chunk = chunks()[chunk_];
+        if (skip_ > 0) open_ = points_.parking_->take(chunk_, layers_, skip_);
+        if (!open_.decoder) {
+            open_ = {chunk_, layers_, 0, nullptr};
+            try {
+                open_.decoder = laz::decodeChunk(layout(), readFrom(*points_.file_, chunk.offset), chunk.bytes,
+                                                 chunk.points, layers_);
+            } catch (const laz::Error& error) {
+                fail(error.what());
+            }
+        }
+        std::vector<std::byte> skipped;
+        while (open_.next < skip_) {
+            const std::uint64_t piece = std::min<std::uint64_t>(skip_ - open_.next, 1024);
+            skipped.resize(piece * points_.recordLength());
+            decode(skipped);
+        }
+        skip_ = 0;
+    }
+
+    void decode(std::span<std::byte> records) {
+        const std::size_t count = records.size() / points_.recordLength();
+        const std::size_t sound = open_.decoder->decode(records);
+        if (sound < count)
+            fail(fmt::format("found damage at point {}, expected {} points",
+                             chunks()[chunk_].first + open_.next + sound, chunks()[chunk_].points));
+        open_.next += count;
+    }
+
+    void close() {
+        if (layout().chunked() && !open_.decoder->usedUp()) fail("found bytes that no point needs, expected none");
+        open_ = {};
+        ++chunk_;
+    }
+
+    [[noreturn]] void fail(const std::string& problem) {
+        open_ = {};
+        const LazChunk& chunk = chunks()[chunk_];
+        throw Failure(
+            fmt::format("{}: in chunk {}, which has {} points from {} on at offset {}, {}; the file is damaged, "
+                        "so get it again from where it came.",
+                        points_.file_->path(), chunk_, chunk.points, chunk.first, chunk.offset, problem));
+    }
+
+    const LazPoints& points_;
+    laz::LayerSet layers_;   // all when empty
+    std::size_t chunk_ = 0;  // at hand
+    std::uint64_t skip_ = 0; // points of it, before it is open
+    OpenChunk open_;
+};
+
+LazPoints::LazPoints(std::shared_ptr<const InputFile> file, const LasHeader& header, LazBlock block)
+    : PointReader(header.pointCount, header.recordLength),
+      file_(std::move(file)),
+      block_(std::move(block)),
+      parking_(std::make_unique<Parking>()) {}
+
+LazPoints::~LazPoints() = default;
+
+std::unique_ptr<PointCursor> LazPoints::from(std::uint64_t first, const WantedBytes& wanted) const {
+    return std::make_unique<Cursor>(*this, first, wanted);
+}
+
+std::vector<PointRange> LazPoints::ranges(std::size_t points) const {
+    std::vector<PointRange> ranges;
+    bool open = false; // whether the last one takes more chunks
+    for (const LazChunk& chunk : block_.chunks) {
+        if (open && ranges.back().count + chunk.points <= points) {
+            ranges.back().count += chunk.points;
+            continue;
+        }
+        for (std::uint64_t done = 0; done < chunk.points; done += ranges.back().count)
+            ranges.push_back(
+                {chunk.first + done, static_cast<std::size_t>(std::min<std::uint64_t>(chunk.points - done, points))});
+        open = chunk.points <= points;
+    }
+    return ranges;
+}
+
+} // namespace corvane
