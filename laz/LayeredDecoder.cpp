@@ -11,7 +11,7 @@ namespace {
 class LayeredDecoder : public ChunkDecoder {
 public:
     LayeredDecoder(const Layout& layout, const ReadBytes& read, const LayeredHead& head, const LayerSet& wanted)
-        : stride_(layout.recordLength()), first_(head.firstRecord), left_(head.points), firstLayer_(first_.data()) {
+        : stride_(layout.recordLength()), first_(head.firstRecord), firstLayer_(first_.data()) {
         const auto layers = layout.layers();
         const auto open = [&](std::size_t i) {
             const std::uint64_t begin = head.begin(i);
@@ -73,7 +73,6 @@ private:
 
     std::size_t stride_;
     std::vector<std::byte> first_;
-    std::uint64_t left_;
     bool atFirst_ = true, damaged_ = false;
     FirstLayer<Decoder> firstLayer_;
     std::vector<std::unique_ptr<DecoderStream>> streams_; // that of the first layer, then those of others
