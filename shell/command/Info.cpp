@@ -18,19 +18,41 @@ std::vector<std::string> describe(const std::vector<LasRecord>& records) {
     return texts;
 }
 
+/// Nothing for records as they are.
+Json compressionOf(const LasFile& las) {
+    const LazBlock* block = las.compression();
+    if (!block) return nullptr;
+    Json compression{{"kind", las.copc ? "COPC" : "LAZ"},
+                     {"compressor", static_cast<int>(block->layout.compressor)},
+                     {"itemVersion", block->layout.items.front().version},
+                     {"chunks", block->chunks.size()}};
+    if (block->layout.chunked() && !block->layout.variable()) compression["chunkPoints"] = block->layout.chunkPoints;
+    if (las.copc) compression["spacing"] = las.copc->spacing;
+    return compression;
+}
+
+/// The same in words.
+std::string compressionText(const LasFile& las) {
+    const LazBlock* block = las.compression();
+    if (!block) return "none";
+    const std::string chunks = fmt::format("{} chunk{}", block->chunks.size(), block->chunks.size() == 1 ? "" : "s");
+    if (las.copc)
+        return fmt::format("COPC, an octree of {} nodes, {} units between points at its root", block->chunks.size(),
+                           las.copc->spacing);
+    if (!block->layout.chunked()) return "LAZ, one stream";
+    if (block->layout.variable()) return fmt::format("LAZ, {} of variable size", chunks);
+    return fmt::format("LAZ, {} of {} points", chunks, block->layout.chunkPoints);
+}
+
 Json describe(const LasFile& las) {
     Json fields = Json::array();
     for (const SurveyField& field : fieldsOf(las)) fields.push_back({{"name", field.name}, {"type", field.type}});
     const LasHeader& header = las.header;
-    return {{"points", header.pointCount},
-            {"version", header.version()},
-            {"pointFormat", header.pointFormat},
-            {"recordLength", header.recordLength},
-            {"bounds", {{"min", header.minimum}, {"max", header.maximum}}},
-            {"crs", escaped(las.crs)},
-            {"fields", fields},
-            {"vlrs", describe(las.vlrs)},
-            {"evlrs", describe(las.evlrs)}};
+    return {{"points", header.pointCount},       {"version", header.version()},
+            {"pointFormat", header.pointFormat}, {"recordLength", header.recordLength},
+            {"compression", compressionOf(las)}, {"bounds", {{"min", header.minimum}, {"max", header.maximum}}},
+            {"crs", escaped(las.crs)},           {"fields", fields},
+            {"vlrs", describe(las.vlrs)},        {"evlrs", describe(las.evlrs)}};
 }
 
 void print(const LasFile& las) {
@@ -39,6 +61,7 @@ void print(const LasFile& las) {
                header.pointFormat, header.recordLength);
     for (std::size_t axis = 0; axis < 3; ++axis)
         fmt::print("{}       {} to {}\n", "XYZ"[axis], header.minimum[axis], header.maximum[axis]);
+    fmt::print("packed  {}\n", compressionText(las));
     fmt::print("crs     {}\n", las.crs.empty() ? "not given" : escaped(las.crs));
     fmt::print("vlrs    {}\nevlrs   {}\nfields\n", fmt::join(describe(las.vlrs), ", "),
                fmt::join(describe(las.evlrs), ", "));

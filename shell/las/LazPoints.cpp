@@ -145,7 +145,7 @@ std::unique_ptr<PointCursor> LazPoints::from(std::uint64_t first, const WantedBy
     return std::make_unique<Cursor>(*this, first, wanted);
 }
 
-std::vector<PointRange> LazPoints::ranges(std::size_t points) const {
+std::vector<PointRange> LazPoints::ranges(std::size_t points, Joining joining) const {
     std::vector<PointRange> ranges;
     bool open = false; // whether the last one takes more chunks
     for (const LazChunk& chunk : block_.chunks) {
@@ -156,7 +156,7 @@ std::vector<PointRange> LazPoints::ranges(std::size_t points) const {
         for (std::uint64_t done = 0; done < chunk.points; done += ranges.back().count)
             ranges.push_back(
                 {chunk.first + done, static_cast<std::size_t>(std::min<std::uint64_t>(chunk.points - done, points))});
-        open = chunk.points <= points;
+        open = joining == Joining::Small && chunk.points <= points;
     }
     return ranges;
 }

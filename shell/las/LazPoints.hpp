@@ -16,7 +16,7 @@ public:
     ~LazPoints() override;
 
     std::unique_ptr<PointCursor> from(std::uint64_t first, const WantedBytes& wanted) const override;
-    std::vector<PointRange> ranges(std::size_t points) const override;
+    std::vector<PointRange> ranges(std::size_t points, Joining joining) const override;
 
     const LazBlock& block() const { return block_; }
 

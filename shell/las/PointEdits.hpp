@@ -55,7 +55,9 @@ public:
     std::unique_ptr<PointCursor> from(std::uint64_t first, const WantedBytes& wanted) const override {
         return std::make_unique<Cursor>(*this, points_->from(first, wanted), first);
     }
-    std::vector<PointRange> ranges(std::size_t points) const override { return points_->ranges(points); }
+    std::vector<PointRange> ranges(std::size_t points, Joining joining) const override {
+        return points_->ranges(points, joining);
+    }
 
 private:
     class Cursor : public PointCursor {

@@ -45,8 +45,11 @@ public:
     /// A cursor before the point `first`, which this must outlive.
     virtual std::unique_ptr<PointCursor> from(std::uint64_t first, const WantedBytes& wanted = {}) const = 0;
 
-    /// Splits the points into ranges that are best read as a whole, of about so many points.
-    virtual std::vector<PointRange> ranges(std::size_t points) const {
+    /// Whether ranges join what is stored apart.
+    enum class Joining { Small, None };
+
+    /// Splits the points into ranges that are best read as a whole, of at most so many points.
+    virtual std::vector<PointRange> ranges(std::size_t points, Joining = Joining::Small) const {
         std::vector<PointRange> ranges;
         for (std::uint64_t first = 0; first < count_; first += ranges.back().count)
             ranges.push_back({first, static_cast<std::size_t>(std::min<std::uint64_t>(count_ - first, points))});

@@ -26,7 +26,8 @@ const std::string GridName = "Points";
 Survey::Survey(const std::string& path, const SurveyOptions& options)
     : las_(std::make_shared<const LasFile>(LasFile::open(path))),
       options_(options),
-      ranges_(las_->points->ranges(options.fragmentPoints)),
+      ranges_(las_->points->ranges(options.fragmentPoints,
+                                   las_->copc ? PointReader::Joining::None : PointReader::Joining::Small)),
       fields_(fieldsOf(*las_)),
       warnings_(las_->warnings),
       bundle_(Holdfast::create<Fiber::Bundle>()) {
@@ -53,7 +54,26 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
         points_->makeField(points_->makeFieldID(field.name), data);
         original_.push_back(data->sharingCopy());
     }
+    if (las_->copc) noteNodeBoxes();
     readLabels();
+}
+
+/// The points of an octree's node lie in its cube, up to what rounding to the scale may move them: nobody has to decode
+/// them for knowing where they are.
+void Survey::noteNodeBoxes() {
+    const auto positions = points_->findField(Fiber::PositionsName);
+    const auto& chunks = las_->compression()->chunks;
+    const auto& scale = las_->header.scale;
+    const Sextant::PhysicalSpace::point unit(std::abs(scale[0]), std::abs(scale[1]), std::abs(scale[2]));
+    std::size_t chunk = 0;
+    for (const auto& [number, fragment] : positions->fragments()) {
+        while (ranges_[number].first >= chunks[chunk].first + chunks[chunk].points) ++chunk;
+        const Copc::Box cube = las_->copc->boxOf(las_->copc->entries[las_->copc->nodeOfChunk[chunk]]);
+        Sextant::BoundingBox box;
+        box.include({cube.low[0] - unit.x, cube.low[1] - unit.y, cube.low[2] - unit.z});
+        box.include({cube.high[0] + unit.x, cube.high[1] + unit.y, cube.high[2] + unit.z});
+        Fiber::noteFragmentBBox(*fragment.array, box);
+    }
 }
 
 void Survey::readLabels() {
@@ -122,6 +142,7 @@ LasFile Survey::edited() const {
 }
 
 std::vector<std::string> Survey::lateWarnings() const {
+    if (las_->copc) return {}; // whose boxes are those of nodes
     const LasHeader& header = las_->header;
     const auto positions = points_->findField(Fiber::PositionsName);
     Sextant::BoundingBox seen;

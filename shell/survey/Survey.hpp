@@ -77,6 +77,7 @@ public:
     std::vector<std::string> lateWarnings() const;
 
 private:
+    void noteNodeBoxes();
     void readLabels();
 
     std::shared_ptr<const LasFile> las_;
