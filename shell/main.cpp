@@ -92,6 +92,7 @@ int run(int argc, char** argv) {
     program.parse_complete_callback([&options] { setSinks(options.verbosity); });
     corvane::addCatalogue(program, options);
     corvane::addCompare(program, options);
+    corvane::addConvert(program, options);
     corvane::addHistogram(program, options);
     corvane::addInfo(program, options);
     corvane::addLabels(program, options);

@@ -37,8 +37,8 @@ std::size_t parseMemory(const std::string& text) {
 CommandSession::CommandSession(const GlobalOptions& options)
     : terminal_(options.quiet), session_(sessionOptions(options, terminal_)) {}
 
-std::shared_ptr<const Survey> CommandSession::open(const std::string& path, std::size_t usualMemory) {
-    auto survey = session_.open(path, usualMemory);
+std::shared_ptr<const Survey> CommandSession::open(const std::string& path, std::size_t usualMemory, Reading reading) {
+    auto survey = session_.open(path, usualMemory, reading);
     for (const std::string& warning : survey->warnings()) warn(path + ": " + warning);
     return survey;
 }

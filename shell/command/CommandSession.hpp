@@ -25,7 +25,8 @@ public:
     explicit CommandSession(const GlobalOptions& options);
 
     /// As those of Session, printing what they return and what is wrong with the survey.
-    std::shared_ptr<const Survey> open(const std::string& path, std::size_t usualMemory = SurveyOptions().memoryBytes);
+    std::shared_ptr<const Survey> open(const std::string& path, std::size_t usualMemory = SurveyOptions().memoryBytes,
+                                       Reading reading = Reading::Whole);
     void save(const Survey& survey, const std::string& path, bool overwrite, const Kesh::LabelSet* labels = nullptr);
 
     /// Prints what was found to be wrong with the survey while it was worked on.

@@ -10,6 +10,7 @@ namespace corvane {
 /// Each adds one subcommand, which runs when it is parsed. What they throw ends the program with its message.
 void addCatalogue(CLI::App& program, const GlobalOptions& options);
 void addCompare(CLI::App& program, const GlobalOptions& options);
+void addConvert(CLI::App& program, const GlobalOptions& options);
 void addHistogram(CLI::App& program, const GlobalOptions& options);
 void addInfo(CLI::App& program, const GlobalOptions& options);
 void addLabels(CLI::App& program, const GlobalOptions& options);

@@ -5,6 +5,7 @@
 #include "command/Commands.hpp"
 #include "command/ComparisonReport.hpp"
 #include "command/Output.hpp"
+#include "command/SoundParts.hpp"
 
 #include <fmt/format.h>
 
@@ -18,8 +19,8 @@ struct Arguments {
     std::vector<std::string> only;
 };
 
-LasFile open(const GlobalOptions& options, const std::string& path) {
-    LasFile las = LasFile::open(path);
+LasFile open(const GlobalOptions& options, const std::string& path, Reading reading) {
+    LasFile las = LasFile::open(path, reading);
     if (!options.quiet)
         for (const std::string& warning : las.warnings) printWarning(path + ": " + warning);
     return las;
@@ -54,11 +55,13 @@ void requireOnly(const Arguments& arguments, const SurveyComparison& comparison)
                                    fmt::join(arguments.only, ", ")));
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
-    const LasFile before = open(options, arguments.before), after = open(options, arguments.after);
+void run(const GlobalOptions& options, const Arguments& arguments, bool json, Reading reading) {
+    const LasFile before = open(options, arguments.before, reading), after = open(options, arguments.after, reading);
     checkOnly(arguments.only, before, after);
     const SurveyComparison comparison = compare(options, before, after, arguments.field);
     json ? printJson(describe(comparison, before, after)) : print(comparison, before, after);
+    requireWhole(before);
+    requireWhole(after);
     if (!arguments.only.empty()) requireOnly(arguments, comparison);
     if (!comparison.matching.comparable())
         throw NotClean(fmt::format("{}: could not be compared with {} point by point; the report says why.",
@@ -82,7 +85,10 @@ void addCompare(CLI::App& program, const GlobalOptions& options) {
         ->delimiter(',')
         ->allow_extra_args(false);
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+    command->callback([&options, arguments, json] {
+        readingWhatIsSound({arguments->before, arguments->after},
+                           [&](Reading reading) { run(options, *arguments, *json, reading); });
+    });
 }
 
 } // namespace corvane

@@ -5,6 +5,7 @@
 #include "base/OutputFile.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
+#include "command/SoundParts.hpp"
 #include "limit/Limits.hpp"
 #include "network/Counting.hpp"
 #include "network/Stroke.hpp"
@@ -105,17 +106,20 @@ CountTask::Region regionOf(const Survey& survey, const Arguments& arguments,
     return CountTask::WholeSurvey();
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void run(const GlobalOptions& options, const Arguments& arguments, bool json, Reading reading) {
     checkCall(arguments);
     const auto polygons = arguments.within.empty() ? std::nullopt : std::optional(readPolygons(arguments.within));
     CommandSession session(options);
-    const auto survey = polygons ? session.open(arguments.survey) : session.open(arguments.survey, OnePassMemory);
+    const SurveyOptions usual;
+    const auto survey = session.open(arguments.survey, polygons ? usual.memoryBytes : OnePassMemory, reading);
     const std::string field = countableField(*survey, arguments.field);
     const CountTask task{.field = survey->selector(field),
                          .region = regionOf(*survey, arguments, polygons),
                          .secondary = secondaryOf(*survey, arguments.secondary),
                          .labels = labelsOf(*survey, arguments)};
     const Count counted = countPoints(*survey, task, session.watch());
+    if (!counted.complete() && reading == Reading::Whole && hasSoundParts(arguments.survey))
+        return run(options, arguments, json, Reading::Sound);
     const Kesh::VHistogram& histogram = counted.histogram;
     session.printLateWarnings(*survey);
     if (const std::string note = noteOnSecondary(histogram); !note.empty()) session.warn(note);
@@ -128,6 +132,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
              plotHistogram(histogram, task.labels, {fileName(arguments.survey), field, regionText(arguments)},
                            arguments.plot, arguments.overwrite))
             session.warn(fmt::format("{}: {}", arguments.plot, loss));
+    requireWhole(survey->las());
     if (!counted.complete())
         throw NotClean(arguments.survey + ": the count is incomplete: some points could not be had.");
 }
@@ -162,7 +167,9 @@ void addHistogram(CLI::App& program, const GlobalOptions& options) {
     const auto arguments = std::make_shared<Arguments>();
     addOptions(*command, *arguments);
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+    command->callback([&options, arguments, json] {
+        readingWhatIsSound({arguments->survey}, [&](Reading reading) { run(options, *arguments, *json, reading); });
+    });
 }
 
 } // namespace corvane

@@ -3,6 +3,7 @@
 #include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
+#include "command/SoundParts.hpp"
 #include "survey/SurveyFields.hpp"
 
 #include <fmt/format.h>
@@ -68,11 +69,12 @@ void print(const LasFile& las) {
     for (const SurveyField& field : fieldsOf(las)) fmt::print("        {:<20} {}\n", field.name, field.type);
 }
 
-void run(const GlobalOptions& options, const std::string& path, bool json) {
-    const LasFile las = LasFile::open(path);
+void run(const GlobalOptions& options, const std::string& path, bool json, Reading reading) {
+    const LasFile las = LasFile::open(path, reading);
     if (!options.quiet)
         for (const std::string& warning : las.warnings) printWarning(path + ": " + warning);
     json ? printJson(describe(las)) : print(las);
+    requireWhole(las);
 }
 
 } // namespace
@@ -83,7 +85,9 @@ void addInfo(CLI::App& program, const GlobalOptions& options) {
     const auto path = std::make_shared<std::string>();
     command->add_option("FILE", *path, "The survey")->required();
     const auto json = addJsonFlag(*command);
-    command->callback([&options, path, json] { run(options, *path, *json); });
+    command->callback([&options, path, json] {
+        readingWhatIsSound({*path}, [&](Reading reading) { run(options, *path, *json, reading); });
+    });
 }
 
 } // namespace corvane

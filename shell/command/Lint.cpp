@@ -3,6 +3,7 @@
 #include "check/Lint.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
+#include "command/SoundParts.hpp"
 #include "survey/ClassLookup.hpp"
 
 #include <fmt/format.h>
@@ -45,8 +46,8 @@ void print(const LasFile& las, const LintReport& report) {
                    pointsText(las.header.pointCount), las.header.pointFormat, las.header.version());
 }
 
-void run(const GlobalOptions& options, const std::string& path, bool json) {
-    const LasFile las = LasFile::open(path);
+void run(const GlobalOptions& options, const std::string& path, bool json, Reading reading) {
+    const LasFile las = LasFile::open(path, reading);
     std::vector<std::string> warnings = las.warnings;
     const auto names = readClassLookup(las, warnings);
     for (const std::string& warning : warnings)
@@ -57,6 +58,7 @@ void run(const GlobalOptions& options, const std::string& path, bool json) {
         report = lint(las, names, terminal.watch());
     }
     json ? printJson(describe(las, report)) : print(las, report);
+    requireWhole(las);
     if (report.findings.empty()) return;
     const std::size_t count = report.findings.size();
     throw NotClean(fmt::format("{}: {} finding{} in {} of point format {}.", path, count, count == 1 ? "" : "s",
@@ -78,7 +80,9 @@ void addLint(CLI::App& program, const GlobalOptions& options) {
     const auto path = std::make_shared<std::string>();
     command->add_option("FILE", *path, "The survey")->required();
     const auto json = addJsonFlag(*command);
-    command->callback([&options, path, json] { run(options, *path, *json); });
+    command->callback([&options, path, json] {
+        readingWhatIsSound({*path}, [&](Reading reading) { run(options, *path, *json, reading); });
+    });
 }
 
 } // namespace corvane

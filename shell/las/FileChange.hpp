@@ -21,6 +21,8 @@ public:
     void overwrite(std::uint64_t offset, std::vector<std::byte> bytes) {
         add({offset, offset + bytes.size(), std::move(bytes)});
     }
+    /// Another header in the place of the old one, of so many bytes.
+    void replaceHeader(std::uint64_t oldSize, std::vector<std::byte> header) { add({0, oldSize, std::move(header)}); }
     void insertVlr(std::uint64_t offset, std::vector<std::byte> record) {
         add({offset, offset, std::move(record)});
         ++vlrs_;

@@ -49,20 +49,61 @@ void warnOfStrayBytes(LasFile& las) {
     if (!las.evlrs.empty()) warn(las.evlrs.back().payloadOffset + las.evlrs.back().payloadLength, size, "EVLR");
 }
 
-/// A file is compressed when both the format's byte and a VLR say so. One that was decompressed may have kept the VLR.
-void openPoints(LasFile& las) {
-    const LasRecord* compression = compressionRecord(las.vlrs);
+/// How many records the bytes from the first point to the end of the file hold.
+std::uint64_t fittingRecords(const LasFile& las) {
+    return (las.file->size() - las.header.offsetToPoints) / las.header.recordLength;
+}
+
+/// Whether the points are compressed: the format's byte and a VLR say so. One of them alone is left of a file that was
+/// decompressed, or of damage; then what fits decides.
+bool isCompressed(const LasFile& las, const LasRecord* compression) {
+    if (compression && !las.header.compressed) return las.header.pointCount > fittingRecords(las);
     if (las.header.compressed && !compression)
         throw damage(las.file->path(), place::PointFormat, "the format of compressed points",
                      "a VLR \"laszip encoded\" 22204 that says how, or a format without bit 7");
-    if (!las.header.compressed) {
-        las.points = std::make_shared<const LasPoints>(las.file, las.header);
-        las.pointsEnd = las.header.offsetToPoints + las.header.pointCount * las.header.recordLength;
-        return;
+    return las.header.compressed;
+}
+
+void openRecords(LasFile& las, Reading reading) {
+    LasHeader& header = las.header;
+    const std::uint64_t fitting = fittingRecords(las);
+    if (header.pointCount > fitting) {
+        if (reading == Reading::Whole)
+            throw damage(las.file->path(), header.countPlace,
+                         fmt::format("a count of {} points of {} bytes", header.pointCount, header.recordLength),
+                         fmt::format("at most {}, which the {} bytes from offset {} to the end of the file hold",
+                                     fitting, las.file->size() - header.offsetToPoints, header.offsetToPoints));
+        las.losses.push_back(
+            fmt::format("Of {} points the file holds {}: those behind are missing.", header.pointCount, fitting));
+        header.pointCount = fitting;
     }
-    auto block = readLazBlock(*las.file, las.header, *compression, las.warnings);
+    las.points = std::make_shared<const LasPoints>(las.file, header);
+    las.pointsEnd = header.offsetToPoints + header.pointCount * header.recordLength;
+}
+
+void openPoints(LasFile& las, Reading reading) {
+    const LasRecord* compression = compressionRecord(las.vlrs);
+    if (!isCompressed(las, compression)) return openRecords(las, reading);
+    las.header.compressed = true;
+    auto block = reading == Reading::Whole
+                     ? readLazBlock(*las.file, las.header, *compression, las.warnings)
+                     : readSoundLazBlock(*las.file, las.header, *compression, las.warnings, las.losses);
+    if (!las.losses.empty()) las.header.pointCount = block.soundPoints();
     las.pointsEnd = block.end;
     las.points = std::make_shared<const LazPoints>(las.file, las.header, std::move(block));
+}
+
+/// Behind points that are not whole nothing may be left.
+void openEvlrs(LasFile& las) {
+    try {
+        las.evlrs = readEvlrs(*las.file, las.header, las.pointsEnd, las.warnings);
+    } catch (const Failure& failure) {
+        if (las.losses.empty()) throw;
+        las.losses.push_back(fmt::format("The {} EVLRs cannot be read.", las.header.evlrCount));
+        las.header.evlrCount = 0;
+        las.header.evlrStart = 0;
+    }
+    if (!las.losses.empty() && las.evlrs.empty()) las.pointsEnd = las.file->size(); // what is left belongs to nothing
 }
 
 } // namespace
@@ -90,21 +131,22 @@ const Dimension* LasFile::find(std::string_view name) const {
     return found == dimensions.end() ? nullptr : &*found;
 }
 
-LasFile LasFile::open(const std::string& path) {
+LasFile LasFile::open(const std::string& path, Reading reading) {
     LasFile las;
     las.file = std::make_shared<const InputFile>(path);
     std::vector<std::byte> head(std::min<std::uint64_t>(las.file->size(), LasHeader::LargestSize));
     las.file->read(0, head);
     las.header = LasHeader::parse(head, path, las.file->size(), las.warnings);
     las.vlrs = readVlrs(*las.file, las.header);
-    openPoints(las);
-    las.evlrs = readEvlrs(*las.file, las.header, las.pointsEnd, las.warnings);
-    if (const LazBlock* block = las.compression())
+    openPoints(las, reading);
+    openEvlrs(las);
+    if (const LazBlock* block = las.compression(); block && las.losses.empty())
         las.copc = readCopc(*las.file, *block, las.vlrs, las.evlrs, las.warnings);
     las.dimensions = dimensionsOf(las.header.pointFormat);
     addExtraDimensions(las);
     las.crs = readCoordinateSystem(*las.file, las.vlrs, las.evlrs, las.warnings);
-    warnOfStrayBytes(las);
+    if (las.losses.empty()) warnOfStrayBytes(las);
+    std::ranges::copy(las.losses, std::back_inserter(las.warnings));
     return las;
 }
 

@@ -17,6 +17,9 @@
 
 namespace corvane {
 
+/// What is asked of a damaged file: all of it or nothing, or what is sound in it.
+enum class Reading { Whole, Sound };
+
 /// A LAS file that has been opened and checked: everything but the points, and the way to those.
 struct LasFile {
     std::shared_ptr<const InputFile> file;
@@ -43,9 +46,13 @@ struct LasFile {
     /// How the points are compressed; null when they are not.
     const LazBlock* compression() const;
 
+    /// What is missing or cannot be trusted, of a file of which only the sound parts are read: sentences without the
+    /// path, which are among the warnings, too. The points and their count are those that are sound.
+    std::vector<std::string> losses;
+
     /// Opens and checks `path`, compressed (LAZ) or not, without reading any point. Throws Failure for anything that
-    /// makes the points unreadable.
-    static LasFile open(const std::string& path);
+    /// makes the points unreadable. For the sound parts of a compressed file all points are decoded once.
+    static LasFile open(const std::string& path, Reading reading = Reading::Whole);
 };
 
 } // namespace corvane

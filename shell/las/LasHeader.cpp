@@ -182,21 +182,13 @@ public:
                 fmt::format("a start from {} (end of the header) to {} (end of the file)", size, fileSize_));
     }
 
-    void records(std::size_t countPlace) const {
+    void records() const {
         require(header_.pointFormat <= LastFormat, place::PointFormat,
                 fmt::format("point format {}", header_.pointFormat), fmt::format("0 to {}", LastFormat));
         const auto least = recordLengthOf(header_.pointFormat);
         require(header_.recordLength >= least, place::RecordLength,
                 fmt::format("a record length of {} bytes", header_.recordLength),
                 fmt::format("at least {} for point format {}", least, header_.pointFormat));
-        if (header_.compressed) return;
-        // Divided rather than multiplied, so that no count can wrap round.
-        const auto room = fileSize_ - header_.offsetToPoints;
-        const auto fitting = room / header_.recordLength;
-        require(header_.pointCount <= fitting, countPlace,
-                fmt::format("a count of {} points of {} bytes", header_.pointCount, header_.recordLength),
-                fmt::format("at most {}, which the {} bytes from offset {} to the end of the file hold", fitting, room,
-                            header_.offsetToPoints));
     }
 
     void coordinates() const {
@@ -287,7 +279,8 @@ LasHeader LasHeader::parse(std::span<const std::byte> bytes, const std::string& 
     takeCompression(raw.header);
     const HeaderCheck check(raw.header, path, fileSize);
     check.sizes();
-    check.records(settleCounts(raw, warnings));
+    raw.header.countPlace = settleCounts(raw, warnings);
+    check.records();
     check.coordinates();
     check.oddities(warnings);
     return raw.header;

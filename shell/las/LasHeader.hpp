@@ -55,6 +55,7 @@ struct LasHeader {
     bool compressed = false;      ///< bit 7 of the format's byte; records are then those that were compressed
     std::uint16_t recordLength = 30;
     std::uint64_t pointCount = 0;
+    std::size_t countPlace = 0;                   ///< where the count stands that holds, in the file
     std::uint64_t waveformStart = 0;              ///< 1.3 and later, else 0
     std::uint64_t evlrStart = 0;                  ///< 1.4 and later, else 0
     std::uint32_t evlrCount = 0;                  ///< 1.4 and later, else 0
@@ -77,8 +78,9 @@ struct LasHeader {
     static std::vector<HeaderField> fieldsIn(std::span<const std::byte> bytes);
 
     /// Reads the header from the first bytes of a file (all there are, at most LargestSize). `path` and `fileSize`
-    /// serve the messages and the checks of offsets. Checks everything that reading the points relies on; throws
-    /// Failure with offset, found and expected. Adds a sentence to `warnings` for what is odd and harmless.
+    /// serve the messages and the checks of offsets. Checks everything that reading the points relies on, but for
+    /// whether the file has as many; throws Failure with offset, found and expected. Adds a sentence to `warnings` for
+    /// what is odd and harmless.
     static LasHeader parse(std::span<const std::byte> bytes, const std::string& path, std::uint64_t fileSize,
                            std::vector<std::string>& warnings);
 

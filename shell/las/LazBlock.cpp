@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "las/LazBlock.hpp"
 
+#include "base/InOrder.hpp"
 #include "las/Damage.hpp"
 #include "las/LittleEndian.hpp"
 #include "laz/ChunkTable.hpp"
@@ -52,11 +53,20 @@ public:
         block_.end = end;
     }
 
+    /// The chunk behind the last one that was found, as far as the file has it. Nobody knows how many points one of
+    /// variable size has.
+    void addCutChunk() {
+        const std::uint64_t offset = chunksEnd(), end = evlrsOrEnd(), left = header_.pointCount - pointsSoFar();
+        block_.end = std::max(offset, end);
+        if (block_.layout.variable() || left == 0 || end <= offset) return;
+        add({std::min<std::uint64_t>(left, block_.layout.chunkPoints), end - offset});
+    }
+
     /// All points in one stream, up to what follows.
     void oneStream() {
         const std::uint64_t begin = header_.offsetToPoints;
         block_.end = evlrsOrEnd();
-        block_.chunks.push_back({0, header_.pointCount, begin, block_.end - begin});
+        block_.chunks.push_back({0, header_.pointCount, begin, block_.end - begin, header_.pointCount});
     }
 
 private:
@@ -80,7 +90,7 @@ private:
     }
 
     void add(const laz::ChunkSize& size) {
-        block_.chunks.push_back({pointsSoFar(), size.points, chunksEnd(), size.bytes});
+        block_.chunks.push_back({pointsSoFar(), size.points, chunksEnd(), size.bytes, size.points});
     }
     std::uint64_t pointsSoFar() const {
         return block_.chunks.empty() ? 0 : block_.chunks.back().first + block_.chunks.back().points;
@@ -102,9 +112,12 @@ std::uint64_t endWithoutPoints(const InputFile& file, const LasHeader& header) {
 
 } // namespace
 
+bool isCompressionRecord(const LasRecord& record) {
+    return record.userId == "laszip encoded" && record.recordId == 22204;
+}
+
 const LasRecord* compressionRecord(const std::vector<LasRecord>& vlrs) {
-    const auto found = std::ranges::find_if(
-        vlrs, [](const LasRecord& record) { return record.userId == "laszip encoded" && record.recordId == 22204; });
+    const auto found = std::ranges::find_if(vlrs, isCompressionRecord);
     return found == vlrs.end() ? nullptr : &*found;
 }
 
@@ -112,8 +125,9 @@ laz::ReadBytes readFrom(const InputFile& file, std::uint64_t offset) {
     return [&file, offset](std::uint64_t from, std::span<std::byte> bytes) { file.read(offset + from, bytes); };
 }
 
-LazBlock readLazBlock(const InputFile& file, const LasHeader& header, const LasRecord& compression,
-                      std::vector<std::string>& warnings) {
+namespace {
+
+LazBlock readLayout(const InputFile& file, const LasHeader& header, const LasRecord& compression) {
     constexpr std::size_t largestPayload = 1 << 16;
     LazBlock block;
     block.layoutOffset = compression.payloadOffset;
@@ -125,30 +139,107 @@ LazBlock readLazBlock(const InputFile& file, const LasHeader& header, const LasR
                                   "compressed in a way that no program writes.",
                                   file.path(), compression.payloadOffset, error.what()));
     }
+    return block;
+}
+
+/// What is odd, and what keeps the rest of the chunks from being found; empty for nothing.
+struct Remarks {
+    std::string warning, problem;
+};
+
+/// Finds the chunks by their table, or one from the other.
+Remarks findChunks(const InputFile& file, const LasHeader& header, LazBlock& block) {
     if (header.pointCount == 0) {
         block.end = endWithoutPoints(file, header);
-        return block;
+        return {};
     }
     BlockReader reader(file, header, block);
     if (!block.layout.chunked()) {
         reader.oneStream();
-        return block;
+        return {};
     }
     try {
         reader.byTable();
+        return {};
     } catch (const laz::Error& ofTable) {
+        const auto place = fmt::format("at offset {} {}", header.offsetToPoints, ofTable.what());
         try {
             reader.byChunks();
-        } catch (const laz::Error& ofChunks) {
-            const std::size_t whole = block.chunks.size();
-            throw Failure(fmt::format("{}: at offset {} {}, and in chunk {} of the points {}; the file is damaged or "
-                                      "not whole, so get it again from where it came.",
-                                      file.path(), header.offsetToPoints, ofTable.what(), whole, ofChunks.what()));
+        } catch (const laz::Error& ofChunk) {
+            return {"", fmt::format("{}, and in chunk {} {}", place, block.chunks.size(), ofChunk.what())};
         }
-        warnings.push_back(fmt::format("The table of the chunks is missing or wrong (at offset {} {}); it was made "
-                                       "again from the {} chunks.",
-                                       header.offsetToPoints, ofTable.what(), block.chunks.size()));
+        return {fmt::format("The table of the chunks is missing or wrong ({}); it was made again from the {} chunks.",
+                            place, block.chunks.size()),
+                ""};
     }
+}
+
+/// How many points of a chunk can be trusted. A damaged one says nothing of where the damage begins; one that the file
+/// cuts off is sound up to there.
+std::uint64_t soundPointsOf(const InputFile& file, const LazBlock& block, const LazChunk& chunk) {
+    constexpr std::size_t piecePoints = 4096;
+    const bool cut = chunk.offset + chunk.bytes >= file.size();
+    try {
+        const auto decoder =
+            laz::decodeChunk(block.layout, readFrom(file, chunk.offset), chunk.bytes, chunk.points, {});
+        std::vector<std::byte> records(piecePoints * block.layout.recordLength());
+        for (std::uint64_t done = 0; done < chunk.points; done += piecePoints) {
+            const std::size_t count = std::min<std::uint64_t>(piecePoints, chunk.points - done);
+            const std::size_t sound = decoder->decode(std::span(records).first(count * block.layout.recordLength()));
+            if (sound < count) return cut ? done + sound : 0;
+        }
+        return decoder->usedUp() || !block.layout.chunked() ? chunk.points : 0;
+    } catch (const laz::Error&) {
+        return 0;
+    }
+}
+
+/// Leaves the sound points, counted anew.
+void keepSound(LazBlock& block) {
+    std::uint64_t first = 0;
+    for (LazChunk& chunk : block.chunks) {
+        chunk.first = first;
+        first += chunk.sound;
+    }
+    std::erase_if(block.chunks, [](const LazChunk& chunk) { return chunk.sound == 0; });
+}
+
+} // namespace
+
+LazBlock readLazBlock(const InputFile& file, const LasHeader& header, const LasRecord& compression,
+                      std::vector<std::string>& warnings) {
+    LazBlock block = readLayout(file, header, compression);
+    const Remarks remarks = findChunks(file, header, block);
+    if (!remarks.problem.empty())
+        throw Failure(fmt::format("{}: {}; the file is damaged or not whole, so get it again from where it came, or "
+                                  "save what is sound of it with corvane convert.",
+                                  file.path(), remarks.problem));
+    if (!remarks.warning.empty()) warnings.push_back(remarks.warning);
+    return block;
+}
+
+LazBlock readSoundLazBlock(const InputFile& file, const LasHeader& header, const LasRecord& compression,
+                           std::vector<std::string>& warnings, std::vector<std::string>& losses) {
+    LazBlock block = readLayout(file, header, compression);
+    const Remarks remarks = findChunks(file, header, block);
+    if (!remarks.warning.empty()) warnings.push_back(remarks.warning);
+    if (!remarks.problem.empty()) {
+        BlockReader(file, header, block).addCutChunk();
+        losses.push_back(fmt::format("The points are not whole: {}.", remarks.problem));
+    }
+    inOrder(
+        block.chunks.size(), [&](std::size_t i) { return soundPointsOf(file, block, block.chunks[i]); },
+        [&](std::size_t i, std::uint64_t sound) {
+            LazChunk& chunk = block.chunks[i];
+            chunk.sound = sound;
+            if (sound < chunk.points)
+                losses.push_back(
+                    fmt::format("Of chunk {}, at offset {}, {} of {} points can be read, from point {} on.", i,
+                                chunk.offset, sound, chunk.points, chunk.first));
+        });
+    keepSound(block);
+    if (!losses.empty())
+        losses.push_back(fmt::format("{} of {} points are read.", block.soundPoints(), header.pointCount));
     return block;
 }
 

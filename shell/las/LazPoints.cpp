@@ -62,18 +62,18 @@ public:
     }
 
     ~Cursor() override {
-        if (open_.decoder && open_.next < chunks()[open_.chunk].points) points_.parking_->park(std::move(open_));
+        if (open_.decoder && open_.next < chunks()[open_.chunk].sound) points_.parking_->park(std::move(open_));
     }
 
     void next(std::span<std::byte> records) override {
         const std::size_t stride = points_.recordLength();
         while (!records.empty()) {
             if (!open_.decoder) open();
-            const std::uint64_t left = chunks()[chunk_].points - open_.next;
+            const std::uint64_t left = chunks()[chunk_].sound - open_.next;
             const auto piece = records.first(std::min<std::uint64_t>(left, records.size() / stride) * stride);
             decode(piece);
             records = records.subspan(piece.size());
-            if (open_.next == chunks()[chunk_].points) close();
+            if (open_.next == chunks()[chunk_].sound) close();
         }
     }
 
@@ -112,7 +112,9 @@ private:
     }
 
     void close() {
-        if (layout().chunked() && !open_.decoder->usedUp()) fail("found bytes that no point needs, expected none");
+        if (const bool whole = chunks()[chunk_].sound == chunks()[chunk_].points;
+            layout().chunked() && whole && !open_.decoder->usedUp())
+            fail("found bytes that no point needs, expected none");
         open_ = {};
         ++chunk_;
     }
@@ -122,7 +124,7 @@ private:
         const LazChunk& chunk = chunks()[chunk_];
         throw Failure(
             fmt::format("{}: in chunk {}, which has {} points from {} on at offset {}, {}; the file is damaged, "
-                        "so get it again from where it came.",
+                        "so get it again from where it came, or save what is sound of it with corvane convert.",
                         points_.file_->path(), chunk_, chunk.points, chunk.first, chunk.offset, problem));
     }
 
@@ -149,14 +151,14 @@ std::vector<PointRange> LazPoints::ranges(std::size_t points, Joining joining) c
     std::vector<PointRange> ranges;
     bool open = false; // whether the last one takes more chunks
     for (const LazChunk& chunk : block_.chunks) {
-        if (open && ranges.back().count + chunk.points <= points) {
-            ranges.back().count += chunk.points;
+        if (open && ranges.back().count + chunk.sound <= points) {
+            ranges.back().count += chunk.sound;
             continue;
         }
-        for (std::uint64_t done = 0; done < chunk.points; done += ranges.back().count)
+        for (std::uint64_t done = 0; done < chunk.sound; done += ranges.back().count)
             ranges.push_back(
-                {chunk.first + done, static_cast<std::size_t>(std::min<std::uint64_t>(chunk.points - done, points))});
-        open = joining == Joining::Small && chunk.points <= points;
+                {chunk.first + done, static_cast<std::size_t>(std::min<std::uint64_t>(chunk.sound - done, points))});
+        open = joining == Joining::Small && chunk.sound <= points;
     }
     return ranges;
 }

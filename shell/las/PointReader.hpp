@@ -50,6 +50,11 @@ public:
 
     /// Splits the points into ranges that are best read as a whole, of at most so many points.
     virtual std::vector<PointRange> ranges(std::size_t points, Joining = Joining::Small) const {
+        return evenRanges(points);
+    }
+
+    /// Ranges of so many points each, but for the last one.
+    std::vector<PointRange> evenRanges(std::size_t points) const {
         std::vector<PointRange> ranges;
         for (std::uint64_t first = 0; first < count_; first += ranges.back().count)
             ranges.push_back({first, static_cast<std::size_t>(std::min<std::uint64_t>(count_ - first, points))});

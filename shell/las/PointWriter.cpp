@@ -42,14 +42,14 @@ PointWriter::PointWriter(const LasFile& las, OutputFile& output, const Watch& wa
 
 void PointWriter::write(const PointEdits& edits, FileChange change, const Packing& packing) {
     changePacking(change, packing);
-    const LazBlock* block = las_.compression();
     copy(change, 0, las_.header.offsetToPoints);
-    if (block && packing.compressed)
+    const EditedPoints edited(packing.records ? packing.records : las_.points, edits);
+    if (keepsChunks(packing))
         rewriteChunks(edits);
-    else if (block)
-        expand(edits);
     else if (packing.compressed)
-        compress(edits);
+        compress(edited);
+    else if (las_.compression() || packing.records)
+        expand(edited);
     else
         writeRecords(edits);
     copy(change, las_.pointsEnd, las_.file->size());
@@ -57,19 +57,27 @@ void PointWriter::write(const PointEdits& edits, FileChange change, const Packin
     las_.file->checkUnchanged();
 }
 
+/// Whether the chunks of the file are those of the new one, but for what is edited.
+bool PointWriter::keepsChunks(const Packing& packing) const {
+    return las_.compression() && packing.compressed && !packing.chunkPoints && !packing.records;
+}
+
 /// The records that say how the points are packed come or go with it, and those of an octree stay only where its nodes
 /// stay chunks.
 void PointWriter::changePacking(FileChange& change, const Packing& packing) {
     const LazBlock* block = las_.compression();
-    if (block && packing.compressed) layout_ = block->layout;
-    if (!block && packing.compressed) {
-        layout_ = laz::Layout::standard(las_.header.pointFormat, las_.header.recordLength, packing.chunkPoints);
+    const bool keepsTree = keepsChunks(packing) && las_.copc;
+    if (keepsChunks(packing))
+        layout_ = block->layout;
+    else if (packing.compressed) {
+        layout_ = laz::Layout::standard(packing.records ? packing.pointFormat : las_.header.pointFormat,
+                                        packing.records ? packing.records->recordLength() : las_.header.recordLength,
+                                        packing.chunkPoints.value_or(laz::Layout::UsualChunk));
         change.insertVlr(las_.vlrsEnd(), compressionVlr(las_.header, layout_));
     }
-    const bool keepsTree = packing.compressed && las_.copc;
     for (const LasRecord& vlr : las_.vlrs) {
-        const bool goes =
-            (&vlr == compressionRecord(las_.vlrs) && !packing.compressed) || (block && isCopcRecord(vlr) && !keepsTree);
+        const bool goes = (block && &vlr == compressionRecord(las_.vlrs) && !keepsChunks(packing)) ||
+                          (block && isCopcRecord(vlr) && !keepsTree);
         if (goes) change.removeVlr(begin(vlr, VlrHead), end(vlr));
     }
     for (const LasRecord& evlr : las_.evlrs)
@@ -117,8 +125,7 @@ void PointWriter::writeStretch(const PointReader& edited, const PointRange& rang
     });
 }
 
-void PointWriter::expand(const PointEdits& edits) {
-    const EditedPoints edited(las_.points, edits);
+void PointWriter::expand(const PointReader& edited) {
     const auto ranges = edited.ranges(laz::Layout::UsualChunk);
     inOrder(
         ranges.size(),
@@ -133,10 +140,9 @@ void PointWriter::expand(const PointEdits& edits) {
         });
 }
 
-void PointWriter::compress(const PointEdits& edits) {
+void PointWriter::compress(const PointReader& edited) {
     const ChunkPacker packer(layout_);
-    const EditedPoints edited(las_.points, edits);
-    const auto ranges = edited.ranges(layout_.chunkPoints);
+    const auto ranges = edited.evenRanges(layout_.chunkPoints);
     const std::uint64_t placeOffset = output_.size();
     output_.write(std::array<std::byte, sizeof(std::int64_t)>{});
     inOrder(
@@ -214,12 +220,10 @@ void PointWriter::settlePlaces(const FileChange& change, const Packing& packing)
     const auto moved = [&](std::uint64_t offset) {
         return change.moved(offset) + (offset >= las_.pointsEnd ? static_cast<std::uint64_t>(shift) : 0);
     };
-    const bool format = packing.compressed != header.compressed;
-    if (format)
-        put(place::PointFormat,
-            static_cast<std::uint8_t>(header.pointFormat | (packing.compressed ? CompressedBit : 0)));
-    if (points != header.offsetToPoints) put(place::OffsetToPoints, static_cast<std::uint32_t>(points));
-    if (change.moreVlrs() != 0) put(place::VlrCount, header.vlrCount + static_cast<std::uint32_t>(change.moreVlrs()));
+    const std::uint8_t format = packing.records ? packing.pointFormat : header.pointFormat;
+    put(place::PointFormat, static_cast<std::uint8_t>(format | (packing.compressed ? CompressedBit : 0)));
+    put(place::OffsetToPoints, static_cast<std::uint32_t>(points));
+    put(place::VlrCount, header.vlrCount + static_cast<std::uint32_t>(change.moreVlrs()));
     const bool waveforms =
         header.waveformStart >= header.offsetToPoints && (header.globalEncoding & ExternalWaveforms) == 0;
     if (waveforms) put(place::WaveformStart, moved(header.waveformStart));
@@ -227,7 +231,7 @@ void PointWriter::settlePlaces(const FileChange& change, const Packing& packing)
     if (change.moreEvlrs() != 0)
         put(place::EvlrCount, header.evlrCount + static_cast<std::uint32_t>(change.moreEvlrs()));
     const LazBlock* block = las_.compression();
-    if (!block || !packing.compressed) return;
+    if (!keepsChunks(packing)) return;
     if (layout_.specialOffset >= static_cast<std::int64_t>(header.offsetToPoints))
         put(change.moved(block->layoutOffset) + laz::Layout::SpecialOffsetPlace,
             static_cast<std::int64_t>(moved(static_cast<std::uint64_t>(layout_.specialOffset))));

@@ -7,12 +7,17 @@
 #include "las/LasFile.hpp"
 #include "las/PointEdits.hpp"
 
+#include <memory>
+#include <optional>
+
 namespace corvane {
 
 /// How points are to be stored.
 struct Packing {
     bool compressed = false;
-    std::uint32_t chunkPoints = laz::Layout::UsualChunk; ///< of a file that was not compressed
+    std::optional<std::uint32_t> chunkPoints = {};   ///< none: chunks stay as they are, or have the usual size
+    std::shared_ptr<const PointReader> records = {}; ///< other records of the same points, in another format
+    std::uint8_t pointFormat = 0;                    ///< of those
 
     /// As the name of a file says, .las or .laz; as the points of this file are for any other.
     static Packing forName(const std::string& path, const LasFile& las);
@@ -30,13 +35,14 @@ public:
     void write(const PointEdits& edits, FileChange change, const Packing& packing);
 
 private:
+    bool keepsChunks(const Packing& packing) const;
     void changePacking(FileChange& change, const Packing& packing);
     void copy(const FileChange& change, std::uint64_t begin, std::uint64_t end);
     void copyBytes(std::uint64_t begin, std::uint64_t end);
 
     void writeRecords(const PointEdits& edits);
-    void expand(const PointEdits& edits);
-    void compress(const PointEdits& edits);
+    void expand(const PointReader& edited);
+    void compress(const PointReader& edited);
     void rewriteChunks(const PointEdits& edits);
     void copyChunks(const LazBlock& block);
     void writeStretch(const PointReader& edited, const PointRange& range);

@@ -8,9 +8,10 @@ namespace corvane {
 Session::Session(SessionOptions options)
     : options_(std::move(options)), plugin_(options_.pluginPath.empty() ? findPlugin() : options_.pluginPath) {}
 
-std::shared_ptr<const Survey> Session::open(const std::string& path, std::size_t usualMemory) const {
+std::shared_ptr<const Survey> Session::open(const std::string& path, std::size_t usualMemory, Reading reading) const {
     SurveyOptions options;
     options.memoryBytes = options_.memoryBytes.value_or(usualMemory);
+    options.reading = reading;
     return std::make_shared<const Survey>(path, options);
 }
 

@@ -27,8 +27,8 @@ public:
 
     /// Opens a survey; what is wrong with it stands in its warnings. Without a size in the options it may take
     /// `usualMemory`, in bytes.
-    std::shared_ptr<const Survey> open(const std::string& path,
-                                       std::size_t usualMemory = SurveyOptions().memoryBytes) const;
+    std::shared_ptr<const Survey> open(const std::string& path, std::size_t usualMemory = SurveyOptions().memoryBytes,
+                                       Reading reading = Reading::Whole) const;
 
     /// Saves the survey as it is now, with the labels, if there are any, in its Classification Lookup. A file that
     /// exists is replaced only with `overwrite`. Returns what could not be kept as it was: finished sentences, without

@@ -24,7 +24,7 @@ const std::string GridName = "Points";
 } // namespace
 
 Survey::Survey(const std::string& path, const SurveyOptions& options)
-    : las_(std::make_shared<const LasFile>(LasFile::open(path))),
+    : las_(std::make_shared<const LasFile>(LasFile::open(path, options.reading))),
       options_(options),
       ranges_(las_->points->ranges(options.fragmentPoints,
                                    las_->copc ? PointReader::Joining::None : PointReader::Joining::Small)),
@@ -38,18 +38,21 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
         throw Failure(fmt::format("{}: {} points are too many for fragments of {}; choose larger fragments.", path,
                                   las_->header.pointCount, options.fragmentPoints));
     std::vector<StrongPtr<Fiber::FragmentID>> identifiers;
-    for (std::uint32_t i = 0; i < ranges_.size(); ++i) identifiers.push_back(Holdfast::create<Fiber::FragmentID>(i));
+    std::vector<std::shared_ptr<const FragmentRecords>> records;
+    for (std::uint32_t i = 0; i < ranges_.size(); ++i) {
+        identifiers.push_back(Holdfast::create<Fiber::FragmentID>(i));
+        records.push_back(std::make_shared<const FragmentRecords>(las_, ranges_[i], expectation_, cache));
+    }
 
     for (const SurveyField& field : fields_) {
         const std::type_info& type = elementTypeOf(*las_, field);
         const auto data = Holdfast::create<Fiber::Field>(type);
         for (const auto& id : identifiers) {
-            const PointRange range = ranges_[id->number()];
             const auto positions = points_->findField(Fiber::PositionsName);
             const BoxNote note{expectation_, positions ? positions->getCreator(id) : nullptr};
-            data->setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(
-                                        type, range.count, sourceOf(las_, field, range, note), cache),
-                                    id);
+            const auto& of = records[id->number()];
+            data->setPersistentData(
+                Holdfast::create<Fiber::CreativeArrayBase>(type, of->count(), sourceOf(of, field, note), cache), id);
         }
         points_->makeField(points_->makeFieldID(field.name), data);
         original_.push_back(data->sharingCopy());

@@ -19,7 +19,8 @@ namespace corvane {
 
 struct SurveyOptions {
     std::size_t memoryBytes = std::size_t{512} << 20; ///< budget for values that were read and can be read again
-    std::uint32_t fragmentPoints = 131072;            ///< about so many points per fragment
+    std::uint32_t fragmentPoints = 131072;            ///< at most so many points per fragment
+    Reading reading = Reading::Whole;
 };
 
 /// A LAS file as a bundle: one grid whose vertices are the points, in blocks of consecutive points, one field per
@@ -52,7 +53,8 @@ public:
 
     /// From now on whoever reads values of a fragment for the first time finds the box of its positions, too: a brush
     /// will ask for it, and need not read the fragments that it does not meet.
-    void expectBrush() const { expectation_->brush = true; }
+    /// The nodes of a COPC have boxes already.
+    void expectBrush() const { expectation_->brush = !las_->copc; }
 
     /// The box that holds every coordinate that the file's numbers can express, whatever the header says of bounds.
     Sextant::BoundingBox expressibleBox() const;

@@ -20,26 +20,24 @@ constexpr laz::RecordBytes PositionBytes{0, 3 * sizeof(std::int32_t)};
 
 class RecordSource : public Fiber::ArraySource {
 public:
-    RecordSource(std::shared_ptr<const LasFile> las, const PointRange& range) : las_(std::move(las)), range_(range) {}
+    explicit RecordSource(std::shared_ptr<const FragmentRecords> records) : records_(std::move(records)) {}
 
 protected:
     /// An array of T, its pieces filled by `decode(records, values)`, which looks at the wanted bytes.
     template <class T, class Decode>
     StrongPtr<Fiber::MemBase> filled(const WantedBytes& wanted, Decode decode) const {
-        const auto array = Holdfast::create<Fiber::MemArray<T>>(range_.count);
-        las_->points->forPieces(range_, wanted,
-                                [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
-                                    decode(records, array->writableValues().subspan(first, count));
-                                });
+        const auto array = Holdfast::create<Fiber::MemArray<T>>(records_->count());
+        records_->forPieces(wanted, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
+            decode(records, array->writableValues().subspan(first, count));
+        });
         return array;
     }
 
-    const LasFile& las() const { return *las_; }
-    std::size_t stride() const { return las_->header.recordLength; }
+    const LasFile& las() const { return records_->las(); }
+    std::size_t stride() const { return records_->stride(); }
 
 private:
-    std::shared_ptr<const LasFile> las_;
-    PointRange range_;
+    std::shared_ptr<const FragmentRecords> records_;
 };
 
 class PositionSource : public RecordSource {
@@ -81,9 +79,8 @@ private:
 template <class Stored, class T>
 class DimensionSource : public RecordSource {
 public:
-    DimensionSource(std::shared_ptr<const LasFile> file, const PointRange& range, Dimension dimension,
-                    const BoxNote& note)
-        : RecordSource(std::move(file), range), dimension_(std::move(dimension)), note_(note) {}
+    DimensionSource(std::shared_ptr<const FragmentRecords> records, Dimension dimension, const BoxNote& note)
+        : RecordSource(std::move(records)), dimension_(std::move(dimension)), note_(note) {}
 
     StrongPtr<Fiber::MemBase> make() const override {
         const auto positions = note_.expectation->brush ? note_.positions.lock() : nullptr;
@@ -133,15 +130,15 @@ const std::type_info& elementTypeOf(const LasFile& las, const SurveyField& field
     return *withStored(las.dimensions[field.dimension].storage, [](auto stored) { return &typeid(stored); });
 }
 
-StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const LasFile>& las, const SurveyField& field,
-                                       const PointRange& range, const BoxNote& note) {
-    if (field.dimension == SurveyField::None) return Holdfast::create<PositionSource>(las, range);
-    const Dimension dimension = las->asRead(field.dimension);
-    const bool asDouble = readsAsDouble(*las, field.dimension);
+StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const FragmentRecords>& records, const SurveyField& field,
+                                       const BoxNote& note) {
+    if (field.dimension == SurveyField::None) return Holdfast::create<PositionSource>(records);
+    const Dimension dimension = records->las().asRead(field.dimension);
+    const bool asDouble = readsAsDouble(records->las(), field.dimension);
     return withStored(dimension.storage, [&](auto stored) -> StrongPtr<Fiber::ArraySource> {
         using Stored = decltype(stored);
-        if (asDouble) return Holdfast::create<DimensionSource<Stored, double>>(las, range, dimension, note);
-        return Holdfast::create<DimensionSource<Stored, Stored>>(las, range, dimension, note);
+        if (asDouble) return Holdfast::create<DimensionSource<Stored, double>>(records, dimension, note);
+        return Holdfast::create<DimensionSource<Stored, Stored>>(records, dimension, note);
     });
 }
 

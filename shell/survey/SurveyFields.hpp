@@ -3,8 +3,8 @@
 
 #include "Fiber/CreativeArray.hpp"
 #include "las/LasFile.hpp"
+#include "survey/FragmentRecords.hpp"
 
-#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,19 +27,14 @@ std::vector<SurveyField> fieldsOf(const LasFile& las);
 /// Element type of a field's values.
 const std::type_info& elementTypeOf(const LasFile& las, const SurveyField& field);
 
-/// What may be asked for later.
-struct Expectation {
-    std::atomic<bool> brush = false;
-};
-
 /// Where to note the box of the points that are read, when a brush is expected.
 struct BoxNote {
     std::shared_ptr<const Expectation> expectation;
     Holdfast::WeakPtr<Fiber::CreativeArrayBase> positions;
 };
 
-/// Makes the field's values of a range of points, by reading them.
-Holdfast::StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const LasFile>& las, const SurveyField& field,
-                                                 const PointRange& range, const BoxNote& note);
+/// Makes the field's values of a fragment out of its records.
+Holdfast::StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const FragmentRecords>& records,
+                                                 const SurveyField& field, const BoxNote& note);
 
 } // namespace corvane

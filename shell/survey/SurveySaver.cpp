@@ -32,6 +32,10 @@ void checkFits(const Survey& survey, const Survey::Edit& edit) {
 
 std::vector<std::string> saveSurvey(const Survey& survey, const std::string& path, const SaveOptions& options) {
     const LasFile& las = survey.las();
+    if (!las.losses.empty())
+        throw Failure(fmt::format("{}: is damaged, and saving would lose what cannot be read; save what is sound of it "
+                                  "with corvane convert first. Nothing was written.",
+                                  survey.path()));
     for (const Survey::Edit& edit : survey.edits()) checkFits(survey, edit);
     std::vector<std::string> warnings;
     FileChange change;

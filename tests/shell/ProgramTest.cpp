@@ -200,7 +200,8 @@ TEST_F(Damage, endsInOneSentenceWithTheFilesName) {
     std::erase(names, harmless);
     for (const std::string& name : names) {
         const std::string survey = Data / name;
-        expectRefused({"info", survey}, 1, {survey});
+        const bool cut = holds(name, "cut") || holds(name, "too_large") || holds(name, "short"); // sound before that
+        expectRefused({"info", survey}, cut ? Outcome::NotClean : 1, {survey});
         expectRefused({"reclassify", survey, out, "--from", "1", "--to", "2"}, 1, {survey});
     }
     const Outcome run = reclassify({"--from", "2", "--to", "3", "--json"}, Data / harmless);

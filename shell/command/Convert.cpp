@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+// corvane convert: the same points packed in another way, or in another point format.
+#include "base/InOrder.hpp"
+#include "base/OutputFile.hpp"
+#include "command/Commands.hpp"
+#include "command/SoundParts.hpp"
+#include "las/FormatChange.hpp"
+#include "las/PointCodec.hpp"
+#include "las/PointWriter.hpp"
+
+#include <fmt/format.h>
+
+namespace corvane {
+namespace {
+
+struct Arguments {
+    std::string in, out;
+    std::optional<std::uint32_t> chunkPoints;
+    std::optional<unsigned> pointFormat;
+    bool overwrite = false;
+};
+
+/// Counts the sound points of a damaged survey by return, as its header must say from now on.
+void countReturns(LasFile& las) {
+    const Dimension& returns = *las.find("ReturnNumber");
+    las.header.returnCounts.fill(0);
+    std::vector<std::uint8_t> numbers;
+    las.points->forPieces({0, las.header.pointCount}, {returns.place()},
+                          [&](std::span<const std::byte> records, std::size_t, std::size_t count) {
+                              numbers.resize(count);
+                              decodeBits(records, las.points->recordLength(), returns, std::span(numbers));
+                              for (const std::uint8_t number : numbers)
+                                  if (number > 0) ++las.header.returnCounts[number - 1u];
+                          });
+}
+
+/// Chunks that are copied as they are would take their damage along.
+void checkPoints(const LasFile& las, const Watch& watch) {
+    const auto ranges = las.points->ranges(laz::Layout::UsualChunk);
+    inOrder(
+        ranges.size(),
+        [&](std::size_t i) {
+            std::vector<std::byte> records(ranges[i].count * las.points->recordLength());
+            las.points->read(ranges[i].first, records);
+            return i;
+        },
+        [&](std::size_t i, std::size_t) { watch(ranges[i].first, las.header.pointCount, "Checking the points"); });
+}
+
+/// What is to be written: how the points are packed, and how the header changes.
+struct Plan {
+    Packing packing;
+    FileChange change;
+    std::vector<std::string> notices;
+};
+
+Plan planFor(const LasFile& las, const Arguments& arguments) {
+    Plan plan{Packing::forName(arguments.out, las), {}, {}};
+    plan.packing.chunkPoints = arguments.chunkPoints;
+    if (arguments.chunkPoints && !plan.packing.compressed)
+        throw UsageError(fmt::format("--chunk: {} will not be compressed and has no chunks; name it .laz, or leave the "
+                                     "option out.",
+                                     arguments.out));
+    if (arguments.pointFormat && *arguments.pointFormat != las.header.pointFormat) {
+        FormatChange format = changeFormat(las, static_cast<std::uint8_t>(*arguments.pointFormat));
+        plan.packing.records = std::move(format.points);
+        plan.packing.pointFormat = format.pointFormat;
+        plan.change = std::move(format.change);
+        plan.notices = std::move(format.notices);
+    } else if (!las.losses.empty()) {
+        plan.packing.records = las.points;
+        plan.packing.pointFormat = las.header.pointFormat;
+        std::vector<std::byte> header = las.header.encode();
+        header.resize(las.header.standardSize());
+        plan.change.replaceHeader(las.header.standardSize(), std::move(header));
+    }
+    return plan;
+}
+
+void run(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
+    checkMayWrite(arguments.out, arguments.overwrite);
+    LasFile las = LasFile::open(arguments.in, reading);
+    if (!las.losses.empty()) countReturns(las);
+    Plan plan = planFor(las, arguments);
+    Terminal terminal(options.quiet);
+    for (const std::string& warning : las.warnings) terminal.warn(arguments.in + ": " + warning);
+    for (const std::string& notice : plan.notices) terminal.note(arguments.out + ": " + notice);
+    const Watch watch = terminal.watch();
+    if (las.compression() && plan.packing.compressed) checkPoints(las, watch);
+    OutputFile output(arguments.out, arguments.overwrite);
+    PointWriter(las, output, watch).write({}, std::move(plan.change), plan.packing);
+    for (const std::string& warning : output.commit()) terminal.warn(arguments.out + ": " + warning);
+    terminal.clearBar();
+    if (!options.quiet) fmt::print("wrote {} with {} points\n", arguments.out, las.header.pointCount);
+    requireWhole(las);
+}
+
+} // namespace
+
+void addConvert(CLI::App& program, const GlobalOptions& options) {
+    CLI::App* command = program.add_subcommand(
+        "convert", "Write the same survey compressed or not, as the name of OUT says (.laz, .las), or in another point "
+                   "format. All else stays as it is.");
+    const auto arguments = std::make_shared<Arguments>();
+    command->add_option("IN", arguments->in, "The survey")->required();
+    command->add_option("OUT", arguments->out, "The file to write")->required();
+    command
+        ->add_option("--chunk", arguments->chunkPoints,
+                     "Points per chunk of a compressed OUT. Without it chunks stay as they are, or have 50000.")
+        ->check(CLI::Range(1u, 100'000'000u));
+    command
+        ->add_option("--point-format", arguments->pointFormat,
+                     "0 to 10. All fields are carried over; a format that lacks one of them is refused. 6 to 10 make "
+                     "the file version 1.4, where classes above 31 have room.")
+        ->check(CLI::Range(0u, 10u));
+    command->add_flag("--overwrite", arguments->overwrite, "Replace OUT if it exists");
+    command->callback([&options, arguments] {
+        readingWhatIsSound({arguments->in}, [&](Reading reading) { run(options, *arguments, reading); });
+    });
+}
+
+} // namespace corvane
