@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/FileComparison.hpp"
 
+#include "las/HeaderPlaces.hpp"
+#include "las/LittleEndian.hpp"
+
 #include <algorithm>
 #include <fmt/format.h>
 #include <map>
@@ -26,8 +29,13 @@ std::uint64_t endOf(const std::vector<LasRecord>& records, std::uint64_t start) 
     return records.empty() ? start : records.back().payloadOffset + records.back().payloadLength;
 }
 
-/// Records one behind the other from `start`.
-std::vector<NamedRecord> named(const std::vector<LasRecord>& records, std::uint64_t start) {
+/// Whether a record only says how the points are packed, which is no difference between surveys.
+bool isOfPacking(const LasFile& las, const LasRecord& record) {
+    return las.compression() && (isCompressionRecord(record) || isCopcRecord(record));
+}
+
+/// Records one behind the other from `start`, but for those of the packing.
+std::vector<NamedRecord> named(const LasFile& las, const std::vector<LasRecord>& records, std::uint64_t start) {
     std::vector<NamedRecord> result;
     std::map<std::string, int> occurrences;
     for (const LasRecord& record : records) {
@@ -37,14 +45,32 @@ std::vector<NamedRecord> named(const std::vector<LasRecord>& records, std::uint6
         result.push_back({name, &record, {start, record.payloadOffset}});
         start = result.back().payload().end;
     }
+    std::erase_if(result, [&](const NamedRecord& one) { return isOfPacking(las, *one.record); });
     return result;
 }
 
-std::vector<HeaderField> headerFields(const LasFile& las) {
+/// As the header would be if the points were not packed; the places of things then say nothing and are left out.
+std::vector<HeaderField> headerFields(const LasFile& las, bool places) {
     std::vector<std::byte> bytes(las.header.headerSize);
     las.file->read(0, bytes);
-    return LasHeader::fieldsIn(bytes);
+    const auto packing = [&](const LasRecord& record) { return isOfPacking(las, record); };
+    store(std::span(bytes), place::PointFormat, las.header.pointFormat);
+    store(std::span(bytes), place::VlrCount,
+          static_cast<std::uint32_t>(las.vlrs.size() - std::ranges::count_if(las.vlrs, packing)));
+    if (las.header.versionMinor >= 4)
+        store(std::span(bytes), place::EvlrCount,
+              static_cast<std::uint32_t>(las.evlrs.size() - std::ranges::count_if(las.evlrs, packing)));
+    auto fields = LasHeader::fieldsIn(bytes);
+    if (!places)
+        std::erase_if(fields, [](const HeaderField& field) {
+            return field.offset == place::OffsetToPoints || field.offset == place::WaveformStart ||
+                   field.offset == place::EvlrStart;
+        });
+    return fields;
 }
+
+/// Whether things stand where they do for no other reason than how long they are.
+bool placesTell(const LasFile& before, const LasFile& after) { return !before.compression() && !after.compression(); }
 
 struct OtherBytes {
     std::string name;
@@ -53,7 +79,7 @@ struct OtherBytes {
 
 std::vector<OtherBytes> otherBytes(const LasFile& las) {
     const LasHeader& header = las.header;
-    const HeaderField last = headerFields(las).back();
+    const HeaderField last = headerFields(las, true).back();
     const std::uint64_t size = las.file->size();
     const std::uint64_t evlrs = las.evlrs.empty() ? size : header.evlrStart;
     return {{"HeaderTail", {last.offset + last.bytes.size(), header.headerSize}},
@@ -138,14 +164,15 @@ private:
     std::vector<PartDifference> differences_;
 };
 
-std::vector<NamedRecord> vlrsOf(const LasFile& las) { return named(las.vlrs, las.header.headerSize); }
-std::vector<NamedRecord> evlrsOf(const LasFile& las) { return named(las.evlrs, las.header.evlrStart); }
+std::vector<NamedRecord> vlrsOf(const LasFile& las) { return named(las, las.vlrs, las.header.headerSize); }
+std::vector<NamedRecord> evlrsOf(const LasFile& las) { return named(las, las.evlrs, las.header.evlrStart); }
 
 } // namespace
 
 std::vector<HeaderDifference> compareHeaders(const LasFile& before, const LasFile& after) {
     std::vector<HeaderDifference> differences;
-    const std::vector<HeaderField> earlier = headerFields(before), later = headerFields(after);
+    const bool places = placesTell(before, after);
+    const std::vector<HeaderField> earlier = headerFields(before, places), later = headerFields(after, places);
     for (const HeaderField& field : earlier) {
         const auto partner = std::ranges::find(later, field.name, &HeaderField::name);
         if (partner == later.end())
@@ -170,7 +197,7 @@ std::vector<PartDifference> compareParts(const LasFile& before, const LasFile& a
 std::vector<std::string> partNames(const LasFile& before, const LasFile& after) {
     std::vector<std::string> names{"VLROrder", "EVLROrder"};
     for (const LasFile* las : {&before, &after}) {
-        for (const HeaderField& field : headerFields(*las)) names.push_back(field.name);
+        for (const HeaderField& field : headerFields(*las, true)) names.push_back(field.name);
         for (const NamedRecord& record : vlrsOf(*las)) names.push_back(record.name);
         for (const NamedRecord& record : evlrsOf(*las)) names.push_back(record.name);
         for (const OtherBytes& bytes : otherBytes(*las)) names.push_back(bytes.name);

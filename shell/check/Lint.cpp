@@ -28,6 +28,7 @@ struct Evidence {
     PointTally points;
     std::optional<HeightRange> ground;
     Occurrence noiseInGround;
+    Occurrence outsideNodes;
 
     const LasHeader& header() const { return las.header; }
     bool legacy() const { return isLegacyFormat(header().pointFormat); }
@@ -298,6 +299,36 @@ Findings wktRecordMissing(const Evidence& evidence) {
              {}}};
 }
 
+Findings chunkTable(const Evidence& evidence) {
+    const LazBlock* block = evidence.las.compression();
+    if (!block || !block->layout.chunked() || block->chunks.empty() || block->tableOffset > 0) return {};
+    return {{"",
+             fmt::format("The table of the chunks, whose place stands at offset {}, is missing or wrong; most programs "
+                         "cannot read the file. corvane convert writes one.",
+                         evidence.header().offsetToPoints),
+             0,
+             {}}};
+}
+
+Findings copcRecords(const Evidence& evidence) {
+    const LasFile& las = evidence.las;
+    const bool there = std::ranges::any_of(las.vlrs, isCopcRecord) || std::ranges::any_of(las.evlrs, isCopcRecord);
+    if (!there || las.copc || !las.losses.empty()) return {};
+    return {{"",
+             "The file carries records of a COPC that do not fit it: programs that believe them find no points.",
+             0,
+             {}}};
+}
+
+Findings copcNodes(const Evidence& evidence) {
+    Findings findings;
+    report(
+        findings, evidence, evidence.outsideNodes,
+        "Points lie outside the cube of their node, by more than a unit of the scale: programs that look for points by "
+        "place do not find them.");
+    return findings;
+}
+
 struct Rule {
     RuleName name;
     Findings (*check)(const Evidence&);
@@ -318,6 +349,9 @@ constexpr Rule Rules[] = {
      headerBounds},
     {{"wkt-bit-missing", "a WKT record, or a point format that asks for one, without the bit that says so"},
      wktBitMissing},
+    {{"chunk-table", "the table of the chunks of a compressed file is missing or wrong"}, chunkTable},
+    {{"copc-records", "records of a COPC that do not fit the chunks"}, copcRecords},
+    {{"copc-nodes", "points of a COPC outside their node"}, copcNodes},
     {{"wkt-record-missing", "the bit for WKT without a WKT record"}, wktRecordMissing}};
 
 std::vector<std::string> notesOn(const Evidence& evidence) {
@@ -331,11 +365,12 @@ std::vector<std::string> notesOn(const Evidence& evidence) {
 }
 
 Evidence gather(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch) {
-    Evidence evidence{las, names, tallyPoints(las, watch), {}, {}};
+    Evidence evidence{las, names, tallyPoints(las, watch), {}, {}, {}};
     evidence.ground = evidence.points.ground.middle();
     const std::vector<int> noise = noiseClasses(las);
     const bool noisy = std::ranges::any_of(noise, [&](int value) { return evidence.points.of(value).count > 0; });
     if (evidence.ground && noisy) evidence.noiseInGround = countInRange(las, noise, *evidence.ground, watch);
+    if (las.copc) evidence.outsideNodes = countOutsideNodes(las, watch);
     return evidence;
 }
 

@@ -212,4 +212,33 @@ Occurrence countInRange(const LasFile& las, const std::vector<int>& classes, con
     return found;
 }
 
+Occurrence countOutsideNodes(const LasFile& las, const Watch& watch) {
+    Occurrence outside;
+    const std::size_t stride = las.points->recordLength();
+    const auto& chunks = las.compression()->chunks;
+    for (std::size_t i = 0; i < chunks.size(); ++i) {
+        const Copc::Box cube = las.copc->boxOf(las.copc->entries[las.copc->nodeOfChunk[i]]);
+        std::array<std::array<double, 2>, 3> bounds; // as stored
+        for (std::size_t axis = 0; axis < bounds.size(); ++axis) {
+            const double a = (cube.low[axis] - las.header.offset[axis]) / las.header.scale[axis];
+            const double b = (cube.high[axis] - las.header.offset[axis]) / las.header.scale[axis];
+            bounds[axis] = {std::min(a, b) - BoundsTolerance, std::max(a, b) + BoundsTolerance};
+        }
+        const PointRange range{chunks[i].first, static_cast<std::size_t>(chunks[i].sound)};
+        const auto count = [&](std::span<const std::byte> records, std::size_t first, std::size_t points) {
+            for (std::size_t point = 0; point < points; ++point) {
+                bool inside = true;
+                for (std::size_t axis = 0; axis < bounds.size(); ++axis) {
+                    const std::int32_t stored = storedAt(records.data() + point * stride, axis);
+                    inside = inside && stored >= bounds[axis][0] && stored <= bounds[axis][1];
+                }
+                if (!inside) outside.add(range.first + first + point);
+            }
+        };
+        las.points->forPieces(range, {{0, 3 * sizeof(std::int32_t)}}, count);
+        watch(range.first + range.count, las.header.pointCount, "Checking the nodes of " + las.file->path());
+    }
+    return outside;
+}
+
 } // namespace corvane

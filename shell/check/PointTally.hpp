@@ -94,4 +94,7 @@ PointTally tallyPoints(const LasFile& las, const Watch& watch);
 Occurrence countInRange(const LasFile& las, const std::vector<int>& classes, const HeightRange& range,
                         const Watch& watch);
 
+/// The points of a COPC that lie outside the cube of their node, by more than the tolerance.
+Occurrence countOutsideNodes(const LasFile& las, const Watch& watch);
+
 } // namespace corvane
