@@ -2,6 +2,7 @@
 // corvane sample: an invented survey, for trying things out.
 #include "base/OutputFile.hpp"
 #include "command/Commands.hpp"
+#include "las/PointWriter.hpp"
 #include "sample/SampleSurvey.hpp"
 
 #include <fmt/format.h>
@@ -15,6 +16,11 @@ struct Arguments {
 };
 
 void run(const GlobalOptions& options, const Arguments& arguments) {
+    if (Packing::namesCompressed(arguments.out))
+        throw UsageError(
+            fmt::format("OUT: {} names a compressed file, and samples are not; name it .las, and pack it with "
+                        "corvane convert.",
+                        arguments.out));
     checkMayWrite(arguments.out, arguments.sample.overwrite);
     {
         Terminal terminal(options.quiet); // its bar is gone before anything is printed

@@ -27,14 +27,18 @@ std::vector<std::byte> compressionVlr(const LasHeader& header, const laz::Layout
 std::uint64_t begin(const LasRecord& record, std::size_t head) { return record.payloadOffset - head; }
 std::uint64_t end(const LasRecord& record) { return record.payloadOffset + record.payloadLength; }
 
+bool endsIn(const std::string& path, std::string_view extension) {
+    const std::string own = std::filesystem::path(path).extension();
+    return std::ranges::equal(own, extension, {}, [](unsigned char c) { return std::tolower(c); });
+}
+
 } // namespace
 
+bool Packing::namesCompressed(const std::string& path) { return endsIn(path, ".laz"); }
+
 Packing Packing::forName(const std::string& path, const LasFile& las) {
-    std::string extension = std::filesystem::path(path).extension();
-    std::ranges::transform(extension, extension.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (extension == ".las") return {false};
-    return {extension == ".laz" || las.compression() != nullptr};
+    if (endsIn(path, ".las")) return {false};
+    return {namesCompressed(path) || las.compression() != nullptr};
 }
 
 PointWriter::PointWriter(const LasFile& las, OutputFile& output, const Watch& watch)
@@ -86,8 +90,8 @@ void PointWriter::changePacking(FileChange& change, const Packing& packing) {
 
 /// The bytes of the file from `begin` to `end`, with what changes among them.
 void PointWriter::copy(const FileChange& change, std::uint64_t begin, std::uint64_t end) {
-    for (const FileChange::Splice& splice : change.splices()) {
-        if (splice.begin < begin || splice.end > end) continue;
+    for (; spliced_ < change.splices().size() && change.splices()[spliced_].end <= end; ++spliced_) {
+        const FileChange::Splice& splice = change.splices()[spliced_];
         copyBytes(begin, splice.begin);
         output_.write(splice.bytes);
         begin = splice.end;

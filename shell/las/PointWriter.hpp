@@ -19,6 +19,9 @@ struct Packing {
     std::shared_ptr<const PointReader> records = {}; ///< other records of the same points, in another format
     std::uint8_t pointFormat = 0;                    ///< of those
 
+    /// Whether a file of this name is a compressed one: it ends in .laz.
+    static bool namesCompressed(const std::string& path);
+
     /// As the name of a file says, .las or .laz; as the points of this file are for any other.
     static Packing forName(const std::string& path, const LasFile& las);
 };
@@ -58,6 +61,7 @@ private:
     OutputFile& output_;
     const Watch& watch_;
     std::string work_;
+    std::size_t spliced_ = 0;      // splices that are written
     laz::Layout layout_;           // of the chunks that are written
     std::vector<LazChunk> chunks_; // as they are written
 };
