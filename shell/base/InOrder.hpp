@@ -7,6 +7,7 @@
 #include <exception>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -14,7 +15,7 @@ namespace corvane {
 
 /// Makes results 0 to `count` - 1 by `make(i)` on all threads, and calls `use(i, result)` with each in this order on
 /// the calling one. So many are made ahead as there are threads, and as many more wait. Throws what either threw first;
-/// what is being made is finished before.
+/// what is being made is finished before. Where the system gives no threads all is done on this one.
 template <class Make, class Use>
 void inOrder(std::size_t count, Make make, Use use) {
     using Result = decltype(make(std::size_t{}));
@@ -50,7 +51,14 @@ void inOrder(std::size_t count, Make make, Use use) {
         }
     };
     std::vector<std::jthread> workers;
-    for (std::size_t i = 0; i < threads; ++i) workers.emplace_back(work);
+    try {
+        for (std::size_t i = 0; i < threads; ++i) workers.emplace_back(work);
+    } catch (const std::system_error&) {
+        if (workers.empty()) {
+            for (std::size_t i = 0; i < count; ++i) use(i, make(i));
+            return;
+        }
+    }
     std::unique_lock lock(mutex);
     while (used < count) {
         auto& next = made[used % made.size()];

@@ -7,7 +7,7 @@ namespace corvane {
 
 RecordStream::RecordStream(const LasFile& las, std::size_t pieceRecords)
     : points_(*las.points),
-      cursor_(points_.from(0)),
+      cursor_(points_.ahead({0, static_cast<std::size_t>(points_.count())})),
       pieceRecords_(std::min<std::uint64_t>(pieceRecords, points_.count())),
       buffer_(pieceRecords_ * points_.recordLength()) {}
 

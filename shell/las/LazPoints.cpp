@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <deque>
+#include <future>
 #include <mutex>
+#include <thread>
 
 namespace corvane {
 namespace {
@@ -135,6 +137,48 @@ private:
     OpenChunk open_;
 };
 
+/// Has as many chunks decoded ahead as there are threads.
+class LazPoints::AheadCursor : public PointCursor {
+public:
+    AheadCursor(const LazPoints& points, std::vector<PointRange> pieces, WantedBytes wanted)
+        : points_(points), pieces_(std::move(pieces)), wanted_(std::move(wanted)) {}
+
+    void next(std::span<std::byte> records) override {
+        while (!records.empty()) {
+            if (used_ == piece_.size()) {
+                begin();
+                piece_ = decoding_.front().get();
+                decoding_.pop_front();
+                used_ = 0;
+            }
+            const std::size_t bytes = std::min(records.size(), piece_.size() - used_);
+            std::copy_n(piece_.begin() + static_cast<std::ptrdiff_t>(used_), bytes, records.begin());
+            used_ += bytes;
+            records = records.subspan(bytes);
+        }
+    }
+
+private:
+    /// Without a thread to be had the work is done when it is waited for.
+    void begin() {
+        const std::size_t most = std::max(std::thread::hardware_concurrency(), 1u);
+        for (; decoding_.size() < most && begun_ < pieces_.size(); ++begun_)
+            decoding_.push_back(std::async(std::launch::async | std::launch::deferred, [this, range = pieces_[begun_]] {
+                std::vector<std::byte> records(range.count * points_.recordLength());
+                points_.read(range.first, records, wanted_);
+                return records;
+            }));
+    }
+
+    const LazPoints& points_;
+    std::vector<PointRange> pieces_;
+    WantedBytes wanted_;
+    std::size_t begun_ = 0;
+    std::vector<std::byte> piece_;                             // at hand
+    std::size_t used_ = 0;                                     // bytes of it
+    std::deque<std::future<std::vector<std::byte>>> decoding_; // waited for before anything else goes
+};
+
 LazPoints::LazPoints(std::shared_ptr<const InputFile> file, const LasHeader& header, LazBlock block)
     : PointReader(header.pointCount, header.recordLength),
       file_(std::move(file)),
@@ -145,6 +189,25 @@ LazPoints::~LazPoints() = default;
 
 std::unique_ptr<PointCursor> LazPoints::from(std::uint64_t first, const WantedBytes& wanted) const {
     return std::make_unique<Cursor>(*this, first, wanted);
+}
+
+std::unique_ptr<PointCursor> LazPoints::ahead(const PointRange& range, const WantedBytes& wanted) const {
+    constexpr std::uint64_t largestChunk = 1
+                                           << 20; // points: one that is larger is decoded in order, without holding it
+    const std::uint64_t end = range.first + range.count;
+    std::vector<PointRange> pieces;
+    bool small = true;
+    const auto& chunks = block_.chunks;
+    auto chunk =
+        std::ranges::partition_point(chunks, [&](const LazChunk& one) { return one.first + one.sound <= range.first; });
+    for (; chunk != chunks.end() && chunk->first < end; ++chunk) {
+        const std::uint64_t first = std::max(chunk->first, range.first);
+        const std::uint64_t last = std::min(chunk->first + chunk->sound, end);
+        pieces.push_back({first, static_cast<std::size_t>(last - first)});
+        small = small && chunk->sound <= largestChunk;
+    }
+    if (pieces.size() < 2 || !small) return from(range.first, wanted);
+    return std::make_unique<AheadCursor>(*this, std::move(pieces), wanted);
 }
 
 std::vector<PointRange> LazPoints::ranges(std::size_t points, Joining joining) const {

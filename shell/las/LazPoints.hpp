@@ -16,12 +16,14 @@ public:
     ~LazPoints() override;
 
     std::unique_ptr<PointCursor> from(std::uint64_t first, const WantedBytes& wanted) const override;
+    std::unique_ptr<PointCursor> ahead(const PointRange& range, const WantedBytes& wanted) const override;
     std::vector<PointRange> ranges(std::size_t points, Joining joining) const override;
 
     const LazBlock& block() const { return block_; }
 
 private:
     class Cursor;
+    class AheadCursor;
     class Parking;
 
     std::shared_ptr<const InputFile> file_;

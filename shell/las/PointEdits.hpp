@@ -55,6 +55,9 @@ public:
     std::unique_ptr<PointCursor> from(std::uint64_t first, const WantedBytes& wanted) const override {
         return std::make_unique<Cursor>(*this, points_->from(first, wanted), first);
     }
+    std::unique_ptr<PointCursor> ahead(const PointRange& range, const WantedBytes& wanted) const override {
+        return std::make_unique<Cursor>(*this, points_->ahead(range, wanted), range.first);
+    }
     std::vector<PointRange> ranges(std::size_t points, Joining joining) const override {
         return points_->ranges(points, joining);
     }

@@ -45,6 +45,11 @@ public:
     /// A cursor before the point `first`, which this must outlive.
     virtual std::unique_ptr<PointCursor> from(std::uint64_t first, const WantedBytes& wanted = {}) const = 0;
 
+    /// The same for whoever will read all of a range: what takes time is done ahead of the cursor, on all threads.
+    virtual std::unique_ptr<PointCursor> ahead(const PointRange& range, const WantedBytes& wanted = {}) const {
+        return from(range.first, wanted);
+    }
+
     /// Whether ranges join what is stored apart.
     enum class Joining { Small, None };
 
@@ -73,7 +78,7 @@ public:
     void forPieces(const PointRange& range, const WantedBytes& wanted, Use use) const {
         const std::size_t piece = std::min(recordsIn(CachedBytes), range.count);
         const auto buffer = std::make_unique_for_overwrite<std::byte[]>(piece * recordLength_);
-        const auto cursor = from(range.first, wanted);
+        const auto cursor = ahead(range, wanted);
         for (std::size_t first = 0; first < range.count; first += piece) {
             const std::size_t count = std::min(piece, range.count - first);
             const std::span records(buffer.get(), count * recordLength_);

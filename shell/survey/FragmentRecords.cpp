@@ -42,7 +42,7 @@ public:
         const PointReader& points = *las_->points;
         const auto records =
             Holdfast::create<Records>(range_.count * points.recordLength(), expectation_->alsoWanted({}));
-        points.read(range_.first, std::as_writable_bytes(records->writableValues()), records->decoded);
+        points.ahead(range_, records->decoded)->next(std::as_writable_bytes(records->writableValues()));
         return records;
     }
 
