@@ -268,16 +268,9 @@ Findings headerBounds(const Evidence& evidence) {
     return findings;
 }
 
-bool holdsWkt(const LasFile& las) {
-    const auto isWkt = [](const LasRecord& record) {
-        return record.userId == "LASF_Projection" && record.recordId == 2112 && record.payloadLength > 0;
-    };
-    return std::ranges::any_of(las.vlrs, isWkt) || std::ranges::any_of(las.evlrs, isWkt);
-}
-
 Findings wktBitMissing(const Evidence& evidence) {
     const LasHeader& header = evidence.header();
-    const bool wkt = holdsWkt(evidence.las);
+    const bool wkt = evidence.las.holdsWkt();
     if ((header.globalEncoding & WktBit) != 0 || (evidence.legacy() && !wkt)) return {};
     const std::string reason = wkt ? "the file has a WKT record (LASF_Projection/2112)"
                                    : fmt::format("point format {} asks for WKT", header.pointFormat);
@@ -290,7 +283,7 @@ Findings wktBitMissing(const Evidence& evidence) {
 
 Findings wktRecordMissing(const Evidence& evidence) {
     const std::uint16_t encoding = evidence.header().globalEncoding;
-    if ((encoding & WktBit) == 0 || holdsWkt(evidence.las)) return {};
+    if ((encoding & WktBit) == 0 || evidence.las.holdsWkt()) return {};
     return {{"",
              fmt::format("The global encoding at offset {} is {}, with bit 4 (WKT), but no WKT record "
                          "(LASF_Projection/2112) holds anything.",

@@ -185,13 +185,6 @@ void refuseLosses(const LasFile& las, std::uint8_t format) {
     }
 }
 
-bool holdsWkt(const LasFile& las) {
-    const auto isWkt = [](const LasRecord& record) {
-        return record.userId == "LASF_Projection" && record.recordId == 2112 && record.payloadLength > 0;
-    };
-    return std::ranges::any_of(las.vlrs, isWkt) || std::ranges::any_of(las.evlrs, isWkt);
-}
-
 LasHeader headerFor(const LasFile& las, std::uint8_t format, std::size_t recordLength) {
     LasHeader header = las.header;
     header.pointFormat = format;
@@ -201,7 +194,7 @@ LasHeader headerFor(const LasFile& las, std::uint8_t format, std::size_t recordL
         header.headerSize =
             static_cast<std::uint16_t>(header.headerSize + header.standardSize() - las.header.standardSize());
     }
-    if (!isLegacyFormat(format) && holdsWkt(las)) header.globalEncoding |= WktBit;
+    if (!isLegacyFormat(format) && las.holdsWkt()) header.globalEncoding |= WktBit;
     return header;
 }
 
@@ -214,7 +207,7 @@ FormatChange changeFormat(const LasFile& las, std::uint8_t pointFormat) {
     std::vector<std::byte> bytes = header.encode();
     bytes.resize(header.standardSize()); // what somebody put behind it stays
     result.change.replaceHeader(las.header.standardSize(), std::move(bytes));
-    if (!isLegacyFormat(pointFormat) && !las.crs.empty() && !holdsWkt(las))
+    if (!isLegacyFormat(pointFormat) && !las.crs.empty() && !las.holdsWkt())
         result.notices.push_back(
             fmt::format("Point format {} asks for the coordinate system as WKT; the file has GeoTIFF "
                         "keys, which stay.",

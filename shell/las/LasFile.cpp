@@ -108,6 +108,13 @@ void openEvlrs(LasFile& las) {
 
 } // namespace
 
+bool LasFile::holdsWkt() const {
+    const auto isWkt = [](const LasRecord& record) {
+        return record.userId == "LASF_Projection" && record.recordId == 2112 && record.payloadLength > 0;
+    };
+    return std::ranges::any_of(vlrs, isWkt) || std::ranges::any_of(evlrs, isWkt);
+}
+
 std::uint64_t LasFile::vlrsEnd() const {
     return vlrs.empty() ? header.headerSize : vlrs.back().payloadOffset + vlrs.back().payloadLength;
 }

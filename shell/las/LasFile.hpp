@@ -40,6 +40,9 @@ struct LasFile {
     /// The dimension of this exact name; null when there is none.
     const Dimension* find(std::string_view name) const;
 
+    /// Whether a record gives the coordinate system as WKT.
+    bool holdsWkt() const;
+
     /// Behind the last VLR, in the file.
     std::uint64_t vlrsEnd() const;
 
