@@ -2,8 +2,10 @@
 #include "laz/Chunk.hpp"
 
 #include "laz/LayeredChunk.hpp"
+#include "laz/MostPoints.hpp"
 #include "laz/PointwiseChunk.hpp"
 
+#include <algorithm>
 #include <fmt/format.h>
 
 namespace laz {
@@ -24,9 +26,10 @@ ChunkSize measureChunk(const Layout& layout, const ReadBytes& read, const ChunkS
     if (most.bytes < layout.smallestChunk())
         throw Error(fmt::format("found {} bytes, expected a chunk of at least {}", most.bytes, layout.smallestChunk()));
     const ChunkSize size = layout.layered() ? measureLayered(layout, read, most) : measurePointwise(layout, read, most);
-    if (size.points == 0 || size.points > most.points || size.bytes > most.bytes)
+    const std::uint64_t points = std::min(most.points, mostPoints(size.bytes));
+    if (size.points == 0 || size.points > points || size.bytes > most.bytes)
         throw Error(fmt::format("found a chunk of {} points and {} bytes, expected at most {} and {}", size.points,
-                                size.bytes, most.points, most.bytes));
+                                size.bytes, points, most.bytes));
     return size;
 }
 

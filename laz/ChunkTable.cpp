@@ -3,6 +3,7 @@
 
 #include "laz/DecoderStream.hpp"
 #include "laz/IntegerCoder.hpp"
+#include "laz/MostPoints.hpp"
 #include "laz/Record.hpp"
 
 #include <fmt/format.h>
@@ -71,11 +72,13 @@ Decoded decode(const Layout& layout, const ReadBytes& read, std::uint64_t bytes,
         sum.points += chunks[i].points;
         sum.bytes += chunks[i].bytes;
         const std::uint64_t least = layout.smallestChunk();
-        if (stream.decoder().damaged() || chunks[i].bytes < least || chunks[i].points == 0 || sum.bytes > chunkBytes)
-            throw Error(
-                fmt::format("found chunk {} with {} points and {} bytes, expected at least {} bytes and at most "
-                            "{} in all chunks",
-                            i, chunks[i].points, chunks[i].bytes, least, chunkBytes));
+        const std::uint64_t most = mostPoints(chunks[i].bytes);
+        if (stream.decoder().damaged() || chunks[i].bytes < least || chunks[i].points == 0 || chunks[i].points > most ||
+            sum.bytes > chunkBytes)
+            throw Error(fmt::format(
+                "found chunk {} with {} points and {} bytes, expected 1 to {} points and at least {} bytes, "
+                "at most {} in all chunks",
+                i, chunks[i].points, chunks[i].bytes, most, least, chunkBytes));
     }
     if (sum.points != points || sum.bytes != chunkBytes)
         throw Error(fmt::format("found chunks with {} points and {} bytes in all, expected {} and {}", sum.points,

@@ -85,9 +85,17 @@ laz::LayerSet ChunkPacker::layersToDecode(const laz::LayerSet& changed) const {
 
 std::vector<std::byte> ChunkPacker::decoded(std::span<const std::byte> chunk, std::uint64_t points,
                                             const laz::LayerSet& layers) const {
-    std::vector<std::byte> records(points * layout_.recordLength());
+    constexpr std::uint64_t piece = 1 << 16; // points; memory grows with what is there, their number is only a claim
+    const std::size_t stride = layout_.recordLength();
     const auto decoder = laz::decodeChunk(layout_, readFrom(chunk), chunk.size(), points, layers);
-    if (decoder->decode(records) < points) throw laz::Error("found a damaged chunk, expected a whole one");
+    std::vector<std::byte> records;
+    for (std::uint64_t done = 0; done < points;) {
+        const std::uint64_t count = std::min(piece, points - done);
+        records.resize((done + count) * stride);
+        if (decoder->decode(std::span(records).subspan(done * stride)) < count)
+            throw laz::Error("found a damaged chunk, expected a whole one");
+        done += count;
+    }
     return records;
 }
 

@@ -5,6 +5,7 @@
 #include "las/Damage.hpp"
 #include "las/LittleEndian.hpp"
 #include "laz/ChunkTable.hpp"
+#include "laz/MostPoints.hpp"
 
 #include <algorithm>
 #include <array>
@@ -214,6 +215,10 @@ LazBlock readLazBlock(const InputFile& file, const LasHeader& header, const LasR
         throw Failure(fmt::format("{}: {}; the file is damaged or not whole, so get it again from where it came, or "
                                   "save what is sound of it with corvane convert.",
                                   file.path(), remarks.problem));
+    for (const LazChunk& chunk : block.chunks)
+        if (chunk.points > laz::mostPoints(chunk.bytes))
+            throw damage(file.path(), chunk.offset, fmt::format("{} bytes for {} points", chunk.bytes, chunk.points),
+                         fmt::format("at most {} points", laz::mostPoints(chunk.bytes)));
     if (!remarks.warning.empty()) warnings.push_back(remarks.warning);
     return block;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Chunks.hpp"
+#include "laz/MostPoints.hpp"
 
 #include <gtest/gtest.h>
 
@@ -162,6 +163,24 @@ TEST(Layout, refusesWhatCannotBeDecoded) {
     refused(44, 1);  // two versions
     EXPECT_THROW(Layout::parse(good, 3, 34), Error);
     EXPECT_THROW(Layout::parse(std::span(good).first(39), 3, 36), Error);
+}
+
+TEST(Chunk, refusesMorePointsThanItsBytesCanHold) {
+    const Bytes records(30 * 5, std::byte{0x11}); // of points that are all alike
+    const auto layout = Layout::standard(6, 30, Layout::Variable);
+    auto chunk = encoded(layout, records);
+    const std::uint32_t claimed = 2'000'000'000;
+    put(chunk.data() + 30, claimed);
+    EXPECT_THROW(measureChunk(layout, from(chunk), {claimed, chunk.size()}), Error);
+    const auto table = table::encode(layout, std::vector<ChunkSize>{{claimed, chunk.size()}});
+    EXPECT_THROW(table::decode(layout, from(table), table.size(), claimed, chunk.size()), Error);
+
+    // The most that there can be, as far as one can go.
+    for (const std::uint8_t format : std::initializer_list<std::uint8_t>{0, 6}) {
+        const auto points = Layout::standard(format, format == 0 ? 20 : 30);
+        const std::size_t many = 400'000;
+        EXPECT_GE(mostPoints(encoded(points, Bytes(many * points.recordLength())).size()), many);
+    }
 }
 
 TEST(ChunkTable, refusesWhatDoesNotAddUp) {
