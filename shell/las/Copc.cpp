@@ -45,6 +45,7 @@ public:
         copc_.halfSide = load<double>(bytes, 24);
         copc_.spacing = load<double>(bytes, 32);
         copc_.rootOffset = load<std::uint64_t>(bytes, Copc::RootOffsetPlace);
+        expectCube();
         expect(block_.layout.variable(), "its chunks have a fixed size");
         readPages(load<std::uint64_t>(bytes, 48));
         matchChunks();
@@ -55,7 +56,14 @@ private:
         std::uint64_t offset, bytes;
     };
 
-    /// Each page once, so that pages which name each other end.
+    void expectCube() const {
+        for (const double center : copc_.center)
+            expect(copc_.halfSide > 0 && std::isfinite(std::abs(center) + 2 * copc_.halfSide),
+                   fmt::format("the octree has half a side of {} around {}", copc_.halfSide, center));
+    }
+
+    /// Each page once, so that pages which name each other end; and no more entries than there is room for, so that
+    /// pages which share their entries do.
     void readPages(std::uint64_t rootBytes) {
         std::vector<Page> pages{{copc_.rootOffset, rootBytes}};
         std::set<std::uint64_t> known{copc_.rootOffset};
@@ -70,6 +78,9 @@ private:
                 }
                 copc_.entries.push_back(entry);
             }
+            const std::uint64_t most = copc_.hierarchy.payloadLength / CopcEntry::Size;
+            expect(copc_.entries.size() <= most,
+                   fmt::format("its pages have more than the {} entries that the record copc/1000 has room for", most));
         }
     }
 
@@ -88,6 +99,11 @@ private:
                             load<std::uint64_t>(bytes, at + 16), load<std::int32_t>(bytes, at + 24),
                             load<std::int32_t>(bytes, at + 28),  page.offset + at};
             expect(entry.level >= 0 && entry.level <= DeepestLevel, fmt::format("a node has level {}", entry.level));
+            const bool within = std::ranges::all_of(std::array{entry.x, entry.y, entry.z}, [&](std::int32_t key) {
+                return key >= 0 && key < std::int32_t{1} << entry.level;
+            });
+            expect(within,
+                   fmt::format("a node of level {} has the key {} {} {}", entry.level, entry.x, entry.y, entry.z));
             entries.push_back(entry);
         }
         return entries;

@@ -8,6 +8,7 @@
 #include "laz/LayeredChunk.hpp"
 
 #include <QCryptographicHash>
+#include <cmath>
 #include <map>
 #include <random>
 #include <set>
@@ -258,6 +259,56 @@ TEST_F(Laz, ofStaleCopcRecordsIsAPlainOne) {
     EXPECT_EQ(after.vlrs.size() + 1, file.vlrs.size());
     EXPECT_EQ(after.evlrs.size() + 1, file.evlrs.size());
     EXPECT_EQ(hashOf(recordsOf(after)), facts[name]["records_sha256"]);
+}
+
+TEST_F(Laz, isNoCopcWithoutACubeOrWithPagesThatShareEntries) {
+    const std::string intact = bytesOf(Data / std::string("simple_with_page.copc.laz"));
+    constexpr std::size_t info = 429, center = info, halfSide = info + 24, root = info + 40;
+    const auto put = [](std::string& bytes, std::size_t place, auto value) {
+        std::memcpy(bytes.data() + place, &value, sizeof value);
+    };
+    const auto warnings = [&](const std::string& bytes) {
+        write(packed, bytes);
+        const auto file = LasFile::open(packed);
+        EXPECT_FALSE(file.copc);
+        return joined(file.warnings);
+    };
+    std::string bytes = intact;
+    put(bytes, halfSide, std::nan(""));
+    EXPECT_TRUE(holds(warnings(bytes), "half a side of nan"));
+    bytes = intact;
+    put(bytes, center, 1e308);
+    put(bytes, halfSide, 1e308);
+    EXPECT_TRUE(holds(warnings(bytes), "around 1e+308"));
+
+    std::uint64_t page = 0, size = 0;
+    std::memcpy(&page, intact.data() + root, sizeof page);
+    std::memcpy(&size, intact.data() + root + 8, sizeof size);
+    bytes = intact;
+    put(bytes, page + 4, std::int32_t{-1});
+    EXPECT_TRUE(holds(warnings(bytes), "has the key -1"));
+
+    // The first half of the entries names pages, each of which begins a little later in the second half.
+    bytes = intact;
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(page), size, '\0');
+    const std::uint64_t half = size / 2 / 32 * 32;
+    for (std::uint64_t entry = 0; entry < half; entry += 32) {
+        put(bytes, page + entry + 16, page + half + entry);
+        put(bytes, page + entry + 24, static_cast<std::int32_t>(half - entry));
+        put(bytes, page + entry + 28, std::int32_t{-1});
+    }
+    EXPECT_TRUE(holds(warnings(bytes), "more than the 66 entries"));
+}
+
+TEST_F(Laz, ofOneStreamWithoutEndIsRefusedAtOnce) {
+    const std::string name = "point10_pf0.laz";
+    std::string bytes = bytesOf(Data / name);
+    const auto file = LasFile::open(Data / name);
+    bytes[file.compression()->layoutOffset] = 1; // compressor
+    const std::uint32_t many = 4'000'000'000;
+    std::memcpy(bytes.data() + 107, &many, sizeof many);
+    write(packed, bytes);
+    EXPECT_TRUE(holds(messageOf<Failure>([&] { LasFile::open(packed); }), "bytes for 4000000000 points"));
 }
 
 TEST_F(Laz, damagedAnywhereEndsInASentence) {
