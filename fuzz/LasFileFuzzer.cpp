@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "MemoryFile.hpp"
 #include "base/Failure.hpp"
 #include "las/LasFile.hpp"
 #include "las/PointCodec.hpp"
@@ -7,28 +8,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <fmt/format.h>
-#include <sys/mman.h>
-#include <unistd.h>
+#include <string_view>
 #include <vector>
 
 namespace {
 
-/// A file in memory, with a path, rewritten for every input.
-struct MemoryFile {
-    int descriptor = memfd_create("input.las", MFD_CLOEXEC);
-    std::string path = fmt::format("/proc/self/fd/{}", descriptor);
-
-    void hold(const std::uint8_t* data, std::size_t size) const {
-        if (ftruncate(descriptor, 0) != 0 || pwrite(descriptor, data, size, 0) != static_cast<ssize_t>(size))
-            std::abort();
-    }
-};
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
+using corvane::fuzz::require;
 
 /// What an opened file promises to those who read its points.
 void checkPromises(const corvane::LasFile& las) {
@@ -90,8 +75,8 @@ void decodeSome(const corvane::LasFile& las) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const MemoryFile file;
-    file.hold(data, size);
+    static const corvane::fuzz::MemoryFile file;
+    file.hold(std::as_bytes(std::span(data, size)));
     try {
         const auto las = corvane::LasFile::open(file.path);
         checkPromises(las);
