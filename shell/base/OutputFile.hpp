@@ -34,6 +34,9 @@ public:
     /// As it was given.
     const std::string& path() const { return path_; }
 
+    /// Where it will lie.
+    const std::string& folder() const { return folder_; }
+
     /// Bytes so far.
     std::uint64_t size() const { return size_; }
 
