@@ -4,6 +4,7 @@
 #include "base/OutputFile.hpp"
 #include "command/Commands.hpp"
 #include "command/SoundParts.hpp"
+#include "las/CopcWriter.hpp"
 #include "las/FormatChange.hpp"
 #include "las/PointCodec.hpp"
 #include "las/PointWriter.hpp"
@@ -17,6 +18,7 @@ struct Arguments {
     std::string in, out;
     std::optional<std::uint32_t> chunkPoints;
     std::optional<unsigned> pointFormat;
+    bool copc = false;
     bool overwrite = false;
 };
 
@@ -56,6 +58,9 @@ struct Plan {
 
 Plan planFor(const LasFile& las, const Arguments& arguments) {
     Plan plan{Packing::forName(arguments.out, las), {}, {}};
+    if (arguments.copc && !plan.packing.compressed)
+        throw UsageError(
+            fmt::format("--copc: {} names a file that is not compressed; name it .copc.laz.", arguments.out));
     plan.packing.chunkPoints = arguments.chunkPoints;
     if (arguments.chunkPoints && !plan.packing.compressed)
         throw UsageError(fmt::format("--chunk: {} will not be compressed and has no chunks; name it .laz, or leave the "
@@ -86,9 +91,16 @@ void run(const GlobalOptions& options, const Arguments& arguments, Reading readi
     for (const std::string& warning : las.warnings) terminal.warn(arguments.in + ": " + warning);
     for (const std::string& notice : plan.notices) terminal.note(arguments.out + ": " + notice);
     const Watch watch = terminal.watch();
-    if (las.compression() && plan.packing.compressed) checkPoints(las, watch);
+    const bool copies = las.compression() && plan.packing.compressed && !arguments.copc;
+    if (copies) checkPoints(las, watch);
     OutputFile output(arguments.out, arguments.overwrite);
-    PointWriter(las, output, watch).write({}, std::move(plan.change), plan.packing);
+    if (arguments.copc) {
+        const std::size_t memory = options.memory.empty() ? SurveyOptions().memoryBytes : parseMemory(options.memory);
+        const auto& records = plan.packing.records;
+        writeCopc(las, records ? *records : *las.points, records ? plan.packing.pointFormat : las.header.pointFormat,
+                  output, watch, memory);
+    } else
+        PointWriter(las, output, watch).write({}, std::move(plan.change), plan.packing);
     for (const std::string& warning : output.commit()) terminal.warn(arguments.out + ": " + warning);
     terminal.clearBar();
     if (!options.quiet) fmt::print("wrote {} with {} points\n", arguments.out, las.header.pointCount);
@@ -104,15 +116,21 @@ void addConvert(CLI::App& program, const GlobalOptions& options) {
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("IN", arguments->in, "The survey")->required();
     command->add_option("OUT", arguments->out, "The file to write")->required();
-    command
-        ->add_option("--chunk", arguments->chunkPoints,
-                     "Points per chunk of a compressed OUT. Without it chunks stay as they are, or have 50000.")
-        ->check(CLI::Range(1u, 100'000'000u));
+    CLI::Option* chunk =
+        command
+            ->add_option("--chunk", arguments->chunkPoints,
+                         "Points per chunk of a compressed OUT. Without it chunks stay as they are, or have 50000.")
+            ->check(CLI::Range(1u, 100'000'000u));
     command
         ->add_option("--point-format", arguments->pointFormat,
                      "0 to 10. All fields are carried over; a format that lacks one of them is refused. 6 to 10 make "
                      "the file version 1.4, where classes above 31 have room.")
         ->check(CLI::Range(0u, 10u));
+    command
+        ->add_flag("--copc", arguments->copc,
+                   "Write an octree (COPC), in which programs find the points of a place without reading the others. "
+                   "Point formats 6 to 8 with WKT; the points come in another order.")
+        ->excludes(chunk);
     command->add_flag("--overwrite", arguments->overwrite, "Replace OUT if it exists");
     command->callback([&options, arguments] {
         readingWhatIsSound({arguments->in}, [&](Reading reading) { run(options, *arguments, reading); });

@@ -84,6 +84,19 @@ TEST_F(Compressed, pointFormatsCarryEverythingOverOrRefuse) {
     for (const json& dimension : same["dimensions"]) ADD_FAILURE() << dimension;
 }
 
+TEST_F(Compressed, octreesAreWrittenReadAndEdited) {
+    const std::string from = Data / "semis_2023_pf6.laz", octree = folder / "out.copc.laz";
+    EXPECT_EQ(corvane({"convert", from, octree, "--copc", "--memory", "2M"}).status, 0);
+    EXPECT_EQ(corvane({"info", octree, "--json"}).document()["compression"]["kind"], "COPC");
+    EXPECT_EQ(counted(corvane({"histogram", octree, "--json"})), counted(corvane({"histogram", from, "--json"})));
+    EXPECT_EQ(corvane({"reclassify", octree, laz, "--from", "2", "--to", "9"}).status, 0);
+    EXPECT_EQ(corvane({"info", laz, "--json"}).document()["compression"]["kind"], "COPC");
+    expectSame(octree, laz, {"Classification"});
+    expectRefused({"convert", Data / "ahn3_pf1.laz", folder / "no.copc.laz", "--copc"}, 1,
+                  {"format 1", "convert them"});
+    expectRefused({"convert", from, folder / "no.las", "--copc"}, 2, {"--copc", "not compressed"});
+}
+
 TEST_F(Compressed, damageIsReadAroundAndToldButNotEdited) {
     struct Case {
         std::string name;
