@@ -55,6 +55,7 @@ std::vector<HeaderField> headerFields(const LasFile& las, bool places) {
     las.file->read(0, bytes);
     const auto packing = [&](const LasRecord& record) { return isOfPacking(las, record); };
     store(std::span(bytes), place::PointFormat, las.header.pointFormat);
+    store(std::span(bytes), place::RecordLength, las.header.recordLength);
     store(std::span(bytes), place::VlrCount,
           static_cast<std::uint32_t>(las.vlrs.size() - std::ranges::count_if(las.vlrs, packing)));
     if (las.header.versionMinor >= 4)

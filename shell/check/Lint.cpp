@@ -206,8 +206,8 @@ void compareCounts(const Evidence& evidence, const StatedCounts& header, Finding
     }
     if (differences.empty()) return;
     findings.push_back({"",
-                        fmt::format("The counts of points in the header at offset {} are not those of the points ({}).",
-                                    place, fmt::join(differences, "; ")),
+                        fmt::format("The counts of points stated at offset {} are not those of the points ({}).", place,
+                                    fmt::join(differences, "; ")),
                         std::min(points, std::max(tooMany, tooFew)), // a header may state more than there are
                         {}});
 }
@@ -216,7 +216,9 @@ constexpr std::size_t LegacyCounts = 6, WideCounts = 16; // all points, and 5 or
 
 Findings headerCounts(const Evidence& evidence) {
     Findings findings;
-    if (evidence.header().versionMinor < 4)
+    if (const auto& form = evidence.las.compatibility)
+        compareCounts(evidence, statedCounts<std::uint64_t>(evidence.las, form->countsOffset(), WideCounts), findings);
+    else if (evidence.header().versionMinor < 4)
         compareCounts(evidence, statedCounts<std::uint32_t>(evidence.las, place::LegacyCount, LegacyCounts), findings);
     else
         compareCounts(evidence, statedCounts<std::uint64_t>(evidence.las, place::PointCount, WideCounts), findings);
@@ -269,6 +271,7 @@ Findings headerBounds(const Evidence& evidence) {
 }
 
 Findings wktBitMissing(const Evidence& evidence) {
+    if (evidence.las.compatibility) return {}; // programs that the form is for do not know the bit
     const LasHeader& header = evidence.header();
     const bool wkt = evidence.las.holdsWkt();
     if ((header.globalEncoding & WktBit) != 0 || (evidence.legacy() && !wkt)) return {};

@@ -66,16 +66,19 @@ Plan planFor(const LasFile& las, const Arguments& arguments) {
         throw UsageError(fmt::format("--chunk: {} will not be compressed and has no chunks; name it .laz, or leave the "
                                      "option out.",
                                      arguments.out));
-    if (arguments.pointFormat && *arguments.pointFormat != las.header.pointFormat) {
+    const bool ordinary = !las.compatibility && arguments.pointFormat == las.header.pointFormat;
+    if (arguments.pointFormat && !ordinary) {
         FormatChange format = changeFormat(las, static_cast<std::uint8_t>(*arguments.pointFormat));
         plan.packing.records = std::move(format.points);
         plan.packing.pointFormat = format.pointFormat;
         plan.change = std::move(format.change);
         plan.notices = std::move(format.notices);
     } else if (!las.losses.empty()) {
-        plan.packing.records = las.points;
-        plan.packing.pointFormat = las.header.pointFormat;
-        std::vector<std::byte> header = las.header.encode();
+        plan.packing.records = las.stored;
+        plan.packing.pointFormat = las.storedFormat();
+        if (las.compatibility)
+            plan.change.overwrite(las.compatibility->countsOffset(), CompatibilityForm::countsOf(las.header));
+        std::vector<std::byte> header = las.storedHeader().encode();
         header.resize(las.header.standardSize());
         plan.change.replaceHeader(las.header.standardSize(), std::move(header));
     }

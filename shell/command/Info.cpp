@@ -45,21 +45,36 @@ std::string compressionText(const LasFile& las) {
     return fmt::format("LAZ, {} of {} points", chunks, block->layout.chunkPoints);
 }
 
+/// Nothing for records that are stored as they are shown.
+Json storedOf(const LasFile& las) {
+    if (!las.compatibility) return nullptr;
+    return {{"pointFormat", las.storedFormat()}, {"recordLength", las.stored->recordLength()}};
+}
+
 Json describe(const LasFile& las) {
     Json fields = Json::array();
     for (const SurveyField& field : fieldsOf(las)) fields.push_back({{"name", field.name}, {"type", field.type}});
     const LasHeader& header = las.header;
-    return {{"points", header.pointCount},       {"version", header.version()},
-            {"pointFormat", header.pointFormat}, {"recordLength", header.recordLength},
-            {"compression", compressionOf(las)}, {"bounds", {{"min", header.minimum}, {"max", header.maximum}}},
-            {"crs", escaped(las.crs)},           {"fields", fields},
-            {"vlrs", describe(las.vlrs)},        {"evlrs", describe(las.evlrs)}};
+    return {{"points", header.pointCount},
+            {"version", header.version()},
+            {"pointFormat", header.pointFormat},
+            {"recordLength", header.recordLength},
+            {"stored", storedOf(las)},
+            {"compression", compressionOf(las)},
+            {"bounds", {{"min", header.minimum}, {"max", header.maximum}}},
+            {"crs", escaped(las.crs)},
+            {"fields", fields},
+            {"vlrs", describe(las.vlrs)},
+            {"evlrs", describe(las.evlrs)}};
 }
 
 void print(const LasFile& las) {
     const LasHeader& header = las.header;
     fmt::print("{} points, LAS {}, point format {}, {} bytes each\n", header.pointCount, header.version(),
                header.pointFormat, header.recordLength);
+    if (las.compatibility)
+        fmt::print("stored  as point format {}, {} bytes each, for programs that know LAS 1.3 at most\n",
+                   las.storedFormat(), las.stored->recordLength());
     for (std::size_t axis = 0; axis < 3; ++axis)
         fmt::print("{}       {} to {}\n", "XYZ"[axis], header.minimum[axis], header.maximum[axis]);
     fmt::print("packed  {}\n", compressionText(las));

@@ -46,9 +46,7 @@ std::vector<std::byte> ChunkPacker::pack(std::span<const std::byte> records) con
 std::optional<std::vector<std::byte>> ChunkPacker::repack(const InputFile& file, const LazChunk& chunk,
                                                           const PointEdits& edits) const {
     const std::size_t stride = layout_.recordLength();
-    WantedBytes places;
-    for (const Dimension& dimension : edits.dimensions({chunk.first, static_cast<std::size_t>(chunk.points)}))
-        places.push_back(dimension.place());
+    WantedBytes places = edits.places({chunk.first, static_cast<std::size_t>(chunk.points)});
     if (places.empty()) return std::nullopt;
 
     std::vector<std::byte> bytes(chunk.bytes);

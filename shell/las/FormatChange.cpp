@@ -198,6 +198,19 @@ LasHeader headerFor(const LasFile& las, std::uint8_t format, std::size_t recordL
     return header;
 }
 
+/// What makes points stand for those of another format goes: they are what they are from now on.
+void dropForm(const LasFile& las, FileChange& change) {
+    constexpr std::size_t longest = 1 << 16;
+    for (const LasRecord& vlr : las.vlrs) {
+        if (isCompatibilityRecord(vlr)) change.removeVlr(vlr.begin(), vlr.end());
+        if (!isExtraBytesRecord(vlr)) continue;
+        const auto rest = las.compatibility->withoutOwn(readPayload(*las.file, vlr, longest));
+        if (rest.size() == vlr.payloadLength) continue;
+        if (!rest.empty()) change.insertVlr(vlr.begin(), replacePayload(*las.file, vlr, rest));
+        change.removeVlr(vlr.begin(), vlr.end());
+    }
+}
+
 } // namespace
 
 FormatChange changeFormat(const LasFile& las, std::uint8_t pointFormat) {
@@ -207,6 +220,7 @@ FormatChange changeFormat(const LasFile& las, std::uint8_t pointFormat) {
     std::vector<std::byte> bytes = header.encode();
     bytes.resize(header.standardSize()); // what somebody put behind it stays
     result.change.replaceHeader(las.header.standardSize(), std::move(bytes));
+    if (las.compatibility) dropForm(las, result.change);
     if (!isLegacyFormat(pointFormat) && !las.crs.empty() && !las.holdsWkt())
         result.notices.push_back(
             fmt::format("Point format {} asks for the coordinate system as WKT; the file has GeoTIFF "

@@ -19,8 +19,9 @@ struct FormatChange {
 };
 
 /// Carries all fields over: flags, angles and returns to where the format has them, extra bytes as they are; what the
-/// format has in addition is zero. A format from 6 on makes the file version 1.4. Throws Failure when the format lacks
-/// what the points have.
+/// format has in addition is zero. A format from 6 on makes the file version 1.4. Points that stand for those of
+/// another format are taken as these, and the file is an ordinary one afterwards, also when that is the format. Throws
+/// Failure when the format lacks what the points have.
 FormatChange changeFormat(const LasFile& las, std::uint8_t pointFormat);
 
 } // namespace corvane

@@ -6,6 +6,7 @@
 #include "las/HeaderPlaces.hpp"
 #include "las/LasPoints.hpp"
 #include "las/LazPoints.hpp"
+#include "las/RestoredPoints.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -18,7 +19,7 @@ std::vector<std::byte> extraBytesPayload(const LasFile& las) {
     std::vector<std::byte> payload;
     for (const auto* records : {&las.vlrs, &las.evlrs})
         for (const auto& record : *records) {
-            if (record.userId != "LASF_Spec" || record.recordId != 4) continue;
+            if (!isExtraBytesRecord(record)) continue;
             constexpr std::size_t limit = 1 << 24; // a descriptor for each byte of the longest record takes less
             const auto bytes = readPayload(*las.file, record, limit);
             payload.insert(payload.end(), bytes.begin(), bytes.end());
@@ -26,8 +27,22 @@ std::vector<std::byte> extraBytesPayload(const LasFile& las) {
     return payload;
 }
 
-void addExtraDimensions(LasFile& las) {
-    const auto payload = extraBytesPayload(las);
+/// Points in the form for older programs are shown as what they stand for.
+void restoreForm(LasFile& las, std::span<const std::byte> extraBytes) {
+    las.compatibility = CompatibilityForm::find(las.header, las.vlrs, extraBytes, las.warnings);
+    if (!las.compatibility) return;
+    if (const auto count = las.compatibility->statedCount(*las.file);
+        count != las.header.pointCount && las.losses.empty())
+        las.warnings.push_back(
+            fmt::format("The point count at offset {} is {} and the one in the header {}; the header's "
+                        "is used.",
+                        las.compatibility->countsOffset(), count, las.header.pointCount));
+    las.header = las.compatibility->restored(*las.file, las.header);
+    las.points = std::make_shared<const RestoredPoints>(las.stored, las.compatibility);
+}
+
+void addDimensions(LasFile& las, std::span<const std::byte> payload) {
+    las.dimensions = dimensionsOf(las.header.pointFormat);
     auto extra = extraDimensions(payload, recordLengthOf(las.header.pointFormat), las.header.recordLength,
                                  las.dimensions, las.warnings);
     std::ranges::move(extra, std::back_inserter(las.dimensions));
@@ -77,7 +92,7 @@ void openRecords(LasFile& las, Reading reading) {
             fmt::format("Of {} points the file holds {}: those behind are missing.", header.pointCount, fitting));
         header.pointCount = fitting;
     }
-    las.points = std::make_shared<const LasPoints>(las.file, header);
+    las.stored = std::make_shared<const LasPoints>(las.file, header);
     las.pointsEnd = header.offsetToPoints + header.pointCount * header.recordLength;
 }
 
@@ -90,7 +105,7 @@ void openPoints(LasFile& las, Reading reading) {
                      : readSoundLazBlock(*las.file, las.header, *compression, las.warnings, las.losses);
     if (!las.losses.empty()) las.header.pointCount = block.soundPoints();
     las.pointsEnd = block.end;
-    las.points = std::make_shared<const LazPoints>(las.file, las.header, std::move(block));
+    las.stored = std::make_shared<const LazPoints>(las.file, las.header, std::move(block));
 }
 
 /// Behind points that are not whole nothing may be left.
@@ -119,8 +134,19 @@ std::uint64_t LasFile::vlrsEnd() const {
     return vlrs.empty() ? header.headerSize : vlrs.back().payloadOffset + vlrs.back().payloadLength;
 }
 
+std::uint8_t LasFile::storedFormat() const {
+    return compatibility ? compatibility->storedFormat() : header.pointFormat;
+}
+
+LasHeader LasFile::storedHeader() const {
+    LasHeader as = header;
+    as.pointFormat = storedFormat();
+    as.recordLength = static_cast<std::uint16_t>(stored->recordLength());
+    return as;
+}
+
 const LazBlock* LasFile::compression() const {
-    const auto* compressed = dynamic_cast<const LazPoints*>(points.get());
+    const auto* compressed = dynamic_cast<const LazPoints*>(stored.get());
     return compressed ? &compressed->block() : nullptr;
 }
 
@@ -146,11 +172,14 @@ LasFile LasFile::open(const std::string& path, Reading reading) {
     las.header = LasHeader::parse(head, path, las.file->size(), las.warnings);
     las.vlrs = readVlrs(*las.file, las.header);
     openPoints(las, reading);
+    las.points = las.stored;
     openEvlrs(las);
     if (const LazBlock* block = las.compression(); block && las.losses.empty())
         las.copc = readCopc(*las.file, *block, las.vlrs, las.evlrs, las.warnings);
-    las.dimensions = dimensionsOf(las.header.pointFormat);
-    addExtraDimensions(las);
+    auto extraBytes = extraBytesPayload(las);
+    restoreForm(las, extraBytes);
+    if (las.compatibility) extraBytes = las.compatibility->withoutOwn(extraBytes);
+    addDimensions(las, extraBytes);
     las.crs = readCoordinateSystem(*las.file, las.vlrs, las.evlrs, las.warnings);
     if (las.losses.empty()) warnOfStrayBytes(las);
     std::ranges::copy(las.losses, std::back_inserter(las.warnings));

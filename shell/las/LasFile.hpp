@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/InputFile.hpp"
+#include "las/CompatibilityForm.hpp"
 #include "las/Copc.hpp"
 #include "las/LasDimensions.hpp"
 #include "las/LasHeader.hpp"
@@ -23,7 +24,7 @@ enum class Reading { Whole, Sound };
 /// A LAS file that has been opened and checked: everything but the points, and the way to those.
 struct LasFile {
     std::shared_ptr<const InputFile> file;
-    LasHeader header;
+    LasHeader header; ///< of the points as they are shown
     std::vector<LasRecord> vlrs;
     std::vector<LasRecord> evlrs;
     std::vector<Dimension> dimensions; ///< the format's, then the described extra bytes
@@ -31,7 +32,9 @@ struct LasFile {
     std::string crs;                   ///< WKT or GeoTIFF keys as found; empty when there are none
     std::vector<std::string> warnings; ///< what is wrong and could be read all the same; sentences without the path
 
-    std::shared_ptr<const PointReader> points;
+    std::shared_ptr<const PointReader> points; ///< as records of the header's point format
+    std::shared_ptr<const PointReader> stored; ///< as records that lie in the file: the same, without `compatibility`
+    std::shared_ptr<const CompatibilityForm> compatibility; ///< of points that are stored in it; null for others
     std::uint64_t pointsEnd = 0; ///< in the file: behind the last point, or the table of the chunks
 
     /// A dimension as it reads: coordinates with the header's scale and offset.
@@ -45,6 +48,12 @@ struct LasFile {
 
     /// Behind the last VLR, in the file.
     std::uint64_t vlrsEnd() const;
+
+    /// The point format of the stored records.
+    std::uint8_t storedFormat() const;
+
+    /// The header of the stored records.
+    LasHeader storedHeader() const;
 
     /// How the points are compressed; null when they are not.
     const LazBlock* compression() const;

@@ -75,6 +75,10 @@ std::vector<LasRecord> readChain(const InputFile& file, const Kind& kind, std::u
 
 } // namespace
 
+std::uint64_t LasRecord::begin() const { return recordIdOffset - RecordIdPlace; }
+
+bool isExtraBytesRecord(const LasRecord& record) { return record.userId == "LASF_Spec" && record.recordId == 4; }
+
 std::vector<LasRecord> readVlrs(const InputFile& file, const LasHeader& header) {
     return readChain(file, Vlr, header.vlrCount, header.headerSize, header.offsetToPoints, "the points");
 }
@@ -108,6 +112,15 @@ std::vector<std::byte> encodeVlr(std::uint8_t versionMinor, std::string_view use
     store(std::span(record), LengthPlace, static_cast<std::uint16_t>(payload.size()));
     std::memcpy(record.data() + LengthPlace + Vlr.lengthBytes, description.data(), description.size());
     std::ranges::copy(payload, record.begin() + Vlr.headerSize);
+    return record;
+}
+
+std::vector<std::byte> replacePayload(const InputFile& file, const LasRecord& vlr, std::span<const std::byte> payload) {
+    assert(payload.size() <= std::numeric_limits<std::uint16_t>::max());
+    std::vector<std::byte> record(Vlr.headerSize);
+    file.read(vlr.begin(), record);
+    store(std::span(record), LengthPlace, static_cast<std::uint16_t>(payload.size()));
+    record.insert(record.end(), payload.begin(), payload.end());
     return record;
 }
 

@@ -26,7 +26,21 @@ PointEdits::PointEdits(std::vector<PointEdit> edits, std::shared_ptr<const void>
     std::ranges::stable_sort(edits_, {}, &PointEdit::first);
 }
 
+PointEdits PointEdits::storedIn(std::shared_ptr<const CompatibilityForm> form) const {
+    PointEdits edits = *this;
+    edits.form_ = std::move(form);
+    return edits;
+}
+
 void PointEdits::apply(std::span<std::byte> records, std::size_t stride, std::uint64_t first) const {
+    if (!form_) return write(records, stride, first);
+    if (within(first, first + records.size() / stride).empty()) return;
+    form_->edit(records, [&](std::span<std::byte> restored, std::size_t record) {
+        write(restored, form_->recordLength(), first + record);
+    });
+}
+
+void PointEdits::write(std::span<std::byte> records, std::size_t stride, std::uint64_t first) const {
     const std::uint64_t last = first + records.size() / stride;
     for (const PointEdit& edit : within(first, last)) {
         const std::uint64_t begin = std::max(first, edit.first), end = std::min(last, edit.end());
@@ -40,11 +54,15 @@ std::span<const PointEdit> PointEdits::within(std::uint64_t first, std::uint64_t
     return {begin, std::max(begin, end)};
 }
 
-std::vector<Dimension> PointEdits::dimensions(const PointRange& range) const {
+WantedBytes PointEdits::places(const PointRange& range) const {
+    const auto edits = within(range.first, range.first + range.count);
+    if (form_ && !edits.empty()) return {{0, form_->storedLength()}}; // one dimension, places all over the record
     std::vector<Dimension> dimensions;
-    for (const PointEdit& edit : within(range.first, range.first + range.count))
+    for (const PointEdit& edit : edits)
         if (std::ranges::find(dimensions, edit.dimension) == dimensions.end()) dimensions.push_back(edit.dimension);
-    return dimensions;
+    WantedBytes places;
+    for (const Dimension& dimension : dimensions) places.push_back(dimension.place());
+    return places;
 }
 
 std::vector<PointRange> PointEdits::stretches() const {

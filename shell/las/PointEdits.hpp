@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "las/CompatibilityForm.hpp"
 #include "las/LasDimensions.hpp"
 #include "las/PointReader.hpp"
 
@@ -28,22 +29,28 @@ public:
     /// `owner` keeps the values alive.
     PointEdits(std::vector<PointEdit> edits, std::shared_ptr<const void> owner);
 
+    /// The same, to be written into the records that a file stores in this form; null: those that are edited.
+    PointEdits storedIn(std::shared_ptr<const CompatibilityForm> form) const;
+
     /// Writes the values into the records from the point `first` on, as far as there are any: the bits of the edited
     /// dimensions and no others.
     void apply(std::span<std::byte> records, std::size_t stride, std::uint64_t first) const;
 
-    /// The dimensions with edits of any of these points.
-    std::vector<Dimension> dimensions(const PointRange& range) const;
+    /// The bits that edits may change in the records of these points; none named: none.
+    WantedBytes places(const PointRange& range) const;
 
     /// The stretches of points that are edited, in order, with gaps between them.
     std::vector<PointRange> stretches() const;
 
 private:
+    void write(std::span<std::byte> records, std::size_t stride, std::uint64_t first) const;
+
     /// Those that have any of the points from `first` to before `last`.
     std::span<const PointEdit> within(std::uint64_t first, std::uint64_t last) const;
 
     std::vector<PointEdit> edits_; // ordered by first point, and so by last one
     std::shared_ptr<const void> owner_;
+    std::shared_ptr<const CompatibilityForm> form_; // of the records that they are written into
 };
 
 /// The points with their edits.

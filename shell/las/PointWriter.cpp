@@ -45,17 +45,18 @@ PointWriter::PointWriter(const LasFile& las, OutputFile& output, const Watch& wa
     : las_(las), output_(output), watch_(watch), work_("Saving " + output.path()) {}
 
 void PointWriter::write(const PointEdits& edits, FileChange change, const Packing& packing) {
+    const PointEdits inStored = edits.storedIn(las_.compatibility);
     changePacking(change, packing);
     copy(change, 0, las_.header.offsetToPoints);
-    const EditedPoints edited(packing.records ? packing.records : las_.points, edits);
+    const EditedPoints edited(packing.records ? packing.records : las_.stored, inStored);
     if (keepsChunks(packing))
-        rewriteChunks(edits);
+        rewriteChunks(inStored);
     else if (packing.compressed)
         compress(edited);
     else if (las_.compression() || packing.records)
         expand(edited);
     else
-        writeRecords(edits);
+        writeRecords(inStored);
     copy(change, las_.pointsEnd, las_.file->size());
     settlePlaces(change, packing);
     las_.file->checkUnchanged();
@@ -74,9 +75,11 @@ void PointWriter::changePacking(FileChange& change, const Packing& packing) {
     if (keepsChunks(packing))
         layout_ = block->layout;
     else if (packing.compressed) {
-        layout_ = laz::Layout::standard(packing.records ? packing.pointFormat : las_.header.pointFormat,
-                                        packing.records ? packing.records->recordLength() : las_.header.recordLength,
+        layout_ = laz::Layout::standard(packing.records ? packing.pointFormat : las_.storedFormat(),
+                                        (packing.records ? packing.records : las_.stored)->recordLength(),
                                         packing.chunkPoints.value_or(laz::Layout::UsualChunk));
+        const bool keepsForm = las_.compatibility && (!packing.records || packing.records == las_.stored);
+        if (keepsForm) layout_.options |= CompatibilityForm::CompressionOption;
         change.insertVlr(las_.vlrsEnd(), compressionVlr(las_.header, layout_));
     }
     for (const LasRecord& vlr : las_.vlrs) {
@@ -111,8 +114,8 @@ void PointWriter::copyBytes(std::uint64_t begin, std::uint64_t end) {
 
 void PointWriter::writeRecords(const PointEdits& edits) {
     const LasHeader& header = las_.header;
-    const auto place = [&](std::uint64_t point) { return header.offsetToPoints + point * header.recordLength; };
-    const EditedPoints edited(las_.points, edits);
+    const auto place = [&](std::uint64_t point) { return header.offsetToPoints + point * las_.stored->recordLength(); };
+    const EditedPoints edited(las_.stored, edits);
     std::uint64_t next = 0; // point
     for (const PointRange& stretch : edits.stretches()) {
         copyBytes(place(next), place(stretch.first));
@@ -224,7 +227,7 @@ void PointWriter::settlePlaces(const FileChange& change, const Packing& packing)
     const auto moved = [&](std::uint64_t offset) {
         return change.moved(offset) + (offset >= las_.pointsEnd ? static_cast<std::uint64_t>(shift) : 0);
     };
-    const std::uint8_t format = packing.records ? packing.pointFormat : header.pointFormat;
+    const std::uint8_t format = packing.records ? packing.pointFormat : las_.storedFormat();
     put(place::PointFormat, static_cast<std::uint8_t>(format | (packing.compressed ? CompressedBit : 0)));
     put(place::OffsetToPoints, static_cast<std::uint32_t>(points));
     put(place::VlrCount, header.vlrCount + static_cast<std::uint32_t>(change.moreVlrs()));

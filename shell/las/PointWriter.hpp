@@ -34,7 +34,8 @@ public:
     /// All must outlive it.
     PointWriter(const LasFile& las, OutputFile& output, const Watch& watch);
 
-    /// Writes the whole file. Throws Failure, also when the file that was opened is not what it was.
+    /// Writes the whole file. The edits are of the points as they are shown. Throws Failure, also when the file that
+    /// was opened is not what it was.
     void write(const PointEdits& edits, FileChange change, const Packing& packing);
 
 private:
