@@ -61,6 +61,11 @@ Plan planFor(const LasFile& las, const Arguments& arguments) {
     if (arguments.copc && !plan.packing.compressed)
         throw UsageError(
             fmt::format("--copc: {} names a file that is not compressed; name it .copc.laz.", arguments.out));
+    if (arguments.copc && las.compatibility)
+        throw Failure(
+            fmt::format("{}: its points are stored in a form for older programs, which no octree holds; convert it "
+                        "with --point-format {} first.",
+                        arguments.in, las.header.pointFormat));
     plan.packing.chunkPoints = arguments.chunkPoints;
     if (arguments.chunkPoints && !plan.packing.compressed)
         throw UsageError(fmt::format("--chunk: {} will not be compressed and has no chunks; name it .laz, or leave the "
