@@ -10,6 +10,7 @@ void benchHistory();
 void benchOpen();
 void benchSave();
 void benchLasso();
+void benchLaz();
 void benchMask();
 void benchStatistics();
 

@@ -22,9 +22,10 @@ std::filesystem::path makeFolder() {
 
 } // namespace
 
-TemporarySurvey::TemporarySurvey(std::uint64_t points) : folder_(makeFolder()) {
+TemporarySurvey::TemporarySurvey(std::uint64_t points, int pointFormat) : folder_(makeFolder()) {
     SampleOptions options;
     options.points = points;
+    options.pointFormat = pointFormat;
     try {
         writeSampleSurvey(path(), options);
     } catch (...) {

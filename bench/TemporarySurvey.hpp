@@ -7,11 +7,11 @@
 
 namespace corvane::bench {
 
-/// A generated survey (records of 30 bytes, in the order of the flight) in a folder of its own under TMPDIR, both
-/// removed at the end.
+/// A generated survey (records of 30 bytes unless told otherwise, in the order of the flight) in a folder of its own
+/// under TMPDIR, both removed at the end.
 class TemporarySurvey {
 public:
-    explicit TemporarySurvey(std::uint64_t points);
+    explicit TemporarySurvey(std::uint64_t points, int pointFormat = 6);
     ~TemporarySurvey();
     TemporarySurvey(const TemporarySurvey&) = delete;
     TemporarySurvey& operator=(const TemporarySurvey&) = delete;
