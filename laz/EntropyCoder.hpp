@@ -331,7 +331,7 @@ public:
 
 private:
     /// Takes as many bytes as a length below 2^24 has used up: none, one, two or three, without a branch.
-    void scaleUp() {
+    [[gnu::always_inline]] void scaleUp() {
         const int used = std::countl_zero(length_) >> 3;
         if (left() < sizeof value_) [[unlikely]]
             return scaleUpAtEnd(used);
@@ -343,7 +343,7 @@ private:
         at_ += used;
     }
 
-    void scaleUpAtEnd(int used) {
+    [[gnu::noinline]] void scaleUpAtEnd(int used) {
         for (; used > 0; --used) {
             if (at_ == end_) damaged_ = true;
             value_ = value_ << 8 | (at_ == end_ ? 0 : std::to_integer<std::uint32_t>(*at_++));

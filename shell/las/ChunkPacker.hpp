@@ -16,7 +16,7 @@ public:
     std::vector<std::byte> pack(std::span<const std::byte> records) const;
 
     /// The chunk of a file with its edits; none when they change nothing. Of a layered one only the layers that change
-    /// are encoded, and all others are the bytes that they were.
+    /// are encoded, and all others are the bytes that they were. Throws laz::Error for a chunk that is damaged.
     std::optional<std::vector<std::byte>> repack(const InputFile& file, const LazChunk& chunk,
                                                  const PointEdits& edits) const;
 

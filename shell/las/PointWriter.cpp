@@ -167,6 +167,18 @@ void PointWriter::compress(const PointReader& edited) {
     writeTable(placeOffset);
 }
 
+std::optional<std::vector<std::byte>> PointWriter::repacked(const ChunkPacker& packer, const LazChunk& chunk,
+                                                            const PointEdits& edits) const {
+    try {
+        return packer.repack(*las_.file, chunk, edits);
+    } catch (const laz::Error& error) {
+        throw Failure(
+            fmt::format("{}: in the chunk of {} points from {} on at offset {}, {}; the file is damaged, so save "
+                        "what is sound of it with corvane convert. Nothing was written.",
+                        las_.file->path(), chunk.points, chunk.first, chunk.offset, error.what()));
+    }
+}
+
 void PointWriter::rewriteChunks(const PointEdits& edits) {
     const LazBlock& block = *las_.compression();
     const bool tableMissing = layout_.chunked() && block.tableOffset == 0 && !block.chunks.empty();
@@ -175,7 +187,7 @@ void PointWriter::rewriteChunks(const PointEdits& edits) {
     const std::uint64_t placeOffset = output_.size();
     if (layout_.chunked()) output_.write(std::array<std::byte, sizeof(std::int64_t)>{});
     inOrder(
-        block.chunks.size(), [&](std::size_t i) { return packer.repack(*las_.file, block.chunks[i], edits); },
+        block.chunks.size(), [&](std::size_t i) { return repacked(packer, block.chunks[i], edits); },
         [&](std::size_t i, const std::optional<std::vector<std::byte>>& repacked) {
             LazChunk chunk = block.chunks[i];
             const std::uint64_t offset = output_.size();

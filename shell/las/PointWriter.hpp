@@ -12,6 +12,8 @@
 
 namespace corvane {
 
+class ChunkPacker;
+
 /// How points are to be stored.
 struct Packing {
     bool compressed = false;
@@ -48,6 +50,8 @@ private:
     void expand(const PointReader& edited);
     void compress(const PointReader& edited);
     void rewriteChunks(const PointEdits& edits);
+    std::optional<std::vector<std::byte>> repacked(const ChunkPacker& packer, const LazChunk& chunk,
+                                                   const PointEdits& edits) const;
     void copyChunks(const LazBlock& block);
     void writeStretch(const PointReader& edited, const PointRange& range);
     void writeTable(std::uint64_t placeOffset);
