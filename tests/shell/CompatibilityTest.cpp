@@ -51,8 +51,8 @@ TEST_F(ForOlderPrograms, areShownLikeTrueOnesAndSayHowTheyAreStored) {
         EXPECT_EQ(corvane({"histogram", old, "--json"}).document(), counted);
         auto found = rules;
         for (auto& [name, counts] : found) counts = json();
-        for (const json& finding : corvane({"lint", old, "--json"}).document()["findings"])
-            found[finding["name"]].push_back(finding["count"]);
+        const json linted = corvane({"lint", old, "--json"}).document();
+        for (const json& finding : linted["findings"]) found[finding["name"]].push_back(finding["count"]);
         EXPECT_EQ(found, rules);
     }
 }
