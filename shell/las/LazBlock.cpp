@@ -178,15 +178,16 @@ Remarks findChunks(const InputFile& file, const LasHeader& header, LazBlock& blo
 /// How many points of a chunk can be trusted. A damaged one says nothing of where the damage begins; one that the file
 /// cuts off is sound up to there.
 std::uint64_t soundPointsOf(const InputFile& file, const LazBlock& block, const LazChunk& chunk) {
-    constexpr std::size_t piecePoints = 4096;
+    constexpr std::size_t pieceBytes = std::size_t{1} << 20;
+    const std::size_t stride = block.layout.recordLength(), piecePoints = std::max<std::size_t>(pieceBytes / stride, 1);
     const bool cut = chunk.offset + chunk.bytes >= file.size();
     try {
         const auto decoder =
             laz::decodeChunk(block.layout, readFrom(file, chunk.offset), chunk.bytes, chunk.points, {});
-        std::vector<std::byte> records(piecePoints * block.layout.recordLength());
+        std::vector<std::byte> records(piecePoints * stride);
         for (std::uint64_t done = 0; done < chunk.points; done += piecePoints) {
             const std::size_t count = std::min<std::uint64_t>(piecePoints, chunk.points - done);
-            const std::size_t sound = decoder->decode(std::span(records).first(count * block.layout.recordLength()));
+            const std::size_t sound = decoder->decode(std::span(records).first(count * stride));
             if (sound < count) return cut ? done + sound : 0;
         }
         return decoder->usedUp() || !block.layout.chunked() ? chunk.points : 0;

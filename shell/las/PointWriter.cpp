@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <limits>
-#include <map>
 
 namespace corvane {
 namespace {
@@ -236,7 +235,7 @@ void PointWriter::settlePlaces(const FileChange& change, const Packing& packing)
                         las_.file->path(), points));
     // What lies behind the points moves by what they take more, besides.
     const auto shift = static_cast<std::int64_t>(output_.size() - change.moved(las_.file->size()));
-    const auto moved = [&](std::uint64_t offset) {
+    const Moved moved = [&](std::uint64_t offset) {
         return change.moved(offset) + (offset >= las_.pointsEnd ? static_cast<std::uint64_t>(shift) : 0);
     };
     const std::uint8_t format = packing.records ? packing.pointFormat : las_.storedFormat();
@@ -254,13 +253,10 @@ void PointWriter::settlePlaces(const FileChange& change, const Packing& packing)
     if (layout_.specialOffset >= static_cast<std::int64_t>(header.offsetToPoints))
         put(change.moved(block->layoutOffset) + laz::Layout::SpecialOffsetPlace,
             static_cast<std::int64_t>(moved(static_cast<std::uint64_t>(layout_.specialOffset))));
-    if (las_.copc) settleCopc(change, shift);
+    if (las_.copc) settleCopc(moved);
 }
 
-void PointWriter::settleCopc(const FileChange& change, std::int64_t tailShift) {
-    const auto moved = [&](std::uint64_t offset) {
-        return change.moved(offset) + (offset >= las_.pointsEnd ? static_cast<std::uint64_t>(tailShift) : 0);
-    };
+void PointWriter::settleCopc(const Moved& moved) {
     const Copc& copc = *las_.copc;
     put(moved(copc.info.payloadOffset) + Copc::RootOffsetPlace, moved(copc.rootOffset));
     for (const CopcEntry& entry : copc.entries)

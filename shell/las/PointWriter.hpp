@@ -7,6 +7,7 @@
 #include "las/LasFile.hpp"
 #include "las/PointEdits.hpp"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -57,7 +58,8 @@ private:
     void writeTable(std::uint64_t placeOffset);
 
     void settlePlaces(const FileChange& change, const Packing& packing);
-    void settleCopc(const FileChange& change, std::int64_t tailShift);
+    using Moved = std::function<std::uint64_t(std::uint64_t)>; // where a place of the old file is in the new one
+    void settleCopc(const Moved& moved);
     template <class T>
     void put(std::uint64_t offset, T value);
     void tell(std::uint64_t done, std::uint64_t total) const { watch_(done, total, work_); }
