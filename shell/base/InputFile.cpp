@@ -67,7 +67,60 @@ void InputFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
     }
 }
 
+namespace {
+
+/// What comes out of a pipe, up to one byte more than `largest`.
+std::string contentOfStream(int stream, const std::string& name, std::uint64_t largest) {
+    constexpr std::size_t Step = 1 << 16; // bytes
+    std::string text;
+    while (text.size() <= largest) {
+        const std::size_t before = text.size();
+        text.resize(before + Step);
+        const ssize_t got = ::read(stream, text.data() + before, Step);
+        text.resize(before + static_cast<std::size_t>(got > 0 ? got : 0));
+        if (got == 0) break;
+        if (got < 0 && errno != EINTR)
+            throw Failure(
+                fmt::format("{}: cannot be read: {}. Check what writes into it.", name, std::strerror(errno)));
+    }
+    return text;
+}
+
+/// Standard input is not closed.
+struct Stream {
+    explicit Stream(const std::string& path)
+        : descriptor(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    ~Stream() {
+        if (descriptor > STDIN_FILENO) close(descriptor);
+    }
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    const int descriptor;
+};
+
+std::string contentOfPipe(const std::string& path, std::uint64_t largest) {
+    const std::string name = path == "-" ? "standard input" : path;
+    const Stream stream(path);
+    if (stream.descriptor < 0)
+        throw Failure(fmt::format("{}: cannot be opened: {}. Check the name and that you may read it.", name,
+                                  std::strerror(errno)));
+    std::string text = contentOfStream(stream.descriptor, name, largest);
+    if (text.size() > largest)
+        throw Failure(
+            fmt::format("{}: has more than the {} bytes that a text may have here; give less.", name, largest));
+    return text;
+}
+
+bool isPipe(const std::string& path) {
+    struct stat status {};
+    return path == "-" || (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode));
+}
+
+} // namespace
+
 std::string readTextFile(const std::string& path, std::uint64_t largest) {
+    if (isPipe(path)) return contentOfPipe(path, largest);
     const InputFile file(path);
     if (file.size() > largest)
         throw Failure(fmt::format("{}: has {} bytes where a text of at most {} is expected; name another file.", path,

@@ -47,7 +47,8 @@ private:
     mutable std::atomic<bool> replaced_ = false;
 };
 
-/// All of a file, as text. Throws Failure when it has more than `largest` bytes, or cannot be read.
+/// All of a file or of what comes out of a pipe, as text; "-" is standard input. Throws Failure when it has more than
+/// `largest` bytes, or cannot be read.
 std::string readTextFile(const std::string& path, std::uint64_t largest = std::uint64_t{64} << 20);
 
 } // namespace corvane
