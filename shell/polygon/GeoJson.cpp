@@ -2,9 +2,9 @@
 #include "polygon/GeoJson.hpp"
 
 #include "base/Failure.hpp"
+#include "base/NearestName.hpp"
 
-#include "json/Reader.hpp"
-
+#include <cmath>
 #include <fmt/format.h>
 
 namespace corvane {
@@ -31,53 +31,93 @@ std::string ring(const json::Reader& positions) { return list(positions, positio
 
 std::string polygon(const json::Reader& rings) { return list(rings, ring); }
 
-void refuseCrs(const json::Reader& object) {
-    if (!object.has("crs")) return;
-    const json::Value& crs = object.member("crs").value();
-    if (crs.is_null()) return;
-    const json::Value::json_pointer name("/properties/name");
-    throw Failure(
-        fmt::format("states a coordinate reference system of its own, {}, while the coordinates of polygons are "
-                    "taken as the survey's; transform it to the survey's unless it is the same, and remove the "
-                    "member \"crs\"",
-                    crs.contains(name) ? crs[name].dump() : crs.dump().substr(0, 200)));
+/// A link is not followed.
+std::string crsOf(const json::Reader& stated) {
+    const json::Value& crs = stated.value();
+    const auto text = [&](const char* place) {
+        const json::Value::json_pointer pointer(place);
+        return crs.contains(pointer) ? crs[pointer] : json::Value();
+    };
+    if (const auto name = text("/properties/name"); name.is_string() && !name.get<std::string>().empty())
+        return name.get<std::string>();
+    if (const auto code = text("/properties/code"); code.is_number_unsigned() && text("/type") == "EPSG")
+        return "EPSG:" + code.dump();
+    throw Failure(fmt::format("states its coordinate reference system as {}, expected a name, such as {}; change the "
+                              "member \"crs\", or overrule it with --polygon-crs",
+                              json::excerpt(crs),
+                              R"({"type": "name", "properties": {"name": "urn:ogc:def:crs:EPSG::25832"}})"));
 }
 
-void collect(const json::Reader& object, std::vector<std::string>& wkts) {
-    const std::string& type = object.member("type").text();
-    refuseCrs(object);
-    if (type == "FeatureCollection") {
-        for (const auto& feature : object.member("features").elements()) collect(feature, wkts);
-    } else if (type == "GeometryCollection") {
-        for (const auto& geometry : object.member("geometries").elements()) collect(geometry, wkts);
-    } else if (type == "Feature") {
-        const auto geometry = object.member("geometry");
-        if (!geometry.value().is_null()) collect(geometry, wkts);
-    } else if (type == "Polygon") {
-        wkts.push_back("POLYGON " + polygon(object.member("coordinates")));
-    } else if (type == "MultiPolygon") {
-        wkts.push_back("MULTIPOLYGON " + list(object.member("coordinates"), polygon));
-    } else {
-        throw Failure(fmt::format(
-            "holds a GeoJSON {}, expected Polygon or MultiPolygon; leave out everything that is not an area",
-            json::excerpt(object.member("type").value())));
+class Collector {
+public:
+    explicit Collector(const std::string& property) : property_(property) {}
+
+    std::vector<GeoJsonArea> areas;
+
+    /// `inherited` is what holds unless the object states something of its own.
+    void collect(const json::Reader& object, GeoJsonArea inherited) {
+        const std::string& type = object.member("type").text();
+        if (object.has("crs"))
+            inherited.crs = object.member("crs").value().is_null() ? "" : crsOf(object.member("crs"));
+        if (type == "FeatureCollection") {
+            for (const auto& feature : object.member("features").elements()) collect(feature, inherited);
+        } else if (type == "GeometryCollection") {
+            for (const auto& geometry : object.member("geometries").elements()) collect(geometry, inherited);
+        } else if (type == "Feature") {
+            inherited.feature = ++features_;
+            const auto geometry = object.member("geometry");
+            if (geometry.value().is_null()) return;
+            if (!property_.empty()) inherited.value = valueOf(object);
+            collect(geometry, inherited);
+        } else if (type == "Polygon") {
+            add(inherited, "POLYGON " + polygon(object.member("coordinates")));
+        } else if (type == "MultiPolygon") {
+            add(inherited, "MULTIPOLYGON " + list(object.member("coordinates"), polygon));
+        } else {
+            throw Failure(fmt::format(
+                "holds a GeoJSON {}, expected Polygon or MultiPolygon; leave out everything that is not an area",
+                json::excerpt(object.member("type").value())));
+        }
     }
-}
+
+private:
+    void add(const GeoJsonArea& facts, std::string wkt) {
+        areas.push_back(facts);
+        areas.back().wkt = std::move(wkt);
+    }
+
+    std::string valueOf(const json::Reader& feature) const {
+        std::vector<std::string> known;
+        if (feature.has("properties") && !feature.member("properties").value().is_null())
+            for (const auto& [key, value] : feature.member("properties").members()) {
+                if (sameName(key, property_)) return textOf(value.value());
+                known.push_back(key);
+            }
+        throw UsageError(
+            fmt::format("feature {} has no property \"{}\". {}", features_, property_, suggestNames(property_, known)));
+    }
+
+    /// A whole number without decimals, however it is written.
+    std::string textOf(const json::Value& value) const {
+        if (value.is_string()) return value.get<std::string>();
+        if (value.is_number_float() && value == std::floor(value.get<double>()))
+            return fmt::format("{}", value.get<double>());
+        if (value.is_number()) return value.dump();
+        throw Failure(fmt::format("the property \"{}\" of feature {} is {}, expected a number or a text; give it one, "
+                                  "or leave the feature out",
+                                  property_, features_, json::excerpt(value)));
+    }
+
+    const std::string& property_;
+    std::size_t features_ = 0;
+};
 
 } // namespace
 
-std::vector<std::string> wktOfGeoJson(std::string_view text) {
-    std::vector<std::string> wkts;
-    try {
-        const json::Document document(text);
-        collect(json::Reader(document), wkts);
-    } catch (const json::Error& error) {
-        throw Failure(
-            fmt::format("is not GeoJSON as it should be: {}; expected a geometry, Feature or FeatureCollection "
-                        "with positions of at least two numbers",
-                        error.what()));
-    }
-    return wkts;
+std::vector<GeoJsonArea> areasOfGeoJson(const json::Reader& object, const std::string& property) {
+    Collector collector(property);
+    collector.collect(object, {});
+    return std::move(collector.areas);
 }
 
 } // namespace corvane

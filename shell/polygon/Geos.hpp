@@ -3,6 +3,7 @@
 
 #include "polygon/Polygons.hpp"
 
+#include <cstddef>
 #include <geos_c.h>
 #include <memory>
 #include <string>
@@ -18,6 +19,12 @@ struct GeosDeleter {
 /// Must not outlive its Geos.
 using Geometry = std::unique_ptr<GEOSGeometry, GeosDeleter>;
 
+/// What becomes of polygons that cross or touch themselves.
+struct Repairs {
+    bool wanted = false;              ///< else they are refused
+    std::vector<std::string> reports; ///< of each that was repaired: which, and how its area changed
+};
+
 /// The geometry library with a context of its own. Every call throws Failure with the library's own words; the caller
 /// adds where the geometry came from.
 class Geos {
@@ -28,15 +35,24 @@ public:
 
     /// The polygons of one POLYGON or MULTIPOLYGON, each valid by itself; open rings are closed. Coordinates that the
     /// library cannot compute with, or print, are refused.
-    std::vector<Geometry> readPolygons(const std::string& wkt);
+    std::vector<Rings> readWkt(const std::string& wkt, Repairs& repairs);
+    std::vector<Rings> readWkb(const std::string& wkb, Repairs& repairs);
 
-    Geometry unite(std::vector<Geometry> polygons);
+    /// The same of rings.
+    std::vector<Rings> validated(std::span<const Rings> polygons, Repairs& repairs);
 
-    /// Of each polygon its rings, the shell first.
-    std::vector<std::vector<Ring>> ringsOf(const Geometry& polygons);
+    std::vector<Rings> unite(std::span<const Rings> polygons);
 
 private:
     Geometry own(GEOSGeometry* geometry) { return {checked(geometry), GeosDeleter{context_.get()}}; }
+    Geometry collect(std::vector<Geometry> parts);
+    Geometry lineOf(const Ring& ring);
+    Geometry polygonOf(const Rings& rings);
+    Geometry whole(std::span<const Rings> polygons);
+    std::vector<Rings> validParts(const Geometry& whole, Repairs& repairs);
+    Geometry repaired(const Geometry& polygon);
+    double areaOf(const Geometry& polygon);
+    std::vector<Rings> ringsOf(const Geometry& polygons);
     Ring ring(const GEOSGeometry* line);
     void refuseHuge(const Geometry& polygon);
     std::string reasonAgainst(const Geometry& polygon);

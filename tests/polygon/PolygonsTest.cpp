@@ -3,10 +3,14 @@
 #include "../support/Files.hpp"
 #include "../support/Messages.hpp"
 #include "base/Failure.hpp"
+#include "polygon/PolygonReader.hpp"
 
 #include <array>
 #include <cmath>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
 
 namespace corvane::test {
 namespace {
@@ -71,6 +75,8 @@ TEST_F(Polygons, AcceptsWhatPeopleWrite) {
          18},
         {{file(R"({"type":"GeometryCollection","geometries":[)" + Square + "," + OpenHigh + "]}")}, 2, 18},
         {{file(Square), "POLYGON((0 0,8 0,8 4,0 4))"}, 1, 32},
+        {{file(feature(Square) + "\n\n" + feature(OpenHigh) + "\r\n")}, 2, 18}, // a document on each line
+        {{file("\x1E" + feature(Square) + "\n\x1E" + feature(OpenHigh))}, 2, 18},
     };
     for (const auto& [arguments, rings, expected] : cases) {
         SCOPED_TRACE(arguments.back());
@@ -84,7 +90,7 @@ TEST_F(Polygons, AcceptsWhatPeopleWrite) {
 }
 
 TEST_F(Polygons, RefusesInOneSentenceThatSaysWhy) {
-    const std::string named = R"("crs":{"type":"name","properties":{"name":"urn:ogc:def:crs:EPSG::2056"}},)";
+    const std::string linked = R"("crs":{"type":"link","properties":{"href":"crs.prj"}},)";
     const auto deep = R"({"type":"Polygon","coordinates":)" + std::string(200'000, '[');
     const auto big = file("POLYGON((0 0,4 0,4 4))");
     std::filesystem::resize_file(big, (64 << 20) + 1);
@@ -92,7 +98,7 @@ TEST_F(Polygons, RefusesInOneSentenceThatSaysWhy) {
         std::string argument;
         std::vector<std::string> said;
     } cases[] = {
-        {"POLYGON((0 0,4 4,4 0,0 4))", {"Self-intersection[2 2]", "draw its outline anew"}},
+        {"POLYGON((0 0,4 4,4 0,0 4))", {"Self-intersection[2 2]", "draw its outline anew", "--repair-polygons"}},
         {"MULTIPOLYGON(((0 0,4 0,4 4)),((0 0,4 4,4 0,0 4)))", {"polygon 2 of 2", "Self-intersection[2 2]"}},
         {"POLYGON((0 0,4 0))", {"not valid", "Too few points"}},
         {"POLYGON((0 0,4 0,4 1e999))", {"the coordinate inf"}},
@@ -114,7 +120,10 @@ TEST_F(Polygons, RefusesInOneSentenceThatSaysWhy) {
         {file(R"({"type":"Polygon","coordinates":[[[1,2],[3,1e999],[4,5]]]})"), {"at /coordinates/0/1/1"}},
         {file(R"({"type":"Polygon","coordinates":[]})"), {"no polygon with an area"}},
         {file(R"({"type":"Point","coordinates":[1,2]})"), {"\"Point\""}},
-        {file(collection(feature(Square), named)), {"urn:ogc:def:crs:EPSG::2056", "remove the member"}},
+        {file(collection(feature(Square), linked)), {"\"link\"", "EPSG::25832", "--polygon-crs"}},
+        {file(feature(Square) + "\n" + feature(R"({"type":"Polygon","coordinates":[[[1]]]})")),
+         {"line 2 at /geometry"}},
+        {file(feature(Square) + "\n{"), {"line 2"}},
         {file(deep), {"nested"}},
         {big, {"67108865", "67108864"}},
     };
@@ -147,6 +156,74 @@ TEST_F(Polygons, PrintsTheUnionInFullPrecision) {
     EXPECT_EQ((std::array{set.maximum.x, set.maximum.y}), (std::array{500001.25, 5200007.1}));
 }
 
+TEST_F(Polygons, AreRepairedWhereThatIsWanted) {
+    const auto repaired = [](const std::string& wkt) {
+        PolygonReader reader(true);
+        reader.addText(wkt, "a text");
+        return reader.take();
+    };
+    const struct {
+        std::string wkt;
+        double area;
+        std::vector<std::string> told;
+    } cases[] = {
+        {"POLYGON((0 0,4 4,4 0,0 4))", 8, {"polygon 1 of 1", "[2 2]", "was 0 and is 8"}},
+        {"POLYGON((0 0,4 0,4 4,0 4,0 2,-3 2,0 2))", 16, {"is 16"}}, // a spike
+        {"POLYGON((0 0,9 0,9 9,0 9),(9 0,9 4,5 4,9 0,12 0))", 73, {"is 73"}},
+        {"MULTIPOLYGON(((20 0,24 0,24 4,20 4)),((0 0,4 4,4 0,0 4)))", 24, {"polygon 2 of 2"}},
+        {"POLYGON((0 0,8 0,8 8,2 8,2 2,6 2,6 6,0 6))", 60, {"is 60"}}, // what is gone around twice is inside
+        {"POLYGON((0 0,4 0,4 4))", 8, {}},
+    };
+    for (const auto& [wkt, expected, told] : cases) {
+        SCOPED_TRACE(wkt);
+        const GivenPolygons given = repaired(wkt);
+        EXPECT_NEAR(area(unitePolygons(given.features.at(0).polygons)), expected, 1e-9);
+        EXPECT_EQ(given.notices.empty(), told.empty());
+        for (const std::string& words : told) EXPECT_TRUE(holds(given.notices.at(0), words)) << given.notices.at(0);
+    }
+    EXPECT_TRUE(holds(messageOf<Failure>([&] { repaired("POLYGON((0 0,4 0,8 0))"); }), "no polygon with an area"));
+}
+
+TEST_F(Polygons, KeepWhatTheyState) {
+    PolygonReader reader(false, "CLASS");
+    const std::string crs = R"("crs":{"type":"name","properties":{"name":"urn:ogc:def:crs:EPSG::2056"}},)";
+    const auto of = [](const std::string& value, const std::string& geometry) {
+        return R"({"type":"Feature","properties":{"id":7,"Class":)" + value + R"(},"geometry":)" + geometry + "}";
+    };
+    const std::string both = R"({"type":"GeometryCollection","geometries":[)" + Square + "," + OpenHigh + "]}";
+    reader.addText(
+        collection(of("2", Square) + "," + of("null", "null") + "," + of("6.0", both) + "," + of("\"water\"", OpenHigh),
+                   crs),
+        "a file");
+    const GivenPolygons given = reader.take();
+    ASSERT_EQ(given.features.size(), 3u);
+    std::string all;
+    for (const GivenFeature& feature : given.features)
+        all += fmt::format("{} {} {} {};", feature.name, feature.crs, feature.value.value_or("none"),
+                           feature.polygons.size());
+    EXPECT_EQ(all, "feature 1 urn:ogc:def:crs:EPSG::2056 2 1;feature 3 urn:ogc:def:crs:EPSG::2056 6 2;"
+                   "feature 4 urn:ogc:def:crs:EPSG::2056 water 1;");
+    const auto refusal = [&](const std::string& value) {
+        return messageOf<Failure>([&] { reader.addText(of(value, Square), "a file"); });
+    };
+    EXPECT_TRUE(holds(refusal("null"), "feature 1 is null, expected a number or a text")) << refusal("null");
+    EXPECT_TRUE(holds(refusal("[2]"), "is [2]"));
+    EXPECT_TRUE(holds(messageOf<UsageError>([&] { reader.addText(feature(Square), "a file"); }), "\"crs\""));
+    EXPECT_TRUE(
+        holds(messageOf<UsageError>([&] { reader.addText("POLYGON((0 0,4 0,4 4))", "a text"); }), "no attributes"));
+}
+
+TEST_F(Polygons, ComeOutOfAPipeToo) {
+    const std::string pipe = folder_ / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::string wkt = "MULTIPOLYGON(((0 0,4 0,4 4,0 4,0 0))"; // longer than what a pipe holds at once
+    for (int i = 1; i <= 5000; ++i) wkt += fmt::format(",(({0} 0,{1} 0,{1} 4,{0} 4,{0} 0))", 8 * i, 8 * i + 4);
+    std::thread writer([&] { write(pipe, wkt + ")"); });
+    const PolygonSet set = read({pipe});
+    writer.join();
+    EXPECT_EQ(set.rings.size(), 5001u);
+}
+
 TEST_F(Polygons, SaysWhenTheyMissTheSurvey) {
     const auto metres = read({"POLYGON((500 500,600 500,600 600))"});
     const auto degrees = read({"POLYGON((9 47,10 47,10 48))"});
@@ -156,6 +233,8 @@ TEST_F(Polygons, SaysWhenTheyMissTheSurvey) {
     EXPECT_EQ(describeMiss(metres, {601, 0}, {900, 900}).find("degrees"), std::string::npos);
     EXPECT_NE(describeMiss(degrees, {500000, 5e6}, {500900, 6e6}).find("look like degrees"), std::string::npos);
     EXPECT_EQ(describeMiss(degrees, {11, 47}, {12, 48}).find("look like degrees"), std::string::npos);
+    EXPECT_TRUE(holds(describeMiss(degrees, {47, 9}, {48, 10}), "x and y look exchanged"));
+    EXPECT_FALSE(holds(describeMiss(metres, {601, 601}, {900, 900}), "exchanged"));
 }
 
 } // namespace
