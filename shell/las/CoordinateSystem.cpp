@@ -50,10 +50,8 @@ std::string textOf(std::span<const std::byte> bytes) {
 /// key, the record that holds its value (0: the value itself), how many values, and the value or its place there.
 class GeoKeys {
 public:
-    explicit GeoKeys(const ProjectionRecords& records)
-        : keys_(records.payload(KeyRecord)),
-          doubles_(records.payload(DoubleRecord)),
-          texts_(records.payload(TextRecord)) {}
+    explicit GeoKeys(GeoTiffRecords records)
+        : keys_(std::move(records.keys)), doubles_(std::move(records.doubles)), texts_(std::move(records.texts)) {}
 
     std::string describe(std::vector<std::string>& warnings) const {
         if (keys_.empty()) return {};
@@ -120,13 +118,22 @@ private:
     std::vector<std::byte> keys_, doubles_, texts_;
 };
 
+GeoTiffRecords geoTiffRecords(const ProjectionRecords& records) {
+    return {records.payload(KeyRecord), records.payload(DoubleRecord), records.payload(TextRecord)};
+}
+
 } // namespace
+
+GeoTiffRecords readGeoTiffRecords(const InputFile& file, const std::vector<LasRecord>& vlrs,
+                                  const std::vector<LasRecord>& evlrs) {
+    return geoTiffRecords(ProjectionRecords(file, vlrs, evlrs));
+}
 
 std::string readCoordinateSystem(const InputFile& file, const std::vector<LasRecord>& vlrs,
                                  const std::vector<LasRecord>& evlrs, std::vector<std::string>& warnings) {
     const ProjectionRecords records(file, vlrs, evlrs);
     auto wkt = textOf(records.payload(WktRecord));
-    return wkt.empty() ? GeoKeys(records).describe(warnings) : wkt;
+    return wkt.empty() ? GeoKeys(geoTiffRecords(records)).describe(warnings) : wkt;
 }
 
 } // namespace corvane
