@@ -169,10 +169,10 @@ Placement::Placement(const LasFile& survey, const GivenPolygons& given)
 }
 
 std::vector<Placement::Group> Placement::groups() {
-    std::map<std::tuple<std::string, std::string, bool>, std::size_t> places;
+    std::map<std::tuple<std::string, std::string, bool, bool>, std::size_t> places;
     std::vector<Group> groups;
     for (GivenFeature& feature : features) {
-        const auto key = std::tuple(feature.source, feature.crs, feature.isGeoJson);
+        const auto key = std::tuple(feature.source, feature.crs, feature.isGeoJson, feature.isSurveys);
         const auto [found, isNew] = places.try_emplace(key, groups.size());
         if (isNew) groups.emplace_back();
         groups[found->second].push_back(&feature);
@@ -201,7 +201,7 @@ void Placement::place(const Group& group) {
 void Placement::placeUnstated(const Group& group) {
     const auto& source = group.front()->source;
     if (!group.front()->isGeoJson || !boundsOf(group).couldBeDegrees() || boundsOf(survey_).couldBeDegrees()) {
-        unstated_.push_back(source);
+        if (!group.front()->isSurveys) unstated_.push_back(source);
         return;
     }
     if (surveyName_.empty())

@@ -41,6 +41,19 @@ void add(PolygonReader& reader, const std::string& given) {
     addVectors(reader, argument, "", "");
 }
 
+void add(PolygonReader& reader, const json::Reader& given) {
+    given.value().is_object() ? reader.addGeoJson(given, "the polygon") : add(reader, given.text());
+}
+
+GivenPolygons read(const json::Reader& given, const PolygonOptions& options) {
+    PolygonReader reader(options.repair);
+    add(reader, given);
+    GivenPolygons read = taken(reader, options);
+    const bool inFile = given.value().is_string() && !beginsLikeWkt(given.text());
+    for (GivenFeature& feature : read.features) feature.isSurveys = !inFile;
+    return read;
+}
+
 std::string nameOf(const GivenFeature& feature) {
     return feature.name.empty() ? feature.source : fmt::format("{} of {}", feature.name, feature.source);
 }
@@ -56,10 +69,15 @@ GivenPolygons readGiven(std::span<const std::string> arguments, const PolygonOpt
 
 GivenPolygons readGiven(const json::Reader& arguments, const PolygonOptions& options) {
     checkOptions(options);
-    PolygonReader reader(options.repair);
-    for (const json::Reader& one : arguments.oneOrMore())
-        one.value().is_object() ? reader.addGeoJson(one, "the polygon") : add(reader, one.text());
-    return taken(reader, options);
+    GivenPolygons all;
+    for (const json::Reader& one : arguments.oneOrMore()) {
+        GivenPolygons some = read(one, options);
+        std::ranges::move(some.features, std::back_inserter(all.features));
+        std::ranges::move(some.notices, std::back_inserter(all.notices));
+        all.asSurvey = some.asSurvey;
+        all.repair = some.repair;
+    }
+    return all;
 }
 
 GivenPolygons readFeatures(const FeatureQuery& query, const PolygonOptions& options) {

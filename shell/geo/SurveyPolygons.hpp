@@ -49,7 +49,8 @@ struct PlacedFeatures {
 /// cannot be used.
 GivenPolygons readGiven(std::span<const std::string> arguments, const PolygonOptions& options);
 
-/// The same of a text in JSON, of an object of GeoJSON, or of a list of those.
+/// The same of a text in JSON, of an object of GeoJSON, or of a list of those. What stands there itself is expected to
+/// be in the survey's coordinates.
 GivenPolygons readGiven(const json::Reader& arguments, const PolygonOptions& options);
 
 /// Reads features, of which each must have a value.

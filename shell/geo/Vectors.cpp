@@ -26,6 +26,13 @@ struct GeometryDeleter {
 };
 using OgrGeometry = std::unique_ptr<std::remove_pointer_t<OGRGeometryH>, GeometryDeleter>;
 
+std::string nameOf(const std::string& driver) {
+    if (driver == "GPKG") return "a GeoPackage";
+    if (driver == "ESRI Shapefile") return "a shapefile";
+    if (driver == "GeoJSONSeq") return "GeoJSON on lines";
+    return driver;
+}
+
 /// A shapefile is several files.
 void checkCompanions(const VectorQuery& query) {
     if (query.driver != "ESRI Shapefile") return;
@@ -39,12 +46,12 @@ GdalDataset open(const VectorQuery& query, const std::string& path, const GdalMe
     checkCompanions(query);
     std::vector<const char*> drivers{query.driver.c_str()}, options;
     if (query.driver == "KML") drivers.insert(drivers.begin(), "LIBKML");
-    if (query.driver == "CSV")
-        options = {"GEOM_POSSIBLE_NAMES=WKT,wkt_geom,geometry,geom,the_geom,polygon,shape", "KEEP_GEOM_COLUMNS=NO"};
+    if (query.driver == "CSV") options = {"GEOM_POSSIBLE_NAMES=WKT,wkt_geom,geometry,geom,the_geom,polygon,shape"};
     GdalDataset dataset = openDataset(path, GDAL_OF_VECTOR, drivers, options);
     if (dataset) return dataset;
-    throw Failure(fmt::format("cannot be read as {}: {}; it is damaged, not whole or has a wrong name.", query.driver,
-                              messages.reason()));
+    throw Failure(fmt::format("looks like {}, but cannot be read as one: {}; it is damaged, not whole or has a wrong "
+                              "name.",
+                              nameOf(query.driver), messages.reason()));
 }
 
 std::string nameOf(OGRLayerH layer) { return OGR_L_GetName(layer); }
@@ -145,12 +152,25 @@ std::string wkbOf(OGRFeatureH feature, OGRGeometryH geometry) {
     return wkb;
 }
 
+/// In CSV, which shows the column of the geometry as an attribute, too, WKT that is not understood is no geometry.
+void refuseBroken(OGRFeatureH feature) {
+    std::string column = OGR_GFld_GetNameRef(OGR_F_GetGeomFieldDefnRef(feature, 0));
+    if (column.empty()) column = "WKT"; // which has no name then
+    const int field = OGR_F_GetFieldIndex(feature, column.c_str());
+    const std::string text = field < 0 ? "" : OGR_F_GetFieldAsString(feature, field);
+    if (!text.empty())
+        throw Failure(fmt::format("feature {} has the geometry \"{}\", expected WKT such as \"POLYGON((0 0, 9 0, 9 "
+                                  "9))\".",
+                                  OGR_F_GetFID(feature), text.substr(0, 40)));
+}
+
 void readFeatures(OGRLayerH layer, const VectorQuery& query, VectorLayer& read) {
     const int field = fieldFor(layer, query.attribute);
     std::size_t bytes = 0;
     OGR_L_ResetReading(layer);
     while (const Feature feature{OGR_L_GetNextFeature(layer)}) {
         OGRGeometryH geometry = OGR_F_GetGeometryRef(feature.get());
+        if (!geometry && query.driver == "CSV") refuseBroken(feature.get());
         if (!geometry || OGR_G_IsEmpty(geometry)) {
             ++read.without;
             continue;

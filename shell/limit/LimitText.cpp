@@ -28,10 +28,10 @@ std::vector<double> readBounds(const json::Reader& list, std::size_t count) {
     return numbers;
 }
 
-LimitPtr readOne(const json::Reader& object) {
+LimitPtr readOne(const json::Reader& object, const PolygonMaker& polygons) {
     object.expectKeys({"polygon", "box", "heights"});
     std::vector<LimitPtr> limits;
-    if (object.has("polygon")) limits.push_back(insidePolygons(readPolygons(object.member("polygon"))));
+    if (object.has("polygon")) limits.push_back(insidePolygons(polygons(object.member("polygon"))));
     if (object.has("box")) {
         const auto n = readBounds(object.member("box"), 6);
         limits.push_back(inBox({{n[0], n[1], n[2]}, {n[3], n[4], n[5]}}));
@@ -46,10 +46,10 @@ LimitPtr readOne(const json::Reader& object) {
 
 } // namespace
 
-LimitPtr readLimit(const json::Reader& text) {
-    if (!text.value().is_array()) return readOne(text);
+LimitPtr readLimit(const json::Reader& text, const PolygonMaker& polygons) {
+    if (!text.value().is_array()) return readOne(text, polygons);
     std::vector<LimitPtr> limits;
-    for (const json::Reader& one : text.elements()) limits.push_back(readLimit(one));
+    for (const json::Reader& one : text.elements()) limits.push_back(readLimit(one, polygons));
     text.expect(!limits.empty(), "a limit");
     return allOf(std::move(limits));
 }

@@ -21,8 +21,11 @@ using Indices = std::vector<std::uint32_t>;
 using Point = Sextant::PhysicalSpace::point;
 constexpr double Infinite = std::numeric_limits<double>::infinity();
 
+/// Of a brush, whose limits are in the survey's coordinates already.
+LimitPtr readOwn(const json::Reader& text) { return readLimit(text, plainPolygons); }
+
 /// Here, so that brushes can read theirs in every program that makes one.
-[[maybe_unused]] const bool Registered = Kesh::Limit::registerMaker(readLimit);
+[[maybe_unused]] const bool Registered = Kesh::Limit::registerMaker(readOwn);
 
 /// A limit that looks at one position after the other. The loops are compiled with the test in them, and write every
 /// index, since whether a point is selected is not predictable.

@@ -152,8 +152,17 @@ private:
     }
 
     void draw(const std::string& slot, const Reader& stroke) {
-        const Stroke drawn = placed(stroke, [&] { return readStroke(stroke); });
+        const Stroke drawn = placed(
+            stroke, [&] { return readStroke(stroke, [&](const Reader& json) { return placedPolygons(json); }); });
         placed(stroke, [&] { drawing(stroke, [&] { network_.draw(slot, drawn); }); });
+    }
+
+    /// In the survey's coordinates.
+    PolygonSet placedPolygons(const Reader& json) {
+        PlacedPolygons placed = polygonsFor(network_.survey().las(), json, hooks_.polygons);
+        for (const std::string& notice : placed.notices)
+            if (hooks_.note) hooks_.note(json.place() + notice);
+        return std::move(placed.polygons);
     }
 
     /// `suffix` completes the name of what is pressed.

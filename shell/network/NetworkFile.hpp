@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "geo/SurveyPolygons.hpp"
 #include "network/Network.hpp"
 #include "network/Report.hpp"
 #include "json/Reader.hpp"
@@ -15,6 +16,7 @@ struct NetworkHooks {
     std::function<void(const Report&)> report;
     std::function<void(const std::string& path, bool overwrite)> save;
     std::function<void(const std::string& sentence)> note; ///< what is no mistake, but may not be meant
+    PolygonOptions polygons = {};                          ///< of those that the file names
 };
 
 /// A network file (docs/network.md, docs/network.schema.json): objects, connections and actions.

@@ -83,10 +83,10 @@ Stroke::Places readPlaces(const Reader& json) {
     return places;
 }
 
-Stroke::Outline readOutline(const Reader& stroke, const std::string& kind) {
+Stroke::Outline readOutline(const Reader& stroke, const std::string& kind, const PolygonMaker& polygons) {
     if (kind.empty()) return Stroke::Nothing();
     const Reader json = stroke.member(kind);
-    if (kind == "polygon") return readPolygons(json);
+    if (kind == "polygon") return polygons(json);
     if (kind == "rectangle") {
         const auto n = json.numbers(4);
         return Stroke::Rectangle{{n[0], n[1]}, {n[2], n[3]}};
@@ -157,16 +157,18 @@ struct OutlineAsJson {
 
 } // namespace
 
-Stroke readStroke(const Reader& stroke) {
+Stroke readStroke(const Reader& stroke, const PolygonMaker& polygons) {
     std::vector<std::string> known = Kinds;
     known.insert(known.end(), {"radius", "view", "depth", "limit"});
     stroke.expectKeys(known);
-    Stroke read{readView(stroke), readOutline(stroke, onlyKindOf(stroke)), std::nullopt};
+    Stroke read{readView(stroke), Stroke::Nothing(), std::nullopt};
+    const bool fromAbove = std::holds_alternative<Stroke::FromAbove>(read.view);
+    read.outline = readOutline(stroke, onlyKindOf(stroke), fromAbove ? polygons : plainPolygons);
     if (stroke.has("depth")) {
         const auto n = stroke.member("depth").numbers(2);
         read.depth = {n[0], n[1]};
     }
-    if (stroke.has("limit")) read.limit = readLimit(stroke.member("limit"));
+    if (stroke.has("limit")) read.limit = readLimit(stroke.member("limit"), polygons);
     return read;
 }
 

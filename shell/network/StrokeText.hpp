@@ -7,8 +7,9 @@
 namespace corvane {
 
 /// The stroke that a network file describes (docs/network.md). Throws json::Error, and UsageError or Failure for
-/// polygons that cannot be read.
-Stroke readStroke(const json::Reader& stroke);
+/// polygons that cannot be read. `polygons` makes those that are seen from above; on other views they are taken as they
+/// are.
+Stroke readStroke(const json::Reader& stroke, const PolygonMaker& polygons = plainPolygons);
 
 /// Calls the function, which draws the stroke; a part of it that makes no sense throws json::Error with its place.
 template <class Function>

@@ -16,6 +16,7 @@ struct GivenFeature {
     std::string name;                 ///< within the source, for messages: "feature 3"; empty: the source is all of it
     std::string crs;                  ///< the coordinate system as it is stated: "EPSG:25832", a URN, WKT; empty: none
     bool isGeoJson = false;           ///< of which the format says that they are degrees where nothing else is stated
+    bool isSurveys = false;           ///< the survey's coordinates are expected where nothing else is stated
     std::optional<std::string> value; ///< of the attribute that was asked for
     std::vector<Rings> polygons;      ///< at least one
 };

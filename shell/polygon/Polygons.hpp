@@ -4,6 +4,7 @@
 #include "json/Reader.hpp"
 
 #include <compare>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,6 +42,12 @@ PolygonSet readPolygons(std::span<const std::string> arguments);
 
 /// The same of a text in JSON, of an object of GeoJSON, or of a list of those.
 PolygonSet readPolygons(const json::Reader& arguments);
+
+/// Who makes polygons of what stands in a JSON, for a survey that it knows.
+using PolygonMaker = std::function<PolygonSet(const json::Reader& arguments)>;
+
+/// Takes coordinates as they are.
+inline PolygonSet plainPolygons(const json::Reader& arguments) { return readPolygons(arguments); }
 
 /// Whether bounds could be longitudes and latitudes.
 bool couldBeDegrees(PlanePoint minimum, PlanePoint maximum);

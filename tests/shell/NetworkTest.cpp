@@ -12,6 +12,12 @@ const char* const Everything = R"("objects": [
      "parameters": {"newvalue": 30, "from0": 2, "from1": 3, "from2": 4, "from3": 5}}],
   "connections": [{"from": "points.field", "to": "editor.labelfield"}])";
 
+const char* const WithBrush = R"("objects": [
+    {"name": "points", "type": "Field"}, {"name": "lasso", "type": "Brush"},
+    {"name": "editor", "type": "Edit/ModifyClassification",
+     "parameters": {"newvalue": 30, "from0": 2, "from1": 3, "from2": 4, "from3": 5}}],
+  "connections": [{"from": "points.field", "to": "editor.labelfield"}, {"from": "lasso.brush", "to": "editor.brush"}])";
+
 class Networks : public Program {
 protected:
     Outcome run(const std::string& network, const std::string& survey, const Arguments& more) const {
@@ -42,6 +48,41 @@ TEST_F(Networks, undoRestoresEveryBitOfALargeSurveyAndRedoRepeatsTheEdit) {
     EXPECT_TRUE(bytesOf(undone) == before.bytes());
     EXPECT_TRUE(bytesOf(redone) == second.bytes());
     EXPECT_TRUE(bytesOf(out) == first.bytes());
+}
+
+TEST_F(Networks, mayHoldGeoJsonWithACoordinateSystemOfItsOwn) {
+    const auto [x0, y0, x1, y1] = RawPoints(bytesOf(in)).box();
+    const std::string square =
+        fmt::format("[[[{0},{1}],[{2},{1}],[{2},{3}],[{0},{3}],[{0},{1}]]]", x0, y0, (x0 + x1) / 2, y1);
+    const std::string wkt = fmt::format("POLYGON(({0} {1},{2} {1},{2} {3},{0} {3}))", x0, y0, (x0 + x1) / 2, y1);
+    const auto edited = [&](const std::string& stroke) {
+        const Outcome ended =
+            run(fmt::format(R"({{{}, "actions": [{{"draw": {{"lasso.brush": {}}}, "press": "editor.assign"}}]}})",
+                            WithBrush, stroke),
+                in, {"--save", out, "--overwrite"});
+        EXPECT_EQ(ended.status, 0) << ended.err;
+        return std::pair(bytesOf(out), ended.err);
+    };
+    const auto expected = edited(fmt::format(R"({{"polygon": "{}"}})", wkt));
+    EXPECT_NE(expected.first, bytesOf(in));
+    EXPECT_FALSE(holds(expected.second, "coordinate system")) << expected.second;
+    const std::string polygon = R"({"type": "Polygon", "coordinates": )" + square + "}";
+    const std::string crs = R"({"type": "name", "properties": {"name": "urn:ogc:def:crs:EPSG::32632"}})";
+    for (const std::string& area :
+         {polygon, "[" + polygon + "]",
+          fmt::format(R"({{"type": "Feature", "properties": null, "geometry": {}}})", polygon),
+          fmt::format(R"({{"type": "FeatureCollection", "crs": {}, "features": [{{"type": "Feature", "properties": {{}},
+                          "geometry": {}}}]}})",
+                      crs, polygon)})
+        for (const char* stroke : {R"({{"polygon": {}}})", R"({{"limit": {{"polygon": {}}}}})"})
+            EXPECT_TRUE(edited(fmt::format(fmt::runtime(stroke), area)) == expected) << area;
+    const auto inDegrees =
+        edited(R"({"polygon": {"type": "Polygon", "coordinates": [[[8, 46], [10, 46], [10, 48], [8, 48], [8, 46]]]}})");
+    const auto everywhere = edited(fmt::format(R"({{"rectangle": [{}, {}, {}, {}]}})", x0 - 1, y0 - 1, x1 + 1, y1 + 1));
+    EXPECT_TRUE(inDegrees.first == everywhere.first);
+    EXPECT_TRUE(holds(inDegrees.second, "looks like degrees") &&
+                holds(inDegrees.second, " m from where they are straight"))
+        << inDegrees.second;
 }
 
 TEST_F(Networks, thatReclassifyPrintsDoTheSame) {
@@ -124,6 +165,11 @@ TEST_F(Networks, withMistakesSayWhereAndWhatIsNear) {
          {" at /actions/1/draw/editor.from0", "no brush"}},
         {withAction(R"j("draw": {"lasso.brush": {"polygon": "POLYGON((0 0"}})j"),
          {" at /actions/1", "POLYGON((0 0"},
+         1},
+        {withAction(R"("draw": {"lasso.brush": {"polygon": {"type": "Polygon", "coordinates": [[[0, 0], [1]]]}}})"),
+         {" at /actions/1/draw/lasso.brush/polygon/coordinates/0/1", "at least two numbers"}},
+        {withAction(R"("draw": {"lasso.brush": {"polygon": [{"type": "Point", "coordinates": [0, 0]}]}})"),
+         {" at /actions/1", "\"Point\""},
          1},
         {withAction(R"("report": "lasso")"), {" at /actions/1/report", "\"lasso\"", "no field"}},
         {withAction(R"("save": "missing/out.las")"), {" at /actions/1", "missing/out.las"}, 1},
