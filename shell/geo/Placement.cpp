@@ -162,7 +162,11 @@ constexpr char ExchangedAdvice[] = "x and y look exchanged, since the other way 
 } // namespace
 
 Placement::Placement(const LasFile& survey, const GivenPolygons& given)
-    : features(given.features), survey_(survey), surveyName_(crsLabel(survey.crs).text()), repair_(given.repair) {
+    : features(given.features),
+      survey_(survey),
+      surveyName_(crsLabel(survey.crs).text()),
+      lack_(survey.crs.empty() ? "states no coordinate system" : "states a coordinate system that is not understood"),
+      repair_(given.repair) {
     if (given.asSurvey) return;
     for (const Group& group : groups()) place(group);
     tellUnstated();
@@ -189,9 +193,9 @@ void Placement::place(const Group& group) {
                                   "overrule it with --polygon-crs.",
                                   source, crs.substr(0, 100)));
     if (surveyName_.empty()) {
-        notices.push_back(fmt::format("{}: the polygons are in {}, and the survey states no coordinate system; their "
-                                      "coordinates are taken as the survey's.",
-                                      source, label.text()));
+        notices.push_back(fmt::format("{}: the polygons are in {}, and the survey {}; their coordinates are taken as "
+                                      "the survey's.",
+                                      source, label.text(), lack_));
         return;
     }
     if (!label.code.empty() && label.code == crsLabel(survey_.crs).code) return;
@@ -207,9 +211,9 @@ void Placement::placeUnstated(const Group& group) {
     if (surveyName_.empty())
         throw Failure(
             fmt::format("{}: GeoJSON without a coordinate system is in degrees of WGS 84, and looks so, while "
-                        "the survey is not and states no system to transform to; transform the polygons, or "
-                        "give --polygon-crs survey to take them as they are.",
-                        source));
+                        "the survey does not, and {}, so that nothing can be transformed to it; transform the "
+                        "polygons, or give --polygon-crs survey to take them as they are.",
+                        source, lack_));
     transform(group, Wgs84, "states no coordinate system and looks like degrees, so it is taken for WGS 84, and ");
 }
 
@@ -250,7 +254,7 @@ void Placement::tellUnstated() {
     const std::string others = unstated_.size() == 1 ? "" : fmt::format(" and {} more", unstated_.size() - 1);
     notices.push_back(fmt::format(
         "{}{}: no coordinate system is stated; coordinates are taken as the survey's{}.", unstated_.front(), others,
-        surveyName_.empty() ? ", which states none either" : fmt::format(", which are in {}", surveyName_)));
+        surveyName_.empty() ? fmt::format(", which {}", lack_) : fmt::format(", which are in {}", surveyName_)));
 }
 
 } // namespace corvane

@@ -28,7 +28,8 @@ private:
     void tellUnstated();
 
     const LasFile& survey_;
-    const std::string surveyName_; // of its coordinate system; empty: it states none
+    const std::string surveyName_; // of its coordinate system; empty: it states none that is understood
+    const std::string lack_;       // what it does in that case
     bool repair_;
     std::vector<std::string> unstated_; // sources without a system
 };

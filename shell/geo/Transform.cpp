@@ -12,10 +12,10 @@ namespace corvane {
 namespace {
 
 /// Takes x to the east and y to the north on both sides; null when there is nothing but a ballpark one. `authority`:
-/// whose operations are taken; empty: anybody's.
+/// whose operations are taken, or "any".
 Pj operationBetween(const Proj& proj, const PJ* from, const PJ* to, const std::string& authority) {
     const std::string limited = "AUTHORITY=" + authority;
-    const char* const options[] = {"ALLOW_BALLPARK=NO", authority.empty() ? nullptr : limited.c_str(), nullptr};
+    const char* const options[] = {"ALLOW_BALLPARK=NO", limited.c_str(), nullptr};
     const Pj operation(proj_create_crs_to_crs_from_pj(proj.context(), from, to, nullptr, options));
     return Pj(operation ? proj_normalize_for_visualization(proj.context(), operation.get()) : nullptr);
 }
@@ -24,9 +24,9 @@ Pj operationBetween(const Proj& proj, const PJ* from, const PJ* to, const std::s
 /// operations go first, as in other programs, since those of others may differ by a metre.
 Pj operationFor(Proj& proj, const PJ* from, const PJ* to) {
     const Pj plainFrom = proj.withoutShift(from), plainTo = proj.withoutShift(to);
-    for (const char* authority : {"EPSG", ""})
+    for (const char* authority : {"EPSG", "any"})
         if (Pj operation = operationBetween(proj, plainFrom.get(), plainTo.get(), authority)) return operation;
-    return operationBetween(proj, from, to, "");
+    return operationBetween(proj, from, to, "any");
 }
 
 /// Several operations may serve different places; what was used last is told, if it is worse than what is known.
