@@ -239,7 +239,9 @@ protected:
         Program::SetUp();
         std::filesystem::rename(in, folder / "tile.las");
         write(folder / "labels.json", R"({"labels": [{"value": 2, "name": "Ground"}]})");
-        write(folder / "ditch.geojson", R"({"type": "Polygon", "coordinates": [[[0, 0], [9, 0], [9, 9], [0, 0]]]})");
+        write(folder / "ditch.geojson",
+              R"({"type": "Polygon", "crs": {"type": "name", "properties": {"name": "EPSG:32632"}},
+                                               "coordinates": [[[0, 0], [9, 0], [9, 9], [0, 0]]]})");
     }
 
     /// The blocks of JSON of the document, in its order.
