@@ -33,12 +33,23 @@ Proj::Proj() : context_(proj_context_create(), proj_context_destroy) {
 }
 
 Pj Proj::create(const std::string& text) {
-    if (text.find('[') == std::string::npos) return Pj(proj_create(context(), text.c_str()));
+    if (text.find('[') == std::string::npos) return named(text);
     PROJ_STRING_LIST warnings = nullptr, errors = nullptr;
     Pj crs(proj_create_from_wkt(context(), text.c_str(), nullptr, &warnings, &errors));
     if (!crs && errors && *errors) message_ = *errors;
     proj_string_list_destroy(warnings);
     proj_string_list_destroy(errors);
+    return crs;
+}
+
+/// Programs write numbers of ESRI's as if they were EPSG's, whose are lower.
+Pj Proj::named(const std::string& code) {
+    constexpr std::string_view Authority = "EPSG:";
+    Pj crs(proj_create(context(), code.c_str()));
+    if (crs || !code.starts_with(Authority)) return crs;
+    const std::string message = message_;
+    crs.reset(proj_create(context(), fmt::format("ESRI:{}", code.substr(Authority.size())).c_str()));
+    if (!crs) message_ = message;
     return crs;
 }
 

@@ -48,6 +48,7 @@ public:
 
 private:
     Pj create(const std::string& text);
+    Pj named(const std::string& code);
     Pj part(const PJ* crs);
     std::string codeOf(const PJ* crs) const;
 

@@ -163,6 +163,19 @@ TEST_F(Placing, refusesWhatCannotBeTransformedWell) {
             holds(messageOf<UsageError>([&] { readGiven(std::vector{square}, {.crs = crs}); }), "--polygon-crs"));
 }
 
+TEST_F(Placing, knowsNumbersOfEsri) {
+    constexpr double Radius = 6378137;
+    const auto web = [](double longitude, double latitude) { // Mercator's projection of a sphere
+        const double degree = std::acos(-1) / 180;
+        return fmt::format("{} {}", Radius * longitude * degree, Radius * std::asinh(std::tan(latitude * degree)));
+    };
+    const std::string wkt =
+        fmt::format("SRID=102100;POLYGON(({},{},{}))", web(11.4, 47.3), web(11.5, 47.3), web(11.5, 47.35));
+    const PlacedPolygons placed = place(surveyAt(Tyrol, utmWkt(32)), wkt);
+    EXPECT_TRUE(holds(joined(placed.notices), "ESRI:102100")) << joined(placed.notices);
+    EXPECT_TRUE(hasCorner(placed.polygons, utm(11.5, 47.35, 32), 0.01)) << placed.polygons.wkt;
+}
+
 TEST_F(Placing, seesExchangedCoordinates) {
     const std::string exchanged = "SRID=4326;POLYGON((47.3 11.4,47.3 11.5,47.35 11.5))";
     const PlacedPolygons placed = place(surveyAt(Tyrol, utmWkt(32)), exchanged);
