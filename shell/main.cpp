@@ -97,6 +97,7 @@ int run(int argc, char** argv) {
     corvane::addInfo(program, options);
     corvane::addLabels(program, options);
     corvane::addLint(program, options);
+    corvane::addPicture(program, options);
     corvane::addSample(program, options);
     corvane::addReclassify(program, options);
     corvane::addRelabel(program, options);

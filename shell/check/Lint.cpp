@@ -391,10 +391,4 @@ LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, 
 
 std::string pointsText(std::uint64_t count) { return fmt::format("{} point{}", count, count == 1 ? "" : "s"); }
 
-std::string coordinateText(const LasHeader& header, std::size_t axis, double coordinate) {
-    constexpr double roundingOfLogarithm = 1e-9, most = 12;
-    const double decimals = std::ceil(-std::log10(std::abs(header.scale[axis])) - roundingOfLogarithm);
-    return fmt::format("{:.{}f}", coordinate, static_cast<int>(std::clamp(decimals, 0.0, most)));
-}
-
 } // namespace corvane

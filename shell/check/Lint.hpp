@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Kesh/values/LabelSet.hpp"
+#include "check/CoordinateText.hpp"
 #include "check/PointTally.hpp"
 
 #include <array>
@@ -45,8 +46,5 @@ LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, 
 
 /// "1 point", "2 points".
 std::string pointsText(std::uint64_t count);
-
-/// A coordinate with the decimals that the header's scale gives it.
-std::string coordinateText(const LasHeader& header, std::size_t axis, double coordinate);
 
 } // namespace corvane

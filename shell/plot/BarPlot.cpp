@@ -133,22 +133,6 @@ private:
 
 } // namespace
 
-QFont plotFont(int pixels, bool bold) {
-    QFont font("DejaVu Sans");
-    font.setStyleHint(QFont::SansSerif);
-    font.setPixelSize(pixels);
-    font.setBold(bold);
-    font.setHintingPreference(QFont::PreferNoHinting); // widths are those of the printed text
-    return font;
-}
-
-QString plotText(const std::string& text) {
-    QString line = QString::fromStdString(text).simplified();
-    for (QChar& c : line)
-        if (c.category() == QChar::Other_Control || c.isNonCharacter()) c = QChar::ReplacementCharacter;
-    return line;
-}
-
 BarPlot::BarPlot(const BarChart& chart, double width) : width_(width) {
     static_cast<QwtPlotCanvas*>(plot_.canvas())->setFrameStyle(QFrame::NoFrame);
     plot_.plotLayout()->setCanvasMargin(0);

@@ -1,22 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "plot/BarChart.hpp"
-
-#include <QFont>
-#include <QPainter>
+#include "plot/PaintPage.hpp"
 
 #include <qwt_plot.h>
 
 #include <memory>
 
 namespace corvane {
-
-/// The font of all texts.
-QFont plotFont(int pixels, bool bold = false);
-
-/// One line: line breaks and tabs become spaces, and what no picture can hold U+FFFD.
-QString plotText(const std::string& text);
 
 /// The bars of a chart with their axes. Lengths are in pixels.
 class BarPlot {

@@ -1,13 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The page around the bars, and the two formats.
-#include "base/Failure.hpp"
+// The page around the bars.
 #include "plot/BarPlot.hpp"
 #include "plot/QuietQt.hpp"
-
-#include <QBuffer>
-#include <QImage>
-#include <QScreen>
-#include <QSvgGenerator>
 
 #include <cmath>
 
@@ -15,7 +9,6 @@ namespace corvane {
 namespace {
 
 constexpr int PageWidth = 1600, Margin = 40; // pixels
-constexpr int DotsPerMetre = 10000;          // a page as wide as the text of a sheet of A4
 
 /// A line of text outside the bars.
 struct Line {
@@ -44,8 +37,6 @@ public:
     }
 
     void draw(QPainter& painter) {
-        painter.setRenderHint(QPainter::TextAntialiasing);
-        painter.fillRect(QRect({}, size()), Qt::white);
         double y = drawLines(painter, above_, Margin);
         if (hasBars_) {
             y += Space;
@@ -80,36 +71,6 @@ private:
     std::vector<Line> above_, below_;
 };
 
-QByteArray drawPng(Page& page) {
-    QImage image(page.size(), QImage::Format_RGB32);
-    QPainter painter(&image);
-    page.draw(painter);
-    painter.end();
-    image.setDotsPerMeterX(DotsPerMetre);
-    image.setDotsPerMeterY(DotsPerMetre);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    if (!image.save(&buffer, "PNG")) throw Failure("The picture cannot be drawn: making the PNG failed.");
-    return bytes;
-}
-
-QByteArray drawSvg(Page& page, const QString& title) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    QSvgGenerator generator;
-    generator.setOutputDevice(&buffer);
-    generator.setTitle(title.toHtmlEscaped());
-    generator.setResolution(qRound(QGuiApplication::primaryScreen()->logicalDotsPerInch()));
-    generator.setSize(page.size());
-    generator.setViewBox(QRect({}, page.size()));
-    QPainter painter(&generator);
-    page.draw(painter);
-    painter.end();
-    // Who has not this font gets one of its kind.
-    return bytes.replace("font-family=\"DejaVu Sans\"", "font-family=\"DejaVu Sans, sans-serif\"");
-}
-
 } // namespace
 } // namespace corvane
 
@@ -117,7 +78,6 @@ extern "C" void corvaneDrawBarChart1(const corvane::BarChart& chart, corvane::Pi
                                      std::string& picture) {
     const corvane::QuietQt qt;
     corvane::Page page(chart);
-    picture = (format == corvane::PictureFormat::Svg ? corvane::drawSvg(page, corvane::plotText(chart.title))
-                                                     : corvane::drawPng(page))
-                  .toStdString();
+    picture = corvane::paintPage(page.size(), corvane::plotText(chart.title), format,
+                                 [&](QPainter& painter) { page.draw(painter); });
 }

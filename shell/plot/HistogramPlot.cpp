@@ -1,20 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "plot/HistogramPlot.hpp"
 
-#include "base/Failure.hpp"
-#include "base/OutputFile.hpp"
+#include "check/ClassNames.hpp"
 #include "las/StandardClasses.hpp"
 #include "plot/BarChart.hpp"
-#include "plugin/FindLibrary.hpp"
+#include "plot/Numbers.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
-#include <dlfcn.h>
-#include <filesystem>
 #include <numeric>
-#include <span>
 
 namespace corvane {
 namespace {
@@ -27,25 +23,6 @@ constexpr Sextant::rgba_float_t PlainColour{0.36f, 0.49f, 0.63f, 1};
 Sextant::rgba_float_t colourOf(int value) {
     const auto [red, green, blue] = classColour(value);
     return {red, green, blue, 1};
-}
-
-std::string withThousands(std::uint64_t number) {
-    std::string text;
-    for (; number >= 1000; number /= 1000) text = fmt::format(",{:03}", number % 1000) + text;
-    return std::to_string(number) + text;
-}
-
-std::string plural(std::uint64_t number, const std::string& noun, const std::string& ending) {
-    return withThousands(number) + " " + noun + (number == 1 ? "" : ending);
-}
-
-/// Never "0 %" of something nor "100 %" of less than all.
-std::string share(std::uint64_t part, std::uint64_t whole) {
-    if (part == whole) return "100 %";
-    const double percent = 100 * double(part) / double(whole);
-    if (percent < 0.01) return "< 0.01 %";
-    if (percent > 99.9) return "> 99.9 %";
-    return fmt::format("{:.{}f} %", percent, percent < 1 ? 2 : 1);
 }
 
 /// Whether any of the points with this value has a second quantity.
@@ -101,7 +78,7 @@ Bar barOf(const VHistogram& histogram, std::size_t i, std::uint64_t total, const
     if (label && !label->name.empty()) bar.label += " " + label->name;
     if (label) bar.colour = label->colour;
     if (bar.colour == Sextant::rgba_float_t()) bar.colour = isClass ? colourOf(value) : PlainColour;
-    bar.text = fmt::format("{} ({})", withThousands(bar.length), share(bar.length, total));
+    bar.text = fmt::format("{} ({})", withThousands(bar.length), percentText(bar.length, total));
     return bar;
 }
 
@@ -109,7 +86,7 @@ std::string footnoteAbout(const VHistogram& histogram, const std::vector<std::si
     std::uint64_t rest = total;
     for (const std::size_t i : shown) rest -= histogram.counts[i];
     return fmt::format("Only the {} most frequent of {} values are shown. The others have {} ({}).", shown.size(),
-                       withThousands(histogram.size()), plural(rest, "point", "s"), share(rest, total));
+                       withThousands(histogram.size()), plural(rest, "point"), percentText(rest, total));
 }
 
 std::string warningAbout(const VHistogram& histogram) {
@@ -123,10 +100,10 @@ BarChart chartOf(const VHistogram& histogram, const Kesh::LabelSet& labels, cons
     BarChart chart;
     chart.title = texts.survey;
     chart.subtitles = {fmt::format("Points per {}, {}", classes ? "class" : "value of " + texts.field, texts.region),
-                       plural(total, "point", "s")};
+                       plural(total, "point")};
     if (total > 0)
         chart.subtitles.back() +=
-            " in " + (classes ? plural(histogram.size(), "class", "es") : plural(histogram.size(), "value", "s"));
+            " in " + (classes ? plural(histogram.size(), "class", "es") : plural(histogram.size(), "value"));
     if (total > 0 && histogram.hasStatistics())
         chart.subtitles.push_back(fmt::format("In grey: minimum .. maximum and mean of {}", histogram.secondaryName));
     chart.warning = warningAbout(histogram);
@@ -140,44 +117,14 @@ BarChart chartOf(const VHistogram& histogram, const Kesh::LabelSet& labels, cons
     return chart;
 }
 
-PictureFormat formatOf(const std::string& path) {
-    std::string ending = std::filesystem::path(path).extension();
-    for (char& c : ending) c = 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    if (ending == ".svg") return PictureFormat::Svg;
-    if (ending == ".png") return PictureFormat::Png;
-    throw UsageError(fmt::format("{}: pictures are drawn as SVG or PNG; give the file the ending .svg or .png.", path));
-}
-
-std::string findDrawingLibrary() {
-    return findLibrary("CorvanePlot.so", "The library that draws pictures",
-                       "Build or install all of Corvane, or leave out the picture.");
-}
-
-/// The library stays loaded: what it stands on cannot be unloaded.
-DrawFunction* loadDrawFunction() {
-    const std::string path = findDrawingLibrary();
-    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!library) throw Failure(fmt::format("{}: cannot be loaded, so no picture can be drawn: {}.", path, dlerror()));
-    if (void* entry = dlsym(library, DrawEntry)) return reinterpret_cast<DrawFunction*>(entry);
-    throw Failure(
-        fmt::format("{}: belongs to another version of this program, since it has no \"{}\"; build both together.",
-                    path, DrawEntry));
-}
-
 } // namespace
-
-void checkCanPlot(const std::string& path) {
-    formatOf(path);
-    findDrawingLibrary();
-}
 
 std::vector<std::string> plotHistogram(const VHistogram& histogram, const Kesh::LabelSet& labels,
                                        const PlotTexts& texts, const std::string& path, bool overwrite) {
     std::string picture;
-    loadDrawFunction()(chartOf(histogram, labels, texts), formatOf(path), picture);
-    OutputFile file(path, overwrite);
-    file.write(std::as_bytes(std::span(picture)));
-    return file.commit();
+    const auto draw = reinterpret_cast<DrawFunction*>(drawingFunction(DrawEntry));
+    draw(chartOf(histogram, labels, texts), formatOf(path), picture);
+    return writePicture(picture, path, overwrite);
 }
 
 } // namespace corvane

@@ -3,6 +3,7 @@
 
 #include "Kesh/values/LabelSet.hpp"
 #include "Kesh/values/VHistogram.hpp"
+#include "plot/DrawingLibrary.hpp"
 
 #include <string>
 #include <vector>
@@ -15,9 +16,6 @@ struct PlotTexts {
     std::string field;  ///< that was counted
     std::string region; ///< where, e.g. "whole survey"
 };
-
-/// Throws UsageError when the file's ending names no format, Failure when the library that draws is not there.
-void checkCanPlot(const std::string& path);
 
 /// Draws a bar per value, in the colour of its label, into an SVG or PNG file, as its ending says. Of very
 /// many values only the most frequent are shown. Returns what was lost of a file that it replaces: sentences.
