@@ -8,6 +8,7 @@ void benchDecode();
 void benchHistogram();
 void benchHistory();
 void benchOpen();
+void benchPicture();
 void benchSave();
 void benchLasso();
 void benchLaz();

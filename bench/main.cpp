@@ -16,12 +16,17 @@ struct Path {
     void (*run)();
 };
 
-constexpr Path Paths[] = {
-    {"count", corvane::bench::benchCount},         {"decode", corvane::bench::benchDecode},
-    {"histogram", corvane::bench::benchHistogram}, {"history", corvane::bench::benchHistory},
-    {"lasso", corvane::bench::benchLasso},         {"laz", corvane::bench::benchLaz},
-    {"mask", corvane::bench::benchMask},           {"open", corvane::bench::benchOpen},
-    {"save", corvane::bench::benchSave},           {"statistics", corvane::bench::benchStatistics}};
+constexpr Path Paths[] = {{"count", corvane::bench::benchCount},
+                          {"decode", corvane::bench::benchDecode},
+                          {"histogram", corvane::bench::benchHistogram},
+                          {"history", corvane::bench::benchHistory},
+                          {"lasso", corvane::bench::benchLasso},
+                          {"laz", corvane::bench::benchLaz},
+                          {"mask", corvane::bench::benchMask},
+                          {"open", corvane::bench::benchOpen},
+                          {"picture", corvane::bench::benchPicture},
+                          {"save", corvane::bench::benchSave},
+                          {"statistics", corvane::bench::benchStatistics}};
 
 } // namespace
 
