@@ -1,12 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-// corvane info: what a LAS file says of itself, without reading the points.
+// corvane info: what a LAS file says of itself, without reading the points; with --stats what they say, too.
 #include "base/Text.hpp"
+#include "check/ClassNames.hpp"
+#include "check/CoordinateText.hpp"
+#include "check/PointTally.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
+#include "las/CoordinateUnit.hpp"
+#include "las/CrsText.hpp"
+#include "survey/ClassLookup.hpp"
 #include "survey/SurveyFields.hpp"
 
 #include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
 
 namespace corvane {
 namespace {
@@ -51,21 +61,130 @@ Json storedOf(const LasFile& las) {
     return {{"pointFormat", las.storedFormat()}, {"recordLength", las.stored->recordLength()}};
 }
 
+/// "2026-04-05"; empty for a header that does not say it, or no day of that year.
+std::string dateOf(const LasHeader& header) {
+    using namespace std::chrono;
+    const year in(header.creationYear);
+    const int days = in.is_leap() ? 366 : 365;
+    if (header.creationYear == 0 || header.creationDay == 0 || header.creationDay > days) return "";
+    const year_month_day date(sys_days(in / January / 1) + std::chrono::days(header.creationDay - 1));
+    return fmt::format("{:04}-{:02}-{:02}", int(date.year()), unsigned(date.month()), unsigned(date.day()));
+}
+
+/// Points in a square unit of the header's bounds; 0 when these have no area.
+double densityOf(const LasHeader& header) {
+    const double area = (header.maximum[0] - header.minimum[0]) * (header.maximum[1] - header.minimum[1]);
+    return area > 0 && std::isfinite(area) ? double(header.pointCount) / area : 0;
+}
+
+/// By number, without those behind the last that occurs.
+std::vector<std::uint64_t> returnsOf(const LasHeader& header) {
+    std::vector<std::uint64_t> counts(header.returnCounts.begin(), header.returnCounts.end());
+    while (!counts.empty() && counts.back() == 0) counts.pop_back();
+    return counts;
+}
+
+/// What reading the points tells.
+struct Statistics {
+    PointTally tally;
+    std::optional<Kesh::LabelSet> names;
+};
+
+struct FlagName {
+    const char* name;
+    PointTally::Flag flag;
+};
+constexpr std::array Flags{FlagName{"Synthetic", PointTally::Synthetic}, FlagName{"KeyPoint", PointTally::KeyPoint},
+                           FlagName{"Withheld", PointTally::Withheld}};
+
+std::uint64_t flagged(const PointTally& tally, PointTally::Flag flag) {
+    std::uint64_t points = 0;
+    for (int value = 0; value < int(PointTally::Classes); ++value) points += tally.of(value, flag).count;
+    return points;
+}
+
+/// As coordinates, the smaller first.
+std::array<double, 2> foundRange(const LasHeader& header, const StoredBox& box, std::size_t axis) {
+    const auto coordinate = [&](std::int32_t stored) {
+        return plainCoordinate(header, axis, stored * header.scale[axis] + header.offset[axis]);
+    };
+    const std::array<double, 2> range{coordinate(box.low[axis]), coordinate(box.high[axis])};
+    return {std::min(range[0], range[1]), std::max(range[0], range[1])};
+}
+
+Json describe(const LasFile& las, const Statistics& statistics) {
+    const std::uint64_t total = las.header.pointCount;
+    const auto share = [total](std::uint64_t count) { return 100 * double(count) / double(total); };
+    Json classes = Json::array(), flags = Json::object(), bounds;
+    for (int value = 0; value < int(PointTally::Classes); ++value)
+        if (const std::uint64_t count = statistics.tally.of(value).count; count > 0)
+            classes.push_back({{"value", value},
+                               {"label", escaped(classNameOf(value, las, statistics.names))},
+                               {"count", count},
+                               {"percent", share(count)}});
+    for (const FlagName& flag : Flags) flags[flag.name] = flagged(statistics.tally, flag.flag);
+    for (std::size_t axis = 0; axis < 3 && total > 0; ++axis) {
+        const auto [low, high] = foundRange(las.header, statistics.tally.box, axis);
+        bounds["min"].push_back(low);
+        bounds["max"].push_back(high);
+    }
+    return {{"classes", classes}, {"flags", flags}, {"bounds", bounds}};
+}
+
 Json describe(const LasFile& las) {
     Json fields = Json::array();
     for (const SurveyField& field : fieldsOf(las)) fields.push_back({{"name", field.name}, {"type", field.type}});
     const LasHeader& header = las.header;
+    const CrsLabel crs = crsLabel(las.crs);
+    const auto orNull = [](const std::string& text) { return text.empty() ? Json() : Json(escaped(text)); };
     return {{"points", header.pointCount},
             {"version", header.version()},
             {"pointFormat", header.pointFormat},
             {"recordLength", header.recordLength},
             {"stored", storedOf(las)},
             {"compression", compressionOf(las)},
-            {"bounds", {{"min", header.minimum}, {"max", header.maximum}}},
+            {"created", orNull(dateOf(header))},
+            {"software", escaped(header.generatingSoftware)},
+            {"system", escaped(header.systemIdentifier)},
+            {"scale", header.scale},
+            {"offset", header.offset},
+            {"bounds",
+             {{"min", plainCoordinates(header, header.minimum)}, {"max", plainCoordinates(header, header.maximum)}}},
+            {"density", densityOf(header)},
+            {"returns", returnsOf(header)},
             {"crs", escaped(las.crs)},
+            {"crsName", orNull(crs.name)},
+            {"crsCode", orNull(crs.code)},
+            {"unit", orNull(coordinateUnit(las.crs))},
             {"fields", fields},
             {"vlrs", describe(las.vlrs)},
             {"evlrs", describe(las.evlrs)}};
+}
+
+std::string returnsText(const LasHeader& header) {
+    std::string text;
+    const auto counts = returnsOf(header);
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        text += fmt::format("{}{}: {} ({})", i == 0 ? "" : ", ", i + 1, counts[i],
+                            percentText(counts[i], std::max(header.pointCount, counts[i])));
+    return text.empty() ? "not counted" : text;
+}
+
+std::string unitText(const LasFile& las) {
+    const std::string unit = coordinateUnit(las.crs);
+    return unit.empty() ? "unit" : escaped(unit);
+}
+
+std::string crsText(const LasFile& las) {
+    if (las.crs.empty()) return "not given";
+    const std::string name = crsLabel(las.crs).text();
+    return fmt::format("{}, in units of a {}", escaped(name.empty() ? las.crs : name), unitText(las));
+}
+
+std::string createdText(const LasHeader& header) {
+    const std::string date = dateOf(header);
+    return fmt::format("{} by \"{}\", system \"{}\"", date.empty() ? "at an unknown date" : date,
+                       escaped(header.generatingSoftware), escaped(header.systemIdentifier));
 }
 
 void print(const LasFile& las) {
@@ -75,20 +194,64 @@ void print(const LasFile& las) {
     if (las.compatibility)
         fmt::print("stored  as point format {}, {} bytes each, for programs that know LAS 1.3 at most\n",
                    las.storedFormat(), las.stored->recordLength());
+    fmt::print("made    {}\n", createdText(header));
     for (std::size_t axis = 0; axis < 3; ++axis)
-        fmt::print("{}       {} to {}\n", "XYZ"[axis], header.minimum[axis], header.maximum[axis]);
+        fmt::print("{}       {} to {}, in steps of {} from {}\n", "XYZ"[axis],
+                   coordinateText(header, axis, header.minimum[axis]),
+                   coordinateText(header, axis, header.maximum[axis]), std::abs(header.scale[axis]),
+                   header.offset[axis]);
+    if (const double density = densityOf(header); density > 0)
+        fmt::print("density {:.4g} points per square {}\n", density, unitText(las));
+    fmt::print("returns {}\n", returnsText(header));
     fmt::print("packed  {}\n", compressionText(las));
-    fmt::print("crs     {}\n", las.crs.empty() ? "not given" : escaped(las.crs));
+    fmt::print("crs     {}\n", crsText(las));
     fmt::print("vlrs    {}\nevlrs   {}\nfields\n", fmt::join(describe(las.vlrs), ", "),
                fmt::join(describe(las.evlrs), ", "));
     for (const SurveyField& field : fieldsOf(las)) fmt::print("        {:<20} {}\n", field.name, field.type);
 }
 
-void run(const GlobalOptions& options, const std::string& path, bool json, Reading reading) {
-    const LasFile las = LasFile::open(path, reading);
+void print(const LasFile& las, const Statistics& statistics) {
+    const std::uint64_t total = las.header.pointCount;
+    fmt::print("found in the points\n");
+    for (std::size_t axis = 0; axis < 3 && total > 0; ++axis) {
+        const auto [low, high] = foundRange(las.header, statistics.tally.box, axis);
+        fmt::print("        {} {} to {}\n", "XYZ"[axis], coordinateText(las.header, axis, low),
+                   coordinateText(las.header, axis, high));
+    }
+    for (const FlagName& flag : Flags)
+        if (const std::uint64_t points = flagged(statistics.tally, flag.flag); points > 0)
+            fmt::print("        {:<28} {:>13} {:>9}\n", flag.name, points, percentText(points, total));
+    fmt::print("classes\n");
+    for (int value = 0; value < int(PointTally::Classes); ++value)
+        if (const std::uint64_t points = statistics.tally.of(value).count; points > 0)
+            fmt::print("        {:<28} {:>13} {:>9}\n", escaped(classText(value, las, statistics.names)), points,
+                       percentText(points, total));
+}
+
+struct Arguments {
+    std::string survey;
+    bool statistics = false;
+};
+
+void run(const GlobalOptions& options, const Arguments& arguments, bool json, Reading reading) {
+    const LasFile las = LasFile::open(arguments.survey, reading);
+    std::vector<std::string> warnings = las.warnings;
+    std::optional<Statistics> statistics;
+    if (arguments.statistics) {
+        Terminal terminal(options.quiet);
+        auto names = readClassLookup(las, warnings);
+        statistics = Statistics{tallyPoints(las, terminal.watch()), std::move(names)};
+    }
     if (!options.quiet)
-        for (const std::string& warning : las.warnings) printWarning(path + ": " + warning);
-    json ? printJson(describe(las)) : print(las);
+        for (const std::string& warning : warnings) printWarning(arguments.survey + ": " + warning);
+    if (json) {
+        Json document = describe(las);
+        if (statistics) document["stats"] = describe(las, *statistics);
+        printJson(document);
+    } else {
+        print(las);
+        if (statistics) print(las, *statistics);
+    }
     requireWhole(las);
 }
 
@@ -96,12 +259,14 @@ void run(const GlobalOptions& options, const std::string& path, bool json, Readi
 
 void addInfo(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command =
-        program.add_subcommand("info", "Show what a LAS file says of itself, without reading the points.");
-    const auto path = std::make_shared<std::string>();
-    command->add_option("FILE", *path, "The survey")->required();
+        program.add_subcommand("info", "Show what a LAS file says of itself; without --stats no point is read.");
+    const auto arguments = std::make_shared<Arguments>();
+    command->add_option("FILE", arguments->survey, "The survey")->required();
+    command->add_flag("--stats", arguments->statistics,
+                      "Read the points, too: their classes with counts, their flags and bounds");
     const auto json = addJsonFlag(*command);
-    command->callback([&options, path, json] {
-        readingWhatIsSound({*path}, [&](Reading reading) { run(options, *path, *json, reading); });
+    command->callback([&options, arguments, json] {
+        readingWhatIsSound({arguments->survey}, [&](Reading reading) { run(options, *arguments, *json, reading); });
     });
 }
 

@@ -28,9 +28,18 @@ TEST_F(Info, agreesWithTheFactsOfEverySurvey) {
         EXPECT_EQ(info["recordLength"], known["record_length"]);
         EXPECT_EQ(info["vlrs"], known["vlrs"]);
         EXPECT_EQ(info["evlrs"], known.value("evlrs", json::array()));
-        for (std::size_t axis = 0; axis < 3; ++axis)
-            EXPECT_EQ(json({info["bounds"]["min"][axis], info["bounds"]["max"][axis]}),
-                      known["header_bounds"][std::string(1, "xyz"[axis])]);
+        EXPECT_EQ(info["scale"], known["scale"]);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const json& bounds = known["header_bounds"][std::string(1, "xyz"[axis])];
+            EXPECT_DOUBLE_EQ(info["bounds"]["min"][axis], bounds[0]);
+            EXPECT_DOUBLE_EQ(info["bounds"]["max"][axis], bounds[1]);
+        }
+        const json stats = corvane({"info", Data / name, "--json", "--stats"}).document()["stats"];
+        json classes = json::object(), expected = json::object();
+        for (const json& one : stats["classes"]) classes[std::to_string(one["value"].get<int>())] = one["count"];
+        const json stated = known.value("classes", json::object());
+        for (const auto& [value, points] : stated.items()) expected[value] = points["count"];
+        EXPECT_EQ(classes, expected);
         ++seen;
     }
     EXPECT_GE(seen, 25);
