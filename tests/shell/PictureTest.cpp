@@ -18,6 +18,8 @@ protected:
         return bytesOf(folder / file);
     }
 
+    const Arguments small{"--size", "700x600"};
+
     static bool says(const std::string& svg, const std::string& text) { return holds(svg, ">" + text + "</text>"); }
 
     /// The pictures themselves, without the texts around them.
@@ -62,14 +64,14 @@ TEST_F(Picture, isTheSameHoweverThePointsAreStored) {
     ASSERT_EQ(corvane({"convert", in, copc, "--copc"}).status, 0);
     for (const Arguments& more :
          {Arguments{}, Arguments{"--by", "height"}, Arguments{"--by", "PointSourceId"}, Arguments{"--by", "gpstime"}}) {
-        const auto expected = images(picture(in, more));
+        const auto expected = images(picture(in, small + more));
         ASSERT_EQ(expected.size(), 1u);
-        EXPECT_TRUE(images(picture(laz, more)) == expected);
-        EXPECT_TRUE(images(picture(copc, more)) == expected);
-        EXPECT_TRUE(images(picture(in, more + Arguments{"--memory", "1K"})) == expected);
+        EXPECT_TRUE(images(picture(laz, small + more)) == expected);
+        EXPECT_TRUE(images(picture(copc, small + more)) == expected);
     }
     const auto box = RawPoints(bytesOf(in)).box();
-    const Arguments profile{"--profile", fmt::format("{:.2f},{:.2f},{:.2f},{:.2f},9", box[0], box[1], box[2], box[3])};
+    const Arguments profile{"--size", "700x600", "--profile",
+                            fmt::format("{:.2f},{:.2f},{:.2f},{:.2f},9", box[0], box[1], box[2], box[3])};
     const auto expected = images(picture(in, profile));
     EXPECT_TRUE(images(picture(copc, profile)) == expected);
     EXPECT_TRUE(images(picture(laz, profile + Arguments{"--memory", "1K"})) == expected);
@@ -77,22 +79,24 @@ TEST_F(Picture, isTheSameHoweverThePointsAreStored) {
 
 /// Bounds in headers may be anything.
 TEST_F(Picture, fitsThePointsAndNotTheHeader) {
-    const auto expected = images(picture(in));
     RawPoints points(bytesOf(in));
     constexpr std::size_t bounds = 179;
     const RawPoints original = points;
+    std::vector<std::string> same;
     for (const double factor : {10.0, 0.1, -1.0, 0.0}) {
         for (std::size_t i = 0; i < 6; ++i) points.put(bounds + 8 * i, original.get<double>(bounds + 8 * i) * factor);
         write(out, points.bytes());
-        const Outcome run = corvane({"picture", out, folder / "out.svg", "--overwrite"});
+        const Outcome run = corvane(Arguments{"picture", out, folder / "out.svg", "--overwrite"} + small);
         EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_TRUE(images(bytesOf(folder / "out.svg")) == images(picture(in)) || factor == 0.1);
-        EXPECT_TRUE(holds(bytesOf(folder / "out.svg"), "2,000 points"));
+        const std::string svg = bytesOf(folder / "out.svg");
+        EXPECT_TRUE(holds(svg, "2,000 points") && !holds(svg, "left out")) << factor;
+        if (same.empty()) same = images(svg);
+        EXPECT_TRUE(images(svg) == same) << factor;
     }
     points = original;
     points.put(points.place(7, 0), std::int32_t{2'000'000'000}); // a point at the end of the world
     write(out, points.bytes());
-    const std::string svg = picture(out);
+    const std::string svg = picture(out, small);
     EXPECT_TRUE(holds(svg, "1 point far from the others is left out of the picture"));
 }
 
@@ -103,14 +107,14 @@ TEST_F(Picture, showsWhatChanged) {
     RawPoints after = before;
     for (std::uint64_t i = 0; i < 30; ++i) after.setClass(i, i < 20 ? 6 : 9);
     write(out, after.bytes());
-    const std::string svg = picture(out, {"--before", in});
+    const std::string svg = picture(out, {"--before", in, "--size", "1500x1000"});
     for (const char* text :
          {"in.las → out.las", "Before", "After", "Changes", "30 of 2,000 points changed, whole survey",
           "2 Ground → 6 Building", "2 Ground → 9 Water", "1,970", "−30", "+20", "98.5 %"})
         EXPECT_TRUE(says(svg, text)) << text;
     ASSERT_EQ(images(svg).size(), 3u);
     EXPECT_NE(images(svg)[0], images(svg)[1]);
-    const auto same = picture(in, {"--before", in});
+    const auto same = picture(in, {"--before", in, "--size", "1500x1000"});
     EXPECT_EQ(images(same)[0], images(same)[1]);
     EXPECT_EQ(images(same)[0], images(svg)[0]);
     EXPECT_TRUE(says(same, "0 of 2,000 points changed, whole survey"));
