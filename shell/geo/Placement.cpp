@@ -150,8 +150,8 @@ std::string describe(const Transformation& done, const Bulge& bulge) {
     text += done.metres ? fmt::format("with an accuracy of {} m, as PROJ states it", *done.metres)
                         : "with an accuracy that PROJ does not know";
     if (bulge.distance * done.metresPerUnit > ToldBulge)
-        text += fmt::format("; only corners are, so edges of up to {:.0f} m lie up to {:.2f} m from where they are "
-                            "straight in {}",
+        text += fmt::format("; only corners are, so an edge of {:.0f} m lies {:.2f} m from where it is straight in "
+                            "{}",
                             bulge.edge * done.metresPerUnit, bulge.distance * done.metresPerUnit, done.from);
     return text;
 }
@@ -236,6 +236,11 @@ void Placement::transform(const Group& group, const std::string& crs, const std:
     notices.push_back(fmt::format("{}: {}{}.", source, assumption, describe(done, bulge)));
     if (!boundsOf(group).meets(boundsOf(survey_)) && meetExchanged(from, to, given, boundsOf(survey_)))
         notices.push_back(fmt::format("{}: {}.", source, ExchangedAdvice));
+    checkAgain(group);
+}
+
+void Placement::checkAgain(const Group& group) {
+    const auto& source = group.front()->source;
     Geos geos;
     Repairs repairs{.wanted = repair_, .reports = {}};
     for (GivenFeature* feature : group) {

@@ -25,6 +25,7 @@ private:
     void place(const Group& group);
     void placeUnstated(const Group& group);
     void transform(const Group& group, const std::string& crs, const std::string& assumption);
+    void checkAgain(const Group& group);
     void tellUnstated();
 
     const LasFile& survey_;

@@ -17,13 +17,11 @@ using namespace std::string_view_literals;
 
 struct Format {
     const char* driver;
-    const char* name;
     std::string_view beginning;
 };
-constexpr Format Formats[] = {{"GPKG", "GeoPackage", "SQLite format 3\0"sv},
-                              {"ESRI Shapefile", "Shapefile", "\0\0\x27\x0A"sv},
-                              {"FlatGeobuf", "FlatGeobuf", "fgb\3fgb"sv},
-                              {"KML", "KMZ", "PK\3\4"sv}};
+constexpr Format Formats[] = {
+    {"GPKG", "SQLite format 3\0"sv}, {"ESRI Shapefile", "\0\0\x27\x0A"sv}, {"FlatGeobuf", "fgb\3fgb"sv}};
+constexpr std::string_view Archive = "PK\3\4";
 
 constexpr char Known[] =
     "WKT (POLYGON or MULTIPOLYGON), GeoJSON, a GeoPackage, a Shapefile (.shp), KML, FlatGeobuf, or CSV (.csv) with a "
@@ -39,6 +37,11 @@ std::string endingOf(const std::string& path) {
 std::string driverFor(const PolygonArgument& argument) {
     for (const Format& format : Formats)
         if (argument.beginning.starts_with(format.beginning)) return format.driver;
+    if (argument.beginning.starts_with(Archive)) {
+        if (endingOf(argument.file) == ".kmz") return "KML";
+        throw Failure(
+            fmt::format("{}: is an archive; unpack it and name the file of polygons in it.", argument.source));
+    }
     if (argument.beginning.find("<kml") != std::string::npos) return "KML";
     if (endingOf(argument.file) == ".csv" || endingOf(argument.file) == ".tsv") return "CSV";
     refuseContent(argument, Known);
@@ -49,6 +52,9 @@ VectorQuery queryFor(const PolygonArgument& argument, const std::string& attribu
         .path = {}, .content = {}, .driver = {}, .layer = argument.layer, .attribute = attribute, .where = where};
     if (!argument.file.empty()) {
         query.path = std::filesystem::absolute(argument.file);
+        if (query.path.starts_with("/vsi")) // what GDAL takes for files that are somewhere else
+            throw Failure(
+                fmt::format("{}: lies in a folder that GDAL cannot read; move it elsewhere.", argument.source));
         query.driver = driverFor(argument);
         return query;
     }

@@ -221,6 +221,7 @@ TEST_F(VectorFiles, thatLieAreRefusedInASentence) {
         made("head.gpkg", std::string("SQLite format 3\0", 16) + std::string(5000, 'x')),
         made("head.fgb", "fgb\3fgb\1" + std::string(5000, '\xFF')),
         made("head.kmz", "PK\3\4" + std::string(5000, '\xFF')),
+        made("shapes.zip", "PK\3\4" + std::string(100, 'x')),
         made("none.csv", "id,name\n1,a\n"),
         made("broken.csv", fmt::format("WKT,class\n\"{}\",1\n\"POLYGON((0 0,1\",3\n", InSurvey)),
         made(

@@ -81,7 +81,7 @@ TEST_F(Networks, mayHoldGeoJsonWithACoordinateSystemOfItsOwn) {
     const auto everywhere = edited(fmt::format(R"({{"rectangle": [{}, {}, {}, {}]}})", x0 - 1, y0 - 1, x1 + 1, y1 + 1));
     EXPECT_TRUE(inDegrees.first == everywhere.first);
     EXPECT_TRUE(holds(inDegrees.second, "looks like degrees") &&
-                holds(inDegrees.second, " m from where they are straight"))
+                holds(inDegrees.second, " m from where it is straight"))
         << inDegrees.second;
 }
 
