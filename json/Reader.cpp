@@ -105,7 +105,7 @@ std::vector<double> Reader::numbers(std::size_t count) const {
 }
 
 std::string Reader::valueText() const {
-    expect(!value_->is_array() && !value_->is_null(), "a text, a number or an object");
+    expect(!value_->is_null(), "a text, a number, a list or an object");
     return value_->is_string() ? text() : value_->dump();
 }
 

@@ -58,7 +58,7 @@ public:
     /// A list of so many numbers.
     std::vector<double> numbers(std::size_t count) const;
 
-    /// A text, number, truth value or object, as the text form of a parameter's value.
+    /// A text, number, truth value, list or object, as the text form of a parameter's value.
     std::string valueText() const;
 
 private:

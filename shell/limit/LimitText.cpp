@@ -29,7 +29,7 @@ std::vector<double> readBounds(const json::Reader& list, std::size_t count) {
 }
 
 LimitPtr readOne(const json::Reader& object, const PolygonMaker& polygons) {
-    object.expectKeys({"polygon", "box", "heights"});
+    object.expectKeys({"polygon", "box", "heights", "where"});
     std::vector<LimitPtr> limits;
     if (object.has("polygon")) limits.push_back(insidePolygons(polygons(object.member("polygon"))));
     if (object.has("box")) {
@@ -40,7 +40,11 @@ LimitPtr readOne(const json::Reader& object, const PolygonMaker& polygons) {
         const auto n = readBounds(object.member("heights"), 2);
         limits.push_back(betweenHeights(n[0], n[1]));
     }
-    object.expect(!limits.empty(), "a limit, which is \"polygon\", \"box\" or \"heights\",");
+    if (object.has("where")) {
+        const json::Reader condition = object.member("where");
+        limits.push_back(condition.at([&] { return where(condition.text()); }));
+    }
+    object.expect(!limits.empty(), "a limit, which is \"polygon\", \"box\", \"heights\" or \"where\",");
     return allOf(std::move(limits));
 }
 

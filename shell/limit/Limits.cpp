@@ -130,7 +130,7 @@ struct InBox {
     BoundingBox box;
 };
 
-class AllOf : public Kesh::Limit {
+class AllOf : public Kesh::Limit, public NamesFields {
 public:
     explicit AllOf(std::vector<LimitPtr> limits) : limits_(std::move(limits)) {}
 
@@ -138,6 +138,14 @@ public:
         std::vector<std::string> all;
         for (const LimitPtr& limit : limits_) std::ranges::move(limit->fields(), std::back_inserter(all));
         return all;
+    }
+
+    bool readsPositions() const override { return std::ranges::any_of(limits_, &Kesh::Limit::readsPositions); }
+
+    LimitPtr named(const FieldNaming& naming) const override {
+        std::vector<LimitPtr> all;
+        for (const LimitPtr& limit : limits_) all.push_back(withFieldsNamed(limit, naming));
+        return allOf(std::move(all));
     }
 
     BoxPart partOf(const BoundingBox& box) const override {
@@ -201,6 +209,11 @@ LimitPtr inBox(const BoundingBox& box) { return std::make_shared<PositionLimit<I
 
 LimitPtr betweenHeights(double low, double high) {
     return inBox({{-Infinite, -Infinite, low}, {Infinite, Infinite, high}});
+}
+
+LimitPtr withFieldsNamed(const LimitPtr& limit, const FieldNaming& naming) {
+    const auto* names = dynamic_cast<const NamesFields*>(limit.get());
+    return names ? names->named(naming) : limit;
 }
 
 LimitPtr allOf(std::vector<LimitPtr> limits) {

@@ -120,12 +120,13 @@ public:
         return task_.secondary.empty() || noPoints() ? counter_.countAll() : countInBounds();
     }
 
-    /// The scope for brushes loads nothing. What does not fit into memory at once is counted through a mask.
+    /// The scope for brushes loads nothing and knows positions only. What asks for other fields, or does not fit into
+    /// memory at once, is counted through a mask.
     Count operator()(const Kesh::Brush& brush) {
         BrushedPoints points(survey_, brush, watch_);
         std::vector<std::string> fields{task_.field.getFieldName()};
         if (isField(task_.secondary)) fields.push_back(task_.secondary);
-        if (points.load(fields)) return counter_.countUnder(brush);
+        if (brush.fields().empty() && points.load(fields)) return counter_.countUnder(brush);
         const std::string name = "points under a brush"; // no dimension is called so
         const TemporaryField mask(survey_.points(), name, points.mask());
         return counter_.countWhereNotZero(name);

@@ -2,7 +2,10 @@
 #include "network/Stroke.hpp"
 
 #include "Sextant/Strokes.hpp"
+#include "base/Failure.hpp"
+#include "limit/Limits.hpp"
 
+#include <fmt/format.h>
 #include <glm/geometric.hpp>
 
 #include <algorithm>
@@ -99,13 +102,21 @@ std::string kindOf(const Stroke::Outline& outline) {
     return Kinds[outline.index()];
 }
 
+Kesh::LimitPtr limitOn(const Survey& survey, const Kesh::LimitPtr& limit) {
+    return withFieldsNamed(limit, [&](const std::string& name) {
+        const SurveyField& field = survey.findField(name);
+        if (field.dimension != SurveyField::None) return field.name;
+        throw UsageError(fmt::format("\"{}\" has no single number for a point; write X, Y or Z.", field.name));
+    });
+}
+
 Kesh::Brush brushOf(const Stroke& stroke, const Survey& survey) {
     const Canvas canvas = partOfStroke("view", [&] {
         return std::visit([&](const auto& view) { return canvasOn(view, survey.expressibleBox()); }, stroke.view);
     });
     Outline drawn = partOfStroke(kindOf(stroke.outline), [&] { return std::visit(Drawing{canvas}, stroke.outline); });
     const View view = stroke.depth ? limitedInDepth(*stroke.depth, canvas) : canvas.view;
-    return {view, Sextant::mapped(std::move(drawn), canvas.toScreen), stroke.limit};
+    return {view, Sextant::mapped(std::move(drawn), canvas.toScreen), limitOn(survey, stroke.limit)};
 }
 
 } // namespace corvane

@@ -72,6 +72,10 @@ struct StrokeProblem : std::invalid_argument {
 /// The name of an outline's kind; of none that of what is there in its place, "limit".
 std::string kindOf(const Stroke::Outline& outline);
 
+/// The limit on the points of a survey, which may name its fields as people do. Throws UsageError for a name that it
+/// does not have.
+Kesh::LimitPtr limitOn(const Survey& survey, const Kesh::LimitPtr& limit);
+
 /// The stroke on the points of a survey. Throws StrokeProblem.
 Kesh::Brush brushOf(const Stroke& stroke, const Survey& survey);
 

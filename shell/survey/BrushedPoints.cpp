@@ -12,14 +12,28 @@ using Holdfast::StrongPtr;
 BrushedPoints::BrushedPoints(const Survey& survey, const Kesh::Brush& brush, const Watch& watch)
     : survey_(survey), brush_(brush), watch_(watch), positions_(survey.points().findField(Fiber::PositionsName)) {}
 
+/// As far as a box that is known tells.
+bool BrushedPoints::isMet(const StrongPtr<Fiber::FragmentID>& fragment) const {
+    const auto box = brush_.readsPositions() ? Fiber::knownFragmentBBox(*positions_, fragment) : std::nullopt;
+    return !box || brush_.partOf(*box) != Kesh::Brush::Part::None;
+}
+
+/// Whether positions and so many fields of all fragments that may be met fit into the budget, whatever their types.
+bool BrushedPoints::fit(std::size_t fields) const {
+    const std::size_t pointBytes = sizeof(Sextant::PhysicalSpace::point) + fields * sizeof(double);
+    std::size_t bytes = 0;
+    for (const auto& [number, fragment] : positions_->fragments())
+        if (fragment.array && isMet(fragment.id)) bytes += fragment.array->size() * pointBytes;
+    return bytes <= survey_.memoryBudget();
+}
+
 template <class Function>
 void BrushedPoints::visit(Function function) const {
     const auto& fragments = positions_->fragments();
     std::uint64_t done = 0;
     for (const auto& [number, fragment] : fragments) {
         watch_(done++, fragments.size(), "Reading the points under the polygon");
-        if (brush_.partOf(Fiber::getFragmentBBox(*positions_, fragment.id)) == Kesh::Brush::Part::None) continue;
-        if (!function(fragment.id)) return;
+        if (isMet(fragment.id) && !function(fragment.id)) return;
     }
 }
 
@@ -27,17 +41,12 @@ bool BrushedPoints::load(const std::vector<std::string>& fields) {
     std::vector<StrongPtr<Fiber::Field>> wanted{positions_};
     for (const auto& names : {fields, brush_.fields()})
         for (const std::string& name : names) wanted.push_back(survey_.points().findField(name));
-    std::size_t bytes = 0;
-    const auto fits = [&] { return bytes <= survey_.memoryBudget(); };
+    if (!fit(wanted.size() - 1)) return false;
     visit([&](const StrongPtr<Fiber::FragmentID>& fragment) {
-        for (const auto& field : wanted) {
-            kept_.push_back(field->getData(fragment));
-            bytes += kept_.back()->bytes();
-        }
-        return fits();
+        for (const auto& field : wanted) kept_.push_back(field->getData(fragment));
+        return true;
     });
-    if (!fits()) kept_.clear();
-    return fits();
+    return true;
 }
 
 StrongPtr<Fiber::Field> BrushedPoints::mask() const {

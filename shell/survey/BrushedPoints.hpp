@@ -24,7 +24,10 @@ public:
     Holdfast::StrongPtr<Fiber::Field> mask() const;
 
 private:
-    /// Calls the function with each fragment that the brush meets, until it returns false.
+    bool isMet(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment) const;
+    bool fit(std::size_t fields) const;
+
+    /// Calls the function with each fragment that the brush may meet, until it returns false.
     template <class Function>
     void visit(Function function) const;
 

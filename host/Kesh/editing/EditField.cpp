@@ -136,8 +136,8 @@ EditField::Outcome EditField::edit(EditTarget target) {
 
 EditField::Outcome EditField::editUnderBrush(const EditTarget& target, Fiber::Field& edited) {
     const VRequest& request = target.request;
-    const Brush brush = brush_.get(*request.pool);
-    VertexSelection selection(target.representation, hasBrush(request) ? &brush : nullptr);
+    const std::optional<Brush> brush = brushOf(request);
+    VertexSelection selection(target.representation, brush ? &*brush : nullptr);
     const FieldPtr working = target.field->sharingCopy();
     return applyRecorded(target, edited, [&](const FragmentPtr& fragment, const ArrayPtr& array) {
         FragmentModification result;
@@ -242,8 +242,9 @@ std::string EditField::modificationReport(std::uint64_t writes) {
                        : std::to_string(writes) + " vertex data have been modified.";
 }
 
-bool EditField::hasBrush(const VRequest& request) const {
-    return brush_->connected() || brush_->ValueAge(*request.pool) != Holdfast::Ageable::Ooooold;
+std::optional<Brush> EditField::brushOf(const VRequest& request) const {
+    const bool given = brush_->connected() || brush_->ValueAge(*request.pool) != Holdfast::Ageable::Ooooold;
+    return given ? std::optional(brush_.get(*request.pool)) : std::nullopt;
 }
 
 std::string EditField::parametersAsText(const ValuePool& pool) const {

@@ -145,8 +145,10 @@ protected:
     using MaskNameOf = std::function<std::string(const VRequest& request)>;
     void addHistory(const UndoStack& stack, MaskNameOf maskName);
 
+    /// What selects the vertices; none: every vertex is edited.
+    std::optional<Brush> brushOf(const VRequest& request) const;
+
 private:
-    bool hasBrush(const VRequest& request) const;
     Outcome editUnderBrush(const EditTarget& target, Fiber::Field& edited);
     UndoStack::Press takePress(const UndoStack& stack, const ValuePool& pool);
     std::string parametersAsText(const ValuePool& pool) const;

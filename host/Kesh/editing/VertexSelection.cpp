@@ -50,6 +50,10 @@ VertexSelection::VertexSelection(const Fiber::Representation& representation, co
 std::span<const std::uint32_t> VertexSelection::of(const StrongPtr<Fiber::FragmentID>& fragment, std::size_t vertices) {
     if (!brush_) return all(vertices);
     if (!*brush_) return {};
+    if (!brush_->readsPositions()) {
+        select(fragment, nullptr, vertices);
+        return selected_;
+    }
     requirePositions(*fragment, positions_->getCreator(fragment), vertices);
     readAhead(*fragment);
     // Positions whose box is not known yet are held, so that they are loaded once for the box and the selection.
@@ -63,20 +67,22 @@ std::span<const std::uint32_t> VertexSelection::of(const StrongPtr<Fiber::Fragme
     case BoxPart::Some:
         break;
     }
-    select(fragment, points ? points : positions_->getData(fragment));
+    select(fragment, points ? points : positions_->getData(fragment), vertices);
     return selected_;
 }
 
-void VertexSelection::select(const StrongPtr<Fiber::FragmentID>& fragment, const DataPtr& points) {
-    PointColumns columns{Fiber::arrayOf<Point>(points)->values(), {}};
+void VertexSelection::select(const StrongPtr<Fiber::FragmentID>& fragment, const DataPtr& points,
+                             std::size_t vertices) {
+    PointColumns columns;
+    if (points) columns.positions = Fiber::arrayOf<Point>(points)->values();
     std::vector<std::vector<double>> numbers;
     for (const FieldPtr& field : fields_) {
         const auto data = field->getCreator(fragment) ? field->getData(fragment) : nullptr;
         numbers.push_back(data ? numbersOf(*data) : std::vector<double>());
-        if (numbers.back().size() != columns.positions.size())
+        if (numbers.back().size() != vertices)
             throw std::runtime_error(
-                fmt::format("Fragment {} has {} positions but {} numbers of a field that the limit of the brush reads.",
-                            fragment->number(), columns.positions.size(), numbers.back().size()));
+                fmt::format("Fragment {} has {} vertices but {} numbers of a field that the limit of the brush reads.",
+                            fragment->number(), vertices, numbers.back().size()));
         columns.fields.emplace_back(numbers.back());
     }
     brush_->select(columns, selected_);

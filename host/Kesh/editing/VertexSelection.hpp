@@ -26,7 +26,8 @@ private:
     using FieldPtr = Holdfast::StrongPtr<Fiber::Field>;
     using DataPtr = Holdfast::StrongPtr<const Fiber::MemBase>;
 
-    void select(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment, const DataPtr& points);
+    /// Without points where the brush does not read them.
+    void select(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment, const DataPtr& points, std::size_t vertices);
     void readAhead(const Fiber::FragmentID& present) const;
     std::span<const std::uint32_t> all(std::size_t vertices);
 

@@ -47,6 +47,9 @@ public:
     /// read none.
     std::vector<std::string> fields() const { return limit_ ? limit_->fields() : std::vector<std::string>(); }
 
+    /// Whether it looks at positions. One that does not has a limit that reads fields only, and no box decides for it.
+    bool readsPositions() const { return stroke_ || !limit_ || limit_->readsPositions(); }
+
     /// Whether the point lies under the brush. The plain way, that `select` agrees with bit for bit.
     bool covers(const PointColumns& points, std::size_t i) const;
     bool covers(const Sextant::PhysicalSpace::point& position) const { return covers({{&position, 1}, {}}, 0); }

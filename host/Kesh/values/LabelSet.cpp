@@ -68,8 +68,21 @@ Sextant::rgba_float_t readColour(const json::Reader& part) {
     return {fraction(parts[0]), fraction(parts[1]), fraction(parts[2]), fraction(parts[3])};
 }
 
+/// "#rrggbb"
+Sextant::rgba_float_t readHexColour(const json::Reader& part) {
+    const std::string& text = part.text();
+    std::uint32_t bytes = 0;
+    const char* end = text.data() + text.size();
+    const bool marked = text.size() == 7 && text[0] == '#';
+    const auto [stop, error] = marked ? std::from_chars(text.data() + 1, end, bytes, 16)
+                                      : std::from_chars_result{nullptr, std::errc::invalid_argument};
+    part.expect(error == std::errc() && stop == end, "a colour such as \"#ff8000\"");
+    const auto channel = [&](int shift) { return static_cast<float>((bytes >> shift) & 0xFF) / 255; };
+    return {channel(16), channel(8), channel(0), 1};
+}
+
 void readLabel(LabelSet& set, const json::Reader& part) {
-    part.expectKeys({"value", "name", "text", "colour", "flags"});
+    part.expectKeys({"value", "name", "text", "colour", "color", "flags"});
     const json::Reader valuePart = part.member("value");
     const int value = valuePart.integer();
     if (set.find(value)) valuePart.fail(fmt::format("the value {} has a label already; keep one of the two", value));
@@ -77,6 +90,10 @@ void readLabel(LabelSet& set, const json::Reader& part) {
     if (part.has("name")) label.name = part.member("name").text();
     if (part.has("text")) label.text = part.member("text").text();
     if (part.has("colour")) label.colour = readColour(part.member("colour"));
+    if (part.has("color")) {
+        if (part.has("colour")) part.member("color").fail("\"colour\" is given, too; keep one of the two");
+        label.colour = readHexColour(part.member("color"));
+    }
     if (part.has("flags"))
         for (const auto& [flag, on] : part.member("flags").members()) label.flags[flag] = on.flag();
 }

@@ -70,8 +70,9 @@ private:
 ///     true}}],
 ///      "selections": {"Assign": 2}}
 ///
-/// Of a label only the value must be given; a selection of null has nothing chosen. Anything else that is unknown,
-/// given twice or of another type is refused with its place. Bytes that are not UTF-8 are written as U+FFFD.
+/// "color": "#rrggbb" may stand for an opaque colour. Of a label only the value must be given; a selection of null has
+/// nothing chosen. Anything else that is unknown, given twice or of another type is refused with its place. Bytes that
+/// are not UTF-8 are written as U+FFFD.
 KESH_VALUE_TYPE(LabelSet)
 
 } // namespace Kesh

@@ -22,6 +22,9 @@ enum class BoxPart { None, Some, All };
 struct PointColumns {
     std::span<const Sextant::PhysicalSpace::point> positions;
     std::vector<std::span<const double>> fields; ///< in the order in which they were asked for; as long as positions
+
+    /// Of points. Positions may be left out where nobody reads them.
+    std::size_t size() const { return positions.empty() && !fields.empty() ? fields.front().size() : positions.size(); }
 };
 
 /// A condition that a point must meet to be selected. Immutable; brushes share it.
@@ -31,6 +34,9 @@ public:
 
     /// Names of the fields that it reads beside the positions.
     virtual std::vector<std::string> fields() const { return {}; }
+
+    /// Whether it looks at positions; one that does not reads fields.
+    virtual bool readsPositions() const { return true; }
 
     /// How many of the points in a box meet it; Some also where that is not known without looking at them.
     virtual BoxPart partOf(const Sextant::BoundingBox& box) const = 0;
