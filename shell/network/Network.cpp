@@ -4,12 +4,14 @@
 #include "Fiber/MaskField.hpp"
 #include "Kesh/catalogue/VInput.hpp"
 #include "base/NearestName.hpp"
+#include "network/ClassTable.hpp"
 #include "network/FieldRange.hpp"
 #include "network/HostWatch.hpp"
 #include "network/Objects.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace corvane {
 
@@ -48,9 +50,16 @@ void checkBounds(const std::string& path, const Kesh::VParameter& parameter, con
 /// As a network file has it: numbers as numbers, label sets as JSON, all else as text.
 Json recorded(const Kesh::VValueBase& value) {
     const std::string text = value.text();
-    const bool json =
-        value.type() == typeid(int) || value.type() == typeid(double) || value.type() == typeid(Kesh::LabelSet);
+    const bool json = value.type() == typeid(int) || value.type() == typeid(double) ||
+                      value.type() == typeid(Kesh::LabelSet) || value.type() == typeid(ClassRules);
     return json ? Json::parse(text) : Json(text);
+}
+
+std::string flagNamed(const Survey& survey, const std::string& name) {
+    const SurveyField& field = survey.findField(name);
+    if (std::ranges::find(FlagFields, field.name) != FlagFields.end()) return field.name;
+    throw UsageError(
+        fmt::format("\"{}\" is no flag of a point; flags are {}.", field.name, fmt::join(FlagFields, ", ")));
 }
 
 /// The type that an input selects by its value: a field selector takes fields, a grid selector grids.
@@ -82,7 +91,8 @@ void Network::addObject(const std::string& name, const std::string& type) {
 
 void Network::add(const std::string& name, const StrongPtr<VObject>& object) {
     byName_.emplace(name, objects_.size());
-    objects_.push_back({name, object, object->creator() ? nullptr : object});
+    const bool source = dynamic_cast<const FieldObject*>(&*object) || dynamic_cast<const BrushObject*>(&*object);
+    objects_.push_back({name, object, object->creator() ? nullptr : object, source});
 }
 
 StrongPtr<VObject> Network::make(const std::string& name, const std::string& type) const {
@@ -91,8 +101,12 @@ StrongPtr<VObject> Network::make(const std::string& name, const std::string& typ
         survey_->expectBrush();
         return Holdfast::create<BrushObject>(name);
     }
+    if (type == ClassTableType) {
+        survey_->expectBrush();
+        return Holdfast::create<ClassTable>(name);
+    }
     if (const auto creator = Kesh::VCreatorBase::find(type)) return creator->create(name, nullptr);
-    std::vector<std::string> known{FieldType, BrushType};
+    std::vector<std::string> known{FieldType, BrushType, ClassTableType};
     for (const auto& creator : Kesh::VCreatorBase::catalogue()) known.push_back(creator->key());
     throw UsageError(fmt::format("{}: there is no type \"{}\". {}", name, type, suggestNames(type, known)));
 }
@@ -152,11 +166,11 @@ std::string Network::connectThroughProvider(const std::string& from, const Stron
     return made.provider->BaseName();
 }
 
-/// The shell's own objects change no data, so they are brought up to date first: then it is known what every module
+/// What only offers something changes no data, so it is brought up to date first: then it is known what every module
 /// will get, before any of them does anything.
 void Network::checkBeforeUpdate() {
     for (const Entry& entry : objects_)
-        if (entry.ownObject && !entry.ownObject->update(Kesh::VRequest(pool_)))
+        if (entry.source && !entry.ownObject->update(Kesh::VRequest(pool_)))
             throw Failure(fmt::format("{}: {}", entry.name, entry.ownObject->status(*pool_).text));
     for (const Entry& entry : objects_) {
         const auto checked = entry.object.lock();
@@ -188,6 +202,8 @@ void Network::set(const std::string& path, const std::string& text) {
     const auto& initial = target->parameter()->getValue(*pool_);
     try {
         const auto value = initial->fromText(text);
+        if (const auto* rules = dynamic_cast<const Kesh::VValue<ClassRules>*>(value.get()))
+            return set(path, rules->value);
         checkBounds(path, *target->parameter(), *value);
         setValue(target, value);
         record_.set(path, recorded(*value));
@@ -196,13 +212,29 @@ void Network::set(const std::string& path, const std::string& text) {
     }
 }
 
-void Network::set(const std::string& path, const Kesh::LabelSet& labels) {
+template <class T>
+void Network::setTyped(const std::string& path, const T& value, const std::string& what) {
     const auto target = slot(path);
-    if (target->getValueBase(*pool_)->type() != typeid(Kesh::LabelSet))
-        throw UsageError(fmt::format("{} holds no label set.", path));
-    const auto value = Holdfast::create<Kesh::VValue<Kesh::LabelSet>>(labels);
-    setValue(target, value);
-    record_.set(path, recorded(*value));
+    if (target->getValueBase(*pool_)->type() != typeid(T)) throw UsageError(fmt::format("{} holds no {}.", path, what));
+    const auto made = Holdfast::create<Kesh::VValue<T>>(value);
+    setValue(target, made);
+    record_.set(path, recorded(*made));
+}
+
+void Network::set(const std::string& path, const Kesh::LabelSet& labels) { setTyped(path, labels, "label set"); }
+
+void Network::set(const std::string& path, const ClassRules& rules) {
+    ClassRules onSurvey = rules; // with the names that its fields have
+    for (ClassRule& rule : onSurvey.rules) {
+        rule.limit = limitOn(*survey_, rule.limit);
+        if (rule.from) std::ranges::sort(*rule.from);
+        for (auto* flags : {&rule.with, &rule.flags}) {
+            std::map<std::string, bool> exact;
+            for (const auto& [name, value] : *flags) exact[flagNamed(*survey_, name)] = value;
+            *flags = std::move(exact);
+        }
+    }
+    setTyped(path, onSurvey, "table of classes");
 }
 
 void Network::setValue(const StrongPtr<VSlot>& target, const StrongPtr<Kesh::VValueBase>& value) {
@@ -261,6 +293,13 @@ StrongPtr<Fiber::Grid> Network::gridOf(const std::string& path) const {
 std::optional<Kesh::VHistogram> Network::histogramOf(const std::string& name) const {
     for (const auto& slot : object(name)->outputs())
         if (const auto value = Holdfast::cast<Kesh::VValue<Kesh::VHistogram>>(slot->getValueBase(*pool_)))
+            return value->value;
+    return std::nullopt;
+}
+
+std::optional<ClassTally> Network::tallyOf(const std::string& name) const {
+    for (const auto& slot : object(name)->outputs())
+        if (const auto value = Holdfast::cast<Kesh::VValue<ClassTally>>(slot->getValueBase(*pool_)))
             return value->value;
     return std::nullopt;
 }

@@ -5,6 +5,7 @@
 #include "Kesh/values/LabelSet.hpp"
 #include "Kesh/values/VHistogram.hpp"
 #include "base/Watch.hpp"
+#include "network/ClassRules.hpp"
 #include "network/NetworkRecord.hpp"
 #include "survey/Survey.hpp"
 
@@ -31,7 +32,8 @@ public:
     const Survey& survey() const { return *survey_; }
     const Watch& watch() const { return watch_; }
 
-    /// `type` is the key of a module in the catalogue ("Edit/ModifyClassification"), or "Field" or "Brush".
+    /// `type` is the key of a module in the catalogue ("Edit/ModifyClassification"), or "Field", "Brush" or
+    /// "ClassTable".
     void addObject(const std::string& name, const std::string& type);
 
     /// Connects an output to an input. With `fromAnything` a provider is made in between where the types differ; its
@@ -43,6 +45,7 @@ public:
     void set(const std::string& slot, const std::string& text);
     void set(const std::string& slot, int number) { set(slot, std::to_string(number)); }
     void set(const std::string& slot, const Kesh::LabelSet& labels);
+    void set(const std::string& slot, const ClassRules& rules);
 
     /// Fires an action.
     void press(const std::string& slot);
@@ -71,6 +74,9 @@ public:
     /// What an object that counts has counted last; none when the object does not count.
     std::optional<Kesh::VHistogram> histogramOf(const std::string& object) const;
 
+    /// What the last edit of a ClassTable did; none for another object.
+    std::optional<ClassTally> tallyOf(const std::string& object) const;
+
     /// How many points are in the mask that an object selects into; none when it has no mask, or there is none.
     std::optional<std::uint64_t> selectedPoints(const std::string& object) const;
 
@@ -82,6 +88,7 @@ private:
         std::string name;
         Holdfast::WeakPtr<Kesh::VObject> object;      // objects of modules belong to their creators
         Holdfast::StrongPtr<Kesh::VObject> ownObject; // the shell's
+        bool source = false;                          // offers what it was given, and changes no data
     };
 
     void add(const std::string& name, const Holdfast::StrongPtr<Kesh::VObject>& object);
@@ -94,6 +101,8 @@ private:
     void checkBeforeUpdate();
     void checkInputs(const Kesh::VObject& object) const;
     void checkAccepted(const Kesh::VSlot& target, const Kesh::VSlot& source, const std::string& input) const;
+    template <class T>
+    void setTyped(const std::string& path, const T& value, const std::string& what);
     void setValue(const Holdfast::StrongPtr<Kesh::VSlot>& slot, const Holdfast::StrongPtr<Kesh::VValueBase>& value);
 
     std::shared_ptr<const Survey> survey_;

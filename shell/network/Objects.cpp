@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/Objects.hpp"
 
+#include "network/ClassRules.hpp"
+
 namespace corvane {
 
 FieldObject::FieldObject(const std::string& name, std::shared_ptr<const Survey> survey)
@@ -28,6 +30,8 @@ void registerShellTypes() {
     Kesh::ensureValueCreator<std::string>();
     Kesh::ensureValueCreator<Fiber::FieldSelector>();
     Kesh::ensureValueCreator<Kesh::Brush>();
+    Kesh::ensureValueCreator<ClassRules>();
+    Kesh::ensureValueCreator<ClassTally>();
 }
 
 } // namespace corvane
