@@ -7,6 +7,7 @@
 #include "base/NearestName.hpp"
 #include "base/Text.hpp"
 #include "command/Commands.hpp"
+#include "command/Output.hpp"
 #include "command/Signals.hpp"
 #include "command/StrictOptions.hpp"
 
@@ -45,7 +46,7 @@ void addGlobalOptions(CLI::App& program, corvane::GlobalOptions& options) {
 void printDiagnostics(const std::string& text) { std::fputs(text.c_str(), stderr); }
 
 int complain(int status, const std::string& sentence) {
-    fmt::print(stderr, "corvane: {}\n", corvane::escaped(sentence));
+    corvane::printError(sentence);
     return status;
 }
 
@@ -106,7 +107,10 @@ int run(int argc, char** argv) {
     corvane::readNumbersAsDecimals(program);
     corvane::refuseEmptyArguments(argc, argv);
     try {
-        program.parse(argc, argv);
+        const std::vector<std::string> arguments = corvane::withClassListsApart(argc, argv);
+        std::vector<const char*> words;
+        for (const std::string& word : arguments) words.push_back(word.c_str());
+        program.parse(static_cast<int>(words.size()), words.data());
         if (!program.get_subcommands().empty()) return Succeeded;
         fmt::print(stderr, "{}", program.help());
         return WrongCall;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/Threads.hpp"
+
 #include <algorithm>
 #include <condition_variable>
 #include <cstddef>
@@ -19,7 +21,7 @@ namespace corvane {
 template <class Make, class Use>
 void inOrder(std::size_t count, Make make, Use use) {
     using Result = decltype(make(std::size_t{}));
-    const std::size_t threads = std::min<std::size_t>(std::max(std::thread::hardware_concurrency(), 1u), count);
+    const std::size_t threads = std::min(mostThreads().load(), count);
     if (threads <= 1) {
         for (std::size_t i = 0; i < count; ++i) use(i, make(i));
         return;

@@ -84,4 +84,6 @@ std::string escapedJson(std::string_view document) {
     });
 }
 
+std::string pointsText(std::uint64_t count) { return fmt::format("{} point{}", count, count == 1 ? "" : "s"); }
+
 } // namespace corvane

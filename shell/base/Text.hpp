@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -15,5 +16,8 @@ std::string asUtf8(std::string_view text);
 
 /// A JSON document for a terminal: what steers it, which JSON allows in texts, as \uNNNN there.
 std::string escapedJson(std::string_view document);
+
+/// "1 point", "12 points".
+std::string pointsText(std::uint64_t count);
 
 } // namespace corvane

@@ -389,6 +389,4 @@ LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, 
     return report;
 }
 
-std::string pointsText(std::uint64_t count) { return fmt::format("{} point{}", count, count == 1 ? "" : "s"); }
-
 } // namespace corvane

@@ -44,7 +44,4 @@ std::vector<RuleName> lintRules();
 /// and a second time when there are both ground and noise. Takes the same memory for any number of points.
 LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch);
 
-/// "1 point", "2 points".
-std::string pointsText(std::uint64_t count);
-
 } // namespace corvane

@@ -1,22 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane histogram: how many points have each value, with minimum, maximum and mean of a second quantity.
-#include "Kesh/values/BoxValue.hpp"
 #include "base/NearestName.hpp"
 #include "base/OutputFile.hpp"
+#include "base/Text.hpp"
+#include "check/Lint.hpp"
+#include "command/Batch.hpp"
 #include "command/Commands.hpp"
+#include "command/LimitOptions.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
-#include "limit/Limits.hpp"
 #include "network/Counting.hpp"
 #include "network/Stroke.hpp"
 #include "plot/HistogramPlot.hpp"
-#include "polygon/Polygons.hpp"
-#include "session/PolygonMiss.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <set>
@@ -28,25 +30,15 @@ namespace {
 constexpr std::size_t OnePassMemory = std::size_t{16} << 20;
 
 struct Arguments {
-    std::string survey, field = ClassificationName, box, mask, secondary, labels, plot;
-    std::vector<std::string> within;
+    std::string field = ClassificationName, mask, secondary, labels, plot;
+    LimitArguments limits;
     bool overwrite = false;
 };
 
-/// Null when none is given.
-Kesh::BoxPtr boxOf(const Arguments& arguments) {
-    Kesh::BoxPtr box;
-    try {
-        Kesh::VValueTrait<Kesh::BoxPtr>::setValueFromText(box, arguments.box);
-    } catch (const std::invalid_argument& problem) {
-        throw UsageError(fmt::format("--box: {}.", problem.what()));
-    }
-    return box;
-}
-
 /// Checks what can be checked before the survey is opened.
 void checkCall(const Arguments& arguments) {
-    boxOf(arguments);
+    if (!arguments.mask.empty() && arguments.limits.any())
+        throw UsageError("--mask: counts where a field is not zero, and takes no other limit.");
     if (arguments.plot.empty()) return;
     checkCanPlot(arguments.plot);
     checkMayWrite(arguments.plot, arguments.overwrite);
@@ -88,73 +80,174 @@ std::string fileName(const std::string& path) { return std::filesystem::path(pat
 
 /// What was counted, for the picture.
 std::string regionText(const Arguments& arguments) {
-    if (!arguments.box.empty()) return "in the box " + arguments.box;
+    const LimitArguments& limits = arguments.limits;
     if (!arguments.mask.empty()) return fmt::format("where {} is not zero", arguments.mask);
-    if (arguments.within.empty()) return "whole survey";
-    std::vector<std::string> polygons;
+    std::vector<std::string> parts, polygons;
     std::error_code error; // a polygon is longer than a name can be
-    for (const std::string& within : arguments.within)
+    for (const std::string& within : limits.within)
         polygons.push_back(std::filesystem::exists(within, error) ? fileName(within) : "a polygon");
-    return fmt::format("inside {}", fmt::join(polygons, " or "));
+    if (!polygons.empty()) parts.push_back(fmt::format("inside {}", fmt::join(polygons, " or ")));
+    if (!limits.box.empty()) parts.push_back("in the box " + limits.box);
+    if (!limits.z.empty()) parts.push_back("at heights " + limits.z);
+    for (const std::string& condition : limits.where) parts.push_back("where " + condition);
+    return parts.empty() ? "whole survey" : fmt::format("{}", fmt::join(parts, ", "));
 }
 
-CountTask::Region regionOf(const Survey& survey, const Arguments& arguments,
-                           const std::optional<PolygonSet>& polygons) {
-    if (!arguments.box.empty()) return *boxOf(arguments);
+CountTask::Region regionOf(const Survey& survey, const Arguments& arguments, const Kesh::LimitPtr& limit) {
     if (!arguments.mask.empty()) return CountTask::WhereNotZero{maskField(survey, arguments.mask)};
-    if (polygons) return brushOf(allWithin(insidePolygons(*polygons)), survey);
+    if (limit) return brushOf(allWithin(limit), survey);
     return CountTask::WholeSurvey();
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json, Reading reading) {
+/// What was counted of one file.
+struct Counted {
+    std::string file, field, miss;
+    Kesh::VHistogram histogram;
+    Kesh::LabelSet labels;
+    std::optional<LasHeader> header;
+};
+
+Json asJson(const Counted& counted) {
+    Json json = histogramAsJson(counted.histogram, counted.labels);
+    json["file"] = counted.file;
+    return json;
+}
+
+/// Heights with the decimals of the file, all else as short as it can be.
+std::string quantityText(const Counted& counted, double value) {
+    const auto axis = std::string_view("XYZ").find(static_cast<char>(std::toupper(counted.histogram.secondaryName[0])));
+    if (counted.histogram.secondaryName.size() != 1 || axis == std::string_view::npos)
+        return fmt::format("{:.6g}", value);
+    return coordinateText(*counted.header, axis, value);
+}
+
+void print(const Counted& counted) {
+    const Kesh::VHistogram& histogram = counted.histogram;
+    const bool secondary = !histogram.sum.empty();
+    const std::string& name = histogram.secondaryName;
+    std::string head =
+        fmt::format("{:>7} {:>13} {:>9}", counted.field == ClassificationName ? "class" : "value", "points", "");
+    if (secondary) head += fmt::format(" {:>13} {:>13} {:>13}", "min " + name, "max " + name, "mean " + name);
+    printHead(head + (counted.labels.empty() ? "" : "  name"));
+    for (std::size_t i = 0; i < histogram.size(); ++i) {
+        const int value = static_cast<int>(histogram.value(i));
+        std::string line = fmt::format("{:>7} {:>13} {:>9}", value, histogram.counts[i],
+                                       percentText(histogram.counts[i], histogram.total()));
+        if (secondary) {
+            const double mean = histogram.sum[i] / double(histogram.counts[i]);
+            for (const double quantity : {histogram.minimum[i], histogram.maximum[i], mean})
+                line += fmt::format(" {:>13}", quantityText(counted, quantity));
+        }
+        const Kesh::Label* label = counted.labels.find(value);
+        printLine(line + "  " + (label ? escaped(label->name) : ""));
+    }
+    fmt::print("{}\n", pointsText(histogram.total()));
+}
+
+/// Counts one file, and draws it if that is wanted; `say` gets the answer before what is not whole of it is told.
+void count(const GlobalOptions& options, const Arguments& arguments, const std::string& path, Reading reading,
+           const std::function<void(const Counted&)>& say) {
     checkCall(arguments);
-    const auto polygons = arguments.within.empty() ? std::nullopt : std::optional(readPolygons(arguments.within));
+    CallLimits limits(arguments.limits);
     CommandSession session(options);
     const SurveyOptions usual;
-    const auto survey = session.open(arguments.survey, polygons ? usual.memoryBytes : OnePassMemory, reading);
+    const auto survey = session.open(path, arguments.limits.any() ? usual.memoryBytes : OnePassMemory, reading);
     const std::string field = countableField(*survey, arguments.field);
+    const Kesh::LimitPtr limit = limits.on(*survey, [&](const std::string& sentence) { session.note(sentence); });
     const CountTask task{.field = survey->selector(field),
-                         .region = regionOf(*survey, arguments, polygons),
+                         .region = regionOf(*survey, arguments, limit),
                          .secondary = secondaryOf(*survey, arguments.secondary),
                          .labels = labelsOf(*survey, arguments)};
-    const Count counted = countPoints(*survey, task, session.watch());
-    if (!counted.complete() && reading == Reading::Whole && hasSoundParts(arguments.survey))
-        return run(options, arguments, json, Reading::Sound);
-    const Kesh::VHistogram& histogram = counted.histogram;
+    const Count result = countPoints(*survey, task, session.watch());
+    if (!result.complete() && reading == Reading::Whole && hasSoundParts(path))
+        return count(options, arguments, path, Reading::Sound, say);
+    Counted counted{path, field, "", result.histogram, task.labels, survey->las().header};
     session.printLateWarnings(*survey);
-    if (const std::string note = noteOnSecondary(histogram); !note.empty()) session.warn(note);
-    if (survey->las().header.pointCount == 0) session.warn(arguments.survey + ": has no points.");
-    if (polygons && histogram.total() == 0)
-        if (const PolygonMiss miss = missOf(*survey, *polygons); !miss.sentence.empty()) session.warn(miss.sentence);
-    json ? printJson(histogramAsJson(histogram, task.labels)) : fmt::print("{}\n", counted.report);
+    if (const std::string note = noteOnSecondary(counted.histogram); !note.empty()) session.warn(note);
+    if (survey->las().header.pointCount == 0) session.warn(path + ": has no points.");
+    if (limit && counted.histogram.total() == 0 && result.complete() && !limits.allowMiss())
+        counted.miss = limits.missOn(*survey, std::nullopt, session.watch());
+    say(counted);
     if (!arguments.plot.empty())
         for (const std::string& loss :
-             plotHistogram(histogram, task.labels, {fileName(arguments.survey), field, regionText(arguments)},
+             plotHistogram(counted.histogram, task.labels, {fileName(path), field, regionText(arguments)},
                            arguments.plot, arguments.overwrite))
             session.warn(fmt::format("{}: {}", arguments.plot, loss));
     requireWhole(survey->las());
-    if (!counted.complete())
-        throw NotClean(arguments.survey + ": the count is incomplete: some points could not be had.");
+    if (!result.complete()) throw NotClean(path + ": the count is incomplete: some points could not be had.");
+}
+
+void countOne(const GlobalOptions& options, const Arguments& arguments, const std::string& path, bool json) {
+    readingWhatIsSound({path}, [&](Reading reading) {
+        count(options, arguments, path, reading, [&](const Counted& counted) {
+            if (!counted.miss.empty()) throw Failure(path + ": " + counted.miss);
+            json ? printJson(asJson(counted)) : print(counted);
+        });
+    });
+}
+
+/// For one of many files: what is not clean goes with the answer.
+Json answerFor(const GlobalOptions& options, const Arguments& arguments, const std::string& path) {
+    Json answer;
+    try {
+        readingWhatIsSound({path}, [&](Reading reading) {
+            count(options, arguments, path, reading, [&](const Counted& counted) {
+                answer = asJson(counted);
+                if (!counted.miss.empty()) answer["miss"] = counted.miss;
+            });
+        });
+    } catch (const NotClean& problem) {
+        if (answer.is_null()) throw;
+        throw NotCleanAnswer(problem.what(), answer);
+    }
+    return answer;
+}
+
+void countMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
+               const BatchArguments& batch, bool json) {
+    if (!arguments.plot.empty()) throw UsageError("--plot: draws one file.");
+    const auto tasks = tasksFor(surveysNamed(batch.files), batch);
+    ClassCounts total;
+    Kesh::LabelSet names;
+    std::uint64_t points = 0, misses = 0;
+    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+        return answerFor(given, arguments, task.in);
+    };
+    const auto answers = forEachFile(command, options, batch, tasks, job, [&](const FileAnswer& one) {
+        if (!one.error.empty()) printError(one.error);
+        if (one.answer.is_null()) return;
+        std::uint64_t counted = 0;
+        for (const Json& entry : one.answer["values"]) {
+            const int value = entry["value"];
+            total[value] += entry["count"].get<std::uint64_t>();
+            counted += entry["count"].get<std::uint64_t>();
+            if (entry["label"].is_string()) names[value].name = entry["label"];
+        }
+        points += counted;
+        misses += one.answer.contains("miss");
+        if (!json) fmt::print("{}: {}\n", escaped(one.task.in), pointsText(counted));
+    });
+    if (misses == answers.size() && misses > 0)
+        throw Failure(fmt::format("In none of the {} files a point is meant. Of the first: {}", misses,
+                                  answers.front().answer["miss"].get<std::string>()));
+    if (json) {
+        printJson(
+            batchAsJson(answers, {{"files", answers.size()}, {"points", points}, {"counts", countsAsJson(total)}}));
+    } else {
+        printCounts(total, names);
+        fmt::print("{} in {} files\n", pointsText(points), answers.size());
+    }
+    requireAllWell(answers);
 }
 
 void addOptions(CLI::App& command, Arguments& a) {
-    command.add_option("FILE", a.survey, "The survey")->required();
     command.add_option("--field", a.field, "Field to count")->capture_default_str();
-    const CLI::Validator given([](std::string& text) { return text.empty() ? std::string("is empty") : ""; }, "");
-    CLI::Option* box = command.add_option("--box", a.box, "X0,Y0,Z0,X1,Y1,Z1: count in this box, faces included");
-    CLI::Option* within = command
-                              .add_option("--within", a.within,
-                                          "Count inside a polygon: WKT, or a file of WKT or GeoJSON. Several mean "
-                                          "their union")
-                              ->allow_extra_args(false);
-    CLI::Option* mask = command.add_option("--mask", a.mask, "Count where this field of 8 bits is not zero");
-    box->excludes(within)->excludes(mask)->check(given);
-    within->excludes(mask);
-    mask->check(given);
+    addLimitOptions(command, a.limits);
+    command.add_option("--mask", a.mask, "Count where this field of 8 bits is not zero");
     command.add_option("--secondary", a.secondary,
                        "Z or another field: its minimum, maximum and mean among the points of each value");
     command.add_option("--labels", a.labels,
-                       "Label set (JSON); otherwise the survey's own labels and the standard names");
+                       "Label file (JSON) that gives classes names, over the survey's own and the standard ones");
     CLI::Option* plot = command.add_option("--plot", a.plot, "Draw a bar chart into this file, .svg or .png");
     command.add_flag("--overwrite", a.overwrite, "Replace the picture if it exists")->needs(plot);
 }
@@ -163,13 +256,24 @@ void addOptions(CLI::App& command, Arguments& a) {
 
 void addHistogram(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
-        "histogram", "Count the points of each class: of the whole survey, in a box, a polygon or a mask.");
+        "histogram", "Count the points of each class: of the whole survey, within limits, or in a mask.");
     const auto arguments = std::make_shared<Arguments>();
+    const auto batch = std::make_shared<BatchArguments>();
+    command->add_option("FILES", batch->files, "Surveys, folders of them, and patterns such as 'tiles/*.laz'")
+        ->required();
     addOptions(*command, *arguments);
+    addBatchOptions(*command, *batch, false);
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] {
-        readingWhatIsSound({arguments->survey}, [&](Reading reading) { run(options, *arguments, *json, reading); });
+    command->callback([command, &options, arguments, batch, json] {
+        if (batch->files.size() == 1 && !namesSeveral(batch->files[0]))
+            countOne(options, *arguments, batch->files[0], *json);
+        else
+            countMany(*command, options, *arguments, *batch, *json);
     });
+    command->footer(R"(Examples:
+  corvane histogram tile.laz --secondary Z
+  corvane histogram tiles/ --where "ReturnNumber == 1" --jobs 4
+  corvane histogram tile.las --within parcel.geojson --plot parcel.svg)");
 }
 
 } // namespace corvane

@@ -32,16 +32,13 @@ void checkNamesClasses(const std::string& field) {
                                      field, ClassificationName));
 }
 
-Kesh::LabelSet fromFile(const GlobalOptions& options, const std::string& path) {
+std::optional<Kesh::LabelSet> fromFile(const GlobalOptions& options, const std::string& path) {
     const LasFile las = LasFile::open(path);
     std::vector<std::string> warnings = las.warnings;
     const auto labels = readClassLookup(las, warnings);
     for (const std::string& warning : warnings)
         if (!options.quiet) printWarning(fmt::format("{}: {}", path, warning));
-    if (labels) return *labels;
-    throw Failure(fmt::format("{}: names no classes: none of its {} VLRs and {} EVLRs is a Classification Lookup. Give "
-                              "--standard for the names of the LAS format, or --derive to make labels from the values.",
-                              path, las.vlrs.size(), las.evlrs.size()));
+    return labels;
 }
 
 Kesh::LabelSet standardFor(CommandSession& session, const std::string& path) {
@@ -72,8 +69,11 @@ Kesh::LabelSet labelsOf(const GlobalOptions& options, const Arguments& arguments
         return derived(session, arguments.survey, arguments.field);
     }
     checkNamesClasses(arguments.field);
-    if (!arguments.standard) return fromFile(options, arguments.survey);
+    if (!arguments.standard)
+        if (auto own = fromFile(options, arguments.survey)) return std::move(*own);
     CommandSession session(options);
+    if (!arguments.standard)
+        session.note(arguments.survey + ": names no classes itself; these are the standard names of those that occur.");
     return standardFor(session, arguments.survey);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane lint: what is wrong with the classes of a survey, and with what its header says of the points.
 #include "check/Lint.hpp"
+#include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"

@@ -2,8 +2,14 @@
 #include "command/Output.hpp"
 
 #include "base/Text.hpp"
+#include "command/Terminal.hpp"
+#include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+#include <unistd.h>
 
 namespace corvane {
 namespace {
@@ -45,23 +51,76 @@ Json histogramAsJson(const Kesh::VHistogram& histogram, const Kesh::LabelSet& la
     return json;
 }
 
-void printCounts(const ClassCounts& before, const ClassCounts& after) {
+namespace {
+
+/// The name behind a number, if there is one.
+std::string nameOf(const Kesh::LabelSet& names, int value) {
+    const Kesh::Label* label = names.find(value);
+    return label ? escaped(label->name) : "";
+}
+
+std::uint64_t totalOf(const ClassCounts& counts) {
+    std::uint64_t total = 0;
+    for (const auto& [value, count] : counts) total += count;
+    return total;
+}
+
+} // namespace
+
+std::string percentText(std::uint64_t part, std::uint64_t all) {
+    return all == 0 ? "" : fmt::format("{:.2f} %", 100 * double(part) / double(all));
+}
+
+void printCounts(const ClassCounts& before, const ClassCounts& after, const Kesh::LabelSet& names) {
     ClassCounts all = before;
     all.insert(after.begin(), after.end());
     const auto of = [](const ClassCounts& counts, int value) {
         const auto found = counts.find(value);
         return found == counts.end() ? 0 : static_cast<std::int64_t>(found->second);
     };
-    fmt::print("{:>7} {:>13} {:>13} {:>13}\n", "class", "before", "after", "change");
+    printHead(fmt::format("{:>7} {:>13} {:>13} {:>13}  {}", "class", "before", "after", "change",
+                          names.empty() ? "" : "name"));
     for (const auto& [value, count] : all) {
         const std::int64_t was = of(before, value), is = of(after, value);
-        fmt::print("{:>7} {:>13} {:>13} {:>13}\n", value, was, is, was == is ? "" : fmt::format("{:+}", is - was));
+        printLine(fmt::format("{:>7} {:>13} {:>13} {:>13}  {}", value, was, is,
+                              was == is ? "" : fmt::format("{:+}", is - was), nameOf(names, value)));
     }
 }
 
-void printCounts(const ClassCounts& counts) {
-    fmt::print("{:>7} {:>13}\n", "class", "points");
-    for (const auto& [value, count] : counts) fmt::print("{:>7} {:>13}\n", value, count);
+void printCounts(const ClassCounts& counts, const Kesh::LabelSet& names) {
+    printHead(fmt::format("{:>7} {:>13} {:>9}  {}", "class", "points", "", names.empty() ? "" : "name"));
+    const std::uint64_t total = totalOf(counts);
+    for (const auto& [value, count] : counts)
+        printLine(fmt::format("{:>7} {:>13} {:>9}  {}", value, count, percentText(count, total), nameOf(names, value)));
+}
+
+void printError(const std::string& sentence) {
+    fmt::print(stderr, "{} {}\n", coloured("corvane:", Red, STDERR_FILENO), escaped(sentence));
+}
+
+void printHead(const std::string& line) {
+    fmt::print("{}\n", coloured(line.substr(0, line.find_last_not_of(' ') + 1), Bold, STDOUT_FILENO));
+}
+
+void printLine(std::string line) {
+    line.erase(line.find_last_not_of(' ') + 1);
+    fmt::print("{}\n", line);
+}
+
+void printWritten(const std::string& path, std::uint64_t points, std::uint64_t bytes, double seconds) {
+    fmt::print("wrote {}: {} in {:.1f} s, {:.0f} MB/s\n", escaped(path), pointsText(points), seconds,
+               double(bytes) / 1e6 / std::max(seconds, 1e-3));
+}
+
+Kesh::LabelSet namesOf(const Survey& survey, const Kesh::LabelSet& labels,
+                       const std::vector<const ClassCounts*>& counts) {
+    std::set<int> values;
+    for (const ClassCounts* one : counts)
+        for (const auto& [value, count] : *one) values.insert(value);
+    Kesh::LabelSet names = labelsFor(survey, "", values);
+    for (const auto& [value, label] : labels)
+        if (names.find(value)) names[value] = label;
+    return names;
 }
 
 } // namespace corvane

@@ -27,9 +27,28 @@ Json countsAsJson(const ClassCounts& counts);
 Json histogramAsJson(const Kesh::VHistogram& histogram, const Kesh::LabelSet& labels);
 
 /// A table of the counts before and after, one line per value.
-void printCounts(const ClassCounts& before, const ClassCounts& after);
+void printCounts(const ClassCounts& before, const ClassCounts& after, const Kesh::LabelSet& names = {});
 
-/// A table of counts.
-void printCounts(const ClassCounts& counts);
+/// A table of counts and of what part of all they are.
+void printCounts(const ClassCounts& counts, const Kesh::LabelSet& names = {});
+
+/// "12.50 %"; empty of nothing.
+std::string percentText(std::uint64_t part, std::uint64_t all);
+
+/// Prints a finished sentence on standard error.
+void printError(const std::string& sentence);
+
+/// The head of a table, bold on a terminal.
+void printHead(const std::string& line);
+
+/// Without blanks at its end.
+void printLine(std::string line);
+
+/// What was saved, how long that took, and how fast it was.
+void printWritten(const std::string& path, std::uint64_t points, std::uint64_t bytes, double seconds);
+
+/// Labels for the values of several counts: those given, over the survey's own, over the standard ones.
+Kesh::LabelSet namesOf(const Survey& survey, const Kesh::LabelSet& labels,
+                       const std::vector<const ClassCounts*>& counts);
 
 } // namespace corvane

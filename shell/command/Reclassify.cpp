@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// corvane reclassify: one edit of ModifyClassification, from the command line.
-#include "command/Output.hpp"
-#include "command/SurveyEdit.hpp"
+// corvane reclassify: gives points of some classes another class. One class for up to four others is an edit of
+// ModifyClassification; a table, flags, or more of them one by rules.
+#include "command/EditCommand.hpp"
+#include "network/ClassTable.hpp"
+#include "survey/ClassNames.hpp"
 
 #include <fmt/format.h>
 
@@ -15,19 +17,20 @@ constexpr std::size_t Sources = 4; // of the module
 constexpr char EditorType[] = "Edit/ModifyClassification";
 
 struct Arguments : EditArguments {
-    std::vector<int> from;
-    int to = 0;
+    std::vector<std::string> from, map;
+    std::string to;
     std::string exchange; // number of a source; empty: none
 };
 
-/// The four sources of the module. What is not given repeats the first, or under --switch the one that is exchanged, so
-/// that class 0 is never meant by accident.
-std::vector<int> allSources(const Arguments& arguments) {
-    const std::size_t exchanged =
-        arguments.exchange.empty() ? 0 : static_cast<std::size_t>(arguments.exchange[0] - '0');
-    std::vector<int> sources = arguments.from;
-    sources.resize(Sources, exchanged < arguments.from.size() ? arguments.from[exchanged] : arguments.from[0]);
-    return sources;
+void checkCall(const Arguments& arguments) {
+    if (!arguments.map.empty()) {
+        if (!arguments.from.empty() || !arguments.to.empty() || !arguments.exchange.empty())
+            throw UsageError("--map: says from and to by itself; leave out --from, --to and --switch.");
+        return;
+    }
+    if (arguments.from.empty() || arguments.to.empty())
+        throw UsageError("--from and --to are missing: give both, such as --from ground --to building, or a table with "
+                         "--map 3:5,5:3.");
 }
 
 /// The module's own bound, which is tighter than that of a field of 16 bits.
@@ -40,31 +43,54 @@ int largestValueOfModule() {
     return largest ? *largest : std::numeric_limits<int>::max();
 }
 
-void checkValue(const SurveyEdit& edit, const char* option, int value, int largestOfModule) {
-    edit.checkValue(option, value);
-    if (value > largestOfModule)
-        throw UsageError(fmt::format("{} {}: the module {} takes 0 to {}; edit larger values with relabel.", option,
-                                     value, EditorType, largestOfModule));
+/// The module's sources. Those that are not needed repeat the first, or under --switch the one that is exchanged, so
+/// that class 0 is never meant by accident.
+void setUpModule(Network& network, std::vector<int> sources, int target, const std::string& exchange) {
+    const std::size_t exchanged = exchange.empty() ? 0 : static_cast<std::size_t>(exchange[0] - '0');
+    sources.resize(Sources, exchanged < sources.size() ? sources[exchanged] : sources[0]);
+    network.set("editor.newvalue", target);
+    for (std::size_t i = 0; i < Sources; ++i) network.set(fmt::format("editor.from{}", i), sources[i]);
+    if (!exchange.empty()) network.set("editor.switch", exchange);
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
-    if (arguments.from.size() > Sources)
-        throw UsageError(fmt::format("--from was given {} times; the module has {} sources. Edit in two calls.",
-                                     arguments.from.size(), Sources));
-    SurveyEdit edit(options, arguments, EditorType);
-    const int largest = largestValueOfModule();
-    for (const int value : arguments.from) checkValue(edit, "--from", value, largest);
-    checkValue(edit, "--to", arguments.to, largest);
+ClassRules tableOf(const Arguments& arguments, const ClassNames& names) {
+    ClassNaming naming;
+    naming.classes = [&](const std::string& word) { return names.values("--map", {word}); };
+    naming.oneClass = [&](const std::string& word) { return names.value("--map", word); };
+    try {
+        return parseClassTable(fmt::format("{}", fmt::join(arguments.map, ",")), naming);
+    } catch (const UsageError& problem) {
+        const std::string what = problem.what();
+        throw UsageError(what.find("--map") == what.npos ? "--map " + what : what);
+    }
+}
 
-    Network& network = edit.network();
-    network.set("editor.newvalue", arguments.to);
-    const std::vector<int> sources = allSources(arguments);
-    for (std::size_t i = 0; i < Sources; ++i) network.set(fmt::format("editor.from{}", i), sources[i]);
-    if (!arguments.exchange.empty()) network.set("editor.switch", arguments.exchange);
-    if (edit.within()) edit.draw(allWithin(edit.within()));
-    network.press("editor.assign");
+void setUp(SurveyEdit& edit, const Arguments& arguments) {
+    const ClassNames names(edit.survey(), edit.field(), edit.labels());
+    if (!arguments.map.empty()) {
+        edit.addEditor(ClassTableType);
+        return edit.network().set("editor.rules", tableOf(arguments, names));
+    }
+    const int target = names.value("--to", arguments.to);
+    const auto sources = names.values("--from", arguments.from);
+    const bool fits = sources && sources->size() <= Sources &&
+                      std::max(target, *std::ranges::max_element(*sources)) <= largestValueOfModule();
+    if (!arguments.exchange.empty() && !fits)
+        throw UsageError(fmt::format("--switch: exchanges one of four sources, of classes up to {}; use --map.",
+                                     largestValueOfModule()));
+    edit.addEditor(fits ? EditorType : ClassTableType);
+    if (fits) return setUpModule(edit.network(), *sources, target, arguments.exchange);
+    edit.network().set("editor.rules", ClassRules{{{sources, {}, nullptr, target, {}}}});
+}
+
+std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arguments) {
+    checkCall(arguments);
+    SurveyEdit edit(options, arguments);
+    setUp(edit, arguments);
+    if (edit.limit()) edit.draw(allWithin(edit.limit()));
+    edit.network().press("editor.assign");
     edit.act();
-    edit.finish(nullptr, json);
+    return edit.finish(nullptr);
 }
 
 } // namespace
@@ -72,19 +98,29 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
 void addReclassify(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "reclassify",
-        "Give points of some classes another class, inside polygons or everywhere, and save the survey with "
+        "Give points of some classes another class, inside limits or everywhere, and save the survey with "
         "nothing else changed.");
     const auto arguments = std::make_shared<Arguments>();
-    addEditOptions(*command, *arguments);
-    command->add_option("--from", arguments->from, "Class to be changed; up to four of them")
-        ->required()
+    command
+        ->add_option("--from", arguments->from,
+                     "Classes to be changed: numbers, names, ranges, lists: 2, ground, 1-5, \"2,3\", any")
         ->allow_extra_args(false);
-    command->add_option("--to", arguments->to, "Class that they get")->required();
+    command->add_option("--to", arguments->to, "Class that they get, by number or name");
+    command
+        ->add_option("--map", arguments->map,
+                     "A table instead, over the values as they were: 3:5,5:3. With flags on either side: 8:2+KeyPoint, "
+                     "7:+Withheld, 2+Withheld:7")
+        ->allow_extra_args(false);
     command
         ->add_option("--switch", arguments->exchange, "Exchange --to with source 0, 1, 2 or 3, which reverses an edit")
         ->check(CLI::IsMember({"0", "1", "2", "3"}));
-    const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+    makeEditCommand(*command, options, *arguments,
+                    [arguments](const GlobalOptions& given) { return run(given, *arguments); });
+    command->footer(R"(Examples:
+  corvane reclassify in.laz out.laz --from ground --to building --within roofs.geojson
+  corvane reclassify in.las out.las --from any --to water --within lake.gpkg --z ..12.5
+  corvane reclassify in.las out.las --map 3:5,5:3
+  corvane reclassify 'tiles/*.laz' --out-dir fixed --from 7,18 --to 1 --where "Z < 400" --jobs 4)");
 }
 
 } // namespace corvane

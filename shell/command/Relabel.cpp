@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane relabel: select into a mask, only in classes that are editable, then apply a label; from the command line.
-#include "command/Output.hpp"
-#include "command/SurveyEdit.hpp"
+#include "command/EditCommand.hpp"
 #include "limit/Limits.hpp"
+#include "polygon/Polygons.hpp"
+#include "survey/ClassNames.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
@@ -12,7 +13,6 @@
 #include <cmath>
 #include <optional>
 #include <set>
-#include <sstream>
 
 namespace corvane {
 namespace {
@@ -21,63 +21,71 @@ const std::string Editable = "editable"; // flag
 const std::string Assign = "Assign";     // selection
 
 struct Arguments : EditArguments {
-    int assign = 0;
-    std::vector<int> editable;
-    std::string labels;
+    std::string assign;
+    std::vector<std::string> editable;
     std::vector<std::string> unselect;
     std::vector<double> profile; // x0, y0, x1, y1, width
     std::string profilePolygon, above, below;
     bool withLabels = false, force = false;
 };
 
-Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
-    std::set<int> values(arguments.editable.begin(), arguments.editable.end());
-    values.insert(arguments.assign);
-    return labelsFor(survey, arguments.labels, values);
+/// Classes that may change: those of --editable, else those that the label file flags.
+std::set<int> editableClasses(const SurveyEdit& edit, const Arguments& arguments, const ClassNames& names) {
+    std::set<int> classes;
+    if (arguments.editable.empty()) {
+        for (const auto& [value, label] : edit.labels())
+            if (const auto flag = label.flags.find(Editable); flag != label.flags.end() && flag->second)
+                classes.insert(value);
+        if (classes.empty())
+            throw UsageError("--editable is missing: name the classes whose points may change, such as --editable 1,5, "
+                             "or flag them \"editable\" in the file of --labels.");
+        return classes;
+    }
+    if (const auto given = names.values("--editable", arguments.editable)) return {given->begin(), given->end()};
+    for (int value = 0; value <= names.largest(); ++value) classes.insert(value);
+    return classes;
 }
 
-/// Every class that is named must have a label, so that a typing error is not taken for a class.
-void requireLabel(const Kesh::LabelSet& labels, int value, const char* option) {
-    if (labels.find(value)) return;
-    std::vector<int> known;
-    for (const auto& [key, label] : labels) known.push_back(key);
-    throw UsageError(
-        fmt::format("{} {}: the label set has no such class; it has {}.", option, value, fmt::join(known, ", ")));
-}
-
-/// Exactly the given classes are editable, and the label to assign is chosen.
-Kesh::LabelSet preparedLabels(Kesh::LabelSet labels, const Arguments& arguments) {
-    requireLabel(labels, arguments.assign, "--assign");
-    for (const int value : arguments.editable) requireLabel(labels, value, "--editable");
-    const std::set<int> editable(arguments.editable.begin(), arguments.editable.end());
-    for (auto& [value, label] : labels) label.flags[Editable] = editable.contains(value);
-    if (!editable.contains(arguments.assign) && !arguments.force)
+/// Exactly these classes are editable, and the label to assign is chosen.
+Kesh::LabelSet preparedLabels(const SurveyEdit& edit, const Arguments& arguments) {
+    const ClassNames names(edit.survey(), edit.field(), edit.labels());
+    const int assign = names.value("--assign", arguments.assign);
+    const std::set<int> editable = editableClasses(edit, arguments, names);
+    if (!editable.contains(assign) && !arguments.force)
         throw UsageError(
             fmt::format("--assign {}: that class is not editable, so the points could not be edited again; add it "
                         "to --editable, or give --force.",
                         arguments.assign));
+    std::set<int> values = editable;
+    values.insert(assign);
+    Kesh::LabelSet labels = labelsFor(edit.survey(), arguments.labels, values);
+    for (auto& [value, label] : labels) label.flags[Editable] = editable.contains(value);
     labels.addSelection(Assign);
-    labels.select(Assign, arguments.assign);
+    labels.select(Assign, assign);
     return labels;
 }
 
-/// "s,z s,z …"
+/// "s,z s,z …" or "s z, s z …": distances along the line and heights.
 Stroke::Places readPlaces(const char* option, const std::string& text) {
-    Stroke::Places places;
-    std::istringstream words(text);
-    for (std::string word; words >> word;) {
-        glm::dvec2 place(0);
-        const char* end = word.data() + word.size();
-        const auto along = std::from_chars(word.data(), end, place.x);
-        const bool separated = along.ec == std::errc() && along.ptr != end && *along.ptr == ',';
-        const auto height = separated ? std::from_chars(along.ptr + 1, end, place.y) : along;
-        if (!separated || height.ec != std::errc() || height.ptr != end || !std::isfinite(place.x + place.y))
-            throw UsageError(
-                fmt::format("{}: \"{}\" was found where \"s,z\" is expected: the distance along the line and "
-                            "the height.",
-                            option, word));
-        places.push_back(place);
+    std::vector<double> numbers;
+    const char *next = text.data(), *end = next + text.size();
+    const auto isSeparator = [](char c) { return c == ' ' || c == ',' || c == '\t' || c == '\n'; };
+    while ((next = std::find_if_not(next, end, isSeparator)) != end) {
+        const char* wordEnd = std::find_if(next, end, isSeparator);
+        const auto [stop, error] = std::from_chars(next, wordEnd, numbers.emplace_back());
+        if (error != std::errc() || stop != wordEnd || !std::isfinite(numbers.back()))
+            throw UsageError(fmt::format("{}: \"{}\" was found where a number is expected; write \"s,z s,z\": the "
+                                         "distance along the line and the height.",
+                                         option, std::string(next, wordEnd)));
+        next = wordEnd;
     }
+    if (numbers.size() % 2 != 0)
+        throw UsageError(
+            fmt::format("{}: {} numbers were found where pairs \"s,z\" are expected: the distance along the "
+                        "line and the height.",
+                        option, numbers.size()));
+    Stroke::Places places;
+    for (std::size_t i = 0; i < numbers.size(); i += 2) places.emplace_back(numbers[i], numbers[i + 1]);
     return places;
 }
 
@@ -108,21 +116,20 @@ Stroke strokeAroundEverything(const Survey& survey) {
             .depth = {}};
 }
 
-/// What is selected: under the stroke in the profile, inside the polygons, or both; else everything.
+/// What is selected: under the stroke in the profile, within the limits, or both; else everything.
 Stroke selection(const std::optional<Stroke>& inProfile, const SurveyEdit& edit) {
-    if (!inProfile && !edit.within()) return strokeAroundEverything(edit.survey());
+    if (!inProfile && !edit.limit()) return strokeAroundEverything(edit.survey());
     Stroke stroke = inProfile.value_or(allWithin(nullptr));
-    stroke.limit = edit.within();
+    stroke.limit = edit.limit();
     return stroke;
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arguments) {
     const auto unselected = arguments.unselect.empty() ? std::nullopt : std::optional(readPolygons(arguments.unselect));
     const auto inProfile = profileStroke(arguments);
-    SurveyEdit edit(options, arguments, "Edit/MaskedLabels");
-    for (const int value : arguments.editable) edit.checkValue("--editable", value);
-    edit.checkValue("--assign", arguments.assign);
-    const Kesh::LabelSet labels = preparedLabels(labelsOf(edit.survey(), arguments), arguments);
+    SurveyEdit edit(options, arguments);
+    edit.addEditor("Edit/MaskedLabels");
+    const Kesh::LabelSet labels = preparedLabels(edit, arguments);
 
     edit.network().set("editor.labels", labels);
     edit.draw(selection(inProfile, edit));
@@ -134,17 +141,17 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     }
     edit.network().press("editor.applySelection");
     edit.act();
-    edit.finish(arguments.withLabels ? &labels : nullptr, json);
+    return edit.finish(arguments.withLabels ? &labels : nullptr);
 }
 
 void addOptions(CLI::App& command, Arguments& a) {
-    addEditOptions(command, a);
-    command.add_option("--assign", a.assign, "Class that the points get")->required();
-    command.add_option("--editable", a.editable, "Classes whose points may change, e.g. 1,5")
-        ->required()
-        ->delimiter(',');
-    command.add_option("--labels", a.labels,
-                       "Label set (JSON); otherwise the survey's own labels and the standard names");
+    command.add_option("--assign", a.assign, "Class that the points get, by number or name")->required();
+    command
+        .add_option(
+            "--editable", a.editable,
+            "Classes whose points may change: 1,5, high-vegetation, 1-5, any; without it those that the file of "
+            "--labels flags \"editable\"")
+        ->allow_extra_args(false);
     command.add_option("--unselect", a.unselect, "Polygon whose points are taken out of the selection again")
         ->allow_extra_args(false);
     command
@@ -167,8 +174,12 @@ void addRelabel(CLI::App& program, const GlobalOptions& options) {
         "relabel", "Select points into a mask, only in classes that may change, and give them another class.");
     const auto arguments = std::make_shared<Arguments>();
     addOptions(*command, *arguments);
-    const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+    makeEditCommand(*command, options, *arguments,
+                    [arguments](const GlobalOptions& given) { return run(given, *arguments); });
+    command->footer(R"(Examples:
+  corvane relabel in.laz out.laz --assign wire-conductor --editable 1,5,14 --profile 500100,5200100,500200,5200100,4 \
+      --above "0,485 100,487"
+  corvane relabel in.las out.las --assign 9 --editable any --within lake.geojson --unselect island.geojson)");
 }
 
 } // namespace corvane

@@ -4,6 +4,7 @@
 #include "base/Failure.hpp"
 
 #include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
 #include <string_view>
 
@@ -27,7 +28,34 @@ std::string decimal(std::string& text) {
     return {};
 }
 
+bool takesClasses(std::string_view option) {
+    return option == "--from" || option == "--editable" || option == "--class" || option == "--classes";
+}
+
+/// Whether a list of classes ends before this word.
+bool isNoClass(const std::string& word) {
+    if (word.starts_with('-') || word.find_first_of("*?[/") != word.npos) return true;
+    if (word.ends_with(".las") || word.ends_with(".laz")) return true;
+    std::error_code error;
+    return std::filesystem::exists(word, error);
+}
+
 } // namespace
+
+std::vector<std::string> withClassListsApart(int argc, const char* const* argv) {
+    std::vector<std::string> apart;
+    for (int i = 0; i < argc; ++i) {
+        const std::string option = argv[i];
+        apart.push_back(option);
+        if (i == 0 || !takesClasses(option) || i + 1 == argc) continue;
+        apart.emplace_back(argv[++i]); // the first word, whatever it is
+        for (; i + 1 < argc && !isNoClass(argv[i + 1]); ++i) {
+            apart.push_back(option);
+            apart.emplace_back(argv[i + 1]);
+        }
+    }
+    return apart;
+}
 
 void refuseEmptyArguments(int argc, const char* const* argv) {
     for (int i = 1; i < argc; ++i) {

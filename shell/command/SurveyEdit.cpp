@@ -2,21 +2,22 @@
 #include "command/SurveyEdit.hpp"
 
 #include "base/OutputFile.hpp"
-#include "command/Output.hpp"
-#include "las/StandardClasses.hpp"
-#include "limit/Limits.hpp"
+#include "base/Text.hpp"
 #include "network/FieldRange.hpp"
 #include "network/Objects.hpp"
-#include "session/PolygonMiss.hpp"
+#include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <limits>
 
 namespace corvane {
 namespace {
+
+constexpr char EditorName[] = "editor";
 
 struct Range {
     std::uint64_t minimum = 0, maximum = std::numeric_limits<std::uint64_t>::max();
@@ -43,14 +44,14 @@ Range parseRange(const std::string& text) {
     return range;
 }
 
-/// What can be checked before the survey is opened; the polygons, if there are any.
-std::optional<PolygonSet> checkedCall(const EditArguments& arguments) {
+/// What can be checked before the survey is opened; the limits.
+CallLimits checkedCall(const EditArguments& arguments) {
     parseRange(arguments.expect);
     if (!arguments.dryRun && !arguments.printNetwork) {
         if (arguments.out.empty()) throw UsageError("OUT is missing: name the file to write, or give --dry-run.");
         checkMayWrite(arguments.out, arguments.overwrite);
     }
-    return arguments.within.empty() ? std::nullopt : std::optional(readPolygons(arguments.within));
+    return CallLimits(arguments.limits);
 }
 
 const SurveyField& editableField(const Survey& survey, const std::string& name) {
@@ -66,29 +67,38 @@ std::string optionFor(const std::string& part) {
     return part == "lasso" ? "polygon" : part;
 }
 
-void print(const std::string& status, const ClassCounts& before, const ClassCounts& after, bool json) {
-    const std::uint64_t changed = changedPoints(before, after);
-    if (json)
-        return printJson({{"status", status},
-                          {"changed", changed},
-                          {"before", countsAsJson(before)},
-                          {"after", countsAsJson(after)}});
-    fmt::print("status: {}\n", status);
-    printCounts(before, after);
-    fmt::print("{} points changed\n", changed);
-}
-
 } // namespace
 
+Json asJson(const EditResult& result) {
+    Json json{{"file", result.file},
+              {"points", result.points},
+              {"status", result.status},
+              {"changed", result.changed},
+              {"before", countsAsJson(result.before)},
+              {"after", countsAsJson(result.after)}};
+    if (result.tally) json["tally"] = Json::parse(Kesh::VValueTrait<ClassTally>::Text(*result.tally));
+    if (!result.miss.empty()) json["miss"] = result.miss;
+    if (result.written)
+        json["written"] = {
+            {"file", result.written->path}, {"bytes", result.written->bytes}, {"seconds", result.written->seconds}};
+    return json;
+}
+
+void print(const EditResult& result) {
+    printCounts(result.before, result.after, result.names);
+    if (result.tally)
+        for (const auto& [name, flag] : result.tally->flags)
+            fmt::print("{}: set for {}, cleared for {}\n", name, pointsText(flag.set), pointsText(flag.cleared));
+    fmt::print("{} {}\n", pointsText(result.changed), result.written ? "changed" : "would change");
+    if (result.written)
+        printWritten(result.written->path, result.points, result.written->bytes, result.written->seconds);
+}
+
 void addEditOptions(CLI::App& command, EditArguments& arguments) {
-    command.add_option("IN", arguments.in, "The survey")->required();
-    command.add_option("OUT", arguments.out, "The file to write");
     command.add_option("--field", arguments.field, "Field to edit")->capture_default_str();
-    command
-        .add_option("--within", arguments.within,
-                    "Polygon that limits the edit: WKT, or a file of WKT or GeoJSON. Several mean their union; none, "
-                    "everything")
-        ->allow_extra_args(false);
+    addLimitOptions(command, arguments.limits);
+    command.add_option("--labels", arguments.labels,
+                       "Label file (JSON) that gives classes names, over the survey's own and the standard ones");
     command.add_flag("--dry-run", arguments.dryRun, "Write nothing");
     command.add_option("--expect", arguments.expect,
                        "MIN..MAX: fail, with nothing written, when another number of points changes");
@@ -97,26 +107,22 @@ void addEditOptions(CLI::App& command, EditArguments& arguments) {
                      "Print the network that would be run, and do nothing else");
 }
 
-SurveyEdit::SurveyEdit(const GlobalOptions& options, const EditArguments& arguments, const std::string& editorType)
+SurveyEdit::SurveyEdit(const GlobalOptions& options, const EditArguments& arguments)
     : arguments_(arguments),
-      polygons_(checkedCall(arguments)),
-      within_(polygons_ ? insidePolygons(*polygons_) : nullptr),
+      limits_(checkedCall(arguments)),
       session_(options),
       survey_(session_.open(arguments.in)),
       field_(editableField(*survey_, arguments.field)),
+      labels_(arguments.labels.empty() ? Kesh::LabelSet() : loadLabels(arguments.labels)),
+      limit_(limits_.on(*survey_, [this](const std::string& sentence) { session_.note(sentence); })),
       network_(survey_, session_.watch()) {
     network_.addObject("points", FieldType);
     network_.set("points.name", field_.name);
-    network_.addObject("editor", editorType);
-    network_.connect("points.field", "editor.labelfield");
 }
 
-void SurveyEdit::checkValue(const char* option, int value) const {
-    const LasFile& las = survey_->las();
-    const int largest = static_cast<int>(largestValueOf(*survey_, field_));
-    if (value >= 0 && value <= largest) return;
-    throw UsageError(fmt::format("{} {}: the field \"{}\" of this survey holds 0 to {}.{}", option, value, field_.name,
-                                 largest, remedyFor(las.dimensions[field_.dimension], las.header.pointFormat)));
+void SurveyEdit::addEditor(const std::string& type) {
+    network_.addObject(EditorName, type);
+    network_.connect("points.field", "editor.labelfield");
 }
 
 void SurveyEdit::draw(const Stroke& stroke) {
@@ -124,6 +130,7 @@ void SurveyEdit::draw(const Stroke& stroke) {
         network_.addObject("lasso", BrushType);
         network_.connect("lasso.brush", "editor.brush");
         hasBrush_ = true;
+        stroke_ = stroke;
     }
     try {
         network_.draw("lasso.brush", stroke);
@@ -145,25 +152,41 @@ void SurveyEdit::act() {
     network_.update();
 }
 
-/// Polygons that meet no point are no mistake when many tiles are edited with the same ones; degrees are one.
-void SurveyEdit::tellMiss() {
-    const PolygonMiss miss = missOf(*survey_, *polygons_);
-    if (miss.degrees) throw Failure(miss.sentence + " Nothing was written.");
-    if (!miss.sentence.empty()) session_.warn(miss.sentence);
+void SurveyEdit::save(EditResult& result, const Kesh::LabelSet* labels) {
+    const auto begin = std::chrono::steady_clock::now();
+    session_.save(*survey_, arguments_.out, arguments_.overwrite, labels);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    std::error_code error; // the file may have been taken away already
+    const auto bytes = std::filesystem::file_size(arguments_.out, error);
+    result.written = {arguments_.out, error ? 0 : static_cast<std::uint64_t>(bytes), taken.count()};
 }
 
-void SurveyEdit::finish(const Kesh::LabelSet* labels, bool json) {
-    if (arguments_.printNetwork)
-        return printJson(network_.record().asJson(arguments_.in, "points", "editor", arguments_.out));
-    const ClassCounts after = counts();
-    const std::uint64_t changed = changedPoints(before_, after);
-    if (within_ && changed == 0) tellMiss();
+std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
+    if (arguments_.printNetwork) {
+        printJson(network_.record().asJson(arguments_.in, "points", EditorName, arguments_.out));
+        return std::nullopt;
+    }
+    EditResult result{.file = arguments_.in,
+                      .field = field_.name,
+                      .points = survey_->las().header.pointCount,
+                      .before = before_,
+                      .after = counts(),
+                      .tally = network_.tallyOf(EditorName),
+                      .status = network_.status(EditorName).text,
+                      .miss = {},
+                      .written = {},
+                      .names = {}};
+    result.changed = result.tally ? result.tally->changed : changedPoints(result.before, result.after);
+    if (field_.name == ClassificationName) result.names = namesOf(*survey_, labels_, {&result.before, &result.after});
     session_.printLateWarnings(*survey_);
-    print(network_.status("editor").text, before_, after, json);
-    if (!parseRange(arguments_.expect).contains(changed))
-        throw Failure(fmt::format("{} points would change where {} are expected (--expect); nothing was written.",
-                                  changed, arguments_.expect));
-    if (!arguments_.dryRun) session_.save(*survey_, arguments_.out, arguments_.overwrite, labels);
+    if (result.changed == 0 && hasBrush_ && !arguments_.limits.allowMiss)
+        result.miss = limits_.missOn(*survey_, stroke_, session_.watch());
+    if (!result.miss.empty()) return result;
+    if (!parseRange(arguments_.expect).contains(result.changed))
+        throw Failure(fmt::format("{}: {} would change where {} are expected (--expect); nothing was written.",
+                                  arguments_.in, pointsText(result.changed), arguments_.expect));
+    if (!arguments_.dryRun && !(arguments_.changedOnly && result.changed == 0)) save(result, labels);
+    return result;
 }
 
 } // namespace corvane

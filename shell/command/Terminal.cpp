@@ -4,7 +4,12 @@
 #include "base/Text.hpp"
 #include "command/Signals.hpp"
 
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace corvane {
@@ -12,13 +17,47 @@ namespace {
 
 constexpr auto ShownAfter = std::chrono::seconds(1);
 constexpr auto RedrawnEvery = std::chrono::milliseconds(100);
-constexpr int BarWidth = 30;
+constexpr int BarWidth = 30, NarrowestBar = 5;
+
+int parent = -1; // the descriptor by which it is told
+
+void printSentence(const char* grade, const char* colour, const std::string& sentence) {
+    if (parent >= 0) return sendToParent({{grade, sentence}});
+    fmt::print(stderr, "corvane: {}: {}\n", coloured(grade, colour, STDERR_FILENO), escaped(sentence));
+}
+
+int columnsOfWindow() {
+    struct winsize window {};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0 ? window.ws_col : 80;
+}
+
+std::string timeText(double seconds) {
+    const long whole = std::lround(seconds);
+    return whole < 60 ? fmt::format("{} s", whole) : fmt::format("{}:{:02} min", whole / 60, whole % 60);
+}
 
 } // namespace
 
-void printWarning(const std::string& sentence) { fmt::print(stderr, "corvane: warning: {}\n", escaped(sentence)); }
+std::string coloured(const std::string& text, const char* code, int descriptor) {
+    const char* refused = std::getenv("NO_COLOR");
+    if ((refused && *refused) || isatty(descriptor) != 1) return text;
+    return fmt::format("\x1b[{}m{}\x1b[0m", code, text);
+}
 
-Terminal::Terminal(bool quiet) : quiet_(quiet), drawing_(!quiet && isatty(STDERR_FILENO) == 1) {}
+void printWarning(const std::string& sentence) { printSentence("warning", Yellow, sentence); }
+
+void tellParent(int descriptor) { parent = descriptor; }
+
+void sendToParent(const nlohmann::ordered_json& message) {
+    const std::string line = message.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    for (std::size_t sent = 0; sent < line.size();) {
+        const ssize_t written = write(parent, line.data() + sent, line.size() - sent);
+        if (written < 0 && errno != EINTR) return; // nobody listens any more
+        if (written > 0) sent += static_cast<std::size_t>(written);
+    }
+}
+
+Terminal::Terminal(bool quiet) : quiet_(quiet), drawing_(parent >= 0 || (!quiet && isatty(STDERR_FILENO) == 1)) {}
 
 Watch Terminal::watch() {
     return Watch([this](std::uint64_t done, std::uint64_t total, const std::string& work) {
@@ -34,12 +73,25 @@ void Terminal::show(std::uint64_t done, std::uint64_t total, const std::string& 
         work_ = work;
         begin_ = now;
     }
-    if (now - begin_ <= ShownAfter || now - last_ <= RedrawnEvery) return;
-    const double part = total > 0 ? double(done) / double(total) : 1;
-    const int filled = static_cast<int>(part * BarWidth);
-    fmt::print(stderr, "\r{} [{:=<{}}{:{}}] {:3.0f} %", escaped(work), "", filled, "", BarWidth - filled, part * 100);
-    shown_ = true;
+    const auto shownAfter = parent >= 0 ? Clock::duration::zero() : ShownAfter;
+    if (now - begin_ <= shownAfter || now - last_ <= RedrawnEvery) return;
     last_ = now;
+    if (parent >= 0) return sendToParent({{"work", work}, {"done", done}, {"total", total}});
+    draw(total > 0 ? double(done) / double(total) : 1, std::chrono::duration<double>(now - begin_).count());
+}
+
+void Terminal::draw(double part, double seconds) {
+    const std::string left = part > 0 ? ", " + timeText(seconds / part - seconds) + " left" : "";
+    const std::string end = fmt::format("] {:3.0f} %{}", part * 100, left);
+    const int columns = columnsOfWindow() - 1; // a full line would wrap
+    const int room = columns - static_cast<int>(end.size()) - 3;
+    std::string work = escaped(work_);
+    const int width = std::clamp(room - static_cast<int>(work.size()), NarrowestBar, BarWidth);
+    if (static_cast<int>(work.size()) > room - width) work.resize(static_cast<std::size_t>(std::max(room - width, 0)));
+    const int filled = static_cast<int>(part * width);
+    const std::string line = fmt::format("{} [{:=<{}}{:{}}{}", work, "", filled, "", width - filled, end);
+    fmt::print(stderr, "\r\x1b[K{}", line.substr(0, static_cast<std::size_t>(std::max(columns, 0))));
+    shown_ = true;
 }
 
 void Terminal::clearBar() {
@@ -56,7 +108,7 @@ void Terminal::warn(const std::string& sentence) {
 void Terminal::note(const std::string& sentence) {
     if (quiet_) return;
     clearBar();
-    fmt::print(stderr, "corvane: note: {}\n", escaped(sentence));
+    printSentence("note", Plain, sentence);
 }
 
 } // namespace corvane

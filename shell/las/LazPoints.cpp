@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "las/LazPoints.hpp"
 
+#include "base/Threads.hpp"
 #include "las/Damage.hpp"
 
 #include <algorithm>
@@ -161,7 +162,7 @@ public:
 private:
     /// Without a thread to be had the work is done when it is waited for.
     void begin() {
-        const std::size_t most = std::max(std::thread::hardware_concurrency(), 1u);
+        const std::size_t most = mostThreads();
         for (; decoding_.size() < most && begun_ < pieces_.size(); ++begun_)
             decoding_.push_back(std::async(std::launch::async | std::launch::deferred, [this, range = pieces_[begun_]] {
                 std::vector<std::byte> records(range.count * points_.recordLength());

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <span>
 
 namespace corvane {
@@ -15,6 +16,28 @@ namespace {
 
 using LabelTrait = Kesh::VValueTrait<Kesh::LabelSet>;
 constexpr std::uint64_t LargestFile = 16 << 20; // bytes; a label takes about a hundred, and there are 65,536 at most
+
+void lay(const Kesh::LabelSet& upper, Kesh::LabelSet& labels) {
+    for (const auto& [value, label] : upper) labels[value] = label;
+    for (const auto& [selection, chosen] : upper.selections()) {
+        labels.addSelection(selection);
+        if (chosen) labels.select(selection, *chosen);
+    }
+}
+
+/// "color": "#rrggbb" in the place of the four numbers, where it says the same.
+json::Value withHexColour(const json::Value& label, const Sextant::rgba_float_t& colour) {
+    const auto byte = [](float channel) { return static_cast<int>(std::lround(channel * 255)); };
+    const auto whole = [&](float channel) { return static_cast<float>(byte(channel)) / 255 == channel; };
+    if (colour.a != 1 || !whole(colour.r) || !whole(colour.g) || !whole(colour.b)) return label;
+    json::Value hex = json::Value::object();
+    for (const auto& [key, value] : label.items())
+        if (key == "colour")
+            hex["color"] = fmt::format("#{:02x}{:02x}{:02x}", byte(colour.r), byte(colour.g), byte(colour.b));
+        else
+            hex[key] = value;
+    return hex;
+}
 
 } // namespace
 
@@ -30,10 +53,9 @@ Kesh::LabelSet loadLabels(const std::string& path) {
 }
 
 Kesh::LabelSet labelsFor(const Survey& survey, const std::string& path, const std::set<int>& values) {
-    if (!path.empty()) return loadLabels(path);
     Kesh::LabelSet labels = standardLabels(values, survey.las().header.pointFormat);
-    if (survey.labels())
-        for (const auto& [value, label] : *survey.labels()) labels[value] = label;
+    if (survey.labels()) lay(*survey.labels(), labels);
+    if (!path.empty()) lay(loadLabels(path), labels);
     return labels;
 }
 
@@ -41,8 +63,9 @@ std::vector<std::string> saveLabels(const Kesh::LabelSet& labels, const std::str
     const json::Value json = json::Value::parse(LabelTrait::Text(labels));
     std::string text = "{\"labels\": [";
     const char* separator = "\n  ";
-    for (const json::Value& label : json["labels"]) {
-        text += separator + label.dump();
+    std::size_t number = 0;
+    for (const auto& [value, label] : labels) {
+        text += separator + withHexColour(json["labels"][number++], label.colour).dump();
         separator = ",\n  ";
     }
     text += fmt::format("\n],\n\"selections\": {}}}\n", json["selections"].dump());

@@ -12,7 +12,7 @@ namespace corvane {
 /// Reads a label set from a file of its text form, JSON. Throws Failure with the place of what is wrong in it.
 Kesh::LabelSet loadLabels(const std::string& path);
 
-/// Those of the file, if one is named; else the standard labels of these values, and the survey's own in their places.
+/// The standard labels of these values, the survey's own over them, and those of the file over both, if one is named.
 Kesh::LabelSet labelsFor(const Survey& survey, const std::string& path, const std::set<int>& values);
 
 /// Writes one, a line per label. Returns what was lost of a file that it replaces: sentences without the path.

@@ -3,11 +3,14 @@
 
 #include "las/StandardClasses.hpp"
 
+#include <cmath>
+
 namespace corvane {
 
 Sextant::rgba_float_t labelColour(int value) {
     const auto [red, green, blue] = classColour(value);
-    return {red, green, blue, 1};
+    const auto byte = [](float channel) { return std::round(channel * 255) / 255; }; // so that #rrggbb says it all
+    return {byte(red), byte(green), byte(blue), 1};
 }
 
 Kesh::LabelSet standardLabels(const std::set<int>& values, std::uint8_t pointFormat) {

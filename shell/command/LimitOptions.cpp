@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "command/LimitOptions.hpp"
+
+#include "Fiber/FragmentBox.hpp"
+#include "Kesh/editing/VertexSelection.hpp"
+#include "base/Failure.hpp"
+#include "limit/Expression.hpp"
+#include "limit/Limits.hpp"
+#include "session/PolygonMiss.hpp"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace corvane {
+namespace {
+
+constexpr double Infinite = std::numeric_limits<double>::infinity();
+
+std::optional<double> readNumber(std::string_view text) {
+    double value = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    return error == std::errc() && stop == end && std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
+
+/// "X0,Y0,X1,Y1" or "X0,Y0,Z0,X1,Y1,Z1".
+Kesh::LimitPtr readBox(const std::string& text) {
+    std::vector<double> n;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        const auto number = readNumber(std::string_view(text).substr(begin, end - begin));
+        if (!number)
+            throw UsageError(fmt::format("--box: \"{}\" was found where a number is expected; write X0,Y0,X1,Y1 or "
+                                         "X0,Y0,Z0,X1,Y1,Z1.",
+                                         text.substr(begin, end - begin)));
+        n.push_back(*number);
+        begin = end + 1;
+    }
+    if (n.size() != 4 && n.size() != 6)
+        throw UsageError(fmt::format("--box: {} numbers were found where 4 or 6 are expected: X0,Y0,X1,Y1 or "
+                                     "X0,Y0,Z0,X1,Y1,Z1.",
+                                     n.size()));
+    const bool flat = n.size() == 4;
+    const std::size_t half = n.size() / 2;
+    for (std::size_t axis = 0; axis < half; ++axis)
+        if (n[axis] > n[axis + half])
+            throw UsageError(fmt::format("--box: {} {} is above {}; write the lower corner first.", "XYZ"[axis],
+                                         n[axis], n[axis + half]));
+    return inBox({{n[0], n[1], flat ? -Infinite : n[2]}, {n[half], n[half + 1], flat ? Infinite : n[5]}});
+}
+
+/// "A..B", "A.." or "..B".
+Kesh::LimitPtr readHeights(const std::string& text) {
+    const std::size_t dots = text.find("..");
+    if (dots == text.npos || text == "..")
+        throw UsageError(
+            fmt::format("--z: \"{}\" was found where A..B is expected, such as 470..480, 470.. or ..480.", text));
+    const auto bound = [&](std::string_view part, double open) {
+        if (part.empty()) return open;
+        if (const auto number = readNumber(part)) return *number;
+        throw UsageError(fmt::format("--z: \"{}\" was found where a height is expected.", part));
+    };
+    const std::string_view view = text;
+    const double low = bound(view.substr(0, dots), -Infinite), high = bound(view.substr(dots + 2), Infinite);
+    if (low > high) throw UsageError(fmt::format("--z {}: holds no height; write the smaller one first.", text));
+    return betweenHeights(low, high);
+}
+
+Kesh::LimitPtr readCondition(const std::string& text) {
+    try {
+        return where(text);
+    } catch (const ExpressionError& error) {
+        throw UsageError(fmt::format("--where \"{}\": {}.", text, error.what()));
+    }
+}
+
+} // namespace
+
+void addLimitOptions(CLI::App& command, LimitArguments& arguments) {
+    const std::string group = "Which points";
+    command
+        .add_option("--within", arguments.within,
+                    "Inside this polygon: WKT, or a file of WKT or GeoJSON. Several mean their union")
+        ->allow_extra_args(false)
+        ->group(group);
+    command.add_option("--box", arguments.box, "In the box X0,Y0,X1,Y1 or X0,Y0,Z0,X1,Y1,Z1, faces included")
+        ->group(group);
+    command.add_option("--z", arguments.z, "Between two heights: A..B, A.. or ..B, both included")->group(group);
+    command
+        .add_option("--where", arguments.where,
+                    "That an expression over their fields holds for, e.g. \"ReturnNumber == 1 && Z > 470\"")
+        ->allow_extra_args(false)
+        ->group(group);
+    command.add_flag("--allow-miss", arguments.allowMiss, "Let it pass when no point is there")->group(group);
+}
+
+CallLimits::CallLimits(const LimitArguments& arguments) : arguments_(arguments) {
+    if (!arguments.within.empty()) polygons_ = readPolygons(arguments.within);
+    if (!arguments.box.empty()) fixed_.push_back({"--box " + arguments.box, readBox(arguments.box)});
+    if (!arguments.z.empty()) fixed_.push_back({"--z " + arguments.z, readHeights(arguments.z)});
+    for (const std::string& condition : arguments.where)
+        fixed_.push_back({fmt::format("--where \"{}\"", condition), readCondition(condition)});
+}
+
+Kesh::LimitPtr CallLimits::on(const Survey& survey, const std::function<void(const std::string&)>&) {
+    present_.clear();
+    if (polygons_) present_.push_back({"--within", insidePolygons(*polygons_)});
+    for (const Part& part : fixed_) {
+        try {
+            present_.push_back({part.option, limitOn(survey, part.limit)});
+        } catch (const UsageError& error) {
+            throw UsageError(fmt::format("{}: {}", part.option, error.what()));
+        }
+    }
+    if (present_.empty()) return nullptr;
+    std::vector<Kesh::LimitPtr> limits;
+    for (const Part& part : present_) limits.push_back(part.limit);
+    return allOf(std::move(limits));
+}
+
+std::string CallLimits::missOn(const Survey& survey, const std::optional<Stroke>& stroke, const Watch& watch) const {
+    std::vector<Kesh::LimitPtr> limits;
+    for (const Part& part : present_) limits.push_back(part.limit);
+    const Kesh::LimitPtr all = limits.empty() ? nullptr : allOf(limits);
+    Stroke whole = stroke.value_or(allWithin(nullptr));
+    whole.limit = all;
+    if (meetsAny(survey, brushOf(whole, survey), watch)) return "";
+    if (polygons_)
+        if (const PolygonMiss miss = missOf(survey, *polygons_); !miss.sentence.empty()) return miss.sentence;
+    for (const Part& part : present_)
+        if (!meetsAny(survey, Kesh::Brush(part.limit), watch)) {
+            const LasHeader& header = survey.las().header;
+            return fmt::format("No point of the survey meets {}; its points lie in x {} to {}, y {} to {}, z {} to {}.",
+                               part.option, header.minimum[0], header.maximum[0], header.minimum[1], header.maximum[1],
+                               header.minimum[2], header.maximum[2]);
+        }
+    if (stroke && !meetsAny(survey, brushOf(*stroke, survey), watch))
+        return "No point of the survey lies under the stroke.";
+    return fmt::format("No point of the survey meets all of the limits together, though {}.",
+                       present_.size() + (stroke ? 1 : 0) > 1 ? "some meet each" : "some may be near");
+}
+
+bool meetsAny(const Survey& survey, const Kesh::Brush& brush, const Watch& watch) {
+    const auto positions = survey.points().findField(Fiber::PositionsName);
+    Kesh::VertexSelection selection(survey.points(), &brush);
+    const auto& fragments = positions->fragments();
+    std::uint64_t done = 0;
+    for (const auto& [number, fragment] : fragments) {
+        watch(done++, fragments.size(), "Looking for points");
+        if (fragment.array && !selection.of(fragment.id, fragment.array->size()).empty()) return true;
+    }
+    return false;
+}
+
+} // namespace corvane
