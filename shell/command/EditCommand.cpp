@@ -102,6 +102,7 @@ void editMany(Call& call) {
     if (call.arguments.dryRun) call.batch.outDir.clear();
     const auto tasks = tasksFor(surveysNamed(call.batch.files), call.batch);
     call.arguments.overwrite |= call.batch.resume; // what the record does not know was refused before
+    readPolygonsOnce(call.arguments.limits);
     const auto answers = editAll(call, tasks, [&](const FileAnswer& answer) {
         if (!call.json || !answer.error.empty()) printAnswer(answer);
     });

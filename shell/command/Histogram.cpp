@@ -203,10 +203,11 @@ Json answerFor(const GlobalOptions& options, const Arguments& arguments, const s
     return answer;
 }
 
-void countMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
-               const BatchArguments& batch, bool json) {
+void countMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, const BatchArguments& batch,
+               bool json) {
     if (!arguments.plot.empty()) throw UsageError("--plot: draws one file.");
     const auto tasks = tasksFor(surveysNamed(batch.files), batch);
+    readPolygonsOnce(arguments.limits);
     ClassCounts total;
     Kesh::LabelSet names;
     std::uint64_t points = 0, misses = 0;

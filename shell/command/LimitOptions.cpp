@@ -77,15 +77,31 @@ Kesh::LimitPtr readCondition(const std::string& text) {
     }
 }
 
+std::shared_ptr<const GivenPolygons> readPolygons(const LimitArguments& arguments) {
+    if (arguments.given) return arguments.given;
+    if (arguments.classFrom.empty()) {
+        if (!arguments.whereFeature.empty())
+            throw UsageError("--where-feature: goes with --class-from, which says what attribute the class is.");
+        if (arguments.within.empty()) return nullptr;
+        return std::make_shared<const GivenPolygons>(readGiven(arguments.within, arguments.polygons));
+    }
+    if (arguments.within.size() != 1)
+        throw UsageError("--class-from: takes the features of one file; give one --within FILE.");
+    const FeatureQuery query{arguments.within.front(), arguments.classFrom, arguments.whereFeature};
+    return std::make_shared<const GivenPolygons>(readFeatures(query, arguments.polygons));
+}
+
 } // namespace
 
 void addLimitOptions(CLI::App& command, LimitArguments& arguments) {
     const std::string group = "Which points";
     command
         .add_option("--within", arguments.within,
-                    "Inside this polygon: WKT, or a file of WKT or GeoJSON. Several mean their union")
+                    "Inside this polygon: WKT, or a file: WKT, GeoJSON, GeoPackage, Shapefile, KML, FlatGeobuf, CSV; "
+                    "FILE|LAYER; - for standard input. Several mean their union")
         ->allow_extra_args(false)
         ->group(group);
+    addPolygonOptions(command, arguments.polygons);
     command.add_option("--box", arguments.box, "In the box X0,Y0,X1,Y1 or X0,Y0,Z0,X1,Y1,Z1, faces included")
         ->group(group);
     command.add_option("--z", arguments.z, "Between two heights: A..B, A.. or ..B, both included")->group(group);
@@ -97,16 +113,37 @@ void addLimitOptions(CLI::App& command, LimitArguments& arguments) {
     command.add_flag("--allow-miss", arguments.allowMiss, "Let it pass when no point is there")->group(group);
 }
 
+void addPolygonOptions(CLI::App& command, PolygonOptions& options) {
+    const std::string group = "Which points";
+    command
+        .add_option("--polygon-crs", options.crs,
+                    "The coordinate system of polygons, whatever they state: EPSG:25832, or survey")
+        ->group(group);
+    command.add_flag("--repair-polygons", options.repair, "Repair polygons that touch or cross themselves")
+        ->group(group);
+}
+
+void readPolygonsOnce(LimitArguments& arguments) { arguments.given = readPolygons(arguments); }
+
 CallLimits::CallLimits(const LimitArguments& arguments) : arguments_(arguments) {
-    if (!arguments.within.empty()) polygons_ = readPolygons(arguments.within);
+    given_ = readPolygons(arguments);
     if (!arguments.box.empty()) fixed_.push_back({"--box " + arguments.box, readBox(arguments.box)});
     if (!arguments.z.empty()) fixed_.push_back({"--z " + arguments.z, readHeights(arguments.z)});
     for (const std::string& condition : arguments.where)
         fixed_.push_back({fmt::format("--where \"{}\"", condition), readCondition(condition)});
 }
 
-Kesh::LimitPtr CallLimits::on(const Survey& survey, const std::function<void(const std::string&)>&) {
+Kesh::LimitPtr CallLimits::on(const Survey& survey, const std::function<void(const std::string&)>& note) {
     present_.clear();
+    if (given_ && !arguments_.classFrom.empty()) {
+        PlacedFeatures placed = placeFeaturesOn(survey.las(), *given_);
+        for (const std::string& notice : placed.notices) note(notice);
+        features_ = std::move(placed.features);
+    } else if (given_) {
+        PlacedPolygons placed = placeOn(survey.las(), *given_);
+        for (const std::string& notice : placed.notices) note(notice);
+        polygons_ = std::move(placed.polygons);
+    }
     if (polygons_) present_.push_back({"--within", insidePolygons(*polygons_)});
     for (const Part& part : fixed_) {
         try {
@@ -127,6 +164,7 @@ std::string CallLimits::missOn(const Survey& survey, const std::optional<Stroke>
     const Kesh::LimitPtr all = limits.empty() ? nullptr : allOf(limits);
     Stroke whole = stroke.value_or(allWithin(nullptr));
     whole.limit = all;
+    if (!whole.limit && !stroke) return "";
     if (meetsAny(survey, brushOf(whole, survey), watch)) return "";
     if (polygons_)
         if (const PolygonMiss miss = missOf(survey, *polygons_); !miss.sentence.empty()) return miss.sentence;

@@ -2,6 +2,7 @@
 // corvane reclassify: gives points of some classes another class. One class for up to four others is an edit of
 // ModifyClassification; a table, flags, or more of them one by rules.
 #include "command/EditCommand.hpp"
+#include "limit/Limits.hpp"
 #include "network/ClassTable.hpp"
 #include "survey/ClassNames.hpp"
 
@@ -24,8 +25,14 @@ struct Arguments : EditArguments {
 
 void checkCall(const Arguments& arguments) {
     if (!arguments.map.empty()) {
+        if (!arguments.limits.classFrom.empty()) throw UsageError("--map: does not go with --class-from.");
         if (!arguments.from.empty() || !arguments.to.empty() || !arguments.exchange.empty())
             throw UsageError("--map: says from and to by itself; leave out --from, --to and --switch.");
+        return;
+    }
+    if (!arguments.limits.classFrom.empty()) {
+        if (!arguments.to.empty() || !arguments.exchange.empty())
+            throw UsageError("--class-from: each feature says to which class; leave out --to and --switch.");
         return;
     }
     if (arguments.from.empty() || arguments.to.empty())
@@ -65,8 +72,22 @@ ClassRules tableOf(const Arguments& arguments, const ClassNames& names) {
     }
 }
 
+/// A rule for each feature; points of all classes are meant unless --from says which.
+ClassRules featureRules(const SurveyEdit& edit, const Arguments& arguments, const ClassNames& names) {
+    const auto from = arguments.from.empty() ? std::nullopt : names.values("--from", arguments.from);
+    ClassRules rules;
+    for (const ClassFeature& feature : edit.features())
+        rules.rules.push_back(
+            {from, {}, insidePolygons(feature.polygons), names.value(feature.name, feature.value), {}});
+    return rules;
+}
+
 void setUp(SurveyEdit& edit, const Arguments& arguments) {
     const ClassNames names(edit.survey(), edit.field(), edit.labels());
+    if (!edit.features().empty()) {
+        edit.addEditor(ClassTableType);
+        return edit.network().set("editor.rules", featureRules(edit, arguments, names));
+    }
     if (!arguments.map.empty()) {
         edit.addEditor(ClassTableType);
         return edit.network().set("editor.rules", tableOf(arguments, names));
@@ -114,6 +135,11 @@ void addReclassify(CLI::App& program, const GlobalOptions& options) {
     command
         ->add_option("--switch", arguments->exchange, "Exchange --to with source 0, 1, 2 or 3, which reverses an edit")
         ->check(CLI::IsMember({"0", "1", "2", "3"}));
+    command->add_option("--class-from", arguments->limits.classFrom,
+                        "Attribute of the features in the file of --within that says which class the points in each "
+                        "get; the first of several features counts");
+    command->add_option("--where-feature", arguments->limits.whereFeature,
+                        "Which features, in SQL: \"status = 'approved'\"");
     makeEditCommand(*command, options, *arguments,
                     [arguments](const GlobalOptions& given) { return run(given, *arguments); });
     command->footer(R"(Examples:

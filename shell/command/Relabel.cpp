@@ -2,7 +2,6 @@
 // corvane relabel: select into a mask, only in classes that are editable, then apply a label; from the command line.
 #include "command/EditCommand.hpp"
 #include "limit/Limits.hpp"
-#include "polygon/Polygons.hpp"
 #include "survey/ClassNames.hpp"
 #include "survey/LabelFile.hpp"
 
@@ -125,7 +124,6 @@ Stroke selection(const std::optional<Stroke>& inProfile, const SurveyEdit& edit)
 }
 
 std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arguments) {
-    const auto unselected = arguments.unselect.empty() ? std::nullopt : std::optional(readPolygons(arguments.unselect));
     const auto inProfile = profileStroke(arguments);
     SurveyEdit edit(options, arguments);
     edit.addEditor("Edit/MaskedLabels");
@@ -134,8 +132,9 @@ std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arg
     edit.network().set("editor.labels", labels);
     edit.draw(selection(inProfile, edit));
     edit.act();
-    if (unselected) {
-        edit.draw(allWithin(insidePolygons(*unselected)));
+    if (!arguments.unselect.empty()) {
+        const auto taken = polygonsFor(edit.survey().las(), arguments.unselect, arguments.limits.polygons);
+        edit.draw(allWithin(insidePolygons(taken.polygons)));
         edit.network().press("editor.unselect");
         edit.act();
     }

@@ -3,10 +3,10 @@
 // runs it.
 #include "Fiber/LineSet.hpp"
 #include "command/Commands.hpp"
+#include "command/LimitOptions.hpp"
 #include "command/Output.hpp"
 #include "network/Network.hpp"
 #include "network/Objects.hpp"
-#include "polygon/Polygons.hpp"
 
 #include <fmt/format.h>
 
@@ -20,6 +20,7 @@ constexpr char ModuleType[] = "Compute/BrushToWorldShape";
 struct Arguments {
     std::string survey;
     std::vector<std::string> within;
+    PolygonOptions polygons;
     double viewDepth = 0.5;
 };
 
@@ -57,7 +58,10 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     network.addObject("shape", ModuleType);
     network.set("shape.viewdepth", fmt::format("{}", arguments.viewDepth));
     network.connect("lasso.brush", "shape.brush");
-    network.draw("lasso.brush", strokeOf(readPolygons(arguments.within), network.survey().las().header));
+    const LasFile& las = network.survey().las();
+    const PlacedPolygons placed = polygonsFor(las, arguments.within, arguments.polygons);
+    for (const std::string& notice : placed.notices) session.note(notice);
+    network.draw("lasso.brush", strokeOf(placed.polygons, las.header));
     network.update();
     print(Fiber::LineSet(network.gridOf("shape.shape")), json);
 }
@@ -72,6 +76,7 @@ void addShape(CLI::App& program, const GlobalOptions& options) {
     command->add_option("--within", a->within, "Polygon: WKT, or a file of WKT or GeoJSON. Several mean their union")
         ->required()
         ->allow_extra_args(false);
+    addPolygonOptions(*command, a->polygons);
     command
         ->add_option("--viewdepth", a->viewDepth,
                      "Height of the line: 0 is that of the highest point, 1 that of the lowest")

@@ -5,6 +5,7 @@
 #include "base/Text.hpp"
 #include "network/FieldRange.hpp"
 #include "network/Objects.hpp"
+#include "session/PolygonMiss.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
@@ -77,6 +78,7 @@ Json asJson(const EditResult& result) {
               {"before", countsAsJson(result.before)},
               {"after", countsAsJson(result.after)}};
     if (result.tally) json["tally"] = Json::parse(Kesh::VValueTrait<ClassTally>::Text(*result.tally));
+    for (std::size_t i = 0; i < result.ruleNames.size(); ++i) json["tally"]["rules"][i]["name"] = result.ruleNames[i];
     if (!result.miss.empty()) json["miss"] = result.miss;
     if (result.written)
         json["written"] = {
@@ -89,6 +91,11 @@ void print(const EditResult& result) {
     if (result.tally)
         for (const auto& [name, flag] : result.tally->flags)
             fmt::print("{}: set for {}, cleared for {}\n", name, pointsText(flag.set), pointsText(flag.cleared));
+    for (std::size_t i = 0; i < result.ruleNames.size(); ++i) {
+        const ClassTally::Rule& rule = result.tally->rules[i];
+        fmt::print("{}: {} inside, {} changed{}\n", escaped(result.ruleNames[i]), pointsText(rule.inside), rule.changed,
+                   rule.overlaps == 0 ? "" : fmt::format(", {} left to features before it", pointsText(rule.overlaps)));
+    }
     fmt::print("{} {}\n", pointsText(result.changed), result.written ? "changed" : "would change");
     if (result.written)
         printWritten(result.written->path, result.points, result.written->bytes, result.written->seconds);
@@ -161,6 +168,19 @@ void SurveyEdit::save(EditResult& result, const Kesh::LabelSet* labels) {
     result.written = {arguments_.out, error ? 0 : static_cast<std::uint64_t>(bytes), taken.count()};
 }
 
+/// Empty when a point was meant.
+std::string SurveyEdit::missText(const EditResult& result) const {
+    if (hasBrush_)
+        if (std::string miss = limits_.missOn(*survey_, stroke_, session_.watch()); !miss.empty()) return miss;
+    if (features().empty() || !result.tally) return "";
+    const auto inside = [](const ClassTally::Rule& rule) { return rule.inside > 0; };
+    if (std::ranges::any_of(result.tally->rules, inside)) return "";
+    const PolygonMiss first = missOf(*survey_, features().front().polygons);
+    return first.sentence.empty()
+               ? fmt::format("No point of the survey lies in any of the {} features.", features().size())
+               : first.sentence;
+}
+
 std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
     if (arguments_.printNetwork) {
         printJson(network_.record().asJson(arguments_.in, "points", EditorName, arguments_.out));
@@ -172,6 +192,7 @@ std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
                       .before = before_,
                       .after = counts(),
                       .tally = network_.tallyOf(EditorName),
+                      .ruleNames = {},
                       .status = network_.status(EditorName).text,
                       .miss = {},
                       .written = {},
@@ -179,8 +200,9 @@ std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
     result.changed = result.tally ? result.tally->changed : changedPoints(result.before, result.after);
     if (field_.name == ClassificationName) result.names = namesOf(*survey_, labels_, {&result.before, &result.after});
     session_.printLateWarnings(*survey_);
-    if (result.changed == 0 && hasBrush_ && !arguments_.limits.allowMiss)
-        result.miss = limits_.missOn(*survey_, stroke_, session_.watch());
+    for (const ClassFeature& feature : features())
+        result.ruleNames.push_back(fmt::format("{}, class {}", feature.name, feature.value));
+    if (result.changed == 0 && !arguments_.limits.allowMiss) result.miss = missText(result);
     if (!result.miss.empty()) return result;
     if (!parseRange(arguments_.expect).contains(result.changed))
         throw Failure(fmt::format("{}: {} would change where {} are expected (--expect); nothing was written.",

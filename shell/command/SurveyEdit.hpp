@@ -36,9 +36,10 @@ struct EditResult {
     std::string file, field;
     std::uint64_t points = 0, changed = 0;
     ClassCounts before, after;
-    std::optional<ClassTally> tally; ///< of an edit by rules
-    std::string status;              ///< in the words of the module
-    std::string miss;                ///< why no point was meant; nothing was written then
+    std::optional<ClassTally> tally;    ///< of an edit by rules
+    std::vector<std::string> ruleNames; ///< of the rules in the tally; empty: they have none
+    std::string status;                 ///< in the words of the module
+    std::string miss;                   ///< why no point was meant; nothing was written then
     std::optional<Written> written;
     Kesh::LabelSet names; ///< of the classes that occur
 };
@@ -64,6 +65,9 @@ public:
     /// What --within and its like set; null when none was given.
     const Kesh::LimitPtr& limit() const { return limit_; }
 
+    /// What --class-from gives.
+    const std::vector<ClassFeature>& features() const { return limits_.features(); }
+
     /// Labels of --labels over the survey's own over the standard ones.
     const Kesh::LabelSet& labels() const { return labels_; }
 
@@ -79,6 +83,7 @@ public:
 
 private:
     ClassCounts counts() const;
+    std::string missText(const EditResult& result) const;
     void save(EditResult& result, const Kesh::LabelSet* labels);
 
     const EditArguments& arguments_;
