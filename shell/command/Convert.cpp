@@ -2,7 +2,10 @@
 // corvane convert: the same points packed in another way, or in another point format.
 #include "base/InOrder.hpp"
 #include "base/OutputFile.hpp"
+#include "base/Text.hpp"
+#include "command/Batch.hpp"
 #include "command/Commands.hpp"
+#include "command/Output.hpp"
 #include "command/SoundParts.hpp"
 #include "las/CopcWriter.hpp"
 #include "las/FormatChange.hpp"
@@ -10,6 +13,9 @@
 #include "las/PointWriter.hpp"
 
 #include <fmt/format.h>
+
+#include <chrono>
+#include <functional>
 
 namespace corvane {
 namespace {
@@ -90,7 +96,13 @@ Plan planFor(const LasFile& las, const Arguments& arguments) {
     return plan;
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
+/// What was written.
+struct Written {
+    std::uint64_t points, bytes;
+    double seconds;
+};
+
+Written convert(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
     checkMayWrite(arguments.out, arguments.overwrite);
     LasFile las = LasFile::open(arguments.in, reading);
     if (!las.losses.empty()) countReturns(las);
@@ -98,6 +110,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, Reading readi
     Terminal terminal(options.quiet);
     for (const std::string& warning : las.warnings) terminal.warn(arguments.in + ": " + warning);
     for (const std::string& notice : plan.notices) terminal.note(arguments.out + ": " + notice);
+    const auto begin = std::chrono::steady_clock::now();
     const Watch watch = terminal.watch();
     const bool copies = las.compression() && plan.packing.compressed && !arguments.copc;
     if (copies) checkPoints(las, watch);
@@ -109,10 +122,91 @@ void run(const GlobalOptions& options, const Arguments& arguments, Reading readi
                   output, watch, memory);
     } else
         PointWriter(las, output, watch).write({}, std::move(plan.change), plan.packing);
+    const std::uint64_t bytes = output.size();
     for (const std::string& warning : output.commit()) terminal.warn(arguments.out + ": " + warning);
-    terminal.clearBar();
-    if (!options.quiet) fmt::print("wrote {} with {} points\n", arguments.out, las.header.pointCount);
-    requireWhole(las);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    return {las.header.pointCount, bytes, taken.count()};
+}
+
+/// Says what was written of a file even if that is not all of it.
+void run(const GlobalOptions& options, const Arguments& arguments, const std::function<void(const Written&)>& say) {
+    readingWhatIsSound({arguments.in}, [&](Reading reading) {
+        say(convert(options, arguments, reading));
+        if (reading == Reading::Sound) requireWhole(LasFile::open(arguments.in, reading));
+    });
+}
+
+Json asJson(const Arguments& arguments, const Written& written) {
+    return {{"file", arguments.in},
+            {"points", written.points},
+            {"written", {{"file", arguments.out}, {"bytes", written.bytes}, {"seconds", written.seconds}}}};
+}
+
+void convertOne(const GlobalOptions& options, Arguments& arguments, const std::vector<std::string>& files, bool json) {
+    if (files.size() < 2) throw UsageError("OUT is missing: name the file to write, or a folder with --out-dir.");
+    arguments.in = files[0];
+    arguments.out = files[1];
+    run(options, arguments, [&](const Written& written) {
+        if (json) return printJson(asJson(arguments, written));
+        if (!options.quiet) printWritten(arguments.out, written.points, written.bytes, written.seconds);
+    });
+}
+
+Json answerFor(const GlobalOptions& options, Arguments arguments, const FileTask& task) {
+    arguments.in = task.in;
+    arguments.out = task.out;
+    Json answer;
+    try {
+        run(options, arguments, [&](const Written& written) { answer = asJson(arguments, written); });
+    } catch (const NotClean& problem) {
+        if (answer.is_null()) throw;
+        throw NotCleanAnswer(problem.what(), answer);
+    }
+    return answer;
+}
+
+void convertMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, BatchArguments& batch,
+                 bool json) {
+    if (batch.outDir.empty()) throw UsageError("Several files are converted into a folder: give --out-dir FOLDER.");
+    if (batch.suffix.empty() && arguments.copc) batch.suffix = ".copc.laz";
+    batch.overwrite = arguments.overwrite;
+    const auto tasks = tasksFor(surveysNamed(batch.files), batch);
+    arguments.overwrite |= batch.resume; // what the record does not know was refused before
+    std::uint64_t points = 0, bytes = 0;
+    const auto answers = forEachFile(
+        command, options, batch, tasks,
+        [&](const FileTask& task, const GlobalOptions& given) { return answerFor(given, arguments, task); },
+        [&](const FileAnswer& one) {
+            if (!one.error.empty()) printError(one.error);
+            if (one.answer.is_null()) return;
+            const Json& written = one.answer["written"];
+            points += one.answer["points"].get<std::uint64_t>();
+            bytes += written["bytes"].get<std::uint64_t>();
+            if (!json && !options.quiet)
+                printWritten(one.task.out, one.answer["points"], written["bytes"], written["seconds"]);
+        });
+    if (json) printJson(batchAsJson(answers, {{"files", answers.size()}, {"points", points}, {"bytes", bytes}}));
+    if (!json && !options.quiet) fmt::print("{} in {} files, {} bytes\n", pointsText(points), answers.size(), bytes);
+    requireAllWell(answers);
+}
+
+void addOptions(CLI::App& command, Arguments& arguments) {
+    CLI::Option* chunk =
+        command
+            .add_option("--chunk", arguments.chunkPoints,
+                        "Points per chunk of a compressed OUT. Without it chunks stay as they are, or have 50000.")
+            ->check(CLI::Range(1u, 100'000'000u));
+    command
+        .add_option("--point-format", arguments.pointFormat,
+                    "0 to 10. All fields are carried over; a format that lacks one of them is refused. 6 to 10 make "
+                    "the file version 1.4, where classes above 31 have room.")
+        ->check(CLI::Range(0u, 10u));
+    command
+        .add_flag("--copc", arguments.copc,
+                  "Write an octree (COPC), in which programs find the points of a place without reading the others. "
+                  "Point formats 6 to 8 with WKT; the points come in another order.")
+        ->excludes(chunk);
+    command.add_flag("--overwrite", arguments.overwrite, "Replace OUT if it exists");
 }
 
 } // namespace
@@ -122,27 +216,23 @@ void addConvert(CLI::App& program, const GlobalOptions& options) {
         "convert", "Write the same survey compressed or not, as the name of OUT says (.laz, .las), or in another point "
                    "format. All else stays as it is.");
     const auto arguments = std::make_shared<Arguments>();
-    command->add_option("IN", arguments->in, "The survey")->required();
-    command->add_option("OUT", arguments->out, "The file to write")->required();
-    CLI::Option* chunk =
-        command
-            ->add_option("--chunk", arguments->chunkPoints,
-                         "Points per chunk of a compressed OUT. Without it chunks stay as they are, or have 50000.")
-            ->check(CLI::Range(1u, 100'000'000u));
+    const auto batch = std::make_shared<BatchArguments>();
     command
-        ->add_option("--point-format", arguments->pointFormat,
-                     "0 to 10. All fields are carried over; a format that lacks one of them is refused. 6 to 10 make "
-                     "the file version 1.4, where classes above 31 have room.")
-        ->check(CLI::Range(0u, 10u));
-    command
-        ->add_flag("--copc", arguments->copc,
-                   "Write an octree (COPC), in which programs find the points of a place without reading the others. "
-                   "Point formats 6 to 8 with WKT; the points come in another order.")
-        ->excludes(chunk);
-    command->add_flag("--overwrite", arguments->overwrite, "Replace OUT if it exists");
-    command->callback([&options, arguments] {
-        readingWhatIsSound({arguments->in}, [&](Reading reading) { run(options, *arguments, reading); });
+        ->add_option("FILES", batch->files,
+                     "IN OUT: the survey, and the file to write. With --out-dir: surveys, folders and patterns")
+        ->required();
+    addOptions(*command, *arguments);
+    addBatchOptions(*command, *batch, true);
+    const auto json = addJsonFlag(*command);
+    command->callback([command, &options, arguments, batch, json] {
+        const bool one = batch->outDir.empty() && !namesSeveral(batch->files[0]) && batch->files.size() <= 2;
+        one ? convertOne(options, *arguments, batch->files, *json)
+            : convertMany(*command, options, *arguments, *batch, *json);
     });
+    command->footer(R"(Examples:
+  corvane convert tile.las tile.laz
+  corvane convert old.laz new.laz --point-format 6
+  corvane convert tiles --out-dir packed --suffix .laz --jobs 4)");
 }
 
 } // namespace corvane

@@ -5,6 +5,7 @@
 #include "base/NearestName.hpp"
 #include "base/OutputFile.hpp"
 #include "base/Text.hpp"
+#include "command/Batch.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "network/Network.hpp"
@@ -85,23 +86,47 @@ void print(const Kesh::LabelSet& labels) {
                    byte(label.colour.b), escaped(label.name));
 }
 
+Json asJson(const Kesh::LabelSet& labels) { return Json::parse(Kesh::VValueTrait<Kesh::LabelSet>::Text(labels)); }
+
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     if (!arguments.out.empty()) checkMayWrite(arguments.out, arguments.overwrite);
     const Kesh::LabelSet labels = labelsOf(options, arguments);
     if (!arguments.out.empty())
         for (const std::string& warning : saveLabels(labels, arguments.out, arguments.overwrite))
             if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.out, warning));
-    json ? printJson(Json::parse(Kesh::VValueTrait<Kesh::LabelSet>::Text(labels))) : print(labels);
+    json ? printJson(asJson(labels)) : print(labels);
+}
+
+/// A line for each class of each file.
+void runMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
+             const BatchArguments& batch, bool json) {
+    if (!arguments.out.empty()) throw UsageError("--out: takes the labels of one file.");
+    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+        Arguments one = arguments;
+        one.survey = task.in;
+        return Json{{"file", task.in}, {"labels", asJson(labelsOf(given, one))["labels"]}};
+    };
+    const auto answers = forEachFile(
+        command, options, batch, tasksFor(surveysNamed(batch.files), batch), job, [&](const FileAnswer& one) {
+            if (!one.error.empty()) printError(one.error);
+            if (json || one.answer.is_null()) return;
+            for (const Json& label : one.answer["labels"])
+                printLine(fmt::format("{}: {:>5} {}", escaped(one.task.in), label["value"].get<int>(),
+                                      escaped(label["name"].get_ref<const std::string&>())));
+        });
+    if (json) printJson(batchAsJson(answers, {{"files", answers.size()}}));
+    requireAllWell(answers);
 }
 
 } // namespace
 
 void addLabels(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
-        "labels", "Show what the classes of a survey are called, and write it as a label file. Without --standard or "
-                  "--derive: what the file's own Classification Lookup says.");
+        "labels", "Show what the classes of a survey are called, and write it as a label file: what the file's own "
+                  "Classification Lookup says, or else the standard names of the classes that occur.");
     const auto arguments = std::make_shared<Arguments>();
-    command->add_option("FILE", arguments->survey, "The survey")->required();
+    const auto batch = std::make_shared<BatchArguments>();
+    command->add_option("FILES", batch->files, "Surveys, folders of them, and patterns")->required();
     CLI::Option* standard =
         command->add_flag("--standard", arguments->standard, "The LAS format's names of the classes that occur");
     command
@@ -110,8 +135,18 @@ void addLabels(CLI::App& program, const GlobalOptions& options) {
     command->add_option("--field", arguments->field, "The field to derive from")->capture_default_str();
     command->add_option("--out", arguments->out, "Write the labels to this file, as JSON");
     command->add_flag("--overwrite", arguments->overwrite, "Replace the file if it exists");
+    addBatchOptions(*command, *batch, false);
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+    command->callback([command, &options, arguments, batch, json] {
+        if (batch->files.size() > 1 || namesSeveral(batch->files[0]))
+            return runMany(*command, options, *arguments, *batch, *json);
+        arguments->survey = batch->files[0];
+        run(options, *arguments, *json);
+    });
+    command->footer(R"(Examples:
+  corvane labels tile.las
+  corvane labels tile.las --out classes.json
+The label file is JSON; docs/labels.md describes it.)");
 }
 
 } // namespace corvane

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/LimitOptions.hpp"
 
-#include "Fiber/FragmentBox.hpp"
-#include "Kesh/editing/VertexSelection.hpp"
 #include "base/Failure.hpp"
 #include "limit/Expression.hpp"
 #include "limit/Limits.hpp"
 #include "session/PolygonMiss.hpp"
+#include "survey/BrushedPoints.hpp"
 
 #include <fmt/format.h>
 
@@ -179,18 +178,6 @@ std::string CallLimits::missOn(const Survey& survey, const std::optional<Stroke>
         return "No point of the survey lies under the stroke.";
     return fmt::format("No point of the survey meets all of the limits together, though {}.",
                        present_.size() + (stroke ? 1 : 0) > 1 ? "some meet each" : "some may be near");
-}
-
-bool meetsAny(const Survey& survey, const Kesh::Brush& brush, const Watch& watch) {
-    const auto positions = survey.points().findField(Fiber::PositionsName);
-    Kesh::VertexSelection selection(survey.points(), &brush);
-    const auto& fragments = positions->fragments();
-    std::uint64_t done = 0;
-    for (const auto& [number, fragment] : fragments) {
-        watch(done++, fragments.size(), "Looking for points");
-        if (fragment.array && !selection.of(fragment.id, fragment.array->size()).empty()) return true;
-    }
-    return false;
 }
 
 } // namespace corvane

@@ -74,7 +74,4 @@ private:
     std::vector<Part> present_; // on the survey at hand
 };
 
-/// Whether a point of the survey lies under the brush. Looks no further than the first one.
-bool meetsAny(const Survey& survey, const Kesh::Brush& brush, const Watch& watch);
-
 } // namespace corvane

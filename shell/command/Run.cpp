@@ -13,7 +13,7 @@ namespace {
 
 struct Arguments {
     std::string network, survey, save;
-    bool overwrite = false;
+    bool overwrite = false, discard = false, strict = false;
 };
 
 Json asJson(const Report& report) {
@@ -53,13 +53,23 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
         if (const std::string note = made.histogram ? noteOnSecondary(*made.histogram) : ""; !note.empty())
             session.warn(note);
     };
+    auto savedAt = Holdfast::Ageable::Ooooold;
     const auto save = [&](const std::string& out, bool overwrite) {
         session.save(*survey, out, overwrite || arguments.overwrite);
+        savedAt = Holdfast::Ageable::nextTime();
     };
-    file.run(network, {report, save, [&](const std::string& sentence) { session.note(sentence); }});
-    if (!arguments.save.empty()) session.save(*survey, arguments.save, arguments.overwrite);
+    file.run(network, {.report = report,
+                       .save = save,
+                       .note = [&](const std::string& sentence) { session.note(sentence); },
+                       .strict = arguments.strict});
+    if (!arguments.save.empty()) save(arguments.save, arguments.overwrite);
     session.printLateWarnings(*survey);
     if (json) printJson({{"reports", reports}});
+    if (survey->editedAt() > savedAt && !arguments.discard)
+        throw Failure(
+            fmt::format("{}: edits of {} are dropped: nothing saves them. Add {{\"save\": \"OUT.las\"}} to the "
+                        "actions, or give --save OUT, or --discard when they are only tried.",
+                        arguments.network, path));
     if (!unclean.empty())
         throw NotClean(fmt::format("{}: the counts of {} are incomplete or out of date.", arguments.network,
                                    fmt::join(unclean, ", ")));
@@ -76,6 +86,8 @@ void addRun(CLI::App& program, const GlobalOptions& options) {
                         "The LAS file to work on, instead of the one that the network names");
     command->add_option("--save", arguments->save, "Save the survey here when all actions are done");
     command->add_flag("--overwrite", arguments->overwrite, "Replace files that exist");
+    command->add_flag("--discard", arguments->discard, "Edits are only tried: let it pass that nothing saves them");
+    command->add_flag("--strict", arguments->strict, "Fail when a stroke or limit meets no point");
     const auto json = addJsonFlag(*command);
     command->callback([&options, arguments, json] { run(options, *arguments, *json); });
 }

@@ -2,6 +2,7 @@
 #include "network/NetworkFile.hpp"
 
 #include "network/StrokeText.hpp"
+#include "survey/BrushedPoints.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
@@ -155,6 +156,14 @@ private:
         const Stroke drawn = placed(
             stroke, [&] { return readStroke(stroke, [&](const Reader& json) { return placedPolygons(json); }); });
         placed(stroke, [&] { drawing(stroke, [&] { network_.draw(slot, drawn); }); });
+        placed(stroke, [&] { tellMiss(stroke, drawn); });
+    }
+
+    /// A stroke that selects nothing is rarely meant.
+    void tellMiss(const Reader& stroke, const Stroke& drawn) {
+        if (meetsAny(network_.survey(), brushOf(drawn, network_.survey()), network_.watch())) return;
+        if (hooks_.strict) throw Failure("no point of the survey is there; nothing of this action was done.");
+        if (hooks_.note) hooks_.note(stroke.place() + "no point of the survey is there.");
     }
 
     /// In the survey's coordinates.

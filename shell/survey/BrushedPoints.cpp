@@ -63,4 +63,16 @@ StrongPtr<Fiber::Field> BrushedPoints::mask() const {
     return mask;
 }
 
+bool meetsAny(const Survey& survey, const Kesh::Brush& brush, const Watch& watch) {
+    const auto positions = survey.points().findField(Fiber::PositionsName);
+    Kesh::VertexSelection selection(survey.points(), &brush);
+    const auto& fragments = positions->fragments();
+    std::uint64_t done = 0;
+    for (const auto& [number, fragment] : fragments) {
+        watch(done++, fragments.size(), "Looking for points");
+        if (fragment.array && !selection.of(fragment.id, fragment.array->size()).empty()) return true;
+    }
+    return false;
+}
+
 } // namespace corvane

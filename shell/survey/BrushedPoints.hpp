@@ -38,4 +38,7 @@ private:
     std::vector<Holdfast::StrongPtr<const Fiber::MemBase>> kept_;
 };
 
+/// Whether a point of the survey lies under the brush. Looks no further than the first one.
+bool meetsAny(const Survey& survey, const Kesh::Brush& brush, const Watch& watch);
+
 } // namespace corvane

@@ -126,6 +126,18 @@ std::vector<Survey::Edit> Survey::edits() const {
     return edits;
 }
 
+Holdfast::Ageable::Age Survey::editedAt() const {
+    auto latest = Holdfast::Ageable::Ooooold;
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+        const auto now = points_->findField(fields_[i].name);
+        if (!now) continue;
+        for (const auto& [number, fragment] : original_[i]->fragments())
+            if (const auto array = now->getCreator(fragment.id); array && array != fragment.array)
+                latest = std::max(latest, array->age());
+    }
+    return latest;
+}
+
 PointEdits Survey::pointEdits() const {
     const auto owned = std::make_shared<const std::vector<Edit>>(edits());
     std::vector<PointEdit> stored;

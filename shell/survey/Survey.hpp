@@ -69,6 +69,9 @@ public:
     /// The fragments that are not those of the file any more, ordered by record.
     std::vector<Edit> edits() const;
 
+    /// The time of the last change that the points still show; `Ooooold` when they are those of the file.
+    Holdfast::Ageable::Age editedAt() const;
+
     /// The same, as they stand in records.
     PointEdits pointEdits() const;
 
