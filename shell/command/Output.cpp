@@ -2,6 +2,7 @@
 #include "command/Output.hpp"
 
 #include "base/Text.hpp"
+#include "check/ClassNames.hpp"
 #include "command/Terminal.hpp"
 #include "survey/LabelFile.hpp"
 
@@ -66,10 +67,6 @@ std::uint64_t totalOf(const ClassCounts& counts) {
 }
 
 } // namespace
-
-std::string percentText(std::uint64_t part, std::uint64_t all) {
-    return all == 0 ? "" : fmt::format("{:.2f} %", 100 * double(part) / double(all));
-}
 
 void printCounts(const ClassCounts& before, const ClassCounts& after, const Kesh::LabelSet& names) {
     ClassCounts all = before;

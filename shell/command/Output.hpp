@@ -32,9 +32,6 @@ void printCounts(const ClassCounts& before, const ClassCounts& after, const Kesh
 /// A table of counts and of what part of all they are.
 void printCounts(const ClassCounts& counts, const Kesh::LabelSet& names = {});
 
-/// "12.50 %"; empty of nothing.
-std::string percentText(std::uint64_t part, std::uint64_t all);
-
 /// Prints a finished sentence on standard error.
 void printError(const std::string& sentence);
 
