@@ -144,8 +144,7 @@ std::string wkbOf(OGRFeatureH feature, OGRGeometryH geometry) {
     const OgrGeometry flat(OGR_G_Clone(geometry));
     OGR_G_FlattenTo2D(flat.get());
     if (!addAreas(flat.get(), areas.get()))
-        throw Failure(fmt::format("feature {} is a {}, expected a polygon; leave out what is not an area, for instance "
-                                  "with --where-feature.",
+        throw Failure(fmt::format("feature {} is a {}, expected a polygon; leave out what is not an area.",
                                   OGR_F_GetFID(feature), OGRGeometryTypeToName(OGR_G_GetGeometryType(geometry))));
     std::string wkb(static_cast<std::size_t>(OGR_G_WkbSize(areas.get())), '\0');
     OGR_G_ExportToIsoWkb(areas.get(), wkbNDR, reinterpret_cast<unsigned char*>(wkb.data()));
