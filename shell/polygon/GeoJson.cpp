@@ -82,6 +82,10 @@ public:
 
 private:
     void add(const GeoJsonArea& facts, std::string wkt) {
+        if (!property_.empty() && !facts.value)
+            throw UsageError(fmt::format("holds a geometry that is no feature, and so has no property \"{}\"; make it "
+                                         "a Feature with properties.",
+                                         property_));
         areas.push_back(facts);
         areas.back().wkt = std::move(wkt);
     }

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <functional>
 #include <iterator>
 
 namespace corvane {
@@ -46,7 +45,7 @@ std::string wktOf(const std::vector<Rings>& polygons) {
 /// Rings begin at their least points, and stand in the order of these; the shell stays before the holes.
 void putInOrder(std::vector<Rings>& polygons) {
     for (auto& rings : polygons) {
-        for (Ring& ring : rings) std::ranges::rotate(ring, std::ranges::min_element(ring, std::less<>()));
+        for (Ring& ring : rings) std::rotate(ring.begin(), std::min_element(ring.begin(), ring.end()), ring.end());
         std::sort(rings.begin() + 1, rings.end());
     }
     std::sort(polygons.begin(), polygons.end());

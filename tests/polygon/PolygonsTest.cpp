@@ -209,6 +209,7 @@ TEST_F(Polygons, KeepWhatTheyState) {
     EXPECT_TRUE(holds(refusal("null"), "feature 1 is null, expected a number or a text")) << refusal("null");
     EXPECT_TRUE(holds(refusal("[2]"), "is [2]"));
     EXPECT_TRUE(holds(messageOf<UsageError>([&] { reader.addText(feature(Square), "a file"); }), "\"crs\""));
+    EXPECT_TRUE(holds(messageOf<UsageError>([&] { reader.addText(Square, "a file"); }), "no feature"));
     EXPECT_TRUE(
         holds(messageOf<UsageError>([&] { reader.addText("POLYGON((0 0,4 0,4 4))", "a text"); }), "no attributes"));
 }
