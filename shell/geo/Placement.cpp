@@ -163,6 +163,7 @@ constexpr char ExchangedAdvice[] = "x and y look exchanged, since the other way 
 
 Placement::Placement(const LasFile& survey, const GivenPolygons& given)
     : features(given.features),
+      notices(given.notices),
       survey_(survey),
       surveyName_(crsLabel(survey.crs).text()),
       lack_(survey.crs.empty() ? "states no coordinate system" : "states a coordinate system that is not understood"),

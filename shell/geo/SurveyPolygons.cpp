@@ -106,23 +106,13 @@ PlacedFeatures placeFeaturesOn(const LasFile& survey, const GivenPolygons& given
     return placed;
 }
 
-namespace {
-
-PlacedPolygons withNotices(const LasFile& survey, const GivenPolygons& given) {
-    PlacedPolygons placed = placeOn(survey, given);
-    placed.notices.insert(placed.notices.begin(), given.notices.begin(), given.notices.end());
-    return placed;
-}
-
-} // namespace
-
 PlacedPolygons polygonsFor(const LasFile& survey, std::span<const std::string> arguments,
                            const PolygonOptions& options) {
-    return withNotices(survey, readGiven(arguments, options));
+    return placeOn(survey, readGiven(arguments, options));
 }
 
 PlacedPolygons polygonsFor(const LasFile& survey, const json::Reader& arguments, const PolygonOptions& options) {
-    return withNotices(survey, readGiven(arguments, options));
+    return placeOn(survey, readGiven(arguments, options));
 }
 
 } // namespace corvane

@@ -27,7 +27,7 @@ struct FeatureQuery {
 /// Polygons on a survey, in its coordinates.
 struct PlacedPolygons {
     PolygonSet polygons;
-    std::vector<std::string> notices; ///< finished sentences: what was transformed or assumed, and how well
+    std::vector<std::string> notices; ///< finished sentences: what was repaired, transformed or assumed, and how well
 };
 
 /// A feature on a survey.
@@ -45,7 +45,7 @@ struct PlacedFeatures {
 /// Reads polygons, before any survey is opened. Each argument is WKT (a POLYGON or MULTIPOLYGON, "SRID=number;" before
 /// it or not), "-" for standard input, a pipe, a file of WKT or GeoJSON, or one of the files that GDAL reads for us: a
 /// GeoPackage, an ESRI Shapefile, KML, FlatGeobuf, CSV with a column of WKT; "FILE|layer" names one of several layers.
-/// What they hold is told in their notices. Throws UsageError for calls that make no sense, Failure for content that
+/// Throws UsageError for calls that make no sense, Failure for content that
 /// cannot be used.
 GivenPolygons readGiven(std::span<const std::string> arguments, const PolygonOptions& options);
 
