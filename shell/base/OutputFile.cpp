@@ -32,6 +32,12 @@ std::string folderOf(const std::string& path) {
     return folder.empty() ? "." : folder.string();
 }
 
+Failure cannotWrite(const std::string& path, const std::string& folder) {
+    return Failure(
+        fmt::format("{}: cannot be written: {}. Check that the folder {} exists and that you may write there.", path,
+                    std::strerror(errno), folder));
+}
+
 Failure alreadyThere(const std::string& path) {
     return Failure(fmt::format("{}: exists already and was left as it is; add --overwrite (or \"overwrite\": true in a "
                                "network) to replace it.",
@@ -85,7 +91,20 @@ std::vector<std::string> copyAttributes(const std::string& from, int to) {
 
 } // namespace
 
-void checkMayWrite(const std::string& path, bool overwrite) { replaceable(path, followLinks(path), overwrite); }
+void checkMayWrite(const std::string& path, bool overwrite) {
+    if (path == "-")
+        throw UsageError(
+            "-: would be a file of that name, since results are written as files only; name one that ends in "
+            ".las or .laz.");
+    const std::string target = followLinks(path), folder = folderOf(target);
+    if (replaceable(path, target, overwrite)) return;
+    const int opened = ::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const bool may = opened >= 0 && faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+    const int error = errno;
+    if (opened >= 0) close(opened);
+    errno = error;
+    if (!may) throw cannotWrite(path, folder);
+}
 
 OutputFile::OutputFile(const std::string& path, bool overwrite)
     : path_(path),
@@ -111,9 +130,7 @@ void OutputFile::open() {
     if (descriptor_ >= 0)
         flock(descriptor_, LOCK_EX | LOCK_NB); // says that its process lives
     else
-        throw Failure(
-            fmt::format("{}: cannot be written: {}. Check that the folder {} exists and that you may write there.",
-                        path_, std::strerror(errno), folder_));
+        throw cannotWrite(path_, folder_);
 }
 
 OutputFile::~OutputFile() {

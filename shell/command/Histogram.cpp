@@ -108,11 +108,7 @@ struct Counted {
     std::optional<LasHeader> header;
 };
 
-Json asJson(const Counted& counted) {
-    Json json = histogramAsJson(counted.histogram, counted.labels);
-    json["file"] = counted.file;
-    return json;
-}
+Json asJson(const Counted& counted) { return histogramAsJson(counted.histogram, counted.labels); }
 
 /// Heights with the decimals of the file, all else as short as it can be.
 std::string quantityText(const Counted& counted, double value) {
@@ -193,7 +189,8 @@ Json answerFor(const GlobalOptions& options, const Arguments& arguments, const s
     try {
         readingWhatIsSound({path}, [&](Reading reading) {
             count(options, arguments, path, reading, [&](const Counted& counted) {
-                answer = asJson(counted);
+                answer = {{"file", counted.file}};
+                answer.update(asJson(counted));
                 if (!counted.miss.empty()) answer["miss"] = counted.miss;
             });
         });

@@ -256,10 +256,11 @@ protected:
         return found;
     }
 
+    /// Its strokes are elsewhere than the survey, and not every example saves.
     Outcome runHere(const json& network) const {
         write(folder / "net.json", network.dump());
-        return execute("/bin/sh",
-                       {"-c", "cd \"$1\" && exec \"$2\" run net.json --overwrite", "sh", folder / "", CORVANE_PROGRAM});
+        return execute("/bin/sh", {"-c", "cd \"$1\" && exec \"$2\" run net.json --overwrite --discard", "sh",
+                                   folder / "", CORVANE_PROGRAM});
     }
 };
 
@@ -278,7 +279,7 @@ TEST_F(NetworkDocs, examplesRunAsTheyStand) {
         }
         const Outcome run = runHere(whole);
         EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_FALSE(holds(run.err, "note: ")) << run.err;
+        EXPECT_FALSE(holds(run.err, "left out")) << run.err;
     }
     EXPECT_GT(actions, 15);
 }

@@ -97,7 +97,7 @@ TEST_F(Relabelling, whatMakesNoSenseIsRefused) {
     expectRefused(
         {"relabel", tile, out},
         {{{"--assign", "6", "--editable", "1"}, {"--assign 6", "not editable", "--force"}},
-         {{"--assign", "9", "--editable", "9", "--labels", folder / "labels.json"}, {"--assign 9", "1, 6"}},
+         {{"--assign", "6", "--labels", folder / "labels.json"}, {"--editable", "flag them"}},
          {{"--assign", "6", "--editable", "1,6", "--labels", folder / "damaged.json"}, {"damaged.json"}, 1},
          {{"--assign", "40", "--editable", "1,40"}, {"--editable 40", "0 to 31", "6 to 10"}},
          {{"--assign", "6", "--editable", "6", "--above", "0,0 1,1"}, {"--profile"}},
