@@ -31,10 +31,9 @@ std::size_t parseMemory(const std::string& text) {
             fmt::format("--memory: \"{}\" is no amount of memory; write bytes, or a number with K, M, G or "
                         "T, such as 256M.",
                         text));
-    constexpr double LeastBytes = 1 << 14; // less is a unit that somebody forgot
-    if (bytes < LeastBytes)
-        throw UsageError(fmt::format("--memory {}: is too little to work with. Did you mean {}M?", text,
-                                     text.substr(0, text.find_last_of("0123456789") + 1)));
+    constexpr double LeastBytes = 1 << 20; // bytes; with less the unit was forgotten
+    if (unit.empty() && bytes < LeastBytes)
+        throw UsageError(fmt::format("--memory {}: is too little to work with. Did you mean {}M?", text, text));
     return static_cast<std::size_t>(bytes);
 }
 

@@ -72,7 +72,7 @@ std::vector<std::string> split(const std::string& option, const std::vector<std:
 
 ClassNames::ClassNames(const Survey& survey, const SurveyField& field, const Kesh::LabelSet& labels)
     : largest_(static_cast<int>(survey.las().dimensions[field.dimension].largestValue())),
-      holds_(fmt::format("the field \"{}\" of this survey holds 0 to {}.{}", field.name, largest_,
+      holds_(fmt::format("the field \"{}\" of this survey holds 0 to {}. {}", field.name, largest_,
                          remedyFor(survey.las().dimensions[field.dimension], survey.las().header.pointFormat))) {
     for (const auto& [value, label] : labels) add(0, value, label.name);
     if (field.name != ClassificationName) return;

@@ -99,7 +99,7 @@ TEST_F(Relabelling, whatMakesNoSenseIsRefused) {
         {{{"--assign", "6", "--editable", "1"}, {"--assign 6", "not editable", "--force"}},
          {{"--assign", "6", "--labels", folder / "labels.json"}, {"--editable", "flag them"}},
          {{"--assign", "6", "--editable", "1,6", "--labels", folder / "damaged.json"}, {"damaged.json"}, 1},
-         {{"--assign", "40", "--editable", "1,40"}, {"--editable 40", "0 to 31", "6 to 10"}},
+         {{"--assign", "40", "--editable", "1,40"}, {"--assign 40", "0 to 31", "6 to 10"}},
          {{"--assign", "6", "--editable", "6", "--above", "0,0 1,1"}, {"--profile"}},
          {{"--assign", "6", "--editable", "1,6", "--expect", "0..3"}, {"--expect", "nothing was written"}, 1}});
 }
