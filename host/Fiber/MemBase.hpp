@@ -27,7 +27,7 @@ class MemArray : public MemBase {
 public:
     explicit MemArray(std::size_t size) : chunk(size) {}
     MemArray(std::size_t size, const T& value) : chunk(size, value) {}
-    explicit MemArray(Holdfast::Chunk<T>::Values values) { chunk.values = std::move(values); }
+    explicit MemArray(typename Holdfast::Chunk<T>::Values values) { chunk.values = std::move(values); }
 
     const std::type_info& elementType() const override { return typeid(T); }
     std::size_t size() const override { return chunk.size(); }

@@ -230,8 +230,7 @@ struct WholeBox {
             a = {a.low - b.high, a.high - b.low};
             break;
         case Code::Multiply: {
-            const auto [low, high] =
-                std::ranges::minmax({a.low * b.low, a.low * b.high, a.high * b.low, a.high * b.high});
+            const auto [low, high] = std::minmax({a.low * b.low, a.low * b.high, a.high * b.low, a.high * b.high});
             a = {low, high};
             break;
         }
@@ -324,7 +323,9 @@ public:
         indices.resize(selected);
     }
 
-    std::string text() const override { return json::Value{{"where", expression_.text}}.dump(); }
+    std::string text() const override {
+        return json::Value{{"where", expression_.text}}.dump(-1, ' ', false, json::Value::error_handler_t::replace);
+    }
 
     Kesh::LimitPtr named(const FieldNaming& naming) const override {
         return std::make_shared<ExpressionLimit>(expression_, naming);

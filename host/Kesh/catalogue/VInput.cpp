@@ -81,7 +81,8 @@ void unregisterVInput(const std::type_info& provided, const WeakPtr<VInputCreato
 void registerInputOrWarn(const std::type_info& provided, const StrongPtr<VInputCreatorBase>& inputCreator,
                          const std::type_info& creator) {
     if (registerVInput(provided, inputCreator)) return;
-    const std::string inputCreatorName = Typename(typeid(*inputCreator)), providedName = Typename(provided);
+    const VInputCreatorBase& made = *inputCreator;
+    const std::string inputCreatorName = Typename(typeid(made)), providedName = Typename(provided);
     Vprintf(0, "WARNING: Could not register %s as input creator for type %s!\n", inputCreatorName.c_str(),
             providedName.c_str());
     VActionNotifier::Warning("Could not register " + Typename(creator) + " as input creator for type " + providedName);
