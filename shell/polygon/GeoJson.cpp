@@ -4,7 +4,6 @@
 #include "base/Failure.hpp"
 #include "base/NearestName.hpp"
 
-#include <cmath>
 #include <fmt/format.h>
 
 namespace corvane {
@@ -101,11 +100,8 @@ private:
             fmt::format("feature {} has no property \"{}\". {}", features_, property_, suggestNames(property_, known)));
     }
 
-    /// A whole number without decimals, however it is written.
     std::string textOf(const json::Value& value) const {
         if (value.is_string()) return value.get<std::string>();
-        if (value.is_number_float() && value == std::floor(value.get<double>()))
-            return fmt::format("{}", value.get<double>());
         if (value.is_number()) return value.dump();
         throw Failure(fmt::format("the property \"{}\" of feature {} is {}, expected a number or a text; give it one, "
                                   "or leave the feature out",

@@ -7,6 +7,8 @@
 #include "polygon/WktText.hpp"
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <filesystem>
 #include <fmt/format.h>
 
@@ -78,6 +80,15 @@ std::string_view firstLine(std::string_view text) {
     const auto end = text.find('\n');
     return end == text.npos || withoutLeadingBlanks(text.substr(end)).empty() ? std::string_view()
                                                                               : text.substr(0, end);
+}
+
+/// A number that is whole without its decimals, "6" for "6.0"; everything else as it is.
+std::string plainNumber(const std::string& text) {
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    const bool whole = error == std::errc() && stop == end && std::abs(number) < 1e9 && number == std::floor(number);
+    return whole ? fmt::format("{:.0f}", number) : text;
 }
 
 } // namespace
@@ -213,6 +224,7 @@ void PolygonReader::add(GivenFeature feature, std::vector<Rings> polygons) {
         given_.notices.push_back(fmt::format("{}: repaired {}.", place, report));
     repairs_.reports.clear();
     if (polygons.empty()) return;
+    if (feature.value) feature.value = plainNumber(*feature.value);
     auto& features = given_.features; // a feature may hold a collection
     if (!features.empty() && !feature.name.empty() && features.back().name == feature.name &&
         features.back().source == feature.source && features.back().crs == feature.crs) {

@@ -192,7 +192,7 @@ TEST_F(Polygons, KeepWhatTheyState) {
     };
     const std::string both = R"({"type":"GeometryCollection","geometries":[)" + Square + "," + OpenHigh + "]}";
     reader.addText(
-        collection(of("2", Square) + "," + of("null", "null") + "," + of("6.0", both) + "," + of("\"water\"", OpenHigh),
+        collection(of("2", Square) + "," + of("null", "null") + "," + of("\"6.0\"", both) + "," + of("\"water\"", OpenHigh),
                    crs),
         "a file");
     const GivenPolygons given = reader.take();
