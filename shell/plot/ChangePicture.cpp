@@ -248,7 +248,7 @@ DrawnPage pictureOfChanges(const Survey& before, const Survey& after, const Pict
     page.legends.push_back(classesLegend(colouring, feed.counts(), task.labels, layout.rowsFor(2)));
     page.legends.push_back(changesLegend(changes, task.labels, drawing.points, layout.rowsFor(2)));
     describeFrame(page, las, sight, layout, drawing);
-    page.footnotes.front() += " What changed lies on top of everything else.";
+    page.footnotes.back() += " What changed lies on top of everything else.";
     if (const PointMatching& matching = feed.matching(); matching.missing > 0)
         page.warning =
             fmt::format("{} that only {} has {} left out.", plural(matching.missing, "point"),

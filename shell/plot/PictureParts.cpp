@@ -86,16 +86,15 @@ void describeFrame(PicturePage& page, const LasFile& las, const Sight& sight, co
     const double length = roundLength(most);
     page.scaleBar = length * layout.pixelsPerUnit();
     page.scaleBarText = fmt::format("{:g} {}", length, shortUnit(las));
-    std::vector<std::string> notes;
     const std::string name = crsLabel(las.crs).text();
-    notes.push_back(name.empty() ? "The survey names no coordinate system" : name);
+    page.footnotes.push_back(name.empty() ? "The survey names no coordinate system." : name + ".");
+    if (!sight.isProfile()) page.footnotes.push_back("Of points above each other the highest is shown.");
     if (layout.exaggeration() > 1)
-        notes.push_back(fmt::format("heights are drawn {:.3g} times as large as lengths", layout.exaggeration()));
-    if (!sight.isProfile()) notes.push_back("of points above each other the highest is shown");
+        page.footnotes.push_back(
+            fmt::format("Heights are drawn {:.3g} times as large as lengths.", layout.exaggeration()));
     if (drawing.outside > 0)
-        notes.push_back(fmt::format("{} far from the others {} left out of the picture",
-                                    plural(drawing.outside, "point"), drawing.outside == 1 ? "is" : "are"));
-    page.footnotes = {fmt::format("{}.", fmt::join(notes, "; "))};
+        page.footnotes.push_back(fmt::format("{} far from the others {} left out of the picture.",
+                                             plural(drawing.outside, "point"), drawing.outside == 1 ? "is" : "are"));
 }
 
 Panel panelOf(const Screen& screen, const Sight& sight, Grid<Colour> image, const std::string& title) {
