@@ -99,6 +99,7 @@ int run(int argc, char** argv) {
     corvane::addLabels(program, options);
     corvane::addLint(program, options);
     corvane::addPicture(program, options);
+    corvane::addPoints(program, options);
     corvane::addSample(program, options);
     corvane::addReclassify(program, options);
     corvane::addRelabel(program, options);

@@ -21,10 +21,12 @@ constexpr std::uint8_t LegacyFormat = 0;   // stands for 0 to 5
 constexpr int UnclassifiedClass = 1, LowNoiseClass = 7, KeyPointClass = 8, OverlapClass = 12, HighNoiseClass = 18;
 constexpr int LargestClass = 255;
 constexpr unsigned WktBit = 1 << 4;
+constexpr char ReservedName[] = "Reserved"; // some writers list the whole table
 
 struct Evidence {
     const LasFile& las;
     const std::optional<Kesh::LabelSet>& names;
+    const Contract& contract;
     PointTally points;
     std::optional<HeightRange> ground;
     Occurrence noiseInGround;
@@ -32,7 +34,15 @@ struct Evidence {
 
     const LasHeader& header() const { return las.header; }
     bool legacy() const { return isLegacyFormat(header().pointFormat); }
-    bool reserves(int value) const { return isReservedClass(value, header().pointFormat); }
+    bool reserves(int value) const {
+        return isReservedClass(value, header().pointFormat) && !isNamed(value) && !contract.allowsByName(value);
+    }
+
+    /// Whether the file says what it means by a class.
+    bool isNamed(int value) const {
+        const Kesh::Label* label = names ? names->find(value) : nullptr;
+        return label && !label->name.empty() && label->name != ReservedName;
+    }
     const char* formats() const { return legacy() ? "0 to 5" : "6 to 10"; }
 };
 
@@ -58,8 +68,17 @@ Example exampleAt(const LasFile& las, std::uint64_t index) {
 }
 
 /// Adds a finding about these points; nothing when there are none.
-void report(Findings& findings, const Evidence& evidence, const Occurrence& points, const std::string& text) {
-    if (points.count > 0) findings.push_back({"", text, points.count, exampleAt(evidence.las, points.first)});
+void report(Findings& findings, const Evidence& evidence, const Occurrence& points, const std::string& text,
+            PointTest test) {
+    if (points.count > 0)
+        findings.push_back({"", text, points.count, exampleAt(evidence.las, points.first), std::move(test)});
+}
+
+/// The points of a class that have at least these flags.
+PointTest ofClass(int value, unsigned flags = 0) {
+    return [value = static_cast<unsigned>(value), flags](const PointFacts& point) {
+        return point.value == value && (point.flags & flags) == flags;
+    };
 }
 
 /// A class above 31 that was written as a whole byte has its upper bits in the flags. Flags alone are ordinary; they
@@ -78,7 +97,19 @@ void findOverFlags(const Evidence& evidence, Findings& findings) {
                 report(findings, evidence, evidence.points.exactly(value, flags),
                        fmt::format("Points of class {} carry flags that make no sense there; they may have had class "
                                    "{}, written over the flags in a format with five bits for the class.",
-                                   value, value + static_cast<int>(flags) * (LargestLegacyClass + 1)));
+                                   value, value + static_cast<int>(flags) * (LargestLegacyClass + 1)),
+                       [value = static_cast<unsigned>(value), flags](const PointFacts& point) {
+                           return point.value == value && point.flags == flags;
+                       });
+}
+
+/// Points whose class is what five bits keep of this dimension.
+PointTest squeezedFrom(const Dimension& dimension) {
+    return [dimension](const PointFacts& point) {
+        double wide = 0;
+        decodeNumbers(point.record, point.record.size(), dimension, std::span(&wide, 1));
+        return wide > LargestLegacyClass && (static_cast<unsigned>(wide) & LargestLegacyClass) == point.value;
+    };
 }
 
 void findInExtraBytes(const Evidence& evidence, Findings& findings) {
@@ -87,7 +118,8 @@ void findInExtraBytes(const Evidence& evidence, Findings& findings) {
             report(findings, evidence, wide.squeezed,
                    fmt::format("The extra dimension \"{}\" holds classes above {}, and Classification what five bits "
                                "keep of them.",
-                               wide.dimension.name, LargestLegacyClass));
+                               wide.dimension.name, LargestLegacyClass),
+                   squeezedFrom(wide.dimension));
 }
 
 void findInLookup(const Evidence& evidence, Findings& findings) {
@@ -101,7 +133,8 @@ void findInLookup(const Evidence& evidence, Findings& findings) {
         report(findings, evidence, evidence.points.of(kept),
                fmt::format("The Classification Lookup names class {} (\"{}\"), for which a class has no room in point "
                            "format {}; points of class {} may have had it.",
-                           value, escaped(label.name), evidence.header().pointFormat, kept));
+                           value, escaped(label.name), evidence.header().pointFormat, kept),
+               ofClass(kept));
     }
 }
 
@@ -121,12 +154,21 @@ Findings classForFlag(const Evidence& evidence, int value, const char* flag) {
         report(findings, evidence, evidence.points.of(value),
                fmt::format("Class {} ({}) belongs to point formats 0 to 5; in {} it is reserved, and the {} flag says "
                            "that.",
-                           value, standardClassName(value, LegacyFormat), evidence.formats(), flag));
+                           value, standardClassName(value, LegacyFormat), evidence.formats(), flag),
+               ofClass(value));
     return findings;
 }
 
 Findings keyPointClass(const Evidence& evidence) { return classForFlag(evidence, KeyPointClass, "KeyPoint"); }
 Findings overlapClass(const Evidence& evidence) { return classForFlag(evidence, OverlapClass, "Overlap"); }
+
+/// Points of these classes whose stored height is in the range.
+PointTest atHeights(std::vector<int> classes, const HeightRange& range) {
+    return [classes = std::move(classes), range](const PointFacts& point) {
+        return std::ranges::find(classes, static_cast<int>(point.value)) != classes.end() &&
+               point.stored[2] >= range.low && point.stored[2] <= range.high;
+    };
+}
 
 /// What else the class may be; empty when there is no guess.
 std::string guessFor(int value, const Evidence& evidence) {
@@ -146,7 +188,8 @@ Findings reservedClasses(const Evidence& evidence) {
         if (evidence.reserves(value) && !ofFlag && !isTopoBathymetric(value))
             report(findings, evidence, evidence.points.of(value),
                    fmt::format("Class {} is reserved in point formats {}.{}", value, evidence.formats(),
-                               guessFor(value, evidence)));
+                               guessFor(value, evidence)),
+                   ofClass(value));
     }
     return findings;
 }
@@ -154,7 +197,8 @@ Findings reservedClasses(const Evidence& evidence) {
 Findings withheldGround(const Evidence& evidence) {
     Findings findings;
     report(findings, evidence, evidence.points.of(GroundClass, PointTally::Withheld),
-           "Points of class 2 (Ground) are withheld: what honours the flag leaves them out of the ground.");
+           "Points of class 2 (Ground) are withheld: what honours the flag leaves them out of the ground.",
+           ofClass(GroundClass, PointTally::Withheld));
     return findings;
 }
 
@@ -170,7 +214,8 @@ Findings noiseInGround(const Evidence& evidence) {
                "Noise (class {}) lies at the heights of ground, {} to {} without the lowest and the highest 1 % of its "
                "points; it may be ground, unless the terrain is steep.",
                fmt::join(noiseClasses(evidence.las), " or "), height(evidence.ground->low),
-               height(evidence.ground->high)));
+               height(evidence.ground->high)),
+           atHeights(noiseClasses(evidence.las), *evidence.ground));
     return findings;
 }
 
@@ -228,7 +273,8 @@ Findings headerCounts(const Evidence& evidence) {
 Findings returnNumbers(const Evidence& evidence) {
     Findings findings;
     report(findings, evidence, evidence.points.byReturn[0],
-           "The return number is 0, which no return has: they count from 1.");
+           "The return number is 0, which no return has: they count from 1.",
+           [](const PointFacts& point) { return point.returnNumber == 0; });
     return findings;
 }
 
@@ -244,6 +290,18 @@ Findings legacyCounts(const Evidence& evidence) {
 
 /// False when the bound is no number.
 bool agrees(std::int32_t stored, double stated) { return std::abs(stored - stated) <= BoundsTolerance; }
+
+PointTest outsideBounds(const LasHeader& header) {
+    std::array<std::array<double, 2>, 3> bounds;
+    for (std::size_t axis = 0; axis < bounds.size(); ++axis) bounds[axis] = storedBounds(header, axis);
+    return [bounds](const PointFacts& point) {
+        bool inside = true;
+        for (std::size_t axis = 0; axis < bounds.size(); ++axis)
+            inside = inside && point.stored[axis] >= bounds[axis][0] - BoundsTolerance &&
+                     point.stored[axis] <= bounds[axis][1] + BoundsTolerance;
+        return !inside;
+    };
+}
 
 Findings headerBounds(const Evidence& evidence) {
     Findings findings;
@@ -266,7 +324,9 @@ Findings headerBounds(const Evidence& evidence) {
     const std::string text = fmt::format("The bounds in the header at offset {} are not those of the points ({}).",
                                          place::Bounds, fmt::join(differences, "; "));
     findings.push_back({"", text, outside.count, {}});
-    if (outside.count > 0) findings.back().example = exampleAt(evidence.las, outside.first);
+    if (outside.count == 0) return findings;
+    findings.back().example = exampleAt(evidence.las, outside.first);
+    findings.back().test = outsideBounds(header);
     return findings;
 }
 
@@ -321,7 +381,8 @@ Findings copcNodes(const Evidence& evidence) {
     report(
         findings, evidence, evidence.outsideNodes,
         "Points lie outside the cube of their node, by more than a unit of the scale: programs that look for points by "
-        "place do not find them.");
+        "place do not find them.",
+        evidence.las.copc ? outsideItsNode(evidence.las) : nullptr);
     return findings;
 }
 
@@ -360,8 +421,9 @@ std::vector<std::string> notesOn(const Evidence& evidence) {
                     pointsText(topoBathymetric.count))};
 }
 
-Evidence gather(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch) {
-    Evidence evidence{las, names, tallyPoints(las, watch), {}, {}, {}};
+Evidence gather(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Contract& contract,
+                const Watch& watch) {
+    Evidence evidence{las, names, contract, tallyPoints(las, watch), {}, {}, {}};
     evidence.ground = evidence.points.ground.middle();
     const std::vector<int> noise = noiseClasses(las);
     const bool noisy = std::ranges::any_of(noise, [&](int value) { return evidence.points.of(value).count > 0; });
@@ -375,17 +437,24 @@ Evidence gather(const LasFile& las, const std::optional<Kesh::LabelSet>& names, 
 std::vector<RuleName> lintRules() {
     std::vector<RuleName> names;
     for (const Rule& rule : Rules) names.push_back(rule.name);
+    for (const RuleName& name : contractRules()) names.push_back(name);
     return names;
 }
 
-LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch) {
-    const Evidence evidence = gather(las, names, watch);
+LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch,
+                const LintOptions& options) {
+    const Evidence evidence = gather(las, names, options.contract, watch);
     LintReport report{{}, notesOn(evidence)};
     for (const Rule& rule : Rules)
         for (Finding& finding : rule.check(evidence)) {
             finding.name = rule.name.name;
             report.findings.push_back(std::move(finding));
         }
+    for (Breach& breach : breachesOf(options.contract, las, evidence.points, watch)) {
+        report.findings.push_back({breach.rule, breach.text, breach.points.count, {}, std::move(breach.test)});
+        if (breach.points.count > 0) report.findings.back().example = exampleAt(las, breach.points.first);
+    }
+    std::erase_if(report.findings, [&](const Finding& finding) { return options.ignored.contains(finding.name); });
     return report;
 }
 

@@ -2,12 +2,15 @@
 #pragma once
 
 #include "Kesh/values/LabelSet.hpp"
+#include "check/Contract.hpp"
 #include "check/CoordinateText.hpp"
+#include "check/PointFacts.hpp"
 #include "check/PointTally.hpp"
 
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +29,7 @@ struct Finding {
     std::string text;               ///< whole sentences
     std::uint64_t count = 0;        ///< points that it is about; 0: it is about none
     std::optional<Example> example; ///< the first of them, where it is known which they are
+    PointTest test = nullptr;       ///< holds for them; null where it is not known which they are
 };
 
 struct LintReport {
@@ -33,15 +37,19 @@ struct LintReport {
     std::vector<std::string> notes; ///< what is as it may be, and worth knowing
 };
 
-/// What a rule is called in findings, and what it finds.
-struct RuleName {
-    const char* name;
-    const char* meaning;
-};
+/// Of lint and of contracts.
 std::vector<RuleName> lintRules();
 
-/// Checks a survey by all rules. `names`: what its Classification Lookup says, if it has one. Reads the points once,
-/// and a second time when there are both ground and noise. Takes the same memory for any number of points.
-LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch);
+/// What else is asked of a survey, and what is not.
+struct LintOptions {
+    Contract contract;
+    std::set<std::string> ignored; ///< rules that find nothing
+};
+
+/// Checks a survey by all rules. `names`: what its Classification Lookup says, if it has one; a class that it names, or
+/// that the contract allows, is not a reserved one. Reads the points once, and once more for some rules. Takes the same
+/// memory for any number of points. What tests of findings stand on is the survey, which must outlive them.
+LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch,
+                const LintOptions& options = {});
 
 } // namespace corvane

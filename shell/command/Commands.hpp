@@ -16,6 +16,7 @@ void addInfo(CLI::App& program, const GlobalOptions& options);
 void addLabels(CLI::App& program, const GlobalOptions& options);
 void addLint(CLI::App& program, const GlobalOptions& options);
 void addPicture(CLI::App& program, const GlobalOptions& options);
+void addPoints(CLI::App& program, const GlobalOptions& options);
 void addReclassify(CLI::App& program, const GlobalOptions& options);
 void addRelabel(CLI::App& program, const GlobalOptions& options);
 void addRun(CLI::App& program, const GlobalOptions& options);

@@ -234,6 +234,98 @@ TEST_F(Lint, canBeShownASurveyWithItsEdits) {
     EXPECT_EQ(report.findings[0].example->value, 23);
 }
 
+TEST_F(Lint, knowsWhatWasAgreed) {
+    RawPoints points(bytesOf(in));
+    for (std::uint64_t i = 0; i < points.count(); ++i) {
+        points.setClass(i, i < 7 ? 26 : 2);
+        points.setByte(i, Flags, i == 11 ? 8 : 0); // overlap
+        setHeight(points, i, i == 5 ? 9000 : 400);
+    }
+    points.put<double>(211, 9000.0), points.put<double>(219, 400.0);
+    write(out, points.bytes());
+    const auto found = [&](const Arguments& more) {
+        std::map<std::string, int> counts;
+        const json report = corvane(Arguments{"lint", out, "--json", "-q"} + more).document();
+        for (const json& finding : report["findings"]) counts[finding["name"]] += finding["count"].get<int>();
+        return counts;
+    };
+    const std::string contract = folder / "contract.json";
+    const auto agreed = [&](const std::string& text) {
+        write(contract, text);
+        return found({"--rules", contract});
+    };
+    using Found = std::map<std::string, int>;
+    EXPECT_EQ(found({}), (Found{{"reserved-class", 7}}));
+    EXPECT_EQ(found({"--ignore", "reserved-class"}), Found());
+    EXPECT_EQ(found({"--classes", "1,2,20-30"}), Found());
+    EXPECT_EQ(found({"--classes", "26"}), (Found{{"class-not-allowed", 1993}}));
+    EXPECT_EQ(agreed(R"({"classes": [2, "26-27"], "version": ["1.2", "1.4"], "pointFormat": 6, "crs": "epsg:32632",
+                         "heights": [400, 9000], "density": [0.001, null], "flags": {"Overlap": true}})"),
+              Found());
+    EXPECT_EQ(agreed(R"({"version": "1.2", "pointFormat": [7, 8], "crs": "EPSG:25832", "heights": [null, 400],
+                         "density": [1e6, null], "flags": {"Overlap": false, "Withheld": false},
+                         "ignore": "reserved-class"})"),
+              (Found{{"contract-version", 0},
+                     {"contract-format", 0},
+                     {"contract-crs", 0},
+                     {"contract-heights", 1},
+                     {"contract-density", 0},
+                     {"contract-flag", 1}}));
+    for (const char* wrong :
+         {"{\"clases\": []}", "{\"classes\": [256]}", "{\"classes\": [\"9-2\"]}", "[1]", "{\"heights\": [5]}",
+          "{\"heights\": [5, 1]}", "{\"flags\": {\"Wihheld\": true}}", "{\"ignore\": \"reserved\"}", "{"}) {
+        write(contract, wrong);
+        const Outcome run = corvane({"lint", out, "--rules", contract});
+        EXPECT_TRUE(run.status == 1 || run.status == 2) << wrong << run.err;
+        EXPECT_TRUE(holds(run.err, contract)) << run.err;
+    }
+    expectRefused({"lint", in, "--classes", "2,x"}, 2, {"--classes x", "0 to 255"});
+    expectRefused({"lint", in, "--ignore", "reservd-class"}, 2, {"reservd-class", "\"reserved-class\""});
+}
+
+TEST_F(Lint, writesThePointsThatItFinds) {
+    RawPoints points(bytesOf(in));
+    setClasses(points, 23, 7, 9), setClasses(points, 8, 12);
+    write(out, points.bytes());
+    const std::string csv = folder / "found.csv", geoJson = folder / "found.geojson";
+    for (const std::string& file : {csv, geoJson}) EXPECT_EQ(corvane({"lint", out, "--points", file}).status, 3);
+    const std::string text = bytesOf(csv);
+    EXPECT_TRUE(text.starts_with("Rule,Index,X,Y,Z,Intensity,")) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4) << text;
+    EXPECT_TRUE(holds(text, fmt::format("\nreserved-class,7,{:.2f},{:.2f},{:.2f},", points.coordinate(7, 0),
+                                        points.coordinate(7, 1), points.coordinate(7, 2))))
+        << text;
+    EXPECT_TRUE(holds(text, "\nkeypoint-class,12,")) << text;
+    const json features = json::parse(bytesOf(geoJson));
+    EXPECT_EQ(features["crs"]["properties"]["name"], "urn:ogc:def:crs:EPSG::32632");
+    ASSERT_EQ(features["features"].size(), 3u);
+    const json& second = features["features"][1];
+    EXPECT_EQ(second["properties"]["Index"], 9);
+    EXPECT_EQ(second["properties"]["Classification"], 23);
+    EXPECT_DOUBLE_EQ(second["geometry"]["coordinates"][2], std::round(points.coordinate(9, Z) * 100) / 100);
+    expectRefused({"lint", out, "--points", csv}, 1, {csv, "--overwrite"});
+    expectRefused({"lint", out, "--points", folder / "found.shp"}, 2, {".csv", ".geojson"});
+}
+
+/// Every finding that says which points it is about must find as many of them again.
+TEST_F(Lint, findsThePointsAgainThatItCounted) {
+    const std::string csv = folder / "found.csv";
+    const auto expectAll = [&](const Tampering& tampering) {
+        RawPoints points(bytesOf(in));
+        tampering.with(points);
+        write(out, points.bytes());
+        const json report = corvane({"lint", out, "--json", "-q", "--points", csv, "--overwrite"}).document();
+        std::int64_t counted = 0;
+        for (const json& finding : report["findings"])
+            if (finding.contains("example")) counted += finding["count"].get<std::int64_t>();
+        const std::string text = bytesOf(csv);
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n') - 1, counted) << tampering.what << report.dump();
+    };
+    for (const Tampering& tampering : Extended) expectAll(tampering);
+    sample({"--points", "2000", "--las-version", "1.2", "--point-format", "3"});
+    for (const Tampering& tampering : Legacy) expectAll(tampering);
+}
+
 /// Findings about the header and the return numbers.
 std::multiset<std::string> expectedOf(const json& known) {
     std::multiset<std::string> expected;

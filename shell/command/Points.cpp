@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+// corvane points: single points with all that the file says of them.
+#include "base/OutputFile.hpp"
+#include "check/Contract.hpp"
+#include "check/PointListing.hpp"
+#include "check/RecordColumns.hpp"
+#include "command/Commands.hpp"
+#include "command/Output.hpp"
+#include "command/SoundParts.hpp"
+#include "survey/ClassLookup.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace corvane {
+namespace {
+
+constexpr std::uint64_t ShownPoints = 100; // on a terminal, when nobody says how many
+
+struct Arguments {
+    std::string survey, out, format;
+    std::vector<std::uint64_t> indices;
+    std::vector<std::string> classes;
+    std::uint64_t most = 0;
+    bool limited = false; ///< `most` was given
+    bool overwrite = false;
+};
+
+ListingFormat formatOf(const Arguments& arguments) {
+    if (arguments.format == "csv") return ListingFormat::Csv;
+    if (arguments.format == "geojson") return ListingFormat::GeoJson;
+    if (arguments.format == "table" || arguments.out.empty()) return ListingFormat::Table;
+    if (const auto format = listingFormatOf(arguments.out)) return *format;
+    throw UsageError(fmt::format("--out {}: points are written as CSV or GeoJSON; give the file the ending .csv or "
+                                 ".geojson, or say --format.",
+                                 arguments.out));
+}
+
+/// Where the text goes.
+class Destination {
+public:
+    explicit Destination(const Arguments& arguments) {
+        if (!arguments.out.empty()) file_.emplace(arguments.out, arguments.overwrite);
+    }
+
+    void write(std::string_view text) {
+        if (file_)
+            file_->write(std::as_bytes(std::span(text)));
+        else
+            fmt::print("{}", text);
+    }
+
+    std::vector<std::string> commit() { return file_ ? file_->commit() : std::vector<std::string>(); }
+
+private:
+    std::optional<OutputFile> file_;
+};
+
+/// Adds points by their numbers.
+void addByIndex(const LasFile& las, const std::vector<std::uint64_t>& indices, PointListing& listing) {
+    std::vector<std::byte> record(las.points->recordLength());
+    for (const std::uint64_t index : indices) {
+        if (index >= las.points->count())
+            throw UsageError(fmt::format("--index {}: {} has {} points, counted from 0.", index, las.file->path(),
+                                         las.points->count()));
+        las.points->read(index, record);
+        listing.add(index, record);
+    }
+}
+
+/// Adds the points of some classes, at most so many. Returns whether there are more.
+bool addByClass(const LasFile& las, const std::set<int>& classes, std::uint64_t most, PointListing& listing,
+                const Watch& watch) {
+    RecordColumns columns(las, nullptr, {ClassificationName});
+    const std::size_t stride = las.points->recordLength(), piece = las.points->recordsIn(PointReader::CachedBytes);
+    const auto cursor = las.points->ahead({0, static_cast<std::size_t>(las.points->count())});
+    std::vector<std::byte> records;
+    for (std::uint64_t first = 0; first < las.points->count(); first += piece) {
+        records.resize(std::min<std::uint64_t>(piece, las.points->count() - first) * stride);
+        cursor->next(records);
+        columns.take(records);
+        watch(first, las.points->count(), "Looking for points in " + las.file->path());
+        for (const std::uint32_t i : columns.selected()) {
+            if (!classes.empty() && !classes.contains(static_cast<int>(columns.numbers(0)[i]))) continue;
+            if (listing.count() == most) return true;
+            listing.add(first + i, std::span(records).subspan(i * stride, stride));
+        }
+    }
+    return false;
+}
+
+void run(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
+    const ListingFormat format = formatOf(arguments);
+    const std::set<int> classes = classesOf(arguments.classes);
+    if (!arguments.out.empty()) checkMayWrite(arguments.out, arguments.overwrite);
+    const LasFile las = LasFile::open(arguments.survey, reading);
+    std::vector<std::string> warnings = las.warnings;
+    const auto names = readClassLookup(las, warnings);
+    for (const std::string& warning : warnings)
+        if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.survey, warning));
+
+    const bool all = !arguments.limited && (format != ListingFormat::Table || !arguments.out.empty());
+    const std::uint64_t most = arguments.limited ? arguments.most
+                               : all             ? std::numeric_limits<std::uint64_t>::max()
+                                                 : ShownPoints;
+    Terminal terminal(options.quiet);
+    Destination destination(arguments);
+    PointListing listing(las, format, "", names, [&](std::string_view text) {
+        terminal.clearBar();
+        destination.write(text);
+    });
+    bool more = false;
+    if (!arguments.indices.empty())
+        addByIndex(las, arguments.indices, listing);
+    else
+        more = addByClass(las, classes, most, listing, terminal.watch());
+    listing.finish();
+    for (const std::string& loss : destination.commit()) terminal.warn(fmt::format("{}: {}", arguments.out, loss));
+    if (more && !arguments.limited)
+        terminal.note(fmt::format("There are more than these {} points; give --limit another number, or write all of "
+                                  "them into a file with --out.",
+                                  listing.count()));
+    if (!arguments.out.empty()) fmt::print("wrote {}: {} points\n", arguments.out, listing.count());
+    requireWhole(las);
+}
+
+void addOptions(CLI::App& command, Arguments& a) {
+    command.add_option("FILE", a.survey, "The survey")->required();
+    CLI::Option* index =
+        command.add_option("--index", a.indices, "Numbers of points in the file, from 0, separated by commas")
+            ->delimiter(',')
+            ->allow_extra_args(false);
+    command
+        .add_option("--class", a.classes, "Points of these classes: numbers and ranges separated by commas, e.g. 7,18")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->excludes(index);
+    command.add_option("--limit", a.most,
+                       fmt::format("At most so many points; otherwise {} in a table and all elsewhere", ShownPoints));
+    command.add_option("--format", a.format, "table, csv or geojson; otherwise as the name of the file says")
+        ->check(CLI::IsMember({"table", "csv", "geojson"}));
+    CLI::Option* out = command.add_option("--out", a.out, "Write into this file: .csv or .geojson");
+    command.add_flag("--overwrite", a.overwrite, "Replace the file if it exists")->needs(out);
+}
+
+} // namespace
+
+void addPoints(CLI::App& program, const GlobalOptions& options) {
+    CLI::App* command = program.add_subcommand(
+        "points", "Show points with all that the file says of them: by their numbers, or those of some classes.");
+    const auto arguments = std::make_shared<Arguments>();
+    addOptions(*command, *arguments);
+    command->callback([&options, arguments, command] {
+        arguments->limited = command->count("--limit") > 0;
+        readingWhatIsSound({arguments->survey}, [&](Reading reading) { run(options, *arguments, reading); });
+    });
+}
+
+} // namespace corvane
