@@ -68,12 +68,14 @@ std::string matched(const PointMatching& matching) {
                            "indices count the points of BEFORE.",
                            matching.missing, matching.firstMissing);
     case Kind::Reordered:
-        return "The points are the same but stand in another order, so comparing them by index has no meaning; sort "
-               "both files alike to compare them.";
+        return "The points are the same but stand in another order, so they were found by position and time, and only "
+               "the field was compared.";
     case Kind::Unknown:
-        return fmt::format("The number of points changed by {}, and the smaller survey is not the larger one without "
-                           "some of its points, so they cannot be compared one by one.",
-                           matching.missing);
+        return fmt::format(
+            "The number of points changed by {}, and the smaller survey is not the larger one without "
+            "some of its points, so they cannot be compared one by one in their order; those that can be found by "
+            "position and time were, and only the field was compared.",
+            matching.missing);
     }
     return "";
 }

@@ -80,9 +80,10 @@ std::vector<Dimension> allDimensions(const LasFile& las) {
 PointComparison::PointComparison(const LasFile& before, const LasFile& after, const std::string& field) {
     const std::vector<Dimension> earlier = allDimensions(before), later = allDimensions(after);
     pairUp(earlier, later);
-    const Dimension& counted = countable(before, earlier, field);
-    field_ = counted.name;
-    transitions_.emplace(counted, countable(after, later, field));
+    fieldBefore_ = countable(before, earlier, field);
+    fieldAfter_ = countable(after, later, field);
+    field_ = fieldBefore_.name;
+    transitions_.emplace(fieldBefore_, fieldAfter_);
     sameLayout_ = before.header.recordLength == after.header.recordLength && earlier == later;
 }
 

@@ -31,6 +31,8 @@ public:
     const std::vector<std::string>& onlyAfter() const { return onlyAfter_; }
 
     const std::string& field() const { return field_; }
+    const Dimension& fieldBefore() const { return fieldBefore_; }
+    const Dimension& fieldAfter() const { return fieldAfter_; }
     Transitions transitions() const { return transitions_->transitions(); }
 
     /// The flags that were set in some points and are in none any more.
@@ -51,6 +53,7 @@ private:
     std::vector<std::string> onlyBefore_, onlyAfter_;
     std::vector<Flag> flags_;
     std::string field_;
+    Dimension fieldBefore_, fieldAfter_;
     std::optional<TransitionCounter> transitions_;
     bool sameLayout_;
 };

@@ -2,6 +2,7 @@
 #include "check/SurveyComparison.hpp"
 
 #include "check/PointIdentity.hpp"
+#include "las/PointCodec.hpp"
 
 #include <algorithm>
 
@@ -27,6 +28,34 @@ bool identityDiffers(const std::vector<DimensionDifference>& differences) {
     return std::ranges::any_of(differences, &PointIdentity::uses, &DimensionDifference::name);
 }
 
+/// Where the field changed.
+class ChangeFinder {
+public:
+    ChangeFinder(const LasFile& before, const PointComparison& points, ChangeClusters& clusters)
+        : header_(before.header), before_(points.fieldBefore()), after_(points.fieldAfter()), clusters_(clusters) {}
+
+    void look(const RecordPairs& pairs) {
+        was_.resize(pairs.count), is_.resize(pairs.count);
+        decodeNumbers(pairs.before, pairs.strideBefore, before_, std::span(was_));
+        decodeNumbers(pairs.after, pairs.strideAfter, after_, std::span(is_));
+        for (std::size_t i = 0; i < pairs.count; ++i) {
+            if (was_[i] == is_[i]) continue;
+            std::array<double, 3> position{};
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                position[axis] =
+                    codec::integerAt(pairs.before.data() + i * pairs.strideBefore + 4 * axis) * header_.scale[axis] +
+                    header_.offset[axis];
+            clusters_.add(position, {static_cast<std::uint16_t>(was_[i]), static_cast<std::uint16_t>(is_[i])});
+        }
+    }
+
+private:
+    const LasHeader& header_;
+    Dimension before_, after_;
+    ChangeClusters& clusters_;
+    std::vector<double> was_, is_;
+};
+
 void addOnce(std::vector<std::string>& names, const std::string& name) {
     if (std::ranges::find(names, name) == names.end()) names.push_back(name);
 }
@@ -34,7 +63,7 @@ void addOnce(std::vector<std::string>& names, const std::string& name) {
 } // namespace
 
 SurveyComparison compareSurveys(const LasFile& before, const LasFile& after, const std::string& field,
-                                const Watch& watch) {
+                                const Watch& watch, const ComparisonOptions& options) {
     SurveyComparison result;
     PointComparison points(before, after, field);
     result.field = points.field();
@@ -42,15 +71,26 @@ SurveyComparison compareSurveys(const LasFile& before, const LasFile& after, con
     result.onlyAfter = points.onlyAfter();
     result.header = compareHeaders(before, after);
     result.parts = compareParts(before, after, watch);
-    result.matching = matchPoints(before, after, watch, [&](const RecordPairs& pairs) { points.compare(pairs); });
+    ChangeClusters clusters(before, options.clusterSide);
+    ChangeFinder changes(before, points, clusters);
+    result.matching = matchPoints(before, after, watch, [&](const RecordPairs& pairs) {
+        points.compare(pairs);
+        if (options.clusters) changes.look(pairs);
+    });
     std::vector<DimensionDifference> differences = points.differences();
     if (result.matching.kind == PointMatching::Kind::ByIndex && identityDiffers(differences) &&
         samePoints(before, after, watch))
         result.matching.kind = PointMatching::Kind::Reordered;
-    if (!result.matching.comparable()) return result;
-    result.dimensions = std::move(differences);
-    result.transitions = points.transitions();
-    result.clearedFlags = points.clearedFlags();
+    if (result.matching.comparable()) {
+        result.dimensions = std::move(differences);
+        result.transitions = points.transitions();
+        result.clearedFlags = points.clearedFlags();
+    } else {
+        clusters = ChangeClusters(before, options.clusterSide);
+        result.identity = matchByIdentity(before, points.fieldBefore(), after, points.fieldAfter(), options.memory,
+                                          watch, options.clusters ? &clusters : nullptr);
+    }
+    result.clusters = clusters.clusters();
     return result;
 }
 

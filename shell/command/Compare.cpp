@@ -2,10 +2,14 @@
 // corvane compare: proves what an edit changed, and that it changed nothing else, whatever program made it.
 #include "base/Failure.hpp"
 #include "base/NearestName.hpp"
+#include "base/OutputFile.hpp"
+#include "check/ClassNames.hpp"
+#include "check/PointListing.hpp"
 #include "command/Commands.hpp"
 #include "command/ComparisonReport.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
+#include "survey/ClassLookup.hpp"
 
 #include <fmt/format.h>
 
@@ -15,9 +19,15 @@ namespace corvane {
 namespace {
 
 struct Arguments {
-    std::string before, after, field = ClassificationName;
+    std::string before, after, field = ClassificationName, changes;
     std::vector<std::string> only;
+    double side = 0; ///< of the squares in which changes are together
+    bool overwrite = false;
 };
+
+/// What writing labels into a file changes: the record, and where things are behind it.
+const std::vector<std::string> LabelParts{"LASF_Spec/0", "OffsetToPoints", "VlrCount", "EvlrStart", "WaveformStart"};
+constexpr char Labels[] = "labels";
 
 LasFile open(const GlobalOptions& options, const std::string& path, Reading reading) {
     LasFile las = LasFile::open(path, reading);
@@ -33,7 +43,8 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
 
 /// A name that was misspelled would permit nothing, and nobody would know.
 void checkOnly(const std::vector<std::string>& only, const LasFile& before, const LasFile& after) {
-    const std::vector<std::string> known = permissibleNames(before, after);
+    std::vector<std::string> known = permissibleNames(before, after);
+    known.push_back(Labels);
     for (const std::string& name : only)
         if (!contains(known, withoutAlias(name)))
             throw UsageError(fmt::format("--only {}: nothing that could differ between these files has that name. {}",
@@ -41,14 +52,37 @@ void checkOnly(const std::vector<std::string>& only, const LasFile& before, cons
 }
 
 SurveyComparison compare(const GlobalOptions& options, const LasFile& before, const LasFile& after,
-                         const std::string& field) {
+                         const Arguments& arguments) {
     Terminal terminal(options.quiet);
-    return compareSurveys(before, after, field, terminal.watch());
+    ComparisonOptions how{.clusters = !arguments.changes.empty(), .clusterSide = arguments.side};
+    if (!options.memory.empty()) how.memory = parseMemory(options.memory);
+    return compareSurveys(before, after, arguments.field, terminal.watch(), how);
+}
+
+/// Returns what was lost of a file that it replaces: sentences.
+std::vector<std::string> writeChanges(const Arguments& arguments, const LasFile& before,
+                                      const SurveyComparison& comparison) {
+    std::vector<std::string> warnings;
+    const auto names = readClassLookup(before, warnings);
+    const bool classes = comparison.field == ClassificationName;
+    OutputFile file(arguments.changes, arguments.overwrite);
+    writeClusters(
+        before, comparison.clusters,
+        [&](int value) { return classes ? classNameOf(value, before, names) : std::string(); },
+        [&](std::string_view text) { file.write(std::as_bytes(std::span(text))); });
+    return file.commit();
+}
+
+std::vector<std::string> permittedNames(const Arguments& arguments) {
+    std::vector<std::string> names = arguments.only;
+    if (contains(names, Labels)) names.insert(names.end(), LabelParts.begin(), LabelParts.end());
+    return names;
 }
 
 void requireOnly(const Arguments& arguments, const SurveyComparison& comparison) {
     std::vector<std::string> others = comparison.differing();
-    std::erase_if(others, [&](const std::string& name) { return contains(arguments.only, name); });
+    const std::vector<std::string> permitted = permittedNames(arguments);
+    std::erase_if(others, [&](const std::string& name) { return contains(permitted, name); });
     if (!others.empty())
         throw NotClean(fmt::format("{}: differs from {} in {}, expected differences in {} only; the report says how.",
                                    arguments.after, arguments.before, fmt::join(others, ", "),
@@ -56,14 +90,24 @@ void requireOnly(const Arguments& arguments, const SurveyComparison& comparison)
 }
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json, Reading reading) {
+    if (!arguments.changes.empty()) {
+        if (listingFormatOf(arguments.changes) != ListingFormat::GeoJson)
+            throw UsageError(fmt::format("--changes {}: changes are written as GeoJSON; give the file the ending "
+                                         ".geojson.",
+                                         arguments.changes));
+        checkMayWrite(arguments.changes, arguments.overwrite);
+    }
     const LasFile before = open(options, arguments.before, reading), after = open(options, arguments.after, reading);
     checkOnly(arguments.only, before, after);
-    const SurveyComparison comparison = compare(options, before, after, arguments.field);
+    const SurveyComparison comparison = compare(options, before, after, arguments);
+    if (!arguments.changes.empty())
+        for (const std::string& loss : writeChanges(arguments, before, comparison))
+            if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.changes, loss));
     json ? printJson(describe(comparison, before, after)) : print(comparison, before, after);
     requireWhole(before);
     requireWhole(after);
     if (!arguments.only.empty()) requireOnly(arguments, comparison);
-    if (!comparison.matching.comparable())
+    if (!comparison.complete())
         throw NotClean(fmt::format("{}: could not be compared with {} point by point; the report says why.",
                                    arguments.after, arguments.before));
 }
@@ -81,9 +125,20 @@ void addCompare(CLI::App& program, const GlobalOptions& options) {
     command
         ->add_option("--only", arguments->only,
                      "What may differ, separated by commas, by the names of the report: dimensions, header fields, "
-                     "records. The exit status is 3 when anything else does")
+                     "records; \"labels\" for all that writing labels changes. The exit status is 3 when anything else "
+                     "does")
         ->delimiter(',')
         ->allow_extra_args(false);
+    CLI::Option* changes = command->add_option(
+        "--changes", arguments->changes,
+        "Write where the field changed into this file, .geojson: boxes of points that lie together, with what became "
+        "of them");
+    command
+        ->add_option("--distance", arguments->side,
+                     "How far apart changed points are still together; otherwise some points' distance")
+        ->needs(changes)
+        ->check(CLI::PositiveNumber);
+    command->add_flag("--overwrite", arguments->overwrite, "Replace the file of changes if it exists")->needs(changes);
     const auto json = addJsonFlag(*command);
     command->callback([&options, arguments, json] {
         readingWhatIsSound({arguments->before, arguments->after},

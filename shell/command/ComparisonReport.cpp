@@ -33,15 +33,35 @@ void printSurvey(const char* which, const LasFile& las) {
                las.header.pointCount, las.header.version(), las.header.pointFormat);
 }
 
-void printTransitions(const SurveyComparison& comparison, std::uint64_t points) {
-    const Transitions& transitions = comparison.transitions;
+void printTransitions(const std::string& field, const Transitions& transitions, std::uint64_t points) {
     const std::uint64_t unchanged = transitions.unchanged();
-    fmt::print("{}: {} points unchanged, {} changed\n", comparison.field, unchanged, points - unchanged);
+    fmt::print("{}: {} points unchanged, {} changed\n", field, unchanged, points - unchanged);
     if (unchanged == points) return;
     fmt::print("{:>7} {:>7} {:>13}\n", "from", "to", "points");
     for (const auto& [values, count] : transitions.counts)
         if (values.first != values.second) fmt::print("{:>7} {:>7} {:>13}\n", values.first, values.second, count);
     if (transitions.uncounted > 0) fmt::print("{:>7} {:>7} {:>13}\n", "others", "", transitions.uncounted);
+}
+
+/// What is known of points that stand in different orders, or that are not the same.
+void printIdentity(const SurveyComparison& comparison) {
+    const IdentityMatch& match = *comparison.identity;
+    const auto without = [](std::uint64_t points, const char* what) {
+        if (points > 0) fmt::print(", {} {}", points, what);
+    };
+    fmt::print("{} points found in both by position and time", match.matched);
+    without(match.alike, "not told apart");
+    without(match.onlyBefore, "only in BEFORE");
+    without(match.onlyAfter, "only in AFTER");
+    fmt::print("\n");
+    printTransitions(comparison.field, match.transitions, match.matched);
+    std::map<std::uint16_t, std::array<std::uint64_t, 2>> totals;
+    for (const auto& [value, count] : match.before) totals[value][0] = count;
+    for (const auto& [value, count] : match.after) totals[value][1] = count;
+    std::vector<Row> rows{{comparison.field, "before", "after"}};
+    for (const auto& [value, counts] : totals)
+        rows.push_back({std::to_string(value), std::to_string(counts[0]), std::to_string(counts[1])});
+    printTable(rows, "rrr");
 }
 
 void printHeader(const std::vector<HeaderDifference>& differences) {
@@ -107,13 +127,31 @@ Json describe(const PointMatching& matching) {
     return json;
 }
 
+void addTransitions(Json& json, const Transitions& transitions) {
+    json["transitions"] = Json::array();
+    for (const auto& [values, count] : transitions.counts)
+        json["transitions"].push_back({{"from", values.first}, {"to", values.second}, {"points", count}});
+    json["unchanged"] = transitions.unchanged();
+    json["uncounted"] = transitions.uncounted;
+}
+
+/// What is known when they cannot be compared in their order.
+void addIdentity(Json& json, const IdentityMatch& match) {
+    addTransitions(json, match.transitions);
+    json["matched"] = match.matched;
+    json["notToldApart"] = match.alike;
+    json["pointsOnlyBefore"] = match.onlyBefore;
+    json["pointsOnlyAfter"] = match.onlyAfter;
+    for (const auto& [name, counts] :
+         {std::pair("countsBefore", &match.before), std::pair("countsAfter", &match.after)}) {
+        json[name] = Json::object();
+        for (const auto& [value, count] : *counts) json[name][std::to_string(value)] = count;
+    }
+}
+
 /// What is known when the points can be compared one by one.
 void addPoints(Json& json, const SurveyComparison& comparison) {
-    json["transitions"] = Json::array();
-    for (const auto& [values, count] : comparison.transitions.counts)
-        json["transitions"].push_back({{"from", values.first}, {"to", values.second}, {"points", count}});
-    json["unchanged"] = comparison.transitions.unchanged();
-    json["uncounted"] = comparison.transitions.uncounted;
+    addTransitions(json, comparison.transitions);
     json["dimensions"] = Json::array();
     for (const DimensionDifference& dimension : comparison.dimensions)
         json["dimensions"].push_back({{"name", dimension.name},
@@ -143,6 +181,7 @@ Json describe(const SurveyComparison& comparison, const LasFile& before, const L
               {"points", describe(comparison.matching)},
               {"culprits", culprits(comparison)}};
     if (comparison.matching.comparable()) addPoints(json, comparison);
+    if (comparison.identity) addIdentity(json, *comparison.identity);
     return json;
 }
 
@@ -151,7 +190,9 @@ void print(const SurveyComparison& comparison, const LasFile& before, const LasF
     printSurvey("after", after);
     if (comparison.differing().empty()) return fmt::print("They are the same.\n");
     if (comparison.matching.comparable())
-        printTransitions(comparison, std::min(before.header.pointCount, after.header.pointCount));
+        printTransitions(comparison.field, comparison.transitions,
+                         std::min(before.header.pointCount, after.header.pointCount));
+    if (comparison.identity) printIdentity(comparison);
     printDimensions(comparison);
     printHeader(comparison.header);
     printParts(comparison.parts);

@@ -169,6 +169,90 @@ TEST_F(Compare, provesWhatReclassifyChangedAndThatNothingElseDid) {
     EXPECT_EQ(corvane({"compare", in, out, "--only", "Class,Intensity,GeneratingSoftware"}).status, 0);
 }
 
+/// In another order, and with points that only one of them has.
+TEST_F(Compare, findsPointsByPositionAndTime) {
+    const RawPoints before = points();
+    RawPoints after = before;
+    for (int i = 0; i < 5; ++i) after.setClass(std::uint64_t(i), 99);
+    const auto counted = [](const json& report) {
+        int changed = 0;
+        for (const json& one : report["transitions"])
+            if (one["from"] != one["to"]) changed += one["points"].get<int>();
+        return changed;
+    };
+    const json order = compared(before, reversed(after));
+    EXPECT_EQ(order["points"]["kind"], "reordered");
+    EXPECT_EQ(order["matched"], 2000);
+    EXPECT_EQ(order["unchanged"], 1995);
+    EXPECT_EQ(counted(order), 5);
+    EXPECT_EQ(order["countsBefore"], before.classCounts());
+    EXPECT_EQ(order["countsAfter"], after.classCounts());
+    EXPECT_EQ(corvane({"compare", in, out}).status, 0) << "every point was found";
+    EXPECT_EQ(corvane({"compare", in, out, "--memory", "1"}).status, 0);
+    expectRefused({"compare", in, out, "--only", "Classification"}, 3, {"PointOrder"});
+
+    const json fewer = compared(before, without(reversed(after), {3, 4, 5}));
+    EXPECT_EQ(fewer["points"]["kind"], "unknown");
+    EXPECT_EQ(fewer["matched"], 1997);
+    EXPECT_EQ(fewer["pointsOnlyBefore"], 3);
+    EXPECT_EQ(counted(fewer), 5);
+    expectRefused({"compare", in, out}, 3, {"could not be compared"});
+
+    RawPoints twice = before; // two points that nothing tells apart, with different classes
+    const std::size_t length = before.place(1, 0) - before.place(0, 0);
+    std::string bytes = twice.bytes();
+    bytes.replace(twice.place(1, 0), length, twice.bytes(), twice.place(0, 0), length);
+    twice = RawPoints(bytes);
+    twice.setClass(1, 77);
+    RawPoints same = twice;
+    EXPECT_EQ(compared(twice, reversed(same))["matched"], 2000);
+    same.setClass(0, 78);
+    const json unclear = compared(twice, reversed(same));
+    EXPECT_EQ(unclear["matched"], 1998);
+    EXPECT_EQ(unclear["notToldApart"], 2);
+}
+
+TEST_F(Compare, writesWherePointsChanged) {
+    RawPoints before = points();
+    const auto place = [&](std::uint64_t point, int x, int y) {
+        before.put(before.place(point, 0), std::int32_t{x}), before.put(before.place(point, 4), std::int32_t{y});
+        before.setClass(point, 2);
+    };
+    place(1, 1000, 2000), place(2, 1010, 2005), place(3, 1012, 2150); // centimetres
+    place(4, 9000, 9000), place(5, 1005, 2002);
+    RawPoints after = before;
+    for (const std::uint64_t point : {1, 2, 3, 4}) after.setClass(point, 6);
+    after.setClass(5, 9);
+    const std::string changes = folder / "changes.geojson";
+    for (const bool turned : {false, true}) {
+        write(in, before.bytes()), write(out, turned ? reversed(after).bytes() : after.bytes());
+        EXPECT_EQ(corvane({"compare", in, out, "--changes", changes, "--overwrite", "--distance", "2"}).status, 0);
+        const json features = json::parse(bytesOf(changes))["features"];
+        ASSERT_EQ(features.size(), 3u) << features;
+        const json& largest = features[0];
+        EXPECT_EQ(largest["properties"]["points"], 3);
+        EXPECT_EQ(largest["properties"]["fromName"], "Ground");
+        EXPECT_EQ(largest["properties"]["to"], 6);
+        const json& ring = largest["geometry"]["coordinates"][0];
+        const double left = before.coordinate(1, 0), right = before.coordinate(3, 0), upper = before.coordinate(3, 1);
+        ASSERT_EQ(ring.size(), 5u);
+        EXPECT_NEAR(ring[0][0], left, 1e-6);
+        EXPECT_NEAR(ring[2][0], right, 1e-6);
+        EXPECT_NEAR(ring[2][1], upper, 1e-6);
+    }
+    expectRefused({"compare", in, out, "--changes", changes}, 1, {changes, "--overwrite"});
+    expectRefused({"compare", in, out, "--changes", folder / "changes.csv"}, 2, {".geojson"});
+}
+
+TEST_F(Compare, permitsWhatWritingLabelsChanges) {
+    const Arguments relabel{"relabel",  in,        out,
+                            "--assign", "6",       "--editable",
+                            "2",        "--above", "499000 5199000, 502000 5199000, 502000 5202000, 499000 5202000"};
+    ASSERT_EQ(corvane(relabel + Arguments{"--with-labels"}).status, 0);
+    EXPECT_EQ(corvane({"compare", in, out, "--only", "Classification"}).status, 3);
+    EXPECT_EQ(corvane({"compare", in, out, "--only", "Classification,labels"}).status, 0);
+}
+
 TEST_F(Compare, comparesPointFormatsByTheNamesOfDimensions) {
     ASSERT_EQ(corvane({"sample", out, "--points", "2000", "-q", "--las-version", "1.2", "--point-format", "3"}).status,
               0);
