@@ -7,6 +7,8 @@
 #include "base/NearestName.hpp"
 #include "base/Text.hpp"
 #include "command/Commands.hpp"
+#include "command/Help.hpp"
+#include "command/HelpFormat.hpp"
 #include "command/Output.hpp"
 #include "command/Signals.hpp"
 #include "command/StrictOptions.hpp"
@@ -22,11 +24,13 @@ namespace {
 
 constexpr int Succeeded = 0, JobFailed = 1, WrongCall = 2, AnswerNotClean = 3;
 
-constexpr char Footer[] =
-    "Exit status: 0 all went well; 1 the job failed; 2 the call is wrong; 3 the answer is not clean or not whole "
-    "(findings, differences that are not permitted, counts that are incomplete or out of date). Interrupted, the "
-    "program "
-    "cleans up and ends by the signal.";
+constexpr char Footer[] = R"(Exit status:
+  0  all went well
+  1  the job failed
+  2  the call is wrong
+  3  the answer is not clean or not whole: findings, differences that are
+     not permitted, counts that are incomplete or out of date
+Interrupted, the program cleans up and ends by the signal.)";
 
 void addGlobalOptions(CLI::App& program, corvane::GlobalOptions& options) {
     program.add_flag("--quiet,-q", options.quiet, "No progress, no warnings");
@@ -85,10 +89,10 @@ int complainOfExtras(const CLI::App& program) {
 int run(int argc, char** argv) {
     corvane::GlobalOptions options;
     CLI::App program("Corrects the classification of LIDAR point clouds.", "corvane");
-    program.footer(Footer);
+    program.formatter(std::make_shared<corvane::HelpFormat>());
     program.require_subcommand(0, 1);
     program.fallthrough();
-    program.set_version_flag("--version", CORVANE_VERSION);
+    program.set_version_flag("-V,--version", CORVANE_VERSION, "Print the version and exit");
     addGlobalOptions(program, options);
     program.parse_complete_callback([&options] { setSinks(options.verbosity); });
     corvane::addCatalogue(program, options);
@@ -105,6 +109,8 @@ int run(int argc, char** argv) {
     corvane::addRelabel(program, options);
     corvane::addRun(program, options);
     corvane::addShape(program, options);
+    corvane::addHelp(program, CORVANE_VERSION);
+    program.footer(Footer); // commands would take it over in place of their own
     corvane::readNumbersAsDecimals(program);
     corvane::refuseEmptyArguments(argc, argv);
     try {
