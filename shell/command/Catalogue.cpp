@@ -108,6 +108,9 @@ void run(const GlobalOptions& options, bool json) {
 void addCatalogue(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand("catalogue", "List the modules of the plug-in and their parameters.");
     const auto json = addJsonFlag(*command);
+    command->footer(R"(Examples:
+  corvane catalogue
+  corvane catalogue --json | jq .)");
     command->callback([&options, json] { run(options, *json); });
 }
 

@@ -89,6 +89,9 @@ void addRun(CLI::App& program, const GlobalOptions& options) {
     command->add_flag("--discard", arguments->discard, "Edits are only tried: let it pass that nothing saves them");
     command->add_flag("--strict", arguments->strict, "Fail when a stroke or limit meets no point");
     const auto json = addJsonFlag(*command);
+    command->footer(R"(Examples:
+  corvane run network.json
+  corvane run network.json --survey tile.laz --save fixed.laz)");
     command->callback([&options, arguments, json] { run(options, *arguments, *json); });
 }
 

@@ -49,6 +49,9 @@ void addSample(CLI::App& program, const GlobalOptions& options) {
     command->add_option("--las-version", arguments->sample.version, "1.0 to 1.5")->capture_default_str();
     command->add_option("--point-format", arguments->sample.pointFormat, "0 to 10, of those that the version has");
     command->add_flag("--overwrite", arguments->sample.overwrite, "Replace OUT if it exists");
+    command->footer(R"(Examples:
+  corvane sample survey.las
+  corvane sample small.las --points 20000 --seed 7)");
     command->callback([&options, arguments] { run(options, *arguments); });
 }
 

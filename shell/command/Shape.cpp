@@ -82,6 +82,8 @@ void addShape(CLI::App& program, const GlobalOptions& options) {
                      "Height of the line: 0 is that of the highest point, 1 that of the lowest")
         ->capture_default_str();
     const auto json = addJsonFlag(*command);
+    command->footer(R"(Examples:
+  corvane shape tile.laz --within parcel.geojson --json)");
     command->callback([&options, a, json] { run(options, *a, *json); });
 }
 
