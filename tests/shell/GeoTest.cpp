@@ -41,9 +41,9 @@ protected:
 };
 
 TEST_F(PolygonsOfPrograms, loadProjAndGdalOnlyWhereSystemsDiffer) {
-    for (const Arguments& call :
-         {Arguments{"--version"}, Arguments{"catalogue"}, Arguments{"info", in}, Arguments{"run", network(square), "--discard"},
-          Arguments{"run", network("SRID=32632;" + square), "--discard"}}) {
+    for (const Arguments& call : {Arguments{"--version"}, Arguments{"catalogue"}, Arguments{"info", in},
+                                  Arguments{"run", network(square), "--discard"},
+                                  Arguments{"run", network("SRID=32632;" + square), "--discard"}}) {
         const std::string loaded = loads(call);
         EXPECT_FALSE(holds(loaded, "libproj") || holds(loaded, "libgdal")) << fmt::format("{}", fmt::join(call, " "));
     }
@@ -54,7 +54,9 @@ TEST_F(PolygonsOfPrograms, needNoSuchLibraryUnlessSystemsDiffer) {
     const Outcome installed = execute(CORVANE_CMAKE, {"--install", CORVANE_BUILD, "--prefix", folder / "there"});
     ASSERT_EQ(installed.status, 0) << installed.err;
     const std::string program = folder / "there/bin/corvane";
-    const auto call = [&](const std::string& polygon) { return execute(program, {"run", network(polygon), "--discard"}); };
+    const auto call = [&](const std::string& polygon) {
+        return execute(program, {"run", network(polygon), "--discard"});
+    };
     const std::string degrees = "SRID=4326;POLYGON((8 46,10 46,9 48))";
     EXPECT_EQ(call(degrees).status, 0) << call(degrees).err;
     for (const auto& file : std::filesystem::recursive_directory_iterator(folder / "there"))
