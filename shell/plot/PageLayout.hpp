@@ -16,9 +16,9 @@ public:
         bool profile = false;
         double length = 0; ///< of the profile
         bool legend = true;
-        std::size_t panels = 1; ///< 1 or 3
-        std::size_t lines = 2;  ///< subtitles and warning
-        std::size_t footnotes = 3; ///< at most
+        std::size_t panels = 1;                   ///< 1 or 3
+        std::size_t lines = 2;                    ///< subtitles and warning
+        std::size_t footnotes = 3;                ///< at most
         std::size_t legendRows = 0;               ///< of the longest legend below the panels
         std::optional<std::array<int, 2>> size{}; ///< of the page; none: as is good
     };

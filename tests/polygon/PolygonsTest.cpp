@@ -191,10 +191,10 @@ TEST_F(Polygons, KeepWhatTheyState) {
         return R"({"type":"Feature","properties":{"id":7,"Class":)" + value + R"(},"geometry":)" + geometry + "}";
     };
     const std::string both = R"({"type":"GeometryCollection","geometries":[)" + Square + "," + OpenHigh + "]}";
-    reader.addText(
-        collection(of("2", Square) + "," + of("null", "null") + "," + of("\"6.0\"", both) + "," + of("\"water\"", OpenHigh),
-                   crs),
-        "a file");
+    reader.addText(collection(of("2", Square) + "," + of("null", "null") + "," + of("\"6.0\"", both) + "," +
+                                  of("\"water\"", OpenHigh),
+                              crs),
+                   "a file");
     const GivenPolygons given = reader.take();
     ASSERT_EQ(given.features.size(), 3u);
     std::string all;
