@@ -92,20 +92,20 @@ quietly inside bash /packages/use
 
 say "polygons of other programs, without corvane-geo"
 printf 'WKT,name\n"POLYGON((500000 5200000, 500030 5200000, 500030 5200030, 500000 5200030, 500000 5200000))",a\n' \
-    >"$root/work/areas.csv"
-printf 'SQLite format 3\0' >"$root/work/areas.gpkg"
+    >"$root/job/areas.csv"
+printf 'SQLite format 3\0' >"$root/job/areas.gpkg"
 for file in areas.csv areas.gpkg; do
     status=0
-    said=$(inside corvane histogram /work/in.las --within /work/$file 2>&1) || status=$?
+    said=$(inside corvane histogram /job/in.las --within /job/$file 2>&1) || status=$?
     [ $status -eq 1 ] || fail "$file without corvane-geo ended with status $status: $said"
     grep -q 'Install the package corvane-geo' <<<"$said" || fail "no word of corvane-geo: $said"
 done
 
 say "installing corvane-geo"
 quietly inside apt-get install -y --no-install-recommends /packages/corvane-geo.deb
-counts() { inside corvane histogram /work/in.las --json --quiet "$@" | grep '"count"'; }
+counts() { inside corvane histogram /job/in.las --json --quiet "$@" | grep '"count"'; }
 plain=$(counts --within 'POLYGON((500000 5200000, 500030 5200000, 500030 5200030, 500000 5200030))')
-[ "$(counts --within /work/areas.csv)" = "$plain" ] ||
+[ "$(counts --within /job/areas.csv)" = "$plain" ] ||
     fail "the points in a CSV's polygon are others than in the same as WKT."
 # Around the whole survey, in degrees: needs the tables of coordinate systems.
 degrees='POLYGON((8.9 46.9, 9.1 46.9, 9.1 47, 8.9 47))'
@@ -113,7 +113,7 @@ degrees='POLYGON((8.9 46.9, 9.1 46.9, 9.1 47, 8.9 47))'
     fail "a polygon in degrees around the survey does not hold all its points."
 
 say "removing both"
-rm -r "$root/work"
+rm -r "$root/job"
 files=$(inside dpkg -L corvane corvane-geo | sort -u)
 quietly inside apt-get purge -y corvane corvane-geo
 rm -r "$root/packages"
