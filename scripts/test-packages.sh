@@ -69,8 +69,8 @@ say "installing corvane"
 quietly inside apt-get install -y --no-install-recommends /packages/corvane.deb
 cat >"$root/packages/use" <<'USE'
 set -eu
-mkdir /work
-cd /work
+mkdir /job
+cd /job
 corvane --version
 corvane sample in.las --points 20000 --quiet
 corvane reclassify in.las out.laz --from ground --to building \
