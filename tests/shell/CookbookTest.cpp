@@ -2,7 +2,6 @@
 // The calls of the cookbook, as they stand there.
 #include "ProgramTestSupport.hpp"
 
-#include <regex>
 #include <sstream>
 
 namespace corvane::test {
@@ -13,9 +12,10 @@ using Lines = std::vector<std::string>;
 Lines linesOf(const std::string& text) {
     Lines lines;
     std::istringstream stream(text);
-    // How long it took is another thing each time.
-    static const std::regex taken(R"(in [0-9.]+ s, [0-9]+ MB/s)");
-    for (std::string line; std::getline(stream, line);) lines.push_back(std::regex_replace(line, taken, "in TIME"));
+    for (std::string line; std::getline(stream, line);) { // how long it took is another thing each time
+        if (line.ends_with(" MB/s")) line.resize(line.rfind(" in "));
+        lines.push_back(line);
+    }
     return lines;
 }
 
