@@ -188,7 +188,7 @@ TEST_F(Compare, findsPointsByPositionAndTime) {
     EXPECT_EQ(order["countsBefore"], before.classCounts());
     EXPECT_EQ(order["countsAfter"], after.classCounts());
     EXPECT_EQ(corvane({"compare", in, out}).status, 0) << "every point was found";
-    EXPECT_EQ(corvane({"compare", in, out, "--memory", "1"}).status, 0);
+    EXPECT_EQ(corvane({"compare", in, out, "--memory", "1K"}).status, 0);
     expectRefused({"compare", in, out, "--only", "Classification"}, 3, {"PointOrder"});
 
     const json fewer = compared(before, without(reversed(after), {3, 4, 5}));
@@ -245,10 +245,8 @@ TEST_F(Compare, writesWherePointsChanged) {
 }
 
 TEST_F(Compare, permitsWhatWritingLabelsChanges) {
-    const Arguments relabel{"relabel",  in,        out,
-                            "--assign", "6",       "--editable",
-                            "2",        "--above", "499000 5199000, 502000 5199000, 502000 5202000, 499000 5202000"};
-    ASSERT_EQ(corvane(relabel + Arguments{"--with-labels"}).status, 0);
+    const Outcome edited = corvane({"relabel", in, out, "--assign", "6", "--editable", "2,6", "--with-labels"});
+    ASSERT_EQ(edited.status, 0) << edited.err;
     EXPECT_EQ(corvane({"compare", in, out, "--only", "Classification"}).status, 3);
     EXPECT_EQ(corvane({"compare", in, out, "--only", "Classification,labels"}).status, 0);
 }
