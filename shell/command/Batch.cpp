@@ -108,7 +108,8 @@ private:
 
     static GlobalOptions optionsFor(GlobalOptions options, const BatchArguments& arguments) {
         if (!options.memory.empty() && arguments.jobs > 1)
-            options.memory = fmt::format("{}", parseMemory(options.memory) / arguments.jobs);
+            options.memory =
+                fmt::format("{}K", std::max<std::size_t>(parseMemory(options.memory) / arguments.jobs >> 10, 1));
         return options;
     }
 
