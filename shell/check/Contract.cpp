@@ -227,26 +227,19 @@ Contract readContract(const std::string& path) {
     }
 }
 
-std::set<int> classesOf(const std::vector<std::string>& texts) {
-    std::set<int> classes;
-    for (const std::string& text : texts)
-        if (!addRange(text, classes)) throw UsageError(fmt::format("--classes {}: is not {}.", text, ClassExpected));
-    return classes;
-}
-
 std::vector<RuleName> contractRules() {
     return {ClassRule, VersionRule, FormatRule, CrsRule, HeightRule, DensityRule, FlagRule};
 }
 
 std::vector<Breach> breachesOf(const Contract& contract, const LasFile& las, const PointTally& tally,
-                               const Watch& watch) {
+                               const Kesh::LimitPtr& limit, const Watch& watch) {
     std::vector<Breach> breaches;
     checkFile(contract, las, breaches);
     checkClasses(contract, tally, breaches);
     std::vector<Breach> tests = testsFor(contract, las);
     if (las.header.pointCount == 0 || (tests.empty() && !contract.density)) return breaches;
     Density density(las.header, tally);
-    visitPoints(las, watch, [&](const PointFacts& point) {
+    visitPoints(las, limit, watch, [&](const PointFacts& point) {
         for (Breach& breach : tests)
             if (breach.test(point)) breach.points.add(point.index);
         if (contract.density) density.add(point);

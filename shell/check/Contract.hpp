@@ -37,9 +37,6 @@ struct Contract {
 /// Reads a contract from a file of JSON; docs/contract.md describes it. Throws Failure with the place of what is wrong.
 Contract readContract(const std::string& path);
 
-/// Classes from texts such as "2" and "64-67". Throws UsageError for others.
-std::set<int> classesOf(const std::vector<std::string>& texts);
-
 std::vector<RuleName> contractRules();
 
 /// Where a survey does not hold to the contract.
@@ -52,6 +49,6 @@ struct Breach {
 
 /// Reads the points, once, when heights, density or flags are asked for.
 std::vector<Breach> breachesOf(const Contract& contract, const LasFile& las, const PointTally& tally,
-                               const Watch& watch);
+                               const Kesh::LimitPtr& limit, const Watch& watch);
 
 } // namespace corvane

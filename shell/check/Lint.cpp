@@ -389,6 +389,7 @@ Findings copcNodes(const Evidence& evidence) {
 struct Rule {
     RuleName name;
     Findings (*check)(const Evidence&);
+    bool ofAllPoints = false; ///< compares them with the header
 };
 
 constexpr Rule Rules[] = {
@@ -399,11 +400,12 @@ constexpr Rule Rules[] = {
     {{"reserved-class", "a class that the table of the point format reserves"}, reservedClasses},
     {{"withheld-ground", "ground with the withheld flag"}, withheldGround},
     {{"noise-in-ground", "noise at the heights of ground, whose lowest and highest 1 % are left aside"}, noiseInGround},
-    {{"header-counts", "points by return are not as the header says"}, headerCounts},
+    {{"header-counts", "points by return are not as the header says"}, headerCounts, true},
     {{"return-number", "points with the return number 0"}, returnNumbers},
-    {{"legacy-counts", "the older counts of a header from 1.4 on are neither zero nor right"}, legacyCounts},
+    {{"legacy-counts", "the older counts of a header from 1.4 on are neither zero nor right"}, legacyCounts, true},
     {{"header-bounds", "the points' bounds are not as the header says, by more than a unit of the scale"},
-     headerBounds},
+     headerBounds,
+     true},
     {{"wkt-bit-missing", "a WKT record, or a point format that asks for one, without the bit that says so"},
      wktBitMissing},
     {{"chunk-table", "the table of the chunks of a compressed file is missing or wrong"}, chunkTable},
@@ -421,14 +423,15 @@ std::vector<std::string> notesOn(const Evidence& evidence) {
                     pointsText(topoBathymetric.count))};
 }
 
-Evidence gather(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Contract& contract,
+Evidence gather(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const LintOptions& options,
                 const Watch& watch) {
-    Evidence evidence{las, names, contract, tallyPoints(las, watch), {}, {}, {}};
+    const Kesh::LimitPtr& limit = options.limit;
+    Evidence evidence{las, names, options.contract, tallyPoints(las, watch, limit), {}, {}, {}};
     evidence.ground = evidence.points.ground.middle();
     const std::vector<int> noise = noiseClasses(las);
     const bool noisy = std::ranges::any_of(noise, [&](int value) { return evidence.points.of(value).count > 0; });
-    if (evidence.ground && noisy) evidence.noiseInGround = countInRange(las, noise, *evidence.ground, watch);
-    if (las.copc) evidence.outsideNodes = countOutsideNodes(las, watch);
+    if (evidence.ground && noisy) evidence.noiseInGround = countInRange(las, noise, *evidence.ground, watch, limit);
+    if (las.copc) evidence.outsideNodes = countOutsideNodes(las, watch, limit);
     return evidence;
 }
 
@@ -443,14 +446,17 @@ std::vector<RuleName> lintRules() {
 
 LintReport lint(const LasFile& las, const std::optional<Kesh::LabelSet>& names, const Watch& watch,
                 const LintOptions& options) {
-    const Evidence evidence = gather(las, names, options.contract, watch);
-    LintReport report{{}, notesOn(evidence)};
-    for (const Rule& rule : Rules)
+    const Evidence evidence = gather(las, names, options, watch);
+    LintReport report{{}, notesOn(evidence), 0};
+    for (const Occurrence& kind : evidence.points.kinds) report.points += kind.count;
+    for (const Rule& rule : Rules) {
+        if (rule.ofAllPoints && options.limit) continue;
         for (Finding& finding : rule.check(evidence)) {
             finding.name = rule.name.name;
             report.findings.push_back(std::move(finding));
         }
-    for (Breach& breach : breachesOf(options.contract, las, evidence.points, watch)) {
+    }
+    for (Breach& breach : breachesOf(options.contract, las, evidence.points, options.limit, watch)) {
         report.findings.push_back({breach.rule, breach.text, breach.points.count, {}, std::move(breach.test)});
         if (breach.points.count > 0) report.findings.back().example = exampleAt(las, breach.points.first);
     }

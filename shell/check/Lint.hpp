@@ -35,6 +35,7 @@ struct Finding {
 struct LintReport {
     std::vector<Finding> findings;
     std::vector<std::string> notes; ///< what is as it may be, and worth knowing
+    std::uint64_t points = 0;       ///< that were checked
 };
 
 /// Of lint and of contracts.
@@ -44,6 +45,7 @@ std::vector<RuleName> lintRules();
 struct LintOptions {
     Contract contract;
     std::set<std::string> ignored; ///< rules that find nothing
+    Kesh::LimitPtr limit; ///< which points are looked at; null: all. With one, rules about all points find nothing
 };
 
 /// Checks a survey by all rules. `names`: what its Classification Lookup says, if it has one; a class that it names, or

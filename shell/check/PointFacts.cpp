@@ -2,6 +2,7 @@
 #include "check/PointFacts.hpp"
 
 #include "check/PointTally.hpp"
+#include "check/RecordColumns.hpp"
 #include "las/PointCodec.hpp"
 
 #include <algorithm>
@@ -30,15 +31,18 @@ using StoredRange = std::array<double, 2>;
 
 } // namespace
 
-void visitPoints(const LasFile& las, const Watch& watch, const std::function<void(const PointFacts&)>& use) {
+void visitPoints(const LasFile& las, const Kesh::LimitPtr& limit, const Watch& watch,
+                 const std::function<void(const PointFacts&)>& use) {
     const SmallValue value(las.find(ClassificationName)), returns(las.find("ReturnNumber")),
         synthetic(las.find("Synthetic")), keyPoint(las.find("KeyPoint")), withheld(las.find("Withheld"));
     const std::uint64_t total = las.points->count();
     const std::size_t stride = las.points->recordLength();
     const std::string work = "Looking at the points of " + las.file->path();
+    RecordColumns columns(las, limit, {});
     const auto look = [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
         PointFacts point;
-        for (std::size_t i = 0; i < count; ++i) {
+        columns.take(records);
+        for (const std::uint32_t i : columns.selected()) {
             point.index = first + i;
             point.record = records.subspan(i * stride, stride);
             for (std::size_t axis = 0; axis < 3; ++axis)

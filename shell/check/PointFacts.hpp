@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Kesh/values/Limit.hpp"
 #include "base/Watch.hpp"
 #include "las/LasFile.hpp"
 
@@ -24,8 +25,9 @@ struct PointFacts {
 /// Which points a finding is about.
 using PointTest = std::function<bool(const PointFacts&)>;
 
-/// Calls `use` with the points of the survey, one after the other.
-void visitPoints(const LasFile& las, const Watch& watch, const std::function<void(const PointFacts&)>& use);
+/// Calls `use` with the points of the survey that meet the limit, if there is one, one after the other.
+void visitPoints(const LasFile& las, const Kesh::LimitPtr& limit, const Watch& watch,
+                 const std::function<void(const PointFacts&)>& use);
 
 /// Whether a point of a COPC lies outside the cube of its node, by more than the tolerance.
 PointTest outsideItsNode(const LasFile& las);

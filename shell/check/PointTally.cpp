@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/PointTally.hpp"
 
+#include "check/PointFacts.hpp"
+#include "check/RecordColumns.hpp"
 #include "las/PointCodec.hpp"
 #include "las/StandardClasses.hpp"
 
@@ -44,17 +46,29 @@ std::int32_t storedAt(const std::byte* record, std::size_t axis) {
     return stored;
 }
 
-/// Calls `use(record, index)` for each point, and `after(records, index of the first, count)` behind each piece.
+/// Calls `use(record, index)` for each point that meets the limit, and `after(records, index of the first, count)`
+/// behind each stretch of them.
 template <class Use, class After>
-void forPoints(const LasFile& las, const Watch& watch, Use use, After after) {
+void forPoints(const LasFile& las, const Kesh::LimitPtr& limit, const Watch& watch, Use use, After after) {
     const std::uint64_t total = las.points->count();
     const std::size_t stride = las.points->recordLength();
     const std::string work = "Checking " + las.file->path();
+    RecordColumns columns(las, limit, {});
+    const auto go = [&](std::span<const std::byte> records, std::uint64_t first, std::size_t count) {
+        const std::byte* record = records.data();
+        for (std::size_t i = 0; i < count; ++i, record += stride) use(record, first + i);
+        after(records, first, count);
+    };
     las.points->forPieces({0, total}, {},
                           [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
-                              const std::byte* record = records.data();
-                              for (std::size_t i = 0; i < count; ++i, record += stride) use(record, first + i);
-                              after(records, first, count);
+                              if (!limit) {
+                                  go(records, first, count);
+                              } else {
+                                  columns.take(records);
+                                  columns.forRuns([&](std::size_t begin, std::size_t length) {
+                                      go(records.subspan(begin * stride, length * stride), first + begin, length);
+                                  });
+                              }
                               watch(first + count, total, work);
                           });
 }
@@ -188,22 +202,22 @@ std::array<double, 2> storedBounds(const LasHeader& header, std::size_t axis) {
     return {low, high};
 }
 
-PointTally tallyPoints(const LasFile& las, const Watch& watch) {
+PointTally tallyPoints(const LasFile& las, const Watch& watch, const Kesh::LimitPtr& limit) {
     Tallier tallier(las);
     forPoints(
-        las, watch, [&](const std::byte* record, std::uint64_t index) { tallier.add(record, index); },
+        las, limit, watch, [&](const std::byte* record, std::uint64_t index) { tallier.add(record, index); },
         [&](auto records, std::uint64_t first, std::size_t count) { tallier.endPiece(records, first, count); });
     return tallier.take();
 }
 
 Occurrence countInRange(const LasFile& las, const std::vector<int>& classes, const HeightRange& range,
-                        const Watch& watch) {
+                        const Watch& watch, const Kesh::LimitPtr& limit) {
     std::array<bool, PointTally::Classes> wanted{};
     for (const int value : classes) wanted[static_cast<std::size_t>(value)] = true;
     const ByteMeaning classOf(las, {{ClassificationName, 1}});
     Occurrence found;
     forPoints(
-        las, watch,
+        las, limit, watch,
         [&](const std::byte* record, std::uint64_t index) {
             const std::int32_t height = storedAt(record, 2);
             if (wanted[classOf.of(record)] && height >= range.low && height <= range.high) found.add(index);
@@ -212,32 +226,12 @@ Occurrence countInRange(const LasFile& las, const std::vector<int>& classes, con
     return found;
 }
 
-Occurrence countOutsideNodes(const LasFile& las, const Watch& watch) {
+Occurrence countOutsideNodes(const LasFile& las, const Watch& watch, const Kesh::LimitPtr& limit) {
     Occurrence outside;
-    const std::size_t stride = las.points->recordLength();
-    const auto& chunks = las.compression()->chunks;
-    for (std::size_t i = 0; i < chunks.size(); ++i) {
-        const Copc::Box cube = las.copc->boxOf(las.copc->entries[las.copc->nodeOfChunk[i]]);
-        std::array<std::array<double, 2>, 3> bounds; // as stored
-        for (std::size_t axis = 0; axis < bounds.size(); ++axis) {
-            const double a = (cube.low[axis] - las.header.offset[axis]) / las.header.scale[axis];
-            const double b = (cube.high[axis] - las.header.offset[axis]) / las.header.scale[axis];
-            bounds[axis] = {std::min(a, b) - BoundsTolerance, std::max(a, b) + BoundsTolerance};
-        }
-        const PointRange range{chunks[i].first, static_cast<std::size_t>(chunks[i].sound)};
-        const auto count = [&](std::span<const std::byte> records, std::size_t first, std::size_t points) {
-            for (std::size_t point = 0; point < points; ++point) {
-                bool inside = true;
-                for (std::size_t axis = 0; axis < bounds.size(); ++axis) {
-                    const std::int32_t stored = storedAt(records.data() + point * stride, axis);
-                    inside = inside && stored >= bounds[axis][0] && stored <= bounds[axis][1];
-                }
-                if (!inside) outside.add(range.first + first + point);
-            }
-        };
-        las.points->forPieces(range, {{0, 3 * sizeof(std::int32_t)}}, count);
-        watch(range.first + range.count, las.header.pointCount, "Checking the nodes of " + las.file->path());
-    }
+    const PointTest isOutside = outsideItsNode(las);
+    visitPoints(las, limit, watch, [&](const PointFacts& point) {
+        if (isOutside(point)) outside.add(point.index);
+    });
     return outside;
 }
 

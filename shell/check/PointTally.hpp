@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Kesh/values/Limit.hpp"
 #include "base/Watch.hpp"
 #include "las/LasFile.hpp"
 
@@ -88,13 +89,14 @@ std::array<double, 2> storedBounds(const LasHeader& header, std::size_t axis);
 /// How far from the header's bounds points may lie: a unit, and a little for the rounding of the division.
 constexpr double BoundsTolerance = 1.01;
 
-PointTally tallyPoints(const LasFile& las, const Watch& watch);
+/// `limit`: what the points must meet; null: all count.
+PointTally tallyPoints(const LasFile& las, const Watch& watch, const Kesh::LimitPtr& limit = nullptr);
 
 /// The points of these classes whose height is in the range.
 Occurrence countInRange(const LasFile& las, const std::vector<int>& classes, const HeightRange& range,
-                        const Watch& watch);
+                        const Watch& watch, const Kesh::LimitPtr& limit = nullptr);
 
 /// The points of a COPC that lie outside the cube of their node, by more than the tolerance.
-Occurrence countOutsideNodes(const LasFile& las, const Watch& watch);
+Occurrence countOutsideNodes(const LasFile& las, const Watch& watch, const Kesh::LimitPtr& limit = nullptr);
 
 } // namespace corvane

@@ -29,6 +29,15 @@ public:
     /// Indices of the points that meet the limit, ascending.
     const std::vector<std::uint32_t>& selected() const { return selected_; }
 
+    /// Calls `use(first, count)` with the stretches of records at hand that are selected.
+    template <class Use>
+    void forRuns(Use use) const {
+        for (std::size_t begin = 0, end; begin < selected_.size(); begin = end) {
+            for (end = begin + 1; end < selected_.size() && selected_[end] == selected_[end - 1] + 1;) ++end;
+            use(std::size_t{selected_[begin]}, end - begin);
+        }
+    }
+
     /// Leaves only those selected for which `holds(index)`.
     template <class Holds>
     void narrow(Holds holds) {

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/SurveyComparison.hpp"
 
+#include "base/Failure.hpp"
 #include "check/PointIdentity.hpp"
+#include "check/RecordColumns.hpp"
 #include "las/PointCodec.hpp"
 
 #include <algorithm>
+#include <fmt/format.h>
 
 namespace corvane {
 namespace {
@@ -56,6 +59,15 @@ private:
     std::vector<double> was_, is_;
 };
 
+RecordPairs partOf(const RecordPairs& pairs, std::size_t first, std::size_t count) {
+    return {pairs.before.subspan(first * pairs.strideBefore, count * pairs.strideBefore),
+            pairs.after.subspan(first * pairs.strideAfter, count * pairs.strideAfter),
+            pairs.strideBefore,
+            pairs.strideAfter,
+            count,
+            pairs.first + first};
+}
+
 void addOnce(std::vector<std::string>& names, const std::string& name) {
     if (std::ranges::find(names, name) == names.end()) names.push_back(name);
 }
@@ -73,9 +85,15 @@ SurveyComparison compareSurveys(const LasFile& before, const LasFile& after, con
     result.parts = compareParts(before, after, watch);
     ChangeClusters clusters(before, options.clusterSide);
     ChangeFinder changes(before, points, clusters);
-    result.matching = matchPoints(before, after, watch, [&](const RecordPairs& pairs) {
+    const auto compare = [&](const RecordPairs& pairs) {
         points.compare(pairs);
         if (options.clusters) changes.look(pairs);
+    };
+    RecordColumns columns(before, options.limit, {});
+    result.matching = matchPoints(before, after, watch, [&](const RecordPairs& pairs) {
+        if (!options.limit) return compare(pairs);
+        columns.take(pairs.before);
+        columns.forRuns([&](std::size_t first, std::size_t count) { compare(partOf(pairs, first, count)); });
     });
     std::vector<DimensionDifference> differences = points.differences();
     if (result.matching.kind == PointMatching::Kind::ByIndex && identityDiffers(differences) &&
@@ -85,6 +103,10 @@ SurveyComparison compareSurveys(const LasFile& before, const LasFile& after, con
         result.dimensions = std::move(differences);
         result.transitions = points.transitions();
         result.clearedFlags = points.clearedFlags();
+    } else if (options.limit) {
+        throw Failure(fmt::format("{}: its points do not stand in the order of {}, so limits cannot choose among them; "
+                                  "compare all of them.",
+                                  after.file->path(), before.file->path()));
     } else {
         clusters = ChangeClusters(before, options.clusterSide);
         result.identity = matchByIdentity(before, points.fieldBefore(), after, points.fieldAfter(), options.memory,

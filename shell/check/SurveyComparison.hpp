@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Kesh/values/Limit.hpp"
 #include "check/ChangeClusters.hpp"
 #include "check/FileComparison.hpp"
 #include "check/IdentityMatch.hpp"
@@ -32,6 +33,7 @@ struct SurveyComparison {
 };
 
 struct ComparisonOptions {
+    Kesh::LimitPtr limit;                        ///< which points are compared, by what they are in BEFORE; null: all
     bool clusters = false;                       ///< find out where points changed
     double clusterSide = 0;                      ///< as ChangeClusters takes it
     std::size_t memory = std::size_t{256} << 20; ///< bytes, for points that stand in different orders

@@ -31,6 +31,12 @@ std::uint64_t Transitions::unchanged() const {
     return sum;
 }
 
+std::uint64_t Transitions::points() const {
+    std::uint64_t sum = uncounted;
+    for (const auto& [values, count] : counts) sum += count;
+    return sum;
+}
+
 TransitionCounter::TransitionCounter(Dimension before, Dimension after)
     : before_(std::move(before)), after_(std::move(after)), unchanged_(Values) {}
 

@@ -16,6 +16,7 @@ struct Transitions {
     std::uint64_t uncounted = 0; ///< changed points of further kinds, where there are more than a million
 
     std::uint64_t unchanged() const;
+    std::uint64_t points() const; ///< all of them
 };
 
 /// Counts the transitions of a field of unsigned integers of 8 or 16 bits.

@@ -7,9 +7,9 @@
 #include "check/PointListing.hpp"
 #include "command/Commands.hpp"
 #include "command/ComparisonReport.hpp"
+#include "command/LimitOptions.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
-#include "survey/ClassLookup.hpp"
 
 #include <fmt/format.h>
 
@@ -21,6 +21,7 @@ namespace {
 struct Arguments {
     std::string before, after, field = ClassificationName, changes;
     std::vector<std::string> only;
+    LimitArguments limits;
     double side = 0; ///< of the squares in which changes are together
     bool overwrite = false;
 };
@@ -29,11 +30,13 @@ struct Arguments {
 const std::vector<std::string> LabelParts{"LASF_Spec/0", "OffsetToPoints", "VlrCount", "EvlrStart", "WaveformStart"};
 constexpr char Labels[] = "labels";
 
-LasFile open(const GlobalOptions& options, const std::string& path, Reading reading) {
-    LasFile las = LasFile::open(path, reading);
+Survey open(const GlobalOptions& options, const std::string& path, Reading reading) {
+    SurveyOptions how;
+    how.reading = reading;
+    Survey survey(path, how);
     if (!options.quiet)
-        for (const std::string& warning : las.warnings) printWarning(path + ": " + warning);
-    return las;
+        for (const std::string& warning : survey.warnings()) printWarning(path + ": " + warning);
+    return survey;
 }
 
 bool contains(const std::vector<std::string>& names, const std::string& name) {
@@ -51,24 +54,30 @@ void checkOnly(const std::vector<std::string>& only, const LasFile& before, cons
                                          name, suggestNames(name, known)));
 }
 
-SurveyComparison compare(const GlobalOptions& options, const LasFile& before, const LasFile& after,
+SurveyComparison compare(const GlobalOptions& options, const Survey& before, const Survey& after,
                          const Arguments& arguments) {
     Terminal terminal(options.quiet);
-    ComparisonOptions how{.clusters = !arguments.changes.empty(), .clusterSide = arguments.side};
+    CallLimits limits(arguments.limits);
+    ComparisonOptions how;
+    how.clusters = !arguments.changes.empty();
+    how.clusterSide = arguments.side;
     if (!options.memory.empty()) how.memory = parseMemory(options.memory);
-    return compareSurveys(before, after, arguments.field, terminal.watch(), how);
+    how.limit = limits.on(before, [&](const std::string& sentence) { terminal.note(sentence); });
+    SurveyComparison comparison = compareSurveys(before.las(), after.las(), arguments.field, terminal.watch(), how);
+    if (how.limit && comparison.transitions.points() == 0 && !limits.allowMiss())
+        if (const std::string miss = limits.missOn(before, std::nullopt, terminal.watch()); !miss.empty())
+            throw Failure(fmt::format("{}: {}", arguments.before, miss));
+    return comparison;
 }
 
 /// Returns what was lost of a file that it replaces: sentences.
-std::vector<std::string> writeChanges(const Arguments& arguments, const LasFile& before,
+std::vector<std::string> writeChanges(const Arguments& arguments, const Survey& before,
                                       const SurveyComparison& comparison) {
-    std::vector<std::string> warnings;
-    const auto names = readClassLookup(before, warnings);
     const bool classes = comparison.field == ClassificationName;
     OutputFile file(arguments.changes, arguments.overwrite);
     writeClusters(
-        before, comparison.clusters,
-        [&](int value) { return classes ? classNameOf(value, before, names) : std::string(); },
+        before.las(), comparison.clusters,
+        [&](int value) { return classes ? classNameOf(value, before.las(), before.labels()) : std::string(); },
         [&](std::string_view text) { file.write(std::as_bytes(std::span(text))); });
     return file.commit();
 }
@@ -97,11 +106,12 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json, Re
                                          arguments.changes));
         checkMayWrite(arguments.changes, arguments.overwrite);
     }
-    const LasFile before = open(options, arguments.before, reading), after = open(options, arguments.after, reading);
+    const Survey earlier = open(options, arguments.before, reading), later = open(options, arguments.after, reading);
+    const LasFile &before = earlier.las(), &after = later.las();
     checkOnly(arguments.only, before, after);
-    const SurveyComparison comparison = compare(options, before, after, arguments);
+    const SurveyComparison comparison = compare(options, earlier, later, arguments);
     if (!arguments.changes.empty())
-        for (const std::string& loss : writeChanges(arguments, before, comparison))
+        for (const std::string& loss : writeChanges(arguments, earlier, comparison))
             if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.changes, loss));
     json ? printJson(describe(comparison, before, after)) : print(comparison, before, after);
     requireWhole(before);
@@ -129,6 +139,7 @@ void addCompare(CLI::App& program, const GlobalOptions& options) {
                      "does")
         ->delimiter(',')
         ->allow_extra_args(false);
+    addLimitOptions(*command, arguments->limits);
     CLI::Option* changes = command->add_option(
         "--changes", arguments->changes,
         "Write where the field changed into this file, .geojson: boxes of points that lie together, with what became "
@@ -140,7 +151,12 @@ void addCompare(CLI::App& program, const GlobalOptions& options) {
         ->check(CLI::PositiveNumber);
     command->add_flag("--overwrite", arguments->overwrite, "Replace the file of changes if it exists")->needs(changes);
     const auto json = addJsonFlag(*command);
+    command->footer(R"(Limits choose points by what they are in BEFORE. Examples:
+  corvane compare before.laz after.laz
+  corvane compare before.laz after.laz --only Classification,labels
+  corvane compare before.laz after.laz --within parcel.geojson --changes changes.geojson)");
     command->callback([&options, arguments, json] {
+        readPolygonsOnce(arguments->limits);
         readingWhatIsSound({arguments->before, arguments->after},
                            [&](Reading reading) { run(options, *arguments, *json, reading); });
     });

@@ -33,8 +33,8 @@ void printSurvey(const char* which, const LasFile& las) {
                las.header.pointCount, las.header.version(), las.header.pointFormat);
 }
 
-void printTransitions(const std::string& field, const Transitions& transitions, std::uint64_t points) {
-    const std::uint64_t unchanged = transitions.unchanged();
+void printTransitions(const std::string& field, const Transitions& transitions) {
+    const std::uint64_t unchanged = transitions.unchanged(), points = transitions.points();
     fmt::print("{}: {} points unchanged, {} changed\n", field, unchanged, points - unchanged);
     if (unchanged == points) return;
     fmt::print("{:>7} {:>7} {:>13}\n", "from", "to", "points");
@@ -54,7 +54,7 @@ void printIdentity(const SurveyComparison& comparison) {
     without(match.onlyBefore, "only in BEFORE");
     without(match.onlyAfter, "only in AFTER");
     fmt::print("\n");
-    printTransitions(comparison.field, match.transitions, match.matched);
+    printTransitions(comparison.field, match.transitions);
     std::map<std::uint16_t, std::array<std::uint64_t, 2>> totals;
     for (const auto& [value, count] : match.before) totals[value][0] = count;
     for (const auto& [value, count] : match.after) totals[value][1] = count;
@@ -189,9 +189,7 @@ void print(const SurveyComparison& comparison, const LasFile& before, const LasF
     printSurvey("before", before);
     printSurvey("after", after);
     if (comparison.differing().empty()) return fmt::print("They are the same.\n");
-    if (comparison.matching.comparable())
-        printTransitions(comparison.field, comparison.transitions,
-                         std::min(before.header.pointCount, after.header.pointCount));
+    if (comparison.matching.comparable()) printTransitions(comparison.field, comparison.transitions);
     if (comparison.identity) printIdentity(comparison);
     printDimensions(comparison);
     printHeader(comparison.header);

@@ -81,17 +81,8 @@ std::string fileName(const std::string& path) { return std::filesystem::path(pat
 
 /// What was counted, for the picture.
 std::string regionText(const Arguments& arguments) {
-    const LimitArguments& limits = arguments.limits;
     if (!arguments.mask.empty()) return fmt::format("where {} is not zero", arguments.mask);
-    std::vector<std::string> parts, polygons;
-    std::error_code error; // a polygon is longer than a name can be
-    for (const std::string& within : limits.within)
-        polygons.push_back(std::filesystem::exists(within, error) ? fileName(within) : "a polygon");
-    if (!polygons.empty()) parts.push_back(fmt::format("inside {}", fmt::join(polygons, " or ")));
-    if (!limits.box.empty()) parts.push_back("in the box " + limits.box);
-    if (!limits.z.empty()) parts.push_back("at heights " + limits.z);
-    for (const std::string& condition : limits.where) parts.push_back("where " + condition);
-    return parts.empty() ? "whole survey" : fmt::format("{}", fmt::join(parts, ", "));
+    return arguments.limits.any() ? limitText(arguments.limits) : "whole survey";
 }
 
 CountTask::Region regionOf(const Survey& survey, const Arguments& arguments, const Kesh::LimitPtr& limit) {

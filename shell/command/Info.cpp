@@ -4,6 +4,7 @@
 #include "check/ClassNames.hpp"
 #include "check/CoordinateText.hpp"
 #include "check/PointTally.hpp"
+#include "command/Batch.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
@@ -15,8 +16,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
+#include <functional>
+#include <optional>
 
 namespace corvane {
 namespace {
@@ -233,7 +237,9 @@ struct Arguments {
     bool statistics = false;
 };
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json, Reading reading) {
+/// What one file says; `say` gets it before it is told that it is damaged.
+using Answered = std::function<void(const LasFile& las, const std::optional<Statistics>& statistics)>;
+void look(const GlobalOptions& options, const Arguments& arguments, Reading reading, const Answered& say) {
     const LasFile las = LasFile::open(arguments.survey, reading);
     std::vector<std::string> warnings = las.warnings;
     std::optional<Statistics> statistics;
@@ -244,15 +250,70 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json, Re
     }
     if (!options.quiet)
         for (const std::string& warning : warnings) printWarning(arguments.survey + ": " + warning);
-    if (json) {
-        Json document = describe(las);
-        if (statistics) document["stats"] = describe(las, *statistics);
-        printJson(document);
-    } else {
-        print(las);
-        if (statistics) print(las, *statistics);
-    }
+    say(las, statistics);
     requireWhole(las);
+}
+
+Json answerOf(const LasFile& las, const std::optional<Statistics>& statistics) {
+    Json document = describe(las);
+    if (statistics) document["stats"] = describe(las, *statistics);
+    return document;
+}
+
+void lookAtOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
+    readingWhatIsSound({arguments.survey}, [&](Reading reading) {
+        look(options, arguments, reading, [&](const LasFile& las, const std::optional<Statistics>& statistics) {
+            if (json) return printJson(answerOf(las, statistics));
+            print(las);
+            if (statistics) print(las, *statistics);
+        });
+    });
+}
+
+Json answerFor(const GlobalOptions& options, const Arguments& arguments) {
+    Json answer;
+    try {
+        readingWhatIsSound({arguments.survey}, [&](Reading reading) {
+            look(options, arguments, reading, [&](const LasFile& las, const std::optional<Statistics>& statistics) {
+                answer = {{"file", arguments.survey}};
+                answer.update(answerOf(las, statistics));
+            });
+        });
+    } catch (const NotClean& problem) {
+        if (answer.is_null()) throw;
+        throw NotCleanAnswer(problem.what(), answer);
+    }
+    return answer;
+}
+
+void lookAtMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
+                const BatchArguments& batch, bool json) {
+    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+        Arguments one = arguments;
+        one.survey = task.in;
+        return answerFor(given, one);
+    };
+    if (!json) printHead(fmt::format("{:>13}  {:<4} {:>6}  {:<36}  {}", "points", "LAS", "format", "crs", "file"));
+    std::uint64_t points = 0;
+    const auto text = [](const Json& value) {
+        return value.is_string() ? value.get_ref<const std::string&>() : std::string();
+    };
+    const auto answers = forEachFile(
+        command, options, batch, tasksFor(surveysNamed(batch.files), batch), job, [&](const FileAnswer& one) {
+            if (!one.error.empty()) printError(one.error);
+            if (one.answer.is_null()) return;
+            points += one.answer["points"].get<std::uint64_t>();
+            if (json) return;
+            const std::string name = text(one.answer["crsName"]), code = text(one.answer["crsCode"]);
+            printLine(fmt::format("{:>13}  {:<4} {:>6}  {:<36}  {}", one.answer["points"].get<std::uint64_t>(),
+                                  text(one.answer["version"]), one.answer["pointFormat"].get<int>(),
+                                  code.empty() ? name : code + (name.empty() ? "" : " " + name), escaped(one.task.in)));
+        });
+    if (json)
+        printJson(batchAsJson(answers, {{"files", answers.size()}, {"points", points}}));
+    else
+        fmt::print("{} in {} files\n", pointsText(points), answers.size());
+    requireAllWell(answers);
 }
 
 } // namespace
@@ -261,13 +322,22 @@ void addInfo(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command =
         program.add_subcommand("info", "Show what a LAS file says of itself; without --stats no point is read.");
     const auto arguments = std::make_shared<Arguments>();
-    command->add_option("FILE", arguments->survey, "The survey")->required();
+    const auto batch = std::make_shared<BatchArguments>();
+    command->add_option("FILES", batch->files, "Surveys, folders of them, and patterns such as 'tiles/*.laz'")
+        ->required();
     command->add_flag("--stats", arguments->statistics,
                       "Read the points, too: their classes with counts, their flags and bounds");
+    addBatchOptions(*command, *batch, false);
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] {
-        readingWhatIsSound({arguments->survey}, [&](Reading reading) { run(options, *arguments, *json, reading); });
+    command->callback([command, &options, arguments, batch, json] {
+        if (batch->files.size() != 1 || namesSeveral(batch->files[0]))
+            return lookAtMany(*command, options, *arguments, *batch, *json);
+        arguments->survey = batch->files[0];
+        lookAtOne(options, *arguments, *json);
     });
+    command->footer(R"(Examples:
+  corvane info tile.laz --stats
+  corvane info tiles/)");
 }
 
 } // namespace corvane

@@ -11,6 +11,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 
 namespace corvane {
@@ -91,6 +92,19 @@ std::shared_ptr<const GivenPolygons> readPolygons(const LimitArguments& argument
 }
 
 } // namespace
+
+std::string limitText(const LimitArguments& limits) {
+    std::vector<std::string> parts, polygons;
+    std::error_code error; // a polygon is longer than a name can be
+    for (const std::string& within : limits.within)
+        polygons.push_back(std::filesystem::exists(within, error) ? std::filesystem::path(within).filename().string()
+                                                                  : "a polygon");
+    if (!polygons.empty()) parts.push_back(fmt::format("inside {}", fmt::join(polygons, " or ")));
+    if (!limits.box.empty()) parts.push_back("in the box " + limits.box);
+    if (!limits.z.empty()) parts.push_back("at heights " + limits.z);
+    for (const std::string& condition : limits.where) parts.push_back("where " + condition);
+    return fmt::format("{}", fmt::join(parts, ", "));
+}
 
 void addLimitOptions(CLI::App& command, LimitArguments& arguments) {
     const std::string group = "Which points";

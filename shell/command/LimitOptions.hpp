@@ -30,6 +30,9 @@ struct LimitArguments {
     bool any() const { return !within.empty() || !where.empty() || !box.empty() || !z.empty(); }
 };
 
+/// The limits in words, for people: "inside area.geojson, at heights 400..". Empty without any.
+std::string limitText(const LimitArguments& arguments);
+
 /// Adds --within, --polygon-crs, --repair-polygons, --box, --z, --where and --allow-miss. `arguments` must live as long
 /// as the command.
 void addLimitOptions(CLI::App& command, LimitArguments& arguments);

@@ -6,14 +6,19 @@
 #include "base/OutputFile.hpp"
 #include "base/Text.hpp"
 #include "check/PointListing.hpp"
+#include "command/Batch.hpp"
 #include "command/Commands.hpp"
+#include "command/LimitOptions.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
-#include "survey/ClassLookup.hpp"
+#include "survey/ClassNames.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <functional>
+#include <map>
 
 namespace corvane {
 namespace {
@@ -21,6 +26,7 @@ namespace {
 struct Arguments {
     std::string survey, rules, points;
     std::vector<std::string> classes, ignored;
+    LimitArguments limits;
     bool overwrite = false;
 };
 
@@ -36,41 +42,42 @@ Json describe(const LasHeader& header, const Finding& finding) {
 Json describe(const LasFile& las, const LintReport& report) {
     Json findings = Json::array();
     for (const Finding& finding : report.findings) findings.push_back(describe(las.header, finding));
-    return {{"points", las.header.pointCount}, {"findings", findings}, {"notes", report.notes}};
+    return {{"points", report.points}, {"findings", findings}, {"notes", report.notes}};
 }
 
 /// Each line begins with the file, so that those of many files can be sorted and searched.
-void print(const std::string& path, const LasHeader& header, const Finding& finding) {
-    fmt::print("{}: {}: {}\n", path, finding.name, finding.text);
-    if (finding.count == 0) return;
-    fmt::print("{}:     {}", path, pointsText(finding.count));
-    if (const auto& example = finding.example) {
-        fmt::print(", the first: point {} at", example->index);
-        for (std::size_t axis = 0; axis < 3; ++axis)
-            fmt::print(" {}", coordinateText(header, axis, example->position[axis]));
-        fmt::print(", class {}", example->value);
-    }
-    fmt::print("\n");
-}
-
-void print(const LasFile& las, const LintReport& report) {
+std::vector<std::string> linesOf(const LasFile& las, const LintReport& report) {
     const std::string path = escaped(las.file->path());
-    for (const Finding& finding : report.findings) print(path, las.header, finding);
-    for (const std::string& note : report.notes) fmt::print("{}: note: {}\n", path, note);
+    std::vector<std::string> lines;
+    for (const Finding& finding : report.findings) {
+        lines.push_back(fmt::format("{}: {}: {}", path, finding.name, finding.text));
+        if (finding.count == 0) continue;
+        std::string points = fmt::format("{}:     {}", path, pointsText(finding.count));
+        if (const auto& example = finding.example) {
+            points += fmt::format(", the first: point {} at", example->index);
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                points += " " + coordinateText(las.header, axis, example->position[axis]);
+            points += fmt::format(", class {}", example->value);
+        }
+        lines.push_back(points);
+    }
+    for (const std::string& note : report.notes) lines.push_back(fmt::format("{}: note: {}", path, note));
     if (report.findings.empty())
-        fmt::print("{}: no findings: {} of point format {} checked, and the header of LAS {}\n", path,
-                   pointsText(las.header.pointCount), las.header.pointFormat, las.header.version());
+        lines.push_back(fmt::format("{}: no findings: {} of point format {} checked, and the header of LAS {}", path,
+                                    pointsText(report.points), las.header.pointFormat, las.header.version()));
+    return lines;
 }
 
 /// Writes every point that a finding is about, once for each. Returns what was lost of a file that it replaces.
 std::vector<std::string> writePoints(const Arguments& arguments, const LasFile& las, const LintReport& report,
-                                     const std::optional<Kesh::LabelSet>& names, const Watch& watch) {
+                                     const std::optional<Kesh::LabelSet>& names, const Kesh::LimitPtr& limit,
+                                     const Watch& watch) {
     OutputFile file(arguments.points, arguments.overwrite);
     PointListing listing(las, *listingFormatOf(arguments.points), "Rule", names,
                          [&](std::string_view text) { file.write(std::as_bytes(std::span(text))); });
     const bool any = std::ranges::any_of(report.findings, [](const Finding& finding) { return bool(finding.test); });
     if (any)
-        visitPoints(las, watch, [&](const PointFacts& point) {
+        visitPoints(las, limit, watch, [&](const PointFacts& point) {
             for (const Finding& finding : report.findings)
                 if (finding.test && finding.test(point)) listing.add(point.index, point.record, finding.name);
         });
@@ -86,65 +93,147 @@ void checkRules(const std::set<std::string>& rules, const std::string& where) {
             throw UsageError(fmt::format("{} {}: there is no such rule. {}", where, rule, suggestNames(rule, known)));
 }
 
-LintOptions optionsOf(const Arguments& arguments) {
+LintOptions optionsOf(const Arguments& arguments, const Survey& survey) {
     LintOptions options;
     options.ignored = {arguments.ignored.begin(), arguments.ignored.end()};
     checkRules(options.ignored, "--ignore");
     if (!arguments.rules.empty()) options.contract = readContract(arguments.rules);
     checkRules(options.contract.ignored, arguments.rules + ": ignore");
     options.ignored.merge(options.contract.ignored);
-    if (!arguments.classes.empty()) options.contract.classes = classesOf(arguments.classes);
+    if (arguments.classes.empty()) return options;
+    const ClassNames names(survey, survey.findField(ClassificationName));
+    if (const auto classes = names.values("--classes", arguments.classes))
+        options.contract.classes.emplace(classes->begin(), classes->end());
     return options;
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json, Reading reading) {
-    const LintOptions rules = optionsOf(arguments);
-    if (!arguments.points.empty()) {
-        if (!listingFormatOf(arguments.points))
-            throw UsageError(fmt::format("--points {}: points are written as CSV or GeoJSON; give the file the ending "
-                                         ".csv or .geojson.",
-                                         arguments.points));
-        checkMayWrite(arguments.points, arguments.overwrite);
-    }
-    const LasFile las = LasFile::open(arguments.survey, reading);
-    std::vector<std::string> warnings = las.warnings, losses;
-    const auto names = readClassLookup(las, warnings);
-    for (const std::string& warning : warnings)
-        if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.survey, warning));
-    LintReport report;
-    {
-        Terminal terminal(options.quiet); // its bar is gone before anything is printed
-        report = lint(las, names, terminal.watch(), rules);
-        if (!arguments.points.empty()) losses = writePoints(arguments, las, report, names, terminal.watch());
-    }
-    for (const std::string& loss : losses)
-        if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.points, loss));
-    json ? printJson(describe(las, report)) : print(las, report);
+void checkPlace(const Arguments& arguments) {
+    if (arguments.points.empty()) return;
+    if (!listingFormatOf(arguments.points))
+        throw UsageError(fmt::format("--points {}: points are written as CSV or GeoJSON; give the file the ending .csv "
+                                     "or .geojson.",
+                                     arguments.points));
+    checkMayWrite(arguments.points, arguments.overwrite);
+}
+
+/// What was found in one file; `say` gets it before what is not clean of it is told.
+using Answered = std::function<void(const Json& answer, const std::vector<std::string>& lines)>;
+void check(const GlobalOptions& options, const Arguments& arguments, Reading reading, const Answered& say) {
+    checkPlace(arguments);
+    SurveyOptions how;
+    how.reading = reading;
+    const Survey survey(arguments.survey, how);
+    LintOptions rules = optionsOf(arguments, survey);
+    CallLimits limits(arguments.limits);
+    Terminal terminal(options.quiet);
+    rules.limit = limits.on(survey, [&](const std::string& sentence) { terminal.note(sentence); });
+    const LasFile& las = survey.las();
+    const auto& names = survey.labels();
+    for (const std::string& warning : survey.warnings())
+        terminal.warn(fmt::format("{}: {}", arguments.survey, warning));
+    const LintReport report = lint(las, names, terminal.watch(), rules);
+    if (report.points == 0 && rules.limit && !limits.allowMiss())
+        if (const std::string miss = limits.missOn(survey, std::nullopt, terminal.watch()); !miss.empty())
+            throw Failure(fmt::format("{}: {}", arguments.survey, miss));
+    if (!arguments.points.empty())
+        for (const std::string& loss : writePoints(arguments, las, report, names, rules.limit, terminal.watch()))
+            terminal.warn(fmt::format("{}: {}", arguments.points, loss));
+    terminal.clearBar();
+    say(describe(las, report), linesOf(las, report));
     requireWhole(las);
     if (report.findings.empty()) return;
     const std::size_t count = report.findings.size();
     throw NotClean(fmt::format("{}: {} finding{} in {} of point format {}.", arguments.survey, count,
-                               count == 1 ? "" : "s", pointsText(las.header.pointCount), las.header.pointFormat));
+                               count == 1 ? "" : "s", pointsText(report.points), las.header.pointFormat));
+}
+
+void checkOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
+    readingWhatIsSound({arguments.survey}, [&](Reading reading) {
+        check(options, arguments, reading, [&](const Json& answer, const std::vector<std::string>& lines) {
+            if (json) return printJson(answer);
+            for (const std::string& line : lines) fmt::print("{}\n", line);
+        });
+    });
+}
+
+/// For one of many files: what is not clean goes with the answer.
+Json answerFor(const GlobalOptions& options, const Arguments& arguments) {
+    Json answer;
+    try {
+        readingWhatIsSound({arguments.survey}, [&](Reading reading) {
+            check(options, arguments, reading, [&](const Json& found, const std::vector<std::string>& lines) {
+                answer = {{"file", arguments.survey}};
+                answer.update(found);
+                answer["lines"] = lines;
+            });
+        });
+    } catch (const NotClean& problem) {
+        if (answer.is_null()) throw;
+        throw NotCleanAnswer(problem.what(), answer);
+    }
+    return answer;
+}
+
+void checkMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, const BatchArguments& batch,
+               bool json) {
+    if (!arguments.points.empty()) throw UsageError("--points: takes the points of one file.");
+    readPolygonsOnce(arguments.limits);
+    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+        Arguments one = arguments;
+        one.survey = task.in;
+        return answerFor(given, one);
+    };
+    std::map<std::string, std::array<std::uint64_t, 2>> rules; // files and points
+    auto answers = forEachFile(command, options, batch, tasksFor(surveysNamed(batch.files), batch), job,
+                               [&](const FileAnswer& one) {
+                                   if (one.answer.is_null()) {
+                                       if (!one.error.empty()) printError(one.error);
+                                       return;
+                                   }
+                                   for (const Json& finding : one.answer["findings"]) {
+                                       auto& [files, points] = rules[finding["name"]];
+                                       ++files;
+                                       points += finding["count"].get<std::uint64_t>();
+                                   }
+                                   if (!json)
+                                       for (const Json& line : one.answer["lines"])
+                                           fmt::print("{}\n", line.get_ref<const std::string&>());
+                               });
+    Json total{{"files", answers.size()}, {"findings", Json::array()}};
+    for (const auto& [name, counts] : rules)
+        total["findings"].push_back({{"name", name}, {"findings", counts[0]}, {"points", counts[1]}});
+    for (FileAnswer& one : answers)
+        if (one.answer.is_object()) one.answer.erase("lines");
+    if (json) {
+        printJson(batchAsJson(answers, total));
+    } else {
+        printHead(fmt::format("{:<20} {:>10} {:>13}", "rule", "findings", "points"));
+        for (const auto& [name, counts] : rules)
+            printLine(fmt::format("{:<20} {:>10} {:>13}", name, counts[0], counts[1]));
+        fmt::print("{} files\n", answers.size());
+    }
+    requireAllWell(answers);
 }
 
 std::string listOfRules() {
     std::string text = "Findings:";
     for (const RuleName& rule : lintRules()) text += fmt::format("\n  {:<18}  {}", rule.name, rule.meaning);
-    return text;
+    return text + R"(
+Examples:
+  corvane lint tile.laz --classes 1-6,9 --points found.geojson
+  corvane lint tiles/ --rules contract.json --jobs 4)";
 }
 
 void addOptions(CLI::App& command, Arguments& a) {
-    command.add_option("FILE", a.survey, "The survey")->required();
     command
-        .add_option(
-            "--classes", a.classes,
-            "The classes that may occur, as numbers and ranges separated by commas, e.g. 1,2,6,9,64-67; they are "
-            "not reserved, whatever the format says")
-        ->delimiter(',')
+        .add_option("--classes", a.classes,
+                    "The classes that may occur: numbers, names, lists and ranges, e.g. 1,2,6,9,64-67; they are not "
+                    "reserved, whatever the format says")
         ->allow_extra_args(false);
     command.add_option("--ignore", a.ignored, "Rules that find nothing, separated by commas")
         ->delimiter(',')
         ->allow_extra_args(false);
+    addLimitOptions(command, a.limits);
     command.add_option("--rules", a.rules, "What was agreed about the survey (JSON, see docs/contract.md)");
     CLI::Option* points = command.add_option(
         "--points", a.points, "Write the points that findings are about into this file, .csv or .geojson");
@@ -158,10 +247,18 @@ void addLint(CLI::App& program, const GlobalOptions& options) {
                                                        "points. The exit status is 3 when there are findings.");
     command->footer(listOfRules());
     const auto arguments = std::make_shared<Arguments>();
+    const auto batch = std::make_shared<BatchArguments>();
+    command->add_option("FILES", batch->files, "Surveys, folders of them, and patterns such as 'tiles/*.laz'")
+        ->required();
     addOptions(*command, *arguments);
+    addBatchOptions(*command, *batch, false);
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] {
-        readingWhatIsSound({arguments->survey}, [&](Reading reading) { run(options, *arguments, *json, reading); });
+    command->callback([command, &options, arguments, batch, json] {
+        if (batch->files.size() != 1 || namesSeveral(batch->files[0]))
+            return checkMany(*command, options, *arguments, *batch, *json);
+        readPolygonsOnce(arguments->limits);
+        arguments->survey = batch->files[0];
+        checkOne(options, *arguments, *json);
     });
 }
 

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane picture: the points of a survey, from above or in a profile, for a report.
 #include "base/OutputFile.hpp"
+#include "base/Text.hpp"
+#include "command/Batch.hpp"
 #include "command/Commands.hpp"
+#include "command/LimitOptions.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
 #include "plot/DrawingLibrary.hpp"
@@ -13,7 +16,9 @@
 
 #include <charconv>
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <map>
 #include <set>
 
 namespace corvane {
@@ -22,6 +27,7 @@ namespace {
 struct Arguments {
     std::string survey, out, before, by = "class", labels, size;
     std::vector<double> profile;
+    LimitArguments limits;
     bool overwrite = false;
 };
 
@@ -71,7 +77,15 @@ std::shared_ptr<const Survey> open(const GlobalOptions& options, const std::stri
     return survey;
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json, Reading reading) {
+/// Why there is nothing to draw.
+std::string missOf(const PictureTask& task, const CallLimits& limits, const Survey& survey, Terminal& terminal) {
+    const std::string miss = task.limit ? limits.missOn(survey, std::nullopt, terminal.watch()) : "";
+    return miss.empty() ? "no point lies in what was to be drawn; nothing was written." : miss;
+}
+
+/// Draws one picture; `say` gets how many points it is of before it is told that the survey is damaged.
+void draw(const GlobalOptions& options, const Arguments& arguments, Reading reading,
+          const std::function<void(std::uint64_t)>& say) {
     PictureTask task;
     task.by = arguments.by;
     task.profile = sliceOf(arguments.profile);
@@ -79,31 +93,105 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json, Re
     if (!options.memory.empty()) task.memory = parseMemory(options.memory) / 4;
     checkCanPlot(arguments.out);
     checkMayWrite(arguments.out, arguments.overwrite);
+    CallLimits limits(arguments.limits);
     const auto survey = open(options, arguments.survey, reading);
     const auto before = arguments.before.empty() ? nullptr : open(options, arguments.before, reading);
     task.labels = labelsOf(*survey, arguments);
 
     Terminal terminal(options.quiet);
+    task.limit = limits.on(before ? *before : *survey, [&](const std::string& sentence) { terminal.note(sentence); });
+    task.region = limitText(arguments.limits);
     const DrawnPage drawn = before ? pictureOfChanges(*before, *survey, task, terminal.watch())
                                    : pictureOf(*survey, task, terminal.watch());
     if (survey->las().header.pointCount == 0)
         terminal.warn(arguments.survey + ": has no points.");
-    else if (drawn.points == 0)
-        throw Failure(fmt::format("{}: no point lies in what was to be drawn; nothing was written.", arguments.survey));
+    else if (drawn.points == 0 && !arguments.limits.allowMiss)
+        throw Failure(
+            fmt::format("{}: {}", arguments.survey, missOf(task, limits, before ? *before : *survey, terminal)));
     for (const std::string& loss : savePage(drawn.page, arguments.out, arguments.overwrite))
         terminal.warn(fmt::format("{}: {}", arguments.out, loss));
     terminal.clearBar();
-    if (json)
-        printJson({{"file", arguments.survey}, {"picture", arguments.out}, {"points", drawn.points}});
-    else
-        fmt::print("wrote {} of {}\n", arguments.out, plural(drawn.points, "point"));
+    say(drawn.points);
     for (const auto& one : {survey, before})
         if (one) requireWhole(one->las());
 }
 
+std::vector<std::string> surveysOf(const Arguments& arguments) {
+    std::vector<std::string> surveys{arguments.survey};
+    if (!arguments.before.empty()) surveys.push_back(arguments.before);
+    return surveys;
+}
+
+Json answerOf(const Arguments& arguments, std::uint64_t points) {
+    return {{"file", arguments.survey}, {"picture", arguments.out}, {"points", points}};
+}
+
+void drawOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
+    readingWhatIsSound(surveysOf(arguments), [&](Reading reading) {
+        draw(options, arguments, reading, [&](std::uint64_t points) {
+            if (json) return printJson(answerOf(arguments, points));
+            fmt::print("wrote {} of {}\n", escaped(arguments.out), plural(points, "point"));
+        });
+    });
+}
+
+/// For one of many files: what is not clean goes with the answer.
+Json answerFor(const GlobalOptions& options, const Arguments& arguments) {
+    Json answer;
+    try {
+        readingWhatIsSound(surveysOf(arguments), [&](Reading reading) {
+            draw(options, arguments, reading, [&](std::uint64_t points) { answer = answerOf(arguments, points); });
+        });
+    } catch (const NotClean& problem) {
+        if (answer.is_null()) throw;
+        throw NotCleanAnswer(problem.what(), answer);
+    }
+    return answer;
+}
+
+/// Pictures are named after their surveys, with what the suffix says before the ending: "_map.svg".
+std::vector<FileTask> pictureTasks(BatchArguments batch) {
+    const std::string suffix = batch.suffix.empty() ? ".png" : batch.suffix;
+    checkCanPlot("x" + suffix);
+    batch.suffix.clear();
+    std::vector<FileTask> tasks = tasksFor(surveysNamed(batch.files), batch);
+    std::map<std::string, std::string> drawnOf;
+    for (FileTask& task : tasks) {
+        for (const char* ending : {".laz", ".las", ".copc"})
+            if (task.out.ends_with(ending)) task.out.resize(task.out.size() - std::string_view(ending).size());
+        task.out += suffix;
+        const auto [other, first] = drawnOf.emplace(task.out, task.in);
+        if (!first)
+            throw UsageError(fmt::format("{} and {} would both be drawn into {}; give them other names.", other->second,
+                                         task.in, task.out));
+    }
+    return tasks;
+}
+
+void drawMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, const BatchArguments& batch,
+              bool json) {
+    if (batch.outDir.empty())
+        throw UsageError("picture: takes a survey and the picture to write; for many surveys give --out-dir.");
+    if (!arguments.before.empty()) throw UsageError("--before: is the survey before the changes of one file.");
+    readPolygonsOnce(arguments.limits);
+    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+        Arguments one = arguments;
+        one.survey = task.in;
+        one.out = task.out;
+        return answerFor(given, one);
+    };
+    std::uint64_t points = 0;
+    const auto answers = forEachFile(command, options, batch, pictureTasks(batch), job, [&](const FileAnswer& one) {
+        if (!one.error.empty()) printError(one.error);
+        if (one.answer.is_null()) return;
+        points += one.answer["points"].get<std::uint64_t>();
+        if (!json) fmt::print("wrote {}\n", escaped(one.task.out));
+    });
+    if (json) printJson(batchAsJson(answers, {{"files", answers.size()}, {"points", points}}));
+    requireAllWell(answers);
+}
+
 void addOptions(CLI::App& command, Arguments& a) {
-    command.add_option("FILE", a.survey, "The survey")->required();
-    command.add_option("OUT", a.out, "The picture, .png or .svg")->required();
     command
         .add_option(
             "--profile", a.profile,
@@ -112,6 +200,7 @@ void addOptions(CLI::App& command, Arguments& a) {
         ->delimiter(',')
         ->expected(5)
         ->allow_extra_args(false);
+    addLimitOptions(command, a.limits);
     command.add_option("--by", a.by, "What the colours say: class, height, intensity, return, rgb or any field")
         ->capture_default_str();
     command.add_option("--before", a.before,
@@ -128,12 +217,29 @@ void addPicture(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "picture", "Draw the points of a survey for a report: from above, the highest on top, or in a profile.");
     const auto arguments = std::make_shared<Arguments>();
+    const auto batch = std::make_shared<BatchArguments>();
+    command
+        ->add_option(
+            "FILES", batch->files,
+            "FILE OUT: the survey, and the picture to write, .png or .svg. With --out-dir: surveys, folders and "
+            "patterns")
+        ->required();
     addOptions(*command, *arguments);
+    addBatchOptions(*command, *batch, true);
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] {
-        std::vector<std::string> surveys{arguments->survey};
-        if (!arguments->before.empty()) surveys.push_back(arguments->before);
-        readingWhatIsSound(surveys, [&](Reading reading) { run(options, *arguments, *json, reading); });
+    command->footer(R"(Examples:
+  corvane picture tile.laz tile.png
+  corvane picture tile.laz profile.svg --profile 500100,5200100,500300,5200200,4
+  corvane picture edited.laz changes.png --before tile.laz --within parcel.geojson
+  corvane picture tiles/ --out-dir maps --suffix _height.png --by height --jobs 4)");
+    command->callback([command, &options, arguments, batch, json] {
+        batch->overwrite = arguments->overwrite;
+        if (batch->files.size() != 2 || !batch->outDir.empty())
+            return drawMany(*command, options, *arguments, *batch, *json);
+        readPolygonsOnce(arguments->limits);
+        arguments->survey = batch->files[0];
+        arguments->out = batch->files[1];
+        drawOne(options, *arguments, *json);
     });
 }
 

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane points: single points with all that the file says of them.
 #include "base/OutputFile.hpp"
-#include "check/Contract.hpp"
+#include "base/Text.hpp"
+#include "check/CoordinateText.hpp"
 #include "check/PointListing.hpp"
 #include "check/RecordColumns.hpp"
 #include "command/Commands.hpp"
+#include "command/LimitOptions.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
-#include "survey/ClassLookup.hpp"
+#include "survey/ClassNames.hpp"
 
 #include <fmt/format.h>
 
@@ -23,8 +25,9 @@ struct Arguments {
     std::string survey, out, format;
     std::vector<std::uint64_t> indices;
     std::vector<std::string> classes;
+    LimitArguments limits;
     std::uint64_t most = 0;
-    bool limited = false; ///< `most` was given
+    bool counted = false; ///< `most` was given
     bool overwrite = false;
 };
 
@@ -70,10 +73,18 @@ void addByIndex(const LasFile& las, const std::vector<std::uint64_t>& indices, P
     }
 }
 
-/// Adds the points of some classes, at most so many. Returns whether there are more.
-bool addByClass(const LasFile& las, const std::set<int>& classes, std::uint64_t most, PointListing& listing,
-                const Watch& watch) {
-    RecordColumns columns(las, nullptr, {ClassificationName});
+/// Points by what they are.
+struct Wanted {
+    Kesh::LimitPtr limit;                    ///< null: any
+    std::optional<std::vector<int>> classes; ///< ascending; none: any
+
+    bool has(int value) const { return !classes || std::ranges::find(*classes, value) != classes->end(); }
+};
+
+/// Adds them, at most so many. Returns whether there are more.
+bool addWanted(const LasFile& las, const Wanted& wanted, std::uint64_t most, PointListing& listing,
+               const Watch& watch) {
+    RecordColumns columns(las, wanted.limit, {ClassificationName});
     const std::size_t stride = las.points->recordLength(), piece = las.points->recordsIn(PointReader::CachedBytes);
     const auto cursor = las.points->ahead({0, static_cast<std::size_t>(las.points->count())});
     std::vector<std::byte> records;
@@ -83,7 +94,7 @@ bool addByClass(const LasFile& las, const std::set<int>& classes, std::uint64_t 
         columns.take(records);
         watch(first, las.points->count(), "Looking for points in " + las.file->path());
         for (const std::uint32_t i : columns.selected()) {
-            if (!classes.empty() && !classes.contains(static_cast<int>(columns.numbers(0)[i]))) continue;
+            if (!wanted.has(static_cast<int>(columns.numbers(0)[i]))) continue;
             if (listing.count() == most) return true;
             listing.add(first + i, std::span(records).subspan(i * stride, stride));
         }
@@ -91,39 +102,47 @@ bool addByClass(const LasFile& las, const std::set<int>& classes, std::uint64_t 
     return false;
 }
 
+std::uint64_t mostOf(const Arguments& arguments, ListingFormat format) {
+    if (arguments.counted) return arguments.most;
+    const bool onTerminal = format == ListingFormat::Table && arguments.out.empty();
+    return onTerminal ? ShownPoints : std::numeric_limits<std::uint64_t>::max();
+}
+
 void run(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
     const ListingFormat format = formatOf(arguments);
-    const std::set<int> classes = classesOf(arguments.classes);
     if (!arguments.out.empty()) checkMayWrite(arguments.out, arguments.overwrite);
-    const LasFile las = LasFile::open(arguments.survey, reading);
-    std::vector<std::string> warnings = las.warnings;
-    const auto names = readClassLookup(las, warnings);
-    for (const std::string& warning : warnings)
-        if (!options.quiet) printWarning(fmt::format("{}: {}", arguments.survey, warning));
-
-    const bool all = !arguments.limited && (format != ListingFormat::Table || !arguments.out.empty());
-    const std::uint64_t most = arguments.limited ? arguments.most
-                               : all             ? std::numeric_limits<std::uint64_t>::max()
-                                                 : ShownPoints;
+    CallLimits limits(arguments.limits);
+    SurveyOptions how;
+    how.reading = reading;
+    const Survey survey(arguments.survey, how);
     Terminal terminal(options.quiet);
+    for (const std::string& warning : survey.warnings())
+        terminal.warn(fmt::format("{}: {}", arguments.survey, warning));
+    Wanted wanted{limits.on(survey, [&](const std::string& sentence) { terminal.note(sentence); }), {}};
+    if (!arguments.classes.empty())
+        wanted.classes = ClassNames(survey, survey.findField(ClassificationName)).values("--class", arguments.classes);
+
     Destination destination(arguments);
-    PointListing listing(las, format, "", names, [&](std::string_view text) {
+    PointListing listing(survey.las(), format, "", survey.labels(), [&](std::string_view text) {
         terminal.clearBar();
         destination.write(text);
     });
     bool more = false;
     if (!arguments.indices.empty())
-        addByIndex(las, arguments.indices, listing);
+        addByIndex(survey.las(), arguments.indices, listing);
     else
-        more = addByClass(las, classes, most, listing, terminal.watch());
+        more = addWanted(survey.las(), wanted, mostOf(arguments, format), listing, terminal.watch());
+    if (listing.count() == 0 && arguments.limits.any() && !limits.allowMiss())
+        if (const std::string miss = limits.missOn(survey, std::nullopt, terminal.watch()); !miss.empty())
+            throw Failure(fmt::format("{}: {}", arguments.survey, miss));
     listing.finish();
     for (const std::string& loss : destination.commit()) terminal.warn(fmt::format("{}: {}", arguments.out, loss));
-    if (more && !arguments.limited)
+    if (more && !arguments.counted)
         terminal.note(fmt::format("There are more than these {} points; give --limit another number, or write all of "
                                   "them into a file with --out.",
                                   listing.count()));
-    if (!arguments.out.empty()) fmt::print("wrote {}: {} points\n", arguments.out, listing.count());
-    requireWhole(las);
+    if (!arguments.out.empty()) fmt::print("wrote {}: {}\n", arguments.out, pointsText(listing.count()));
+    requireWhole(survey.las());
 }
 
 void addOptions(CLI::App& command, Arguments& a) {
@@ -133,10 +152,11 @@ void addOptions(CLI::App& command, Arguments& a) {
             ->delimiter(',')
             ->allow_extra_args(false);
     command
-        .add_option("--class", a.classes, "Points of these classes: numbers and ranges separated by commas, e.g. 7,18")
-        ->delimiter(',')
+        .add_option("--class", a.classes,
+                    "Points of these classes: numbers, names, lists and ranges, e.g. 7,18 or building")
         ->allow_extra_args(false)
         ->excludes(index);
+    addLimitOptions(command, a.limits);
     command.add_option("--limit", a.most,
                        fmt::format("At most so many points; otherwise {} in a table and all elsewhere", ShownPoints));
     command.add_option("--format", a.format, "table, csv or geojson; otherwise as the name of the file says")
@@ -152,8 +172,15 @@ void addPoints(CLI::App& program, const GlobalOptions& options) {
         "points", "Show points with all that the file says of them: by their numbers, or those of some classes.");
     const auto arguments = std::make_shared<Arguments>();
     addOptions(*command, *arguments);
+    command->footer(R"(Examples:
+  corvane points tile.laz --index 4711
+  corvane points tile.laz --class 7,18 --out noise.geojson
+  corvane points tile.laz --where "ReturnNumber == 1 && Z > 470" --limit 20)");
     command->callback([&options, arguments, command] {
-        arguments->limited = command->count("--limit") > 0;
+        arguments->counted = command->count("--limit") > 0;
+        if (!arguments->indices.empty() && arguments->limits.any())
+            throw UsageError("--index: names points by number, and takes no limits besides.");
+        readPolygonsOnce(arguments->limits);
         readingWhatIsSound({arguments->survey}, [&](Reading reading) { run(options, *arguments, reading); });
     });
 }

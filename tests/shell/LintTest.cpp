@@ -279,7 +279,7 @@ TEST_F(Lint, knowsWhatWasAgreed) {
         EXPECT_TRUE(run.status == 1 || run.status == 2) << wrong << run.err;
         EXPECT_TRUE(holds(run.err, contract)) << run.err;
     }
-    expectRefused({"lint", in, "--classes", "2,x"}, 2, {"--classes x", "0 to 255"});
+    expectRefused({"lint", in, "--classes", "2,x"}, 2, {"--classes x", "no class of that name"});
     expectRefused({"lint", in, "--ignore", "reservd-class"}, 2, {"reservd-class", "\"reserved-class\""});
 }
 
