@@ -117,7 +117,7 @@ private:
         const FileTask& task = tasks_[number];
         try {
             working_.push_back({number, std::make_unique<FileProcess>(
-                                            task, [&] { return job_(task, jobOptions_); }, jobs_ == 1)});
+                                            task, [&](Json& answer) { job_(task, jobOptions_, answer); }, jobs_ == 1)});
         } catch (const Failure& failure) {
             finish(number, {task, nullptr, failure.what(), JobFailed});
         }

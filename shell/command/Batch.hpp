@@ -20,12 +20,6 @@ struct BatchArguments {
     bool resume = false, overwrite = false;
 };
 
-/// An answer that is not clean, from the job of one of many files.
-struct NotCleanAnswer : NotClean {
-    NotCleanAnswer(const std::string& sentence, Json given) : NotClean(sentence), answer(std::move(given)) {}
-    Json answer;
-};
-
 /// Adds --jobs, and for a command that writes --out-dir, --suffix and --resume. `arguments` must live as long as the
 /// command.
 void addBatchOptions(CLI::App& command, BatchArguments& arguments, bool writes);
@@ -60,7 +54,9 @@ std::vector<FileTask> tasksFor(const std::vector<std::string>& files, const Batc
 ///
 /// With --resume, what a record in the output folder says of files that were done by the same call, and are as they
 /// were, is taken from there.
-using FileJob = std::function<Json(const FileTask& task, const GlobalOptions& options)>;
+///
+/// A job fills in its answer. What it had answered before it threw NotClean goes with that.
+using FileJob = std::function<void(const FileTask& task, const GlobalOptions& options, Json& answer)>;
 using AnswerTaker = std::function<void(const FileAnswer& answer)>;
 std::vector<FileAnswer> forEachFile(const CLI::App& command, const GlobalOptions& options,
                                     const BatchArguments& arguments, const std::vector<FileTask>& tasks,

@@ -152,19 +152,6 @@ void convertOne(const GlobalOptions& options, Arguments& arguments, const std::v
     });
 }
 
-Json answerFor(const GlobalOptions& options, Arguments arguments, const FileTask& task) {
-    arguments.in = task.in;
-    arguments.out = task.out;
-    Json answer;
-    try {
-        run(options, arguments, [&](const Written& written) { answer = asJson(arguments, written); });
-    } catch (const NotClean& problem) {
-        if (answer.is_null()) throw;
-        throw NotCleanAnswer(problem.what(), answer);
-    }
-    return answer;
-}
-
 void convertMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, BatchArguments& batch,
                  bool json) {
     if (batch.outDir.empty()) throw UsageError("Several files are converted into a folder: give --out-dir FOLDER.");
@@ -175,7 +162,12 @@ void convertMany(const CLI::App& command, const GlobalOptions& options, Argument
     std::uint64_t points = 0, bytes = 0;
     const auto answers = forEachFile(
         command, options, batch, tasks,
-        [&](const FileTask& task, const GlobalOptions& given) { return answerFor(given, arguments, task); },
+        [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
+            Arguments one = arguments;
+            one.in = task.in;
+            one.out = task.out;
+            run(given, one, [&](const Written& written) { answer = asJson(one, written); });
+        },
         [&](const FileAnswer& one) {
             if (!one.error.empty()) printError(one.error);
             if (one.answer.is_null()) return;

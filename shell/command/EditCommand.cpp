@@ -67,11 +67,10 @@ void printAnswer(const FileAnswer& answer) {
 
 /// Files in which no point is meant wait until one is found in which some are; if there is none nothing is written.
 std::vector<FileAnswer> editAll(Call& call, const std::vector<FileTask>& tasks, const AnswerTaker& take) {
-    const FileJob job = [&](const FileTask& task, const GlobalOptions& options) {
+    const FileJob job = [&](const FileTask& task, const GlobalOptions& options, Json& answer) {
         call.arguments.in = task.in;
         call.arguments.out = task.out;
-        const auto result = call.job(options);
-        return result ? asJson(*result) : Json();
+        if (const auto result = call.job(options)) answer = asJson(*result);
     };
     const auto missed = [](const FileAnswer& answer) {
         return answer.answer.is_object() && answer.answer.contains("miss");

@@ -26,15 +26,15 @@ constexpr int JobFailed = 1, AnswerNotClean = 3;
 Json errorAsJson(const std::string& sentence, int status) { return {{"error", sentence}, {"status", status}}; }
 
 /// What the job gives, or how it failed. One that is not clean may have an answer all the same.
-Json resultOf(const std::function<Json()>& job) {
+Json resultOf(const std::function<void(Json& answer)>& job) {
+    Json answer;
     try {
-        return {{"answer", job()}};
-    } catch (const NotCleanAnswer& answer) {
-        Json json = errorAsJson(answer.what(), AnswerNotClean);
-        json["answer"] = answer.answer;
-        return json;
+        job(answer);
+        return {{"answer", answer}};
     } catch (const NotClean& problem) {
-        return errorAsJson(problem.what(), AnswerNotClean);
+        Json json = errorAsJson(problem.what(), AnswerNotClean);
+        if (!answer.is_null()) json["answer"] = answer;
+        return json;
     } catch (const std::bad_alloc&) {
         return errorAsJson("There is not enough memory; give --memory a smaller size, or fewer --jobs.", JobFailed);
     } catch (const std::exception& problem) {
@@ -44,7 +44,7 @@ Json resultOf(const std::function<Json()>& job) {
 
 } // namespace
 
-FileProcess::FileProcess(const FileTask& task, const std::function<Json()>& job, bool alone) {
+FileProcess::FileProcess(const FileTask& task, const std::function<void(Json& answer)>& job, bool alone) {
     answer_.task = task;
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)

@@ -14,7 +14,7 @@ class FileProcess {
 public:
     /// Starts it, with one thread for each loop when others work beside it. Throws Failure when there is no process to
     /// be had.
-    FileProcess(const FileTask& task, const std::function<Json()>& job, bool alone);
+    FileProcess(const FileTask& task, const std::function<void(Json& answer)>& job, bool alone);
     ~FileProcess();
     FileProcess(const FileProcess&) = delete;
     FileProcess& operator=(const FileProcess&) = delete;

@@ -174,22 +174,14 @@ void countOne(const GlobalOptions& options, const Arguments& arguments, const st
     });
 }
 
-/// For one of many files: what is not clean goes with the answer.
-Json answerFor(const GlobalOptions& options, const Arguments& arguments, const std::string& path) {
-    Json answer;
-    try {
-        readingWhatIsSound({path}, [&](Reading reading) {
-            count(options, arguments, path, reading, [&](const Counted& counted) {
-                answer = {{"file", counted.file}};
-                answer.update(asJson(counted));
-                if (!counted.miss.empty()) answer["miss"] = counted.miss;
-            });
+void answerFor(const GlobalOptions& options, const Arguments& arguments, const std::string& path, Json& answer) {
+    readingWhatIsSound({path}, [&](Reading reading) {
+        count(options, arguments, path, reading, [&](const Counted& counted) {
+            answer = {{"file", counted.file}};
+            answer.update(asJson(counted));
+            if (!counted.miss.empty()) answer["miss"] = counted.miss;
         });
-    } catch (const NotClean& problem) {
-        if (answer.is_null()) throw;
-        throw NotCleanAnswer(problem.what(), answer);
-    }
-    return answer;
+    });
 }
 
 void countMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, const BatchArguments& batch,
@@ -200,8 +192,8 @@ void countMany(const CLI::App& command, const GlobalOptions& options, Arguments&
     ClassCounts total;
     Kesh::LabelSet names;
     std::uint64_t points = 0, misses = 0;
-    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
-        return answerFor(given, arguments, task.in);
+    const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
+        answerFor(given, arguments, task.in, answer);
     };
     const auto answers = forEachFile(command, options, batch, tasks, job, [&](const FileAnswer& one) {
         if (!one.error.empty()) printError(one.error);

@@ -270,28 +270,21 @@ void lookAtOne(const GlobalOptions& options, const Arguments& arguments, bool js
     });
 }
 
-Json answerFor(const GlobalOptions& options, const Arguments& arguments) {
-    Json answer;
-    try {
-        readingWhatIsSound({arguments.survey}, [&](Reading reading) {
-            look(options, arguments, reading, [&](const LasFile& las, const std::optional<Statistics>& statistics) {
-                answer = {{"file", arguments.survey}};
-                answer.update(answerOf(las, statistics));
-            });
+void answerFor(const GlobalOptions& options, const Arguments& arguments, Json& answer) {
+    readingWhatIsSound({arguments.survey}, [&](Reading reading) {
+        look(options, arguments, reading, [&](const LasFile& las, const std::optional<Statistics>& statistics) {
+            answer = {{"file", arguments.survey}};
+            answer.update(answerOf(las, statistics));
         });
-    } catch (const NotClean& problem) {
-        if (answer.is_null()) throw;
-        throw NotCleanAnswer(problem.what(), answer);
-    }
-    return answer;
+    });
 }
 
 void lookAtMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
                 const BatchArguments& batch, bool json) {
-    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+    const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
         Arguments one = arguments;
         one.survey = task.in;
-        return answerFor(given, one);
+        answerFor(given, one, answer);
     };
     if (!json) printHead(fmt::format("{:>13}  {:<4} {:>6}  {:<36}  {}", "points", "LAS", "format", "crs", "file"));
     std::uint64_t points = 0;

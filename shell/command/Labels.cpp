@@ -101,10 +101,10 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
 void runMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
              const BatchArguments& batch, bool json) {
     if (!arguments.out.empty()) throw UsageError("--out: takes the labels of one file.");
-    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+    const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
         Arguments one = arguments;
         one.survey = task.in;
-        return Json{{"file", task.in}, {"labels", asJson(labelsOf(given, one))["labels"]}};
+        answer = {{"file", task.in}, {"labels", asJson(labelsOf(given, one))["labels"]}};
     };
     const auto answers = forEachFile(
         command, options, batch, tasksFor(surveysNamed(batch.files), batch), job, [&](const FileAnswer& one) {

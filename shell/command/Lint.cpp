@@ -156,32 +156,24 @@ void checkOne(const GlobalOptions& options, const Arguments& arguments, bool jso
     });
 }
 
-/// For one of many files: what is not clean goes with the answer.
-Json answerFor(const GlobalOptions& options, const Arguments& arguments) {
-    Json answer;
-    try {
-        readingWhatIsSound({arguments.survey}, [&](Reading reading) {
-            check(options, arguments, reading, [&](const Json& found, const std::vector<std::string>& lines) {
-                answer = {{"file", arguments.survey}};
-                answer.update(found);
-                answer["lines"] = lines;
-            });
+void answerFor(const GlobalOptions& options, const Arguments& arguments, Json& answer) {
+    readingWhatIsSound({arguments.survey}, [&](Reading reading) {
+        check(options, arguments, reading, [&](const Json& found, const std::vector<std::string>& lines) {
+            answer = {{"file", arguments.survey}};
+            answer.update(found);
+            answer["lines"] = lines;
         });
-    } catch (const NotClean& problem) {
-        if (answer.is_null()) throw;
-        throw NotCleanAnswer(problem.what(), answer);
-    }
-    return answer;
+    });
 }
 
 void checkMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, const BatchArguments& batch,
                bool json) {
     if (!arguments.points.empty()) throw UsageError("--points: takes the points of one file.");
     readPolygonsOnce(arguments.limits);
-    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+    const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
         Arguments one = arguments;
         one.survey = task.in;
-        return answerFor(given, one);
+        answerFor(given, one, answer);
     };
     std::map<std::string, std::array<std::uint64_t, 2>> rules; // files and points
     auto answers = forEachFile(command, options, batch, tasksFor(surveysNamed(batch.files), batch), job,

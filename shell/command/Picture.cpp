@@ -135,20 +135,6 @@ void drawOne(const GlobalOptions& options, const Arguments& arguments, bool json
     });
 }
 
-/// For one of many files: what is not clean goes with the answer.
-Json answerFor(const GlobalOptions& options, const Arguments& arguments) {
-    Json answer;
-    try {
-        readingWhatIsSound(surveysOf(arguments), [&](Reading reading) {
-            draw(options, arguments, reading, [&](std::uint64_t points) { answer = answerOf(arguments, points); });
-        });
-    } catch (const NotClean& problem) {
-        if (answer.is_null()) throw;
-        throw NotCleanAnswer(problem.what(), answer);
-    }
-    return answer;
-}
-
 /// Pictures are named after their surveys, with what the suffix says before the ending: "_map.svg".
 std::vector<FileTask> pictureTasks(BatchArguments batch) {
     const std::string suffix = batch.suffix.empty() ? ".png" : batch.suffix;
@@ -174,11 +160,13 @@ void drawMany(const CLI::App& command, const GlobalOptions& options, Arguments& 
         throw UsageError("picture: takes a survey and the picture to write; for many surveys give --out-dir.");
     if (!arguments.before.empty()) throw UsageError("--before: is the survey before the changes of one file.");
     readPolygonsOnce(arguments.limits);
-    const auto job = [&](const FileTask& task, const GlobalOptions& given) {
+    const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
         Arguments one = arguments;
         one.survey = task.in;
         one.out = task.out;
-        return answerFor(given, one);
+        readingWhatIsSound(surveysOf(one), [&](Reading reading) {
+            draw(given, one, reading, [&](std::uint64_t points) { answer = answerOf(one, points); });
+        });
     };
     std::uint64_t points = 0;
     const auto answers = forEachFile(command, options, batch, pictureTasks(batch), job, [&](const FileAnswer& one) {

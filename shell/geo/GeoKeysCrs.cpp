@@ -17,8 +17,9 @@ constexpr std::uint16_t ModelType = 1024, Projected = 1, Geographic = 2;
 constexpr std::uint16_t GeographicSystem = 2048, ProjectedSystem = 3072;
 
 void append(std::vector<std::byte>& bytes, const void* data, std::size_t size) {
-    const auto* begin = static_cast<const std::byte*>(data);
-    bytes.insert(bytes.end(), begin, begin + size);
+    const std::size_t end = bytes.size();
+    bytes.resize(end + size);
+    std::copy_n(static_cast<const std::byte*>(data), size, bytes.begin() + static_cast<std::ptrdiff_t>(end));
 }
 
 /// In the order of the keys, as the format wants it, each key once, and with the kind of model, which programs leave

@@ -136,7 +136,7 @@ TEST_F(Points, keepEveryValueInFiles) {
 TEST_F(Points, areRefusedInASentence) {
     expectRefused({"points"}, {{{in, "--index", "2000"}, {"--index 2000", "2000 points"}},
                                {{in, "--index", "1", "--class", "2"}, {"--class"}},
-                               {{in, "--class", "ground."}, {"ground."}},
+                               {{in, "--class", "grund"}, {"grund", "Ground"}},
                                {{in, "--format", "shp"}, {"--format"}},
                                {{in, "--out", folder / "a.gpkg"}, {".csv", ".geojson"}},
                                {{in, "--overwrite"}, {"--out"}}});
