@@ -69,8 +69,13 @@ StrongPtr<MemBase> CreativeArrayBase::waitedFor() {
     return values_;
 }
 
-StrongPtr<MemBase> CreativeArrayBase::load() {
-    StrongPtr<MemBase> made = source_->make();
+StrongPtr<MemBase> CreativeArrayBase::load() { return enter(source_->make()); }
+
+void CreativeArrayBase::take(const StrongPtr<MemBase>& made) {
+    if (!hasData()) enter(made);
+}
+
+StrongPtr<MemBase> CreativeArrayBase::enter(const StrongPtr<MemBase>& made) {
     assert(made->size() == size_ && made->elementType() == elementType_);
     made->setCreator(self<Holdfast::Creature>());
     if (cache_) cache_->insert(*made); // before others can see the values
@@ -120,6 +125,16 @@ StrongPtr<CreativeArrayBase> CreativeArrayBase::privateCopy() {
     values->setCreator(StrongPtr<Holdfast::Creature>(copy));
     if (cache_) cache_->insert(*values, Holdfast::Goes::Never);
     return copy;
+}
+
+void CreativeArrayBase::becomeRemakeable(const StrongPtr<ArraySource>& source) {
+    StrongPtr<MemBase> values;
+    {
+        const std::lock_guard lock(mutex_);
+        source_ = source;
+        values = values_;
+    }
+    if (values && cache_) cache_->insert(*values);
 }
 
 void CreativeArrayBase::markAsUsed() const {

@@ -59,6 +59,15 @@ public:
     /// returned for now. What the source throws is thrown here, or at the next call when it happened in the background.
     Holdfast::StrongPtr<const MemBase> getData(const Holdfast::TimeBudget& budget = {});
 
+    /// Values that were made as the source would make them, together with those of other arrays. Who was quicker wins.
+    void take(const Holdfast::StrongPtr<MemBase>& made);
+
+    /// What makes the values; empty when they came from memory.
+    const Holdfast::StrongPtr<ArraySource>& source() const { return source_; }
+
+    /// From now on the values can be made again by this source, and may leave memory. Belongs to the update thread.
+    void becomeRemakeable(const Holdfast::StrongPtr<ArraySource>& source);
+
     /// Has the values made in the background, for who asks for them next; who does hears of a failure.
     void loadAhead();
 
@@ -95,6 +104,7 @@ public:
 
 private:
     Holdfast::StrongPtr<MemBase> load();
+    Holdfast::StrongPtr<MemBase> enter(const Holdfast::StrongPtr<MemBase>& made);
     void rethrowFailure();
     void loadQueued();
     Holdfast::StrongPtr<MemBase> waitedFor();

@@ -63,16 +63,30 @@ void History::record(const StrongPtr<Field>& other, const UndoStep& step, int de
     const std::size_t kept = std::min(done, static_cast<std::size_t>(depth) - 1);
     const std::uint64_t sequence = done > 0 ? before->all[done - 1].sequence + 1 : 0;
     const std::uint64_t firstToStay = kept > 0 ? before->all[done - kept].sequence : sequence;
-    setPlace(*other, {fieldName_, sequence, false});
-    store(*other, TimeAttribute, step.time);
-    store(*other, ModuleAttribute, step.module);
-    store(*other, ParametersAttribute, step.parameters);
-    store(*other, VerticesAttribute, step.vertices);
+    describe(*other, step, sequence);
     // The last thing that can fail. It may take the place of a step that goes.
     representation_.makeField(representation_.makeFieldID(freeName(before, depth, firstToStay)), other);
     const auto& all = *steps();
     while (all.all.size() > all.done) representation_.removeField(all.all.back().name);
     while (all.done > kept + 1) representation_.removeField(all.all.front().name);
+}
+
+void History::restore(const StrongPtr<Field>& other, const UndoStep& step) {
+    const auto* const before = steps();
+    const std::uint64_t sequence = before ? before->all.back().sequence + 1 : 0;
+    const int number = before ? stepNumber(before->all.back().name) + 1 : 0;
+    describe(*other, step, sequence);
+    std::string name;
+    for (int i = number; name.empty() || representation_.findField(name); ++i) name = fieldName_ + stepName(i);
+    representation_.makeField(representation_.makeFieldID(name), other);
+}
+
+void History::describe(Field& other, const UndoStep& step, std::uint64_t sequence) const {
+    setPlace(other, {fieldName_, sequence, step.undone});
+    store(other, TimeAttribute, step.time);
+    store(other, ModuleAttribute, step.module);
+    store(other, ParametersAttribute, step.parameters);
+    store(other, VerticesAttribute, step.vertices);
 }
 
 /// The number behind that of the newest step, or the next whose name no field has that stays.

@@ -47,6 +47,9 @@ public:
     /// the other side of the edit. When it throws, the history is as it was.
     void record(const Holdfast::StrongPtr<Field>& other, const UndoStep& step, int depth);
 
+    /// Puts in a step that was kept elsewhere, behind all that are there. Behind one that is undone all are.
+    void restore(const Holdfast::StrongPtr<Field>& other, const UndoStep& step);
+
     /// Exchanges the step next to the present with the field; all of it or nothing. What comes into the field takes the
     /// given time. False: there is no such step, or the field is not as the step expects it.
     bool undo(Field& field, Holdfast::Ageable::Age time) { return exchange(field, position() - 1, true, time); }
@@ -59,6 +62,7 @@ private:
     static const std::string StepMark;
     static int stepNumber(const std::string& name); // negative: it is none
     HistoryIndex::Steps* steps() const { return representation_.histories().find(fieldName_); }
+    void describe(Field& other, const UndoStep& step, std::uint64_t sequence) const;
     std::string freeName(const HistoryIndex::Steps* steps, int depth, std::uint64_t firstToStay) const;
     bool exchange(Field& field, int i, bool undone, Holdfast::Ageable::Age time);
 

@@ -44,4 +44,10 @@ void Representation::removeField(const std::string& name) {
     setAge(nextTime());
 }
 
+std::vector<std::string> Representation::fieldNames() const {
+    std::vector<std::string> names;
+    for (const auto& [name, entry] : fields_) names.push_back(name);
+    return names;
+}
+
 } // namespace Fiber

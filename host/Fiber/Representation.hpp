@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace Fiber {
 
@@ -38,6 +39,9 @@ public:
     void removeField(const std::string& name);
 
     std::size_t numberOfFields() const { return fields_.size(); }
+
+    /// In ascending order.
+    std::vector<std::string> fieldNames() const;
 
     /// Which of the fields are steps of histories.
     HistoryIndex& histories() { return histories_; }

@@ -11,6 +11,7 @@ std::size_t Cache::residentBytes() const {
 void Cache::insert(Cacheable& data, Goes when) {
     {
         const std::lock_guard lock(mutex_);
+        if (data.cache_) resident_ -= data.counted_; // it is ours already, and comes in anew
         data.cache_ = self<Cache>();
         data.goes_ = when;
         data.counted_ = data.bytes();

@@ -29,7 +29,7 @@ public:
     std::size_t budget() const { return budget_; }
     std::size_t residentBytes() const;
 
-    /// Counts the data in, and makes room for it.
+    /// Counts the data in, and makes room for it. What is in already may change when it goes.
     void insert(Cacheable& data, Goes when = Goes::First);
 
     /// Asks for data to be discarded until the budget suffices.

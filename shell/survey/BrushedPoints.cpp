@@ -4,6 +4,7 @@
 #include "Fiber/FragmentBox.hpp"
 #include "Fiber/MaskField.hpp"
 #include "Kesh/editing/VertexSelection.hpp"
+#include "base/InOrder.hpp"
 
 namespace corvane {
 
@@ -49,18 +50,32 @@ bool BrushedPoints::load(const std::vector<std::string>& fields) {
     return true;
 }
 
+/// Fragments are looked at on all threads: what takes the time is reading and decoding, all fields of one together.
 StrongPtr<Fiber::Field> BrushedPoints::mask() const {
     const auto mask = Fiber::makeMask(*positions_);
-    Kesh::VertexSelection selection(survey_.points(), &brush_);
-    visit([&](const StrongPtr<Fiber::FragmentID>& fragment) {
-        const std::size_t points = positions_->getCreator(fragment)->size();
-        const auto entries = Holdfast::create<Fiber::MemArray<std::uint8_t>>(points, Fiber::Unmasked);
-        for (const std::uint32_t i : selection.of(fragment, points)) entries->chunk.values[i] = Fiber::Masked;
-        const auto array = Holdfast::create<Fiber::CreativeArrayBase>(StrongPtr<Fiber::MemBase>(entries));
-        mask->setPersistentData(array, fragment);
-        return true;
-    });
+    std::vector<const Fiber::Field::Fragment*> met;
+    for (const auto& [number, fragment] : positions_->fragments())
+        if (fragment.array && isMet(fragment.id)) met.push_back(&fragment);
+    using Entries = StrongPtr<Fiber::MemBase>;
+    inOrder(
+        met.size(), [&](std::size_t i) { return maskOf(*met[i]); },
+        [&](std::size_t i, const Entries& entries) {
+            watch_(i, met.size(), "Looking which points are meant");
+            mask->setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(entries), met[i]->id);
+        });
     return mask;
+}
+
+StrongPtr<Fiber::MemBase> BrushedPoints::maskOf(const Fiber::Field::Fragment& fragment) const {
+    std::vector<StrongPtr<Fiber::CreativeArrayBase>> arrays;
+    if (brush_.readsPositions()) arrays.push_back(fragment.array);
+    for (const std::string& name : brush_.fields())
+        if (const auto field = survey_.points().findField(name)) arrays.push_back(field->getCreator(fragment.id));
+    loadTogether(arrays);
+    const auto entries = Holdfast::create<Fiber::MemArray<std::uint8_t>>(fragment.array->size(), Fiber::Unmasked);
+    Kesh::VertexSelection selection(survey_.points(), &brush_, Kesh::VertexSelection::Reading::Present);
+    for (const std::uint32_t i : selection.of(fragment.id, entries->size())) entries->chunk.values[i] = Fiber::Masked;
+    return entries;
 }
 
 bool meetsAny(const Survey& survey, const Kesh::Brush& brush, const Watch& watch) {

@@ -26,6 +26,7 @@ public:
 private:
     bool isMet(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment) const;
     bool fit(std::size_t fields) const;
+    Holdfast::StrongPtr<Fiber::MemBase> maskOf(const Fiber::Field::Fragment& fragment) const;
 
     /// Calls the function with each fragment that the brush may meet, until it returns false.
     template <class Function>

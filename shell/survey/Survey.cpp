@@ -152,7 +152,8 @@ PointEdits Survey::pointEdits() const {
 
 LasFile Survey::edited() const {
     LasFile las = *las_;
-    las.points = std::make_shared<const EditedPoints>(las_->points, pointEdits());
+    if (editedAt() != Holdfast::Ageable::Ooooold)
+        las.points = std::make_shared<const EditedPoints>(las_->points, pointEdits());
     return las;
 }
 

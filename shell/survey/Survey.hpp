@@ -75,7 +75,7 @@ public:
     /// The same, as they stand in records.
     PointEdits pointEdits() const;
 
-    /// The survey as it is now, for those who read records.
+    /// The survey as it is now, for those who read records; the file itself as long as nothing was edited.
     LasFile edited() const;
 
     /// What was found to be wrong since opening: finished sentences, without the path.

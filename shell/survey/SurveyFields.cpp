@@ -18,21 +18,35 @@ using Point = Sextant::PhysicalSpace::point;
 
 constexpr laz::RecordBytes PositionBytes{0, 3 * sizeof(std::int32_t)};
 
+/// Values that are made of records, piece by piece.
 class RecordSource : public Fiber::ArraySource {
 public:
     explicit RecordSource(std::shared_ptr<const FragmentRecords> records) : records_(std::move(records)) {}
 
-protected:
-    /// An array of T, its pieces filled by `decode(records, values)`, which looks at the wanted bytes.
-    template <class T, class Decode>
-    StrongPtr<Fiber::MemBase> filled(const WantedBytes& wanted, Decode decode) const {
-        const auto array = Holdfast::create<Fiber::MemArray<T>>(records_->count());
-        records_->forPieces(wanted, [&](std::span<const std::byte> records, std::size_t first, std::size_t count) {
-            decode(records, array->writableValues().subspan(first, count));
-        });
-        return array;
+    StrongPtr<Fiber::MemBase> make() const final {
+        const auto task = begin();
+        records_->forPieces(task->wanted, [&](std::span<const std::byte> records, std::size_t first,
+                                              std::size_t count) { task->decode(records, first, count); });
+        task->end();
+        return task->values;
     }
 
+    /// An array that is being filled.
+    struct Filling {
+        virtual ~Filling() = default;
+
+        /// Looks at the wanted bytes of the records of `count` points, whose values begin at `first`.
+        virtual void decode(std::span<const std::byte> records, std::size_t first, std::size_t count) = 0;
+        virtual void end() {}
+
+        StrongPtr<Fiber::MemBase> values;
+        WantedBytes wanted;
+    };
+    virtual std::unique_ptr<Filling> begin() const = 0;
+
+    const FragmentRecords& records() const { return *records_; }
+
+protected:
     const LasFile& las() const { return records_->las(); }
     std::size_t stride() const { return records_->stride(); }
 
@@ -43,11 +57,26 @@ private:
 class PositionSource : public RecordSource {
 public:
     using RecordSource::RecordSource;
-    StrongPtr<Fiber::MemBase> make() const override {
-        return filled<Point>({PositionBytes}, [&](auto records, auto positions) {
-            decodePositions(records, stride(), las().header, positions);
-        });
-    }
+
+    std::unique_ptr<Filling> begin() const override { return std::make_unique<Positions>(records()); }
+
+private:
+    class Positions : public Filling {
+    public:
+        explicit Positions(const FragmentRecords& records)
+            : records_(records), points_(Holdfast::create<Fiber::MemArray<Point>>(records.count())) {
+            values = points_;
+            wanted = {PositionBytes};
+        }
+        void decode(std::span<const std::byte> records, std::size_t first, std::size_t count) override {
+            decodePositions(records, records_.stride(), records_.las().header,
+                            points_->writableValues().subspan(first, count));
+        }
+
+    private:
+        const FragmentRecords& records_;
+        StrongPtr<Fiber::MemArray<Point>> points_;
+    };
 };
 
 /// The bounds of records' coordinates as they are stored.
@@ -82,20 +111,34 @@ public:
     DimensionSource(std::shared_ptr<const FragmentRecords> records, Dimension dimension, const BoxNote& note)
         : RecordSource(std::move(records)), dimension_(std::move(dimension)), note_(note) {}
 
-    StrongPtr<Fiber::MemBase> make() const override {
-        const auto positions = note_.expectation->brush ? note_.positions.lock() : nullptr;
-        StoredBounds bounds;
-        WantedBytes wanted{dimension_.place()};
-        if (positions) wanted.push_back(PositionBytes);
-        const auto made = filled<T>(wanted, [&](auto records, auto values) {
-            if (positions) bounds.include(records, stride());
-            decode(records, values);
-        });
-        if (positions) bounds.note(*positions, las().header);
-        return made;
-    }
+    std::unique_ptr<Filling> begin() const override { return std::make_unique<Values>(*this); }
 
 private:
+    class Values : public Filling {
+    public:
+        explicit Values(const DimensionSource& source)
+            : source_(source),
+              numbers_(Holdfast::create<Fiber::MemArray<T>>(source.records().count())),
+              positions_(source.note_.expectation->brush ? source.note_.positions.lock() : nullptr) {
+            values = numbers_;
+            wanted = {source.dimension_.place()};
+            if (positions_) wanted.push_back(PositionBytes);
+        }
+        void decode(std::span<const std::byte> records, std::size_t first, std::size_t count) override {
+            if (positions_) bounds_.include(records, source_.stride());
+            source_.decode(records, numbers_->writableValues().subspan(first, count));
+        }
+        void end() override {
+            if (positions_) bounds_.note(*positions_, source_.las().header);
+        }
+
+    private:
+        const DimensionSource& source_;
+        StrongPtr<Fiber::MemArray<T>> numbers_;
+        StrongPtr<Fiber::CreativeArrayBase> positions_;
+        StoredBounds bounds_;
+    };
+
     void decode(std::span<const std::byte> records, std::span<T> values) const {
         if constexpr (std::same_as<T, std::uint8_t>)
             if (dimension_.packed()) return decodeBits(records, stride(), dimension_, values);
@@ -140,6 +183,27 @@ StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const FragmentRecor
         if (asDouble) return Holdfast::create<DimensionSource<Stored, double>>(records, dimension, note);
         return Holdfast::create<DimensionSource<Stored, Stored>>(records, dimension, note);
     });
+}
+
+void loadTogether(std::span<const StrongPtr<Fiber::CreativeArrayBase>> arrays) {
+    const FragmentRecords* records = nullptr;
+    std::vector<std::pair<Fiber::CreativeArrayBase*, std::unique_ptr<RecordSource::Filling>>> wanting;
+    WantedBytes wanted;
+    for (const auto& array : arrays) {
+        const auto source = array ? Holdfast::cast<const RecordSource>(array->source()) : nullptr;
+        if (!source || array->hasData() || (records && records != &source->records())) continue;
+        records = &source->records();
+        wanting.emplace_back(array.get(), source->begin());
+        std::ranges::copy(wanting.back().second->wanted, std::back_inserter(wanted));
+    }
+    if (wanting.size() < 2) return; // which is read when it is asked for
+    records->forPieces(wanted, [&](std::span<const std::byte> piece, std::size_t first, std::size_t count) {
+        for (const auto& [array, filling] : wanting) filling->decode(piece, first, count);
+    });
+    for (const auto& [array, filling] : wanting) {
+        filling->end();
+        array->take(filling->values);
+    }
 }
 
 } // namespace corvane

@@ -6,6 +6,7 @@
 #include "survey/FragmentRecords.hpp"
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,5 +37,9 @@ struct BoxNote {
 /// Makes the field's values of a fragment out of its records.
 Holdfast::StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const FragmentRecords>& records,
                                                  const SurveyField& field, const BoxNote& note);
+
+/// Has the values of several fields in one fragment made in one pass over its records, as far as they are made of them
+/// and not resident. They are the cache's to drop at any time.
+void loadTogether(std::span<const Holdfast::StrongPtr<Fiber::CreativeArrayBase>> arrays);
 
 } // namespace corvane

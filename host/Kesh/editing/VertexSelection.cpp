@@ -41,7 +41,8 @@ std::vector<double> numbersOf(const Fiber::MemBase& data) {
     return numbers;
 }
 
-VertexSelection::VertexSelection(const Fiber::Representation& representation, const Brush* brush) : brush_(brush) {
+VertexSelection::VertexSelection(const Fiber::Representation& representation, const Brush* brush, Reading reading)
+    : brush_(brush), reading_(reading) {
     if (!brush_ || !*brush_) return;
     positions_ = fieldFor(representation, Fiber::PositionsName);
     for (const std::string& name : brush_->fields()) fields_.push_back(fieldFor(representation, name));
@@ -55,7 +56,7 @@ std::span<const std::uint32_t> VertexSelection::of(const StrongPtr<Fiber::Fragme
         return selected_;
     }
     requirePositions(*fragment, positions_->getCreator(fragment), vertices);
-    readAhead(*fragment);
+    if (reading_ == Reading::Ahead) readAhead(*fragment);
     // Positions whose box is not known yet are held, so that they are loaded once for the box and the selection.
     const bool boxKnown = Fiber::knownFragmentBBox(*positions_, fragment).has_value();
     auto points = boxKnown ? nullptr : positions_->getData(fragment);

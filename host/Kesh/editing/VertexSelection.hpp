@@ -14,9 +14,12 @@ namespace Kesh {
 /// that the brush's limit reads, only where the box of a fragment does not decide, or is not known yet.
 class VertexSelection {
 public:
+    /// Whether the positions of the fragment behind the present one are loaded ahead, for whoever goes in their order.
+    enum class Reading { Ahead, Present };
+
     /// Without a brush, every vertex. Brush and representation must outlive this. Throws std::runtime_error when
     /// something that the brush reads is not there.
-    VertexSelection(const Fiber::Representation& representation, const Brush* brush);
+    VertexSelection(const Fiber::Representation& representation, const Brush* brush, Reading reading = Reading::Ahead);
 
     /// Ascending indices, valid until the next call. Throws std::runtime_error when the fragment has not a position and
     /// a value of each field for every vertex.
@@ -34,6 +37,7 @@ private:
     FieldPtr positions_;
     std::vector<FieldPtr> fields_; // that the limit reads
     const Brush* brush_;
+    Reading reading_;
     std::vector<std::uint32_t> selected_;
     std::vector<std::uint32_t> all_;
 };
