@@ -5,14 +5,10 @@
 set -euo pipefail
 export LC_ALL=C
 . "$(dirname "$0")/turns.sh"
-corvane=$(realpath "${1:?usage: bench/histogram.sh CORVANE [POINTS [TURNS]]}")
 points=${2:-20000000}
 turns=${3:-15}
 
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-cd "$folder"
-"$corvane" --quiet sample survey.las --points "$points"
+work_on "${1-}" "$points"
 ours=("$corvane" --quiet histogram survey.las --secondary Z)
 theirs=(cat survey.las)
 take_turns "$turns"

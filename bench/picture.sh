@@ -6,14 +6,10 @@
 set -euo pipefail
 export LC_ALL=C
 . "$(dirname "$0")/turns.sh"
-corvane=$(realpath "${1:?usage: bench/picture.sh CORVANE [POINTS [TURNS]]}")
 points=${2:-20000000}
 turns=${3:-9}
 
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-cd "$folder"
-"$corvane" --quiet sample survey.las --points "$points"
+work_on "${1-}" "$points"
 ours=("$corvane" --quiet picture survey.las out.png --overwrite)
 theirs=("$corvane" --quiet histogram survey.las --secondary Z)
 take_turns "$turns"

@@ -6,14 +6,10 @@
 set -euo pipefail
 export LC_ALL=C
 . "$(dirname "$0")/turns.sh"
-corvane=$(realpath "${1:?usage: bench/reclassify.sh CORVANE [POINTS [TURNS]]}")
 points=${2:-20000000}
 turns=${3:-7}
 
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-cd "$folder"
-"$corvane" --quiet sample survey.las --points "$points"
+work_on "${1-}" "$points"
 
 # A square of one per cent of the area that eight points per square metre make, in its middle.
 within=$(awk -v n="$points" 'BEGIN {
@@ -23,7 +19,6 @@ ours=("$corvane" --quiet --memory 256M reclassify survey.las edited.las --overwr
     --from 2 --to 6 --within "$within")
 theirs=(sh -c 'dd if=survey.las of=copy.part bs=1M conv=fsync status=none && mv copy.part copy.las')
 
-cat survey.las >/dev/null # into the file cache
 take_turns "$turns"
 changed=$(cmp -l survey.las edited.las | wc -l || true)
 peak=$(/usr/bin/env python3 - "${ours[@]}" <<'PEAK'

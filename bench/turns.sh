@@ -10,6 +10,16 @@ timed() {
 }
 median() { sort -g | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
 
+# work_on CORVANE POINTS: goes into a folder under TMPDIR, removed at the end, and makes survey.las there, cached.
+work_on() {
+    corvane=$(realpath "${1:?Which corvane? The first argument is its path.}")
+    folder=$(mktemp -d)
+    trap 'rm -rf "$folder"' EXIT
+    cd "$folder"
+    "$corvane" --quiet sample survey.las --points "$2"
+    cat survey.las >/dev/null
+}
+
 # take_turns COUNT: runs ours and theirs, two arrays, once for nothing and then COUNT times. Leaves the seconds in the
 # files ours and theirs, and the quotients in ratios.
 take_turns() {
