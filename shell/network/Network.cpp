@@ -86,6 +86,8 @@ void Network::addObject(const std::string& name, const std::string& type) {
     if (name.empty() || name.find('.') != std::string::npos)
         throw UsageError(fmt::format("\"{}\" cannot be the name of an object: it needs a letter, and no dots.", name));
     add(name, make(name, type));
+    if (const auto depth = object(name)->findSlot("undodepth"); depth && undoDepth_)
+        setValue(depth, Holdfast::create<Kesh::VValue<int>>(*undoDepth_));
     record_.addObject(name, type);
 }
 

@@ -32,6 +32,9 @@ public:
     const Survey& survey() const { return *survey_; }
     const Watch& watch() const { return watch_; }
 
+    /// How many steps the histories of editors that are added from now on keep, unless they are told otherwise.
+    void setUndoDepth(int depth) { undoDepth_ = depth; }
+
     /// `type` is the key of a module in the catalogue ("Edit/ModifyClassification"), or "Field", "Brush" or
     /// "ClassTable".
     void addObject(const std::string& name, const std::string& type);
@@ -111,6 +114,7 @@ private:
     std::vector<Entry> objects_;
     std::unordered_map<std::string, std::size_t> byName_; // places in objects_
     NetworkRecord record_;
+    std::optional<int> undoDepth_; // none: as the editors have it
 };
 
 } // namespace corvane

@@ -133,6 +133,7 @@ public:
             if (action.has(verb))
                 for (const Reader& object : action.member(verb).oneOrMore()) press(object, std::string(".") + verb);
         placed(action, [&] { network_.update(); });
+        if (hooks_.acted) placed(action, hooks_.acted);
         if (action.has("report"))
             for (const Reader& object : action.member("report").oneOrMore())
                 hooks_.report(placed(object, [&] { return reportOf(network_, object.text()); }));

@@ -15,6 +15,7 @@ namespace corvane {
 struct NetworkHooks {
     std::function<void(const Report&)> report;
     std::function<void(const std::string& path, bool overwrite)> save;
+    std::function<void()> acted; ///< after each action, before what it reports and saves; may be empty
     std::function<void(const std::string& sentence)> note; ///< what is no mistake, but may not be meant
     bool strict = false;                                   ///< a stroke or limit that meets no point is a mistake
     PolygonOptions polygons = {};                          ///< of those that the file names

@@ -46,24 +46,41 @@ Json NetworkRecord::asJson(const Action& action) {
     return json;
 }
 
-Json NetworkRecord::asJson(const std::string& survey, const std::string& reportedBefore,
-                           const std::string& reportedBehind, const std::string& save) const {
-    Json objects = Json::array(), connections = Json::array(), actions = Json::array();
+Json NetworkRecord::objectsAsJson() const {
+    Json objects = Json::array();
     for (const Object& object : objects_) {
         Json json{{"name", object.name}, {"type", object.type}};
         if (!object.parameters.empty()) json["parameters"] = object.parameters;
         objects.push_back(std::move(json));
     }
+    return objects;
+}
+
+Json NetworkRecord::connectionsAsJson() const {
+    Json connections = Json::array();
     for (const Connection& connection : connections_) {
         Json json{{"from", connection.from}, {"to", connection.to}};
         if (connection.fromAnything) json["fromAnything"] = true;
         connections.push_back(std::move(json));
     }
+    return connections;
+}
+
+Json NetworkRecord::since(std::size_t firstAction) const {
+    Json actions = Json::array();
+    for (std::size_t i = firstAction; i < actions_.size(); ++i) actions.push_back(asJson(actions_[i]));
+    return {{"objects", objectsAsJson()}, {"connections", connectionsAsJson()}, {"actions", actions}};
+}
+
+Json NetworkRecord::asJson(const std::string& survey, const std::string& reportedBefore,
+                           const std::string& reportedBehind, const std::string& save) const {
+    Json actions = Json::array();
     if (!reportedBefore.empty()) actions.push_back({{"report", reportedBefore}});
     for (const Action& action : actions_) actions.push_back(asJson(action));
     if (!reportedBehind.empty()) actions.push_back({{"report", reportedBehind}});
     if (!save.empty()) actions.push_back({{"save", save}});
-    return {{"survey", survey}, {"objects", objects}, {"connections", connections}, {"actions", actions}};
+    return {
+        {"survey", survey}, {"objects", objectsAsJson()}, {"connections", connectionsAsJson()}, {"actions", actions}};
 }
 
 } // namespace corvane

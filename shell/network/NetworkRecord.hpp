@@ -30,6 +30,12 @@ public:
     Json asJson(const std::string& survey, const std::string& reportedBefore, const std::string& reportedBehind,
                 const std::string& save) const;
 
+    /// How many actions there were so far.
+    std::size_t actions() const { return actions_.size(); }
+
+    /// The network file without a survey, with the actions from this one on: what led to an edit.
+    Json since(std::size_t firstAction) const;
+
 private:
     struct Object {
         std::string name, type;
@@ -46,6 +52,8 @@ private:
         bool empty() const { return set.empty() && draw.empty() && press.empty(); }
     };
     static Json asJson(const Action& action);
+    Json objectsAsJson() const;
+    Json connectionsAsJson() const;
 
     std::vector<Object> objects_;
     std::vector<Connection> connections_;
