@@ -12,7 +12,13 @@ std::shared_ptr<const Survey> Session::open(const std::string& path, std::size_t
     SurveyOptions options;
     options.memoryBytes = options_.memoryBytes.value_or(usualMemory);
     options.reading = reading;
-    return std::make_shared<const Survey>(path, options);
+    return openWithEdits(path, options, options_.edits, options_.note);
+}
+
+EditedSurvey Session::openToEdit(const std::string& path) const {
+    SurveyOptions options;
+    if (options_.memoryBytes) options.memoryBytes = *options_.memoryBytes;
+    return withEdits(std::make_shared<const Survey>(path, options), EditStore::Access::Write, options_.edits);
 }
 
 std::vector<std::string> Session::save(const Survey& survey, const std::string& path, bool overwrite,

@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "session/EditKeeper.hpp"
+
+#include "Fiber/FragmentBox.hpp"
+#include "Fiber/History.hpp"
+#include "Fiber/MaskField.hpp"
+#include "Kesh/values/LabelAttributes.hpp"
+#include "base/Failure.hpp"
+
+#include <algorithm>
+#include <ctime>
+#include <fmt/format.h>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+namespace corvane {
+namespace {
+
+using Holdfast::StrongPtr;
+
+const std::string LabelsName = "labels";
+
+bool isEditable(const Fiber::Field& field) {
+    return field.getElementType() == typeid(std::uint8_t) || field.getElementType() == typeid(std::uint16_t);
+}
+
+int widthOf(const Fiber::Field& field) { return field.getElementType() == typeid(std::uint16_t) ? 2 : 1; }
+
+/// What leads from one array's values to another's.
+FragmentChange changeBetween(Fiber::CreativeArrayBase& before, Fiber::CreativeArrayBase& after) {
+    const auto from = before.getData(), to = after.getData();
+    std::optional<FragmentChange> change;
+    const auto compare = [&]<class T>(const Fiber::MemArray<T>& array) {
+        change = FragmentChange::between(sizeof(T), std::as_bytes(array.values()),
+                                         std::as_bytes(dynamic_cast<const Fiber::MemArray<T>&>(*to).values()));
+    };
+    Fiber::visitArray<std::uint8_t, std::uint16_t>(*from, compare);
+    return *change;
+}
+
+std::vector<std::byte> bytesOf(const std::string& text) {
+    const auto bytes = std::as_bytes(std::span(text));
+    return {bytes.begin(), bytes.end()};
+}
+
+template <class T>
+void append(std::vector<T>& all, const std::vector<T>& some) {
+    all.insert(all.end(), some.begin(), some.end());
+}
+
+} // namespace
+
+EditKeeper::EditKeeper(std::shared_ptr<const Survey> survey, std::shared_ptr<EditStore> store,
+                       const std::optional<SurveyIdentity>& rebound)
+    : survey_(std::move(survey)), store_(std::move(store)), rebound_(rebound) {
+    for (const std::string& name : editableFields()) begin(name, *survey_->points().findField(name));
+    for (const StoredField& stored : store_->fields()) restore(stored);
+    restoreBoxes();
+    if (rebound_) compareValues();
+}
+
+StoredFragment EditKeeper::fragmentOf(const std::string& name, const KeptField& kept, std::uint32_t number) const {
+    return {store_, name, number, kept.originals.at(number), kept.origin == Origin::Zeros};
+}
+
+/// A field that is new to us: of the survey, or a mask, which begins empty.
+KeptField& EditKeeper::begin(const std::string& name, Fiber::Field& field) {
+    KeptField& kept = fields_[name];
+    kept.originals = arraysOf(field);
+    if (Fiber::isMask(field)) {
+        kept.origin = Origin::Zeros;
+        kept.originals = arraysOf(*Fiber::makeMask(*survey_->points().findField(Fiber::PositionsName)));
+    }
+    kept.present = kept.originals;
+    kept.labelAge = field.attributeAge();
+    return kept;
+}
+
+void EditKeeper::restore(const StoredField& stored) {
+    Fiber::Representation& points = survey_->points();
+    if (stored.origin == Origin::Zeros && !fields_.contains(stored.name)) {
+        const auto mask = Fiber::makeMask(*points.findField(Fiber::PositionsName));
+        points.makeField(points.makeFieldID(stored.name), mask);
+        begin(stored.name, *mask).present = arraysOf(*mask);
+    }
+    const auto known = fields_.find(stored.name);
+    const auto field = known == fields_.end() ? nullptr : points.findField(stored.name);
+    if (!field || widthOf(*field) != stored.width)
+        throw Failure(fmt::format("{}: has edits of a field \"{}\" of {} bytes a value, which the survey {} does not "
+                                  "have.",
+                                  store_->path(), stored.name, stored.width, survey_->path()));
+    known->second.stored = true;
+    restoreSteps(stored, known->second, *field);
+    restoreLabels(stored.name, *field);
+    known->second.labelAge = field->attributeAge();
+}
+
+/// Versions that are the same share an array: a version of a fragment is known by the last step that changed it.
+void EditKeeper::restoreSteps(const StoredField& stored, KeptField& kept, Fiber::Field& field) {
+    std::map<std::pair<std::uint32_t, StepId>, ArrayPtr> versions;
+    const auto version = [&](std::uint32_t number, StepId step) {
+        ArrayPtr& array = versions[{number, step}];
+        if (!array) array = arrayOf(fragmentOf(stored.name, kept, number), step);
+        return array;
+    };
+    std::map<std::uint32_t, StepId> last;
+    for (const std::uint32_t number : store_->changedFragments(stored.name)) {
+        if (!kept.originals.contains(number))
+            throw Failure(fmt::format("{}: has edits of fragment {}, which the survey {} does not have.",
+                                      store_->path(), number, survey_->path()));
+        last[number] = Beginning;
+    }
+    std::map<std::uint32_t, StepId> present = last;
+    Fiber::History history(survey_->points(), stored.name);
+    for (const StoredStep& step : store_->steps(stored.name)) {
+        const auto other = Holdfast::create<Fiber::Field>(field.getElementType());
+        KeptStep keptStep{step.id, other, step.done, {}};
+        for (const std::uint32_t number : store_->fragmentsOf(step.id)) {
+            const StepId before = std::exchange(last.at(number), step.id);
+            const ArrayPtr array = version(number, step.done ? before : step.id);
+            other->setPersistentData(array, field.fragments().at(number).id);
+            keptStep.others[number] = array;
+        }
+        if (step.done) present = last;
+        history.restore(other, {step.time, step.module, step.parameters, step.vertices, !step.done});
+        kept.steps.push_back(std::move(keptStep));
+    }
+    for (const auto& [number, step] : present) {
+        kept.present[number] = version(number, step);
+        field.setPersistentData(kept.present[number], field.fragments().at(number).id);
+    }
+}
+
+void EditKeeper::restoreLabels(const std::string& name, Fiber::Field& field) {
+    const auto attributes = store_->attributes(name);
+    const auto labels = attributes.find(LabelsName);
+    if (labels == attributes.end()) return;
+    const std::string text(reinterpret_cast<const char*>(labels->second.data()), labels->second.size());
+    try {
+        Kesh::LabelSet set;
+        Kesh::VValueTrait<Kesh::LabelSet>::setValueFromText(set, text);
+        Kesh::storeLabelSet(set, field, Holdfast::Ageable::nextTime());
+    } catch (const std::invalid_argument& problem) {
+        throw Failure(
+            fmt::format("{}: the labels of {} cannot be understood: {}.", store_->path(), name, problem.what()));
+    }
+}
+
+void EditKeeper::restoreBoxes() {
+    const auto positions = survey_->points().findField(Fiber::PositionsName);
+    hasBox_.resize(positions->fragments().size());
+    for (const FragmentBox& stored : store_->boxes()) {
+        const auto fragment = positions->fragments().find(stored.fragment);
+        if (fragment == positions->fragments().end() || stored.fragment >= hasBox_.size()) continue;
+        Sextant::BoundingBox box;
+        box.include({stored.box[0], stored.box[1], stored.box[2]});
+        box.include({stored.box[3], stored.box[4], stored.box[5]});
+        Fiber::noteFragmentBBox(*fragment->second.array, box);
+        hasBox_[stored.fragment] = true;
+    }
+}
+
+/// Makes every version of the present: what is replaced in it must be what the store expects.
+void EditKeeper::compareValues() const {
+    for (const auto& [name, kept] : fields_)
+        for (const auto& [number, array] : kept.present)
+            if (kept.stored && !(array == kept.originals.at(number))) array->getData();
+}
+
+/// Those of the survey and masks, without the steps of histories.
+std::vector<std::string> EditKeeper::editableFields() const {
+    std::vector<std::string> names;
+    Fiber::Representation& points = survey_->points();
+    for (const std::string& name : points.fieldNames()) {
+        const auto field = points.findField(name);
+        if (isEditable(*field) && !Fiber::placeOf(*field)) names.push_back(name);
+    }
+    return names;
+}
+
+void EditKeeper::addChange(const FieldChange& change, Commit& commit) const {
+    append(commit.undone, change.undone);
+    append(commit.redone, change.redone);
+    append(commit.gone, change.gone);
+    Commit::Amendment amendment{change.name, {}};
+    for (const auto& [number, arrays] : change.amended)
+        if (FragmentChange between = changeBetween(*arrays.first, *arrays.second); !between.empty())
+            amendment.changes.push_back({number, std::move(between)});
+    if (!amendment.changes.empty()) commit.amended.push_back(std::move(amendment));
+    const Fiber::History history(survey_->points(), change.name);
+    int next = history.position() - static_cast<int>(change.made.size());
+    for (const FieldChange::NewStep& made : change.made) {
+        const Fiber::UndoStep described = history.step(next++);
+        Commit::Step step{change.name, described.time, described.module, described.parameters, described.vertices, {}};
+        for (const auto& [number, before] : made.before)
+            step.changes.push_back({number, changeBetween(*before, *made.after.at(number))});
+        commit.steps.push_back(std::move(step));
+    }
+}
+
+void EditKeeper::addLabels(const std::string& name, const KeptField& kept, Commit& commit) const {
+    const auto field = survey_->points().findField(name);
+    if (field->attributeAge() <= kept.labelAge) return;
+    const auto labels = Kesh::readLabelSet(field->attributes());
+    if (!labels) return;
+    commit.attributes.push_back({name, {LabelsName, bytesOf(Kesh::VValueTrait<Kesh::LabelSet>::Text(*labels))}});
+}
+
+/// Those that became known. The nodes of a COPC have theirs from the file.
+void EditKeeper::addBoxes(Commit& commit) const {
+    if (survey_->las().copc) return;
+    const auto positions = survey_->points().findField(Fiber::PositionsName);
+    for (const auto& [number, fragment] : positions->fragments()) {
+        if (number >= hasBox_.size() || hasBox_[number]) continue;
+        const auto box = Fiber::knownFragmentBBox(*positions, fragment.id);
+        if (!box || box->empty()) continue;
+        const auto &low = box->minimum, &high = box->maximum;
+        commit.boxes.push_back({number, {low.x, low.y, low.z, high.x, high.y, high.z}});
+    }
+}
+
+UpdateId EditKeeper::commit(const std::string& actions) {
+    Commit commit;
+    std::vector<FieldChange> changes;
+    const std::vector<std::string> names = editableFields();
+    for (const auto& [name, kept] : fields_)
+        if (kept.stored && !std::ranges::binary_search(names, name)) commit.ended.push_back(name);
+    for (const std::string& name : names) {
+        const auto field = survey_->points().findField(name);
+        const auto known = fields_.find(name);
+        KeptField& kept = known != fields_.end() ? known->second : begin(name, *field);
+        FieldChange change = changeSince(kept, survey_->points(), name);
+        const std::size_t attributes = commit.attributes.size();
+        addLabels(name, kept, commit);
+        const bool nothing = change.nothing() && attributes == commit.attributes.size();
+        if (!kept.stored && !nothing) commit.begun.push_back({name, widthOf(*field), kept.origin, Beginning});
+        if (change.nothing()) continue;
+        addChange(change, commit);
+        changes.push_back(std::move(change));
+    }
+    addBoxes(commit);
+    if (!commit.steps.empty()) commit.update = Commit::Update{std::time(nullptr), actions};
+    commit.identity = rebound_;
+    const Committed committed = store_->commit(commit);
+    rebound_.reset();
+
+    for (const std::string& name : commit.ended) fields_.erase(name);
+    for (const StoredField& begun : commit.begun) fields_.at(begun.name).stored = true;
+    for (const FragmentBox& box : commit.boxes) hasBox_[box.fragment] = true;
+    for (const Commit::Attribute& attribute : commit.attributes)
+        fields_.at(attribute.field).labelAge = survey_->points().findField(attribute.field)->attributeAge();
+    std::size_t next = 0;
+    for (FieldChange& change : changes) {
+        const std::size_t count = change.made.size();
+        adopt(change, std::span(committed.steps).subspan(next, count));
+        next += count;
+    }
+    return committed.update;
+}
+
+/// From now on what changed can be made from the store.
+void EditKeeper::adopt(FieldChange& change, std::span<const StepId> ids) {
+    KeptField& kept = fields_.at(change.name);
+    const auto remakeable = [&](std::uint32_t number, const ArrayPtr& array, StepId step) {
+        if (!(array == kept.originals.at(number)))
+            array->becomeRemakeable(sourceOf(fragmentOf(change.name, kept, number), step));
+    };
+    const auto firstUndone = std::ranges::find(change.kept, false, &KeptStep::done);
+    const StepId present = firstUndone == change.kept.begin() ? Beginning : std::prev(firstUndone)->id;
+    for (const auto& [number, arrays] : change.amended) remakeable(number, arrays.second, present);
+    std::vector<KeptStep> made;
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        for (const auto& [number, array] : change.made[i].after) remakeable(number, array, ids[i]);
+        made.push_back({ids[i], change.made[i].field, true, std::move(change.made[i].before)});
+    }
+    change.kept.insert(firstUndone, std::make_move_iterator(made.begin()), std::make_move_iterator(made.end()));
+    kept.steps = std::move(change.kept);
+    kept.present = std::move(change.present);
+}
+
+} // namespace corvane

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "session/FieldChange.hpp"
+#include "session/StoredValues.hpp"
+#include "survey/Survey.hpp"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// Keeps what becomes of a survey in its edit store: classes and other fields that can be edited, masks, the histories
+/// of both, labels, and the boxes of fragments.
+///
+/// What is stored can be made again from survey and store, so it may leave memory. Belongs to the update thread.
+class EditKeeper {
+public:
+    /// Puts what the store has into the survey, which was just opened and has no edits yet. With `rebound` the store
+    /// belongs to this survey from the next commit on. Throws Failure when the values that were edited are then not
+    /// those of the survey.
+    EditKeeper(std::shared_ptr<const Survey> survey, std::shared_ptr<EditStore> store,
+               const std::optional<SurveyIdentity>& rebound);
+
+    /// Stores what has changed since the last time as one update, all of it or nothing. `actions` is what led to it, as
+    /// JSON. Returns the number of the update; 0 when no step was made. Throws Failure.
+    UpdateId commit(const std::string& actions);
+
+    EditStore& store() const { return *store_; }
+
+private:
+    void restore(const StoredField& stored);
+    KeptField& begin(const std::string& name, Fiber::Field& field);
+    void restoreSteps(const StoredField& stored, KeptField& kept, Fiber::Field& field);
+    void restoreLabels(const std::string& name, Fiber::Field& field);
+    void restoreBoxes();
+    void compareValues() const;
+
+    std::vector<std::string> editableFields() const;
+    void addChange(const FieldChange& change, Commit& commit) const;
+    void addLabels(const std::string& name, const KeptField& kept, Commit& commit) const;
+    void addBoxes(Commit& commit) const;
+    void adopt(FieldChange& change, std::span<const StepId> ids);
+    StoredFragment fragmentOf(const std::string& name, const KeptField& kept, std::uint32_t number) const;
+
+    std::shared_ptr<const Survey> survey_;
+    std::shared_ptr<EditStore> store_;
+    std::map<std::string, KeptField> fields_;
+    std::vector<char> hasBox_; // in the store, by fragment
+    std::optional<SurveyIdentity> rebound_;
+};
+
+} // namespace corvane

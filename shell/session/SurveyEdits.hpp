@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "session/EditKeeper.hpp"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace corvane {
+
+/// How the edit store beside a survey is used.
+struct EditStoreOptions {
+    std::string path;      ///< empty: beside the survey
+    bool original = false; ///< the survey is shown as its file has it
+    bool rebind = false;   ///< the store is taken for that of a survey with another head, if the values fit
+};
+
+/// Where the edits of a survey are kept.
+std::string editStorePath(const std::string& survey, const EditStoreOptions& options);
+
+/// What a survey is known by: size, time, and a checksum of header, records and the table of chunks.
+SurveyIdentity identityOf(const LasFile& las);
+
+/// A survey with the edits that are kept of it. The keeper is null when there are none.
+struct EditedSurvey {
+    std::shared_ptr<const Survey> survey;
+    std::unique_ptr<EditKeeper> keeper;
+};
+
+/// Puts the edits that are kept of a survey into it, which was just opened. To write, a store is made where there is
+/// none. Throws Failure when the store belongs to another survey, or cannot be read.
+EditedSurvey withEdits(const std::shared_ptr<const Survey>& survey, EditStore::Access access,
+                       const EditStoreOptions& options);
+
+/// Opens a survey with the edits that are kept of it, and says in a sentence to `note` that there are some. One of
+/// which only the sound parts are read is shown without: its points have other numbers.
+std::shared_ptr<const Survey> openWithEdits(const std::string& path, const SurveyOptions& how,
+                                            const EditStoreOptions& options,
+                                            const std::function<void(const std::string&)>& note);
+
+} // namespace corvane
