@@ -289,6 +289,13 @@ Json batchAsJson(const std::vector<FileAnswer>& answers, Json total) {
     return {{"files", files}, {"total", std::move(total)}, {"failed", failed}};
 }
 
+void requireAnyMeant(const std::vector<FileAnswer>& answers) {
+    const auto missed = [](const FileAnswer& one) { return one.answer.is_object() && one.answer.contains("miss"); };
+    if (!answers.empty() && std::ranges::all_of(answers, missed))
+        throw Failure(fmt::format("In none of the {} files a point is meant, so nothing was written. Of the first: {}",
+                                  answers.size(), answers.front().answer["miss"].get<std::string>()));
+}
+
 void requireAllWell(const std::vector<FileAnswer>& answers) {
     std::vector<std::string> failed, unclean;
     for (const FileAnswer& one : answers)

@@ -65,6 +65,9 @@ std::vector<FileAnswer> forEachFile(const CLI::App& command, const GlobalOptions
 /// The document of a call on many files: "files", "total" and "failed".
 Json batchAsJson(const std::vector<FileAnswer>& answers, Json total);
 
+/// Throws Failure when no point was meant in any of the files: each answer says why, as "miss".
+void requireAnyMeant(const std::vector<FileAnswer>& answers);
+
 /// Throws what the exit status of the whole call is: Failure when a file failed, else NotClean when one is not clean.
 void requireAllWell(const std::vector<FileAnswer>& answers);
 

@@ -13,6 +13,8 @@ SessionOptions sessionOptions(const GlobalOptions& options, Terminal& terminal) 
     session.pluginPath = options.pluginPath;
     if (!options.memory.empty()) session.memoryBytes = parseMemory(options.memory);
     session.watch = terminal.watch();
+    session.edits = options.edits;
+    session.note = [&terminal](const std::string& sentence) { terminal.note(sentence); };
     return session;
 }
 
@@ -37,6 +39,16 @@ std::size_t parseMemory(const std::string& text) {
     return static_cast<std::size_t>(bytes);
 }
 
+std::shared_ptr<const Survey> openSurvey(const GlobalOptions& options, const std::string& path, Reading reading) {
+    SurveyOptions how;
+    how.reading = reading;
+    Terminal terminal(options.quiet);
+    auto survey =
+        openWithEdits(path, how, options.edits, [&](const std::string& sentence) { terminal.note(sentence); });
+    for (const std::string& warning : survey->warnings()) terminal.warn(fmt::format("{}: {}", path, warning));
+    return survey;
+}
+
 CommandSession::CommandSession(const GlobalOptions& options)
     : terminal_(options.quiet), session_(sessionOptions(options, terminal_)) {}
 
@@ -44,6 +56,12 @@ std::shared_ptr<const Survey> CommandSession::open(const std::string& path, std:
     auto survey = session_.open(path, usualMemory, reading);
     for (const std::string& warning : survey->warnings()) warn(path + ": " + warning);
     return survey;
+}
+
+EditedSurvey CommandSession::openToEdit(const std::string& path) {
+    EditedSurvey edited = session_.openToEdit(path);
+    for (const std::string& warning : edited.survey->warnings()) warn(path + ": " + warning);
+    return edited;
 }
 
 void CommandSession::save(const Survey& survey, const std::string& path, bool overwrite, const Kesh::LabelSet* labels) {

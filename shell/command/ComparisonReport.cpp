@@ -197,4 +197,16 @@ void print(const SurveyComparison& comparison, const LasFile& before, const LasF
     for (const std::string& sentence : culprits(comparison)) fmt::print("\n{}\n", sentence);
 }
 
+Json describe(const std::string& field, const Transitions& transitions, std::size_t pairs, std::size_t same,
+              const std::vector<std::string>& alone) {
+    Json json{{"files", pairs}, {"same", same}, {"field", field}, {"alone", alone}};
+    addTransitions(json, transitions);
+    return json;
+}
+
+void printSums(const std::string& field, const Transitions& transitions, std::size_t pairs, std::size_t same) {
+    fmt::print("{} pairs of files, {} the same\n", pairs, same);
+    printTransitions(field, transitions);
+}
+
 } // namespace corvane

@@ -104,11 +104,11 @@ struct Written {
 
 Written convert(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
     checkMayWrite(arguments.out, arguments.overwrite);
-    LasFile las = LasFile::open(arguments.in, reading);
+    const auto survey = openSurvey(options, arguments.in, reading);
+    LasFile las = survey->edited();
     if (!las.losses.empty()) countReturns(las);
     Plan plan = planFor(las, arguments);
     Terminal terminal(options.quiet);
-    for (const std::string& warning : las.warnings) terminal.warn(arguments.in + ": " + warning);
     for (const std::string& notice : plan.notices) terminal.note(arguments.out + ": " + notice);
     const auto begin = std::chrono::steady_clock::now();
     const Watch watch = terminal.watch();
@@ -120,8 +120,11 @@ Written convert(const GlobalOptions& options, const Arguments& arguments, Readin
         const auto& records = plan.packing.records;
         writeCopc(las, records ? *records : *las.points, records ? plan.packing.pointFormat : las.header.pointFormat,
                   output, watch, memory);
-    } else
-        PointWriter(las, output, watch).write({}, std::move(plan.change), plan.packing);
+    } else {
+        const bool madeAnew = plan.packing.records != nullptr; // out of points that have the edits already
+        PointWriter(las, output, watch)
+            .write(madeAnew ? PointEdits() : survey->pointEdits(), std::move(plan.change), plan.packing);
+    }
     const std::uint64_t bytes = output.size();
     for (const std::string& warning : output.commit()) terminal.warn(arguments.out + ": " + warning);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/FileProcess.hpp"
 
+#include "base/Threads.hpp"
 #include "base/Watch.hpp"
 #include "command/Signals.hpp"
 #include "command/Terminal.hpp"
@@ -9,11 +10,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <new>
-#include <omp.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -67,7 +68,12 @@ FileProcess::FileProcess(const FileTask& task, const std::function<void(Json& an
     close(ends[0]);
     prctl(PR_SET_PDEATHSIG, SIGTERM); // the results are for the parent, which may be killed
     if (getppid() != parent) _exit(JobFailed);
-    if (!alone) omp_set_num_threads(1);
+    // Of OpenMP, too, which must not be loaded before the plug-in brings it: then it would not wait as the plug-in's
+    // loader asks.
+    if (!alone) {
+        mostThreads() = 1;
+        setenv("OMP_NUM_THREADS", "1", 1);
+    }
     tellParent(ends[1]);
     sendToParent(resultOf(job));
     std::fflush(nullptr);

@@ -139,7 +139,8 @@ void count(const GlobalOptions& options, const Arguments& arguments, const std::
     CallLimits limits(arguments.limits);
     CommandSession session(options);
     const SurveyOptions usual;
-    const auto survey = session.open(path, arguments.limits.any() ? usual.memoryBytes : OnePassMemory, reading);
+    const bool onePass = !arguments.limits.any() || !arguments.limits.where.empty();
+    const auto survey = session.open(path, onePass ? OnePassMemory : usual.memoryBytes, reading);
     const std::string field = countableField(*survey, arguments.field);
     const Kesh::LimitPtr limit = limits.on(*survey, [&](const std::string& sentence) { session.note(sentence); });
     const CountTask task{.field = survey->selector(field),
@@ -191,7 +192,7 @@ void countMany(const CLI::App& command, const GlobalOptions& options, Arguments&
     readPolygonsOnce(arguments.limits);
     ClassCounts total;
     Kesh::LabelSet names;
-    std::uint64_t points = 0, misses = 0;
+    std::uint64_t points = 0;
     const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
         answerFor(given, arguments, task.in, answer);
     };
@@ -206,12 +207,9 @@ void countMany(const CLI::App& command, const GlobalOptions& options, Arguments&
             if (entry["label"].is_string()) names[value].name = entry["label"];
         }
         points += counted;
-        misses += one.answer.contains("miss");
         if (!json) fmt::print("{}: {}\n", escaped(one.task.in), pointsText(counted));
     });
-    if (misses == answers.size() && misses > 0)
-        throw Failure(fmt::format("In none of the {} files a point is meant. Of the first: {}", misses,
-                                  answers.front().answer["miss"].get<std::string>()));
+    requireAnyMeant(answers);
     if (json) {
         printJson(
             batchAsJson(answers, {{"files", answers.size()}, {"points", points}, {"counts", countsAsJson(total)}}));

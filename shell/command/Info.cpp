@@ -237,10 +237,18 @@ struct Arguments {
     bool statistics = false;
 };
 
+/// Of its points only the statistics speak, so without them nobody needs the edits.
+LasFile openFile(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
+    if (!arguments.statistics) return LasFile::open(arguments.survey, reading);
+    GlobalOptions silent = options; // the warnings come later
+    silent.quiet = true;
+    return openSurvey(silent, arguments.survey, reading)->edited();
+}
+
 /// What one file says; `say` gets it before it is told that it is damaged.
 using Answered = std::function<void(const LasFile& las, const std::optional<Statistics>& statistics)>;
 void look(const GlobalOptions& options, const Arguments& arguments, Reading reading, const Answered& say) {
-    const LasFile las = LasFile::open(arguments.survey, reading);
+    const LasFile las = openFile(options, arguments, reading);
     std::vector<std::string> warnings = las.warnings;
     std::optional<Statistics> statistics;
     if (arguments.statistics) {

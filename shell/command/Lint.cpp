@@ -116,30 +116,33 @@ void checkPlace(const Arguments& arguments) {
     checkMayWrite(arguments.points, arguments.overwrite);
 }
 
-/// What was found in one file; `say` gets it before what is not clean of it is told.
-using Answered = std::function<void(const Json& answer, const std::vector<std::string>& lines)>;
+/// What was found in one file, and why no point was meant where that is a miss; `say` gets it before what is not clean
+/// of it is told.
+struct Found {
+    Json answer;
+    std::vector<std::string> lines;
+    std::string miss;
+};
+using Answered = std::function<void(const Found& found)>;
 void check(const GlobalOptions& options, const Arguments& arguments, Reading reading, const Answered& say) {
     checkPlace(arguments);
-    SurveyOptions how;
-    how.reading = reading;
-    const Survey survey(arguments.survey, how);
+    const auto opened = openSurvey(options, arguments.survey, reading);
+    const Survey& survey = *opened;
     LintOptions rules = optionsOf(arguments, survey);
     CallLimits limits(arguments.limits);
     Terminal terminal(options.quiet);
     rules.limit = limits.on(survey, [&](const std::string& sentence) { terminal.note(sentence); });
-    const LasFile& las = survey.las();
+    const LasFile las = survey.edited();
     const auto& names = survey.labels();
-    for (const std::string& warning : survey.warnings())
-        terminal.warn(fmt::format("{}: {}", arguments.survey, warning));
     const LintReport report = lint(las, names, terminal.watch(), rules);
+    Found found{describe(las, report), linesOf(las, report), ""};
     if (report.points == 0 && rules.limit && !limits.allowMiss())
-        if (const std::string miss = limits.missOn(survey, std::nullopt, terminal.watch()); !miss.empty())
-            throw Failure(fmt::format("{}: {}", arguments.survey, miss));
-    if (!arguments.points.empty())
+        found.miss = limits.missOn(survey, std::nullopt, terminal.watch());
+    if (!arguments.points.empty() && found.miss.empty())
         for (const std::string& loss : writePoints(arguments, las, report, names, rules.limit, terminal.watch()))
             terminal.warn(fmt::format("{}: {}", arguments.points, loss));
     terminal.clearBar();
-    say(describe(las, report), linesOf(las, report));
+    say(found);
     requireWhole(las);
     if (report.findings.empty()) return;
     const std::size_t count = report.findings.size();
@@ -149,19 +152,21 @@ void check(const GlobalOptions& options, const Arguments& arguments, Reading rea
 
 void checkOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
     readingWhatIsSound({arguments.survey}, [&](Reading reading) {
-        check(options, arguments, reading, [&](const Json& answer, const std::vector<std::string>& lines) {
-            if (json) return printJson(answer);
-            for (const std::string& line : lines) fmt::print("{}\n", line);
+        check(options, arguments, reading, [&](const Found& found) {
+            if (!found.miss.empty()) throw Failure(fmt::format("{}: {}", arguments.survey, found.miss));
+            if (json) return printJson(found.answer);
+            for (const std::string& line : found.lines) fmt::print("{}\n", line);
         });
     });
 }
 
 void answerFor(const GlobalOptions& options, const Arguments& arguments, Json& answer) {
     readingWhatIsSound({arguments.survey}, [&](Reading reading) {
-        check(options, arguments, reading, [&](const Json& found, const std::vector<std::string>& lines) {
+        check(options, arguments, reading, [&](const Found& found) {
             answer = {{"file", arguments.survey}};
-            answer.update(found);
-            answer["lines"] = lines;
+            answer.update(found.answer);
+            answer["lines"] = found.lines;
+            if (!found.miss.empty()) answer["miss"] = found.miss;
         });
     });
 }
@@ -191,6 +196,7 @@ void checkMany(const CLI::App& command, const GlobalOptions& options, Arguments&
                                        for (const Json& line : one.answer["lines"])
                                            fmt::print("{}\n", line.get_ref<const std::string&>());
                                });
+    requireAnyMeant(answers);
     Json total{{"files", answers.size()}, {"findings", Json::array()}};
     for (const auto& [name, counts] : rules)
         total["findings"].push_back({{"name", name}, {"findings", counts[0]}, {"points", counts[1]}});

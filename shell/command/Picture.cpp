@@ -4,6 +4,7 @@
 #include "base/Text.hpp"
 #include "command/Batch.hpp"
 #include "command/Commands.hpp"
+#include "command/FilePairs.hpp"
 #include "command/LimitOptions.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
@@ -16,6 +17,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <map>
@@ -68,24 +70,21 @@ Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
     return labelsFor(survey, arguments.labels, classes);
 }
 
-std::shared_ptr<const Survey> open(const GlobalOptions& options, const std::string& path, Reading reading) {
-    SurveyOptions how;
-    how.reading = reading;
-    auto survey = std::make_shared<const Survey>(path, how);
-    if (!options.quiet)
-        for (const std::string& warning : survey->warnings()) printWarning(fmt::format("{}: {}", path, warning));
-    return survey;
-}
-
 /// Why there is nothing to draw.
 std::string missOf(const PictureTask& task, const CallLimits& limits, const Survey& survey, Terminal& terminal) {
     const std::string miss = task.limit ? limits.missOn(survey, std::nullopt, terminal.watch()) : "";
     return miss.empty() ? "no point lies in what was to be drawn; nothing was written." : miss;
 }
 
-/// Draws one picture; `say` gets how many points it is of before it is told that the survey is damaged.
-void draw(const GlobalOptions& options, const Arguments& arguments, Reading reading,
-          const std::function<void(std::uint64_t)>& say) {
+/// How many points a picture is of, or why there is none.
+struct Drawn {
+    std::uint64_t points = 0;
+    std::string miss;
+};
+
+/// Draws one picture; `say` gets what came of it before it is told that the survey is damaged.
+using DrawnTaker = std::function<void(const Drawn& drawn)>;
+void draw(const GlobalOptions& options, const Arguments& arguments, Reading reading, const DrawnTaker& say) {
     PictureTask task;
     task.by = arguments.by;
     task.profile = sliceOf(arguments.profile);
@@ -94,24 +93,25 @@ void draw(const GlobalOptions& options, const Arguments& arguments, Reading read
     checkCanPlot(arguments.out);
     checkMayWrite(arguments.out, arguments.overwrite);
     CallLimits limits(arguments.limits);
-    const auto survey = open(options, arguments.survey, reading);
-    const auto before = arguments.before.empty() ? nullptr : open(options, arguments.before, reading);
+    const auto survey = openSurvey(options, arguments.survey, reading);
+    const auto before = arguments.before.empty() ? nullptr : openSurvey(options, arguments.before, reading);
     task.labels = labelsOf(*survey, arguments);
 
     Terminal terminal(options.quiet);
     task.limit = limits.on(before ? *before : *survey, [&](const std::string& sentence) { terminal.note(sentence); });
     task.region = limitText(arguments.limits);
-    const DrawnPage drawn = before ? pictureOfChanges(*before, *survey, task, terminal.watch())
-                                   : pictureOf(*survey, task, terminal.watch());
+    const DrawnPage page = before ? pictureOfChanges(*before, *survey, task, terminal.watch())
+                                  : pictureOf(*survey, task, terminal.watch());
+    Drawn drawn{page.points, ""};
     if (survey->las().header.pointCount == 0)
         terminal.warn(arguments.survey + ": has no points.");
-    else if (drawn.points == 0 && !arguments.limits.allowMiss)
-        throw Failure(
-            fmt::format("{}: {}", arguments.survey, missOf(task, limits, before ? *before : *survey, terminal)));
-    for (const std::string& loss : savePage(drawn.page, arguments.out, arguments.overwrite))
-        terminal.warn(fmt::format("{}: {}", arguments.out, loss));
+    else if (page.points == 0 && !arguments.limits.allowMiss)
+        drawn.miss = missOf(task, limits, before ? *before : *survey, terminal);
+    if (drawn.miss.empty())
+        for (const std::string& loss : savePage(page.page, arguments.out, arguments.overwrite))
+            terminal.warn(fmt::format("{}: {}", arguments.out, loss));
     terminal.clearBar();
-    say(drawn.points);
+    say(drawn);
     for (const auto& one : {survey, before})
         if (one) requireWhole(one->las());
 }
@@ -122,15 +122,21 @@ std::vector<std::string> surveysOf(const Arguments& arguments) {
     return surveys;
 }
 
-Json answerOf(const Arguments& arguments, std::uint64_t points) {
-    return {{"file", arguments.survey}, {"picture", arguments.out}, {"points", points}};
+Json answerOf(const Arguments& arguments, const Drawn& drawn) {
+    Json answer{{"file", arguments.survey}, {"picture", arguments.out}, {"points", drawn.points}};
+    if (!drawn.miss.empty()) {
+        answer["picture"] = nullptr;
+        answer["miss"] = drawn.miss;
+    }
+    return answer;
 }
 
 void drawOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
     readingWhatIsSound(surveysOf(arguments), [&](Reading reading) {
-        draw(options, arguments, reading, [&](std::uint64_t points) {
-            if (json) return printJson(answerOf(arguments, points));
-            fmt::print("wrote {} of {}\n", escaped(arguments.out), plural(points, "point"));
+        draw(options, arguments, reading, [&](const Drawn& drawn) {
+            if (!drawn.miss.empty()) throw Failure(fmt::format("{}: {}", arguments.survey, drawn.miss));
+            if (json) return printJson(answerOf(arguments, drawn));
+            fmt::print("wrote {} of {}\n", escaped(arguments.out), plural(drawn.points, "point"));
         });
     });
 }
@@ -141,16 +147,9 @@ std::vector<FileTask> pictureTasks(BatchArguments batch) {
     checkCanPlot("x" + suffix);
     batch.suffix.clear();
     std::vector<FileTask> tasks = tasksFor(surveysNamed(batch.files), batch);
-    std::map<std::string, std::string> drawnOf;
-    for (FileTask& task : tasks) {
-        for (const char* ending : {".laz", ".las", ".copc"})
-            if (task.out.ends_with(ending)) task.out.resize(task.out.size() - std::string_view(ending).size());
-        task.out += suffix;
-        const auto [other, first] = drawnOf.emplace(task.out, task.in);
-        if (!first)
-            throw UsageError(fmt::format("{} and {} would both be drawn into {}; give them other names.", other->second,
-                                         task.in, task.out));
-    }
+    surveysByTile(surveysNamed(batch.files)); // whose names tell the pictures apart
+    for (FileTask& task : tasks)
+        task.out = (std::filesystem::path(batch.outDir) / (tileName(task.in) + suffix)).string();
     return tasks;
 }
 
@@ -158,14 +157,21 @@ void drawMany(const CLI::App& command, const GlobalOptions& options, Arguments& 
               bool json) {
     if (batch.outDir.empty())
         throw UsageError("picture: takes a survey and the picture to write; for many surveys give --out-dir.");
-    if (!arguments.before.empty()) throw UsageError("--before: is the survey before the changes of one file.");
     readPolygonsOnce(arguments.limits);
+    std::map<std::string, std::string> before;
+    if (!arguments.before.empty()) before = surveysByTile(surveysNamed({arguments.before}));
     const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
         Arguments one = arguments;
         one.survey = task.in;
         one.out = task.out;
+        if (!arguments.before.empty()) {
+            const auto earlier = before.find(tileName(task.in));
+            if (earlier == before.end())
+                throw Failure(fmt::format("{}: there is no survey of this name in {}.", task.in, arguments.before));
+            one.before = earlier->second;
+        }
         readingWhatIsSound(surveysOf(one), [&](Reading reading) {
-            draw(given, one, reading, [&](std::uint64_t points) { answer = answerOf(one, points); });
+            draw(given, one, reading, [&](const Drawn& drawn) { answer = answerOf(one, drawn); });
         });
     };
     std::uint64_t points = 0;
@@ -173,8 +179,13 @@ void drawMany(const CLI::App& command, const GlobalOptions& options, Arguments& 
         if (!one.error.empty()) printError(one.error);
         if (one.answer.is_null()) return;
         points += one.answer["points"].get<std::uint64_t>();
-        if (!json) fmt::print("wrote {}\n", escaped(one.task.out));
+        if (json) return;
+        if (one.answer.contains("miss"))
+            fmt::print("{}: nothing to draw\n", escaped(one.task.in));
+        else
+            fmt::print("wrote {}\n", escaped(one.task.out));
     });
+    requireAnyMeant(answers);
     if (json) printJson(batchAsJson(answers, {{"files", answers.size()}, {"points", points}}));
     requireAllWell(answers);
 }
@@ -192,7 +203,8 @@ void addOptions(CLI::App& command, Arguments& a) {
     command.add_option("--by", a.by, "What the colours say: class, height, intensity, return, rgb or any field")
         ->capture_default_str();
     command.add_option("--before", a.before,
-                       "The same points as they were: three pictures, before, after, and what changed");
+                       "The same points as they were: three pictures, before, after, and what changed. Of many surveys "
+                       "a folder or pattern of those of the same names");
     command.add_option("--labels", a.labels,
                        "Label set (JSON) with names and colours; otherwise the survey's own and the standard ones");
     command.add_option("--size", a.size, "WIDTHxHEIGHT of the picture in pixels; otherwise as the survey needs");

@@ -112,26 +112,24 @@ void run(const GlobalOptions& options, const Arguments& arguments, Reading readi
     const ListingFormat format = formatOf(arguments);
     if (!arguments.out.empty()) checkMayWrite(arguments.out, arguments.overwrite);
     CallLimits limits(arguments.limits);
-    SurveyOptions how;
-    how.reading = reading;
-    const Survey survey(arguments.survey, how);
+    const auto opened = openSurvey(options, arguments.survey, reading);
+    const Survey& survey = *opened;
+    const LasFile las = survey.edited();
     Terminal terminal(options.quiet);
-    for (const std::string& warning : survey.warnings())
-        terminal.warn(fmt::format("{}: {}", arguments.survey, warning));
     Wanted wanted{limits.on(survey, [&](const std::string& sentence) { terminal.note(sentence); }), {}};
     if (!arguments.classes.empty())
         wanted.classes = ClassNames(survey, survey.findField(ClassificationName)).values("--class", arguments.classes);
 
     Destination destination(arguments);
-    PointListing listing(survey.las(), format, "", survey.labels(), [&](std::string_view text) {
+    PointListing listing(las, format, "", survey.labels(), [&](std::string_view text) {
         terminal.clearBar();
         destination.write(text);
     });
     bool more = false;
     if (!arguments.indices.empty())
-        addByIndex(survey.las(), arguments.indices, listing);
+        addByIndex(las, arguments.indices, listing);
     else
-        more = addWanted(survey.las(), wanted, mostOf(arguments, format), listing, terminal.watch());
+        more = addWanted(las, wanted, mostOf(arguments, format), listing, terminal.watch());
     if (listing.count() == 0 && arguments.limits.any() && !limits.allowMiss())
         if (const std::string miss = limits.missOn(survey, std::nullopt, terminal.watch()); !miss.empty())
             throw Failure(fmt::format("{}: {}", arguments.survey, miss));
@@ -142,7 +140,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, Reading readi
                                   "them into a file with --out.",
                                   listing.count()));
     if (!arguments.out.empty()) fmt::print("wrote {}: {}\n", arguments.out, pointsText(listing.count()));
-    requireWhole(survey.las());
+    requireWhole(las);
 }
 
 void addOptions(CLI::App& command, Arguments& a) {

@@ -205,9 +205,9 @@ std::string nameOf(const LasFile& las) { return std::filesystem::path(las.file->
 } // namespace
 
 DrawnPage pictureOfChanges(const Survey& before, const Survey& after, const PictureTask& task, const Watch& watch) {
-    const LasFile& las = before.las();
+    const LasFile las = before.edited(), changed = after.edited();
     const Colouring colouring(las, task.by);
-    if (colouring.kind() != Colouring::Kind::Values || Colouring(after.las(), task.by).kind() != colouring.kind())
+    if (colouring.kind() != Colouring::Kind::Values || Colouring(changed, task.by).kind() != colouring.kind())
         throw UsageError(
             fmt::format("--by {}: only changes of whole numbers of 8 or 16 bits can be drawn; choose class, "
                         "return or another such field, or draw one survey.",
@@ -217,7 +217,7 @@ DrawnPage pictureOfChanges(const Survey& before, const Survey& after, const Pict
     PageLayout layout(
         {.profile = sight.isProfile(), .length = sight.length(), .panels = 3, .legendRows = rows, .size = task.size});
     const double unit = screenUnit(sight);
-    PairFeed feed(las, after.las(), sight, colouring, task.limit, watch);
+    PairFeed feed(las, changed, sight, colouring, task.limit, watch);
     const Drawing drawing =
         drawFitting([&](const auto& draw) { feed(draw); }, guessFor(las, sight, task.limit),
                     [&](const Extent& extent) { return layout.fit(sight.view(), extent, unit); }, task.memory);
@@ -232,7 +232,7 @@ DrawnPage pictureOfChanges(const Survey& before, const Survey& after, const Pict
             colours[value] = valueColour(value, colouring.isClass(), task.labels);
 
     PicturePage page;
-    page.title = fmt::format("{} → {}", nameOf(las), nameOf(after.las()));
+    page.title = fmt::format("{} → {}", nameOf(las), nameOf(changed));
     page.subtitles = {sightText(las, sight, colouring.name()),
                       fmt::format("{} of {} changed{}", withThousands(drawing.changedPoints),
                                   plural(drawing.points, "point"), regionText(task))};

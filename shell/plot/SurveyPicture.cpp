@@ -148,7 +148,7 @@ Meaning meaningOf(const LasFile& las, const Colouring& colouring, const Grid<Pix
 } // namespace
 
 DrawnPage pictureOf(const Survey& survey, const PictureTask& task, const Watch& watch) {
-    const LasFile& las = survey.las();
+    const LasFile las = survey.edited();
     const Colouring colouring(las, task.by);
     const Sight sight(las, task.profile);
     PageLayout layout({.profile = sight.isProfile(),

@@ -172,5 +172,62 @@ TEST_F(Batch, convertsCountsAndNames) {
     EXPECT_EQ(corvane({"labels", tile(0), tile(1), "--json"}).document()["files"].size(), 2u);
 }
 
+TEST_F(Batch, memoryIsSharedAmongProcesses) {
+    const Outcome shared = corvane({"--memory", "4M", "histogram", tiles, "--jobs", "8"});
+    EXPECT_EQ(shared.status, 0) << shared.err;
+}
+
+TEST_F(Batch, comparesFolders) {
+    ASSERT_EQ(edited({"--suffix", "_fixed.laz"}).status, 0);
+    const Arguments call{"compare", tiles, results_, "--suffix", "_fixed"};
+    const Outcome run = corvane(call + Arguments{"--json", "--jobs", "2", "--only", "Classification"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    const json report = json::parse(run.out);
+    const json alone = corvane({"compare", tile(2), results_ + "/t2_fixed.laz", "--json"}).document();
+    EXPECT_EQ(report["files"][2]["transitions"], alone["transitions"]);
+    std::uint64_t changed = 0;
+    for (const json& one : report["total"]["transitions"])
+        if (one["from"] != one["to"]) changed += one["points"].get<std::uint64_t>();
+    EXPECT_EQ(changed + report["total"]["unchanged"].get<std::uint64_t>(), 3000u * Tiles);
+    EXPECT_GT(changed, 0u);
+
+    // A tile that is in one folder only, one that differs in more, and a limit that meets one or no tile.
+    fs::remove(results_ + "/t5_fixed.laz");
+    RawPoints other(bytesOf(tile(3)));
+    other.setByte(5, 17, 77);
+    write(tile(3), other.bytes());
+    const Outcome unlike = corvane(call + Arguments{"--only", "Classification"});
+    EXPECT_EQ(unlike.status, 3);
+    for (const std::string& part : {tile(5) + ": there is no survey", std::string("t3_fixed.laz: differs from"),
+                                    std::string("expected differences in Classification only")})
+        EXPECT_TRUE(holds(unlike.err, part)) << unlike.err;
+    EXPECT_TRUE(holds(unlike.out, "5 pairs of files, 0 the same"));
+    fs::remove(tile(5));
+    const Outcome one = corvane(call + Arguments{"--where", "UserData == 77", "--json"});
+    EXPECT_EQ(one.status, 0) << one.err;
+    EXPECT_EQ(json::parse(one.out)["total"]["transitions"].size(), 1u);
+    EXPECT_EQ(corvane(call + Arguments{"--where", "UserData == 78"}).status, 1);
+}
+
+TEST_F(Batch, limitsOfThoseThatLookMayMissSomeFiles) {
+    RawPoints marked(bytesOf(tile(3)));
+    marked.setByte(5, 17, 77);
+    write(tile(3), marked.bytes());
+    for (const Arguments& call : {Arguments{"lint", tiles}, Arguments{"picture", tiles, "--out-dir", results_, "--size",
+                                                                      "600x600", "--overwrite"}}) {
+        const Outcome some = corvane(call + Arguments{"--where", "UserData == 77"});
+        EXPECT_NE(some.status, 1) << some.err;
+        const Outcome none = corvane(call + Arguments{"--where", "UserData == 78"});
+        EXPECT_EQ(none.status, 1);
+        EXPECT_TRUE(holds(none.err, "In none of the 6 files")) << none.err;
+    }
+    EXPECT_TRUE(fs::exists(results_ + "/t3.png"));
+    EXPECT_FALSE(fs::exists(results_ + "/t2.png"));
+    const Outcome changes = corvane({"picture", tile(3), tile(4), "--out-dir", results_, "--suffix", "_changes.png",
+                                     "--before", tiles, "--size", "600x600"});
+    EXPECT_EQ(changes.status, 0) << changes.err;
+    EXPECT_TRUE(fs::exists(results_ + "/t4_changes.png"));
+}
+
 } // namespace
 } // namespace corvane::test
