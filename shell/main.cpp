@@ -44,6 +44,11 @@ void addGlobalOptions(CLI::App& program, corvane::GlobalOptions& options) {
         "Memory for points that were read and can be read again, e.g. 256M. Edited points, masks and what undo "
         "needs lie outside it; counters that a count of the whole survey keeps take 2 KiB a fragment of "
         "131,072 points, 512 KiB for fields of 16 bits");
+    program.add_flag("--original", options.edits.original,
+                     "Show surveys as their files are, without the edits that are kept of them");
+    program.add_option("--store", options.edits.path, "Where the edits of the survey are kept, instead of FILE.edits");
+    program.add_flag("--rebind", options.edits.rebind,
+                     "Take a store for that of a survey whose head has changed, if its points are still the same");
 }
 
 /// Diagnostics go to standard error: standard output belongs to results.
@@ -75,13 +80,13 @@ void setSinks(int verbosity) {
 
 /// An argument that nothing takes is most often a command or an option spelled wrong.
 int complainOfExtras(const CLI::App& program) {
-    const auto called = program.get_subcommands();
-    const CLI::App& command = called.empty() ? program : *called.front();
+    const CLI::App* innermost = &program;
+    while (!innermost->get_subcommands().empty()) innermost = innermost->get_subcommands().front();
+    const CLI::App& command = *innermost;
     std::vector<std::string> known;
     for (const CLI::Option* option : command.get_options())
         if (!option->get_positional()) known.push_back("--" + option->get_lnames().front());
-    if (called.empty())
-        for (const CLI::App* subcommand : program.get_subcommands({})) known.push_back(subcommand->get_name());
+    for (const CLI::App* subcommand : command.get_subcommands({})) known.push_back(subcommand->get_name());
     const std::string extra = program.remaining(true).front();
     return complain(WrongCall, fmt::format("\"{}\" was not expected. {}", extra, corvane::suggestNames(extra, known)));
 }
@@ -98,17 +103,24 @@ int run(int argc, char** argv) {
     corvane::addCatalogue(program, options);
     corvane::addCompare(program, options);
     corvane::addConvert(program, options);
+    corvane::addDiscard(program, options);
+    corvane::addEdit(program, options);
     corvane::addHistogram(program, options);
+    corvane::addHistory(program, options);
     corvane::addInfo(program, options);
     corvane::addLabels(program, options);
     corvane::addLint(program, options);
+    corvane::addMask(program, options);
     corvane::addPicture(program, options);
     corvane::addPoints(program, options);
     corvane::addSample(program, options);
+    corvane::addSave(program, options);
     corvane::addReclassify(program, options);
+    corvane::addRedo(program, options);
     corvane::addRelabel(program, options);
     corvane::addRun(program, options);
     corvane::addShape(program, options);
+    corvane::addUndo(program, options);
     corvane::addHelp(program, CORVANE_VERSION);
     program.footer(Footer); // commands would take it over in place of their own
     corvane::readNumbersAsDecimals(program);

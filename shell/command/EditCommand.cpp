@@ -19,11 +19,10 @@ struct Call {
     bool json = false;
 };
 
-/// IN and OUT, or for a dry run IN alone.
-void editOne(Call& call) {
-    const auto& files = call.batch.files;
-    call.arguments.in = files[0];
-    call.arguments.out = files.size() > 1 ? files[1] : "";
+/// IN and OUT, or for a dry run IN alone; what is kept has no OUT.
+void editOne(Call& call, const std::string& in, const std::string& out) {
+    call.arguments.in = in;
+    call.arguments.out = out;
     const auto result = call.job(call.options);
     if (!result) return;
     if (!result->miss.empty()) throw Failure(fmt::format("{}: {} Nothing was written.", result->file, result->miss));
@@ -82,9 +81,7 @@ std::vector<FileAnswer> editAll(Call& call, const std::vector<FileTask>& tasks, 
     for (const FileAnswer& answer : answers)
         if (missed(answer)) rest.push_back(answer.task);
     if (rest.empty()) return answers;
-    if (std::ranges::all_of(answers, missed))
-        throw Failure(fmt::format("In none of the {} files a point is meant, so nothing was written. Of the first: {}",
-                                  answers.size(), answers.front().answer["miss"].get<std::string>()));
+    requireAnyMeant(answers);
     call.arguments.limits.allowMiss = true;
     auto copied = forEachFile(call.command, call.options, call.batch, rest, job, take);
     std::size_t next = 0;
@@ -139,7 +136,19 @@ void makeEditCommand(CLI::App& command, const GlobalOptions& options, EditArgume
     command.add_flag("--changed-only", arguments.changedOnly, "Write only files in which a point changed")
         ->group("Many files");
     command.add_flag("--json", call->json, "Print one JSON document, for scripts");
-    command.callback([call] { isOneFile(*call) ? editOne(*call) : editMany(*call); });
+    command.callback([call] {
+        const auto& files = call->batch.files;
+        isOneFile(*call) ? editOne(*call, files[0], files.size() > 1 ? files[1] : "") : editMany(*call);
+    });
+}
+
+void makeKeptEditCommand(CLI::App& command, const GlobalOptions& options, EditArguments& arguments, const EditJob& job,
+                         const std::shared_ptr<const std::string>& survey) {
+    const auto call = std::make_shared<Call>(Call{command, options, arguments, job, {}});
+    arguments.keep = true;
+    addEditOptions(command, arguments);
+    command.add_flag("--json", call->json, "Print one JSON document, for scripts");
+    command.callback([call, survey] { editOne(*call, *survey, ""); });
 }
 
 } // namespace corvane

@@ -20,4 +20,8 @@ using EditJob = std::function<std::optional<EditResult>(const GlobalOptions& opt
 /// change from call to call.
 void makeEditCommand(CLI::App& command, const GlobalOptions& options, EditArguments& arguments, const EditJob& job);
 
+/// The same for an edit that is kept beside the survey that `survey` names when the command is called.
+void makeKeptEditCommand(CLI::App& command, const GlobalOptions& options, EditArguments& arguments, const EditJob& job,
+                         const std::shared_ptr<const std::string>& survey);
+
 } // namespace corvane

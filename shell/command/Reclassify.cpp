@@ -116,7 +116,7 @@ std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arg
 
 } // namespace
 
-void addReclassify(CLI::App& program, const GlobalOptions& options) {
+void addReclassify(CLI::App& program, const GlobalOptions& options, const KeptSurvey& kept) {
     CLI::App* command = program.add_subcommand(
         "reclassify",
         "Give points of some classes another class, inside limits or everywhere, and save the survey with "
@@ -140,8 +140,9 @@ void addReclassify(CLI::App& program, const GlobalOptions& options) {
                         "get; the first of several features counts");
     command->add_option("--where-feature", arguments->limits.whereFeature,
                         "Which features, in SQL: \"status = 'approved'\"");
-    makeEditCommand(*command, options, *arguments,
-                    [arguments](const GlobalOptions& given) { return run(given, *arguments); });
+    const EditJob job = [arguments](const GlobalOptions& given) { return run(given, *arguments); };
+    if (kept) return makeKeptEditCommand(*command, options, *arguments, job, kept);
+    makeEditCommand(*command, options, *arguments, job);
     command->footer(R"(Examples:
   corvane reclassify in.laz out.laz --from ground --to building --within roofs.geojson
   corvane reclassify in.las out.las --from any --to water --within lake.gpkg --z ..12.5

@@ -168,13 +168,14 @@ void addOptions(CLI::App& command, Arguments& a) {
 
 } // namespace
 
-void addRelabel(CLI::App& program, const GlobalOptions& options) {
+void addRelabel(CLI::App& program, const GlobalOptions& options, const KeptSurvey& kept) {
     CLI::App* command = program.add_subcommand(
         "relabel", "Select points into a mask, only in classes that may change, and give them another class.");
     const auto arguments = std::make_shared<Arguments>();
     addOptions(*command, *arguments);
-    makeEditCommand(*command, options, *arguments,
-                    [arguments](const GlobalOptions& given) { return run(given, *arguments); });
+    const EditJob job = [arguments](const GlobalOptions& given) { return run(given, *arguments); };
+    if (kept) return makeKeptEditCommand(*command, options, *arguments, job, kept);
+    makeEditCommand(*command, options, *arguments, job);
     command->footer(R"(Examples:
   corvane relabel in.laz out.laz --assign wire-conductor --editable 1,5,14 --profile 500100,5200100,500200,5200100,4 \
       --above "0,485 100,487"

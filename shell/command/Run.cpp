@@ -14,6 +14,7 @@ namespace {
 struct Arguments {
     std::string network, survey, save;
     bool overwrite = false, discard = false, strict = false;
+    bool keep = false; ///< edits, in the store beside the survey
 };
 
 Json asJson(const Report& report) {
@@ -43,8 +44,16 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     if (!arguments.save.empty()) checkMayWrite(arguments.save, arguments.overwrite);
 
     CommandSession session(options);
-    const auto survey = session.open(path);
+    const EditedSurvey edited = arguments.keep ? session.openToEdit(path) : EditedSurvey{session.open(path), nullptr};
+    const auto& survey = edited.survey;
     Network network(survey, session.watch());
+    if (edited.keeper) network.setUndoDepth(KeptSteps);
+    std::size_t keptActions = 0;
+    const auto keep = [&] {
+        if (!edited.keeper) return;
+        edited.keeper->commit(network.record().since(keptActions).dump());
+        keptActions = network.record().actions();
+    };
     Json reports = Json::array();
     std::vector<std::string> unclean;
     const auto report = [&](const Report& made) {
@@ -53,19 +62,21 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
         if (const std::string note = made.histogram ? noteOnSecondary(*made.histogram) : ""; !note.empty())
             session.warn(note);
     };
-    auto savedAt = Holdfast::Ageable::Ooooold;
+    auto savedAt = Holdfast::Ageable::nextTime(); // what is older came from the edit store
     const auto save = [&](const std::string& out, bool overwrite) {
         session.save(*survey, out, overwrite || arguments.overwrite);
         savedAt = Holdfast::Ageable::nextTime();
     };
     file.run(network, {.report = report,
                        .save = save,
+                       .acted = keep,
                        .note = [&](const std::string& sentence) { session.note(sentence); },
                        .strict = arguments.strict});
     if (!arguments.save.empty()) save(arguments.save, arguments.overwrite);
     session.printLateWarnings(*survey);
     if (json) printJson({{"reports", reports}});
-    if (survey->editedAt() > savedAt && !arguments.discard)
+    if (edited.keeper) edited.keeper->store().close();
+    if (!edited.keeper && survey->editedAt() > savedAt && !arguments.discard)
         throw Failure(
             fmt::format("{}: edits of {} are dropped: nothing saves them. Add {{\"save\": \"OUT.las\"}} to the "
                         "actions, or give --save OUT, or --discard when they are only tried.",
@@ -77,22 +88,28 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
 
 } // namespace
 
-void addRun(CLI::App& program, const GlobalOptions& options) {
+void addRun(CLI::App& program, const GlobalOptions& options, const KeptSurvey& kept) {
     CLI::App* command = program.add_subcommand(
         "run", "Run a network: objects, connections, parameters and actions in a JSON file (see docs/network.md).");
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("NETWORK", arguments->network, "The network file")->required();
-    command->add_option("--survey", arguments->survey,
-                        "The LAS file to work on, instead of the one that the network names");
+    if (!kept)
+        command->add_option("--survey", arguments->survey,
+                            "The LAS file to work on, instead of the one that the network names");
     command->add_option("--save", arguments->save, "Save the survey here when all actions are done");
     command->add_flag("--overwrite", arguments->overwrite, "Replace files that exist");
-    command->add_flag("--discard", arguments->discard, "Edits are only tried: let it pass that nothing saves them");
+    if (!kept)
+        command->add_flag("--discard", arguments->discard, "Edits are only tried: let it pass that nothing saves them");
     command->add_flag("--strict", arguments->strict, "Fail when a stroke or limit meets no point");
     const auto json = addJsonFlag(*command);
     command->footer(R"(Examples:
   corvane run network.json
   corvane run network.json --survey tile.laz --save fixed.laz)");
-    command->callback([&options, arguments, json] { run(options, *arguments, *json); });
+    command->callback([&options, arguments, json, kept] {
+        if (kept) arguments->survey = *kept;
+        arguments->keep = kept != nullptr;
+        run(options, *arguments, *json);
+    });
 }
 
 } // namespace corvane

@@ -48,7 +48,7 @@ Range parseRange(const std::string& text) {
 /// What can be checked before the survey is opened; the limits.
 CallLimits checkedCall(const EditArguments& arguments) {
     parseRange(arguments.expect);
-    if (!arguments.dryRun && !arguments.printNetwork) {
+    if (!arguments.dryRun && !arguments.printNetwork && !arguments.keep) {
         if (arguments.out.empty()) throw UsageError("OUT is missing: name the file to write, or give --dry-run.");
         checkMayWrite(arguments.out, arguments.overwrite);
     }
@@ -80,6 +80,7 @@ Json asJson(const EditResult& result) {
     if (result.tally) json["tally"] = Json::parse(Kesh::VValueTrait<ClassTally>::Text(*result.tally));
     for (std::size_t i = 0; i < result.ruleNames.size(); ++i) json["tally"]["rules"][i]["name"] = result.ruleNames[i];
     if (!result.miss.empty()) json["miss"] = result.miss;
+    if (!result.kept.empty()) json["kept"] = result.kept;
     if (result.written)
         json["written"] = {
             {"file", result.written->path}, {"bytes", result.written->bytes}, {"seconds", result.written->seconds}};
@@ -96,7 +97,9 @@ void print(const EditResult& result) {
         fmt::print("{}: {} inside, {} changed{}\n", escaped(result.ruleNames[i]), pointsText(rule.inside), rule.changed,
                    rule.overlaps == 0 ? "" : fmt::format(", {} left to features before it", pointsText(rule.overlaps)));
     }
-    fmt::print("{} {}\n", pointsText(result.changed), result.written ? "changed" : "would change");
+    const bool done = result.written || !result.kept.empty();
+    fmt::print("{} {}\n", pointsText(result.changed), done ? "changed" : "would change");
+    if (!result.kept.empty()) fmt::print("kept in {}\n", escaped(result.kept));
     if (result.written)
         printWritten(result.written->path, result.points, result.written->bytes, result.written->seconds);
 }
@@ -118,13 +121,21 @@ SurveyEdit::SurveyEdit(const GlobalOptions& options, const EditArguments& argume
     : arguments_(arguments),
       limits_(checkedCall(arguments)),
       session_(options),
-      survey_(session_.open(arguments.in)),
+      edited_(open()),
+      survey_(edited_.survey),
       field_(editableField(*survey_, arguments.field)),
       labels_(arguments.labels.empty() ? Kesh::LabelSet() : loadLabels(arguments.labels)),
       limit_(limits_.on(*survey_, [this](const std::string& sentence) { session_.note(sentence); })),
       network_(survey_, session_.watch()) {
+    if (edited_.keeper) network_.setUndoDepth(KeptSteps);
     network_.addObject("points", FieldType);
     network_.set("points.name", field_.name);
+}
+
+EditedSurvey SurveyEdit::open() {
+    if (!arguments_.keep || arguments_.dryRun || arguments_.printNetwork)
+        return {session_.open(arguments_.in), nullptr};
+    return session_.openToEdit(arguments_.in);
 }
 
 void SurveyEdit::addEditor(const std::string& type) {
@@ -196,6 +207,7 @@ std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
                       .status = network_.status(EditorName).text,
                       .miss = {},
                       .written = {},
+                      .kept = {},
                       .names = {}};
     result.changed = result.tally ? result.tally->changed : changedPoints(result.before, result.after);
     if (field_.name == ClassificationName) result.names = namesOf(*survey_, labels_, {&result.before, &result.after});
@@ -207,7 +219,14 @@ std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
     if (!parseRange(arguments_.expect).contains(result.changed))
         throw Failure(fmt::format("{}: {} would change where {} are expected (--expect); nothing was written.",
                                   arguments_.in, pointsText(result.changed), arguments_.expect));
-    if (!arguments_.dryRun && !(arguments_.changedOnly && result.changed == 0)) save(result, labels);
+    if (arguments_.dryRun) return result;
+    if (edited_.keeper) {
+        edited_.keeper->commit(network_.record().since(0).dump());
+        edited_.keeper->store().close();
+        result.kept = edited_.keeper->store().path();
+    } else if (!arguments_.changedOnly || result.changed > 0) {
+        save(result, labels);
+    }
     return result;
 }
 

@@ -20,6 +20,7 @@ struct EditArguments {
     std::string in, out, field = ClassificationName, expect, labels;
     LimitArguments limits;
     bool dryRun = false, overwrite = false, printNetwork = false, changedOnly = false;
+    bool keep = false; ///< in the edit store, instead of saving
 };
 
 /// Adds the options, but for the files. `arguments` must live as long as the command.
@@ -41,6 +42,7 @@ struct EditResult {
     std::string status;                 ///< in the words of the module
     std::string miss;                   ///< why no point was meant; nothing was written then
     std::optional<Written> written;
+    std::string kept;     ///< where the edit is kept; empty: it is not
     Kesh::LabelSet names; ///< of the classes that occur
 };
 
@@ -83,12 +85,14 @@ public:
 
 private:
     ClassCounts counts() const;
+    EditedSurvey open();
     std::string missText(const EditResult& result) const;
     void save(EditResult& result, const Kesh::LabelSet* labels);
 
     const EditArguments& arguments_;
     CallLimits limits_;
     CommandSession session_;
+    EditedSurvey edited_;
     std::shared_ptr<const Survey> survey_;
     const SurveyField& field_;
     Kesh::LabelSet labels_;

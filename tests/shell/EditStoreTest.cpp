@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: Apache-2.0
+// Edits that are kept beside a survey: each call is a process of its own, so what one leaves is what the next finds.
+#include "ProgramTestSupport.hpp"
+
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <random>
+#include <thread>
+#include <unistd.h>
+
+namespace corvane::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Classes = std::vector<int>;
+
+class EditStore : public Program {
+protected:
+    static Classes classesOf(const RawPoints& points) {
+        Classes classes;
+        for (std::uint64_t i = 0; i < points.count(); ++i) classes.push_back(points.classOf(i));
+        return classes;
+    }
+
+    static json countsOf(const Classes& classes) {
+        std::map<int, std::uint64_t> counts;
+        for (const int value : classes) ++counts[value];
+        json document = json::object();
+        for (const auto& [value, count] : counts) document[std::to_string(value)] = count;
+        return document;
+    }
+
+    json countsOf(const std::string& survey, const Arguments& more = {}) const {
+        json counts = json::object();
+        const json document = corvane(Arguments{"histogram", survey, "--json"} + more).document();
+        for (const json& entry : document["values"])
+            if (entry["count"] != 0) counts[std::to_string(entry["value"].get<int>())] = entry["count"];
+        return counts;
+    }
+
+    /// The survey with its edits, as a file.
+    RawPoints saved(const std::string& survey) const {
+        const Outcome run = corvane({"save", survey, out, "--overwrite"});
+        EXPECT_EQ(run.status, 0) << run.err;
+        return RawPoints(bytesOf(out));
+    }
+
+    std::size_t doneSteps(const std::string& survey) const {
+        std::size_t done = 0;
+        if (!fs::exists(survey + ".edits")) return done;
+        const json history = corvane({"history", survey, "--json"}).document()["history"];
+        for (const json& entry : history) done += entry["done"] == true;
+        return done;
+    }
+
+    void edit(const Arguments& call, const std::string& survey) const {
+        const Outcome run = corvane(Arguments{"edit", survey} + call);
+        EXPECT_EQ(run.status, 0) << run.err;
+    }
+
+    /// A network that selects what is in class 2 and of the first return, or applies what is selected to class 9.
+    std::string network(const std::string& action) const {
+        const std::string path = folder / "network.json";
+        write(path, R"({"objects": [{"name": "points", "type": "Field", "parameters": {"name": "Classification"}},
+            {"name": "lasso", "type": "Brush"},
+            {"name": "editor", "type": "Edit/MaskedLabels", "parameters": {"labels": {"labels": [
+                {"value": 2, "flags": {"editable": true}}, {"value": 9, "flags": {"editable": true}}],
+                "selections": {"Assign": 9}}}}],
+            "connections": [{"from": "points.field", "to": "editor.labelfield"},
+                {"from": "lasso.brush", "to": "editor.brush"}], "actions": [)" +
+                        action + "]}");
+        return path;
+    }
+    static constexpr char Select[] = R"({"draw": {"lasso.brush": {"limit": {"where": "ReturnNumber == 1"}}}})";
+    static constexpr char Apply[] = R"({"press": "editor.applySelection"})";
+};
+
+TEST_F(EditStore, editsAndUndosAgreeWithAModel) {
+    const RawPoints original(bytesOf(in));
+    const std::string packed = folder / "in.laz";
+    ASSERT_EQ(corvane({"convert", in, packed}).status, 0);
+    for (const std::string& survey : {in, packed}) {
+        SCOPED_TRACE(survey);
+        const std::string untouched = bytesOf(survey);
+        std::vector<Classes> states{classesOf(original)}; // of the history
+        std::size_t present = 0;
+        std::mt19937 random(7);
+        for (int turn = 0; turn < 24; ++turn) {
+            const auto kind = random() % 5;
+            if (kind >= 3 && (kind == 3 ? present : states.size() - 1 - present) > 0) {
+                const std::size_t most = kind == 3 ? present : states.size() - 1 - present;
+                const std::size_t count = 1 + random() % most;
+                const Outcome run = corvane({kind == 3 ? "undo" : "redo", survey, std::to_string(count)});
+                EXPECT_EQ(run.status, 0) << run.err;
+                present = kind == 3 ? present - count : present + count;
+            } else {
+                const int from = std::array{1, 2, 3, 5, 6}[random() % 5], to = static_cast<int>(random() % 20);
+                const int least = static_cast<int>(random() % 100);
+                edit({"reclassify", "--from", std::to_string(from), "--to", std::to_string(to), "--where",
+                      fmt::format("Intensity % 100 >= {}", least), "--allow-miss"},
+                     survey);
+                Classes next = states[present];
+                for (std::uint64_t i = 0; i < original.count(); ++i)
+                    if (next[i] == from && original.get<std::uint16_t>(original.place(i, 12)) % 100 >= least)
+                        next[i] = to;
+                if (doneSteps(survey) == present) { // of no point there is no step
+                    EXPECT_EQ(next, states[present]);
+                } else {
+                    states.resize(++present);
+                    states.push_back(next);
+                }
+            }
+            ASSERT_EQ(countsOf(survey), countsOf(states[present])) << "turn " << turn;
+            const json history = corvane({"history", survey, "--json"}).document()["history"];
+            ASSERT_EQ(history.size(), states.size() - 1) << "turn " << turn;
+        }
+        EXPECT_GT(states.size(), 3u);
+        const RawPoints result = saved(survey);
+        RawPoints expected = original;
+        for (std::uint64_t i = 0; i < original.count(); ++i) expected.setClass(i, states[present][i]);
+        EXPECT_EQ(classesOf(result), states[present]);
+        if (survey == in) {
+            EXPECT_TRUE(result.bytes() == expected.bytes());
+        }
+        EXPECT_TRUE(bytesOf(survey) == untouched);
+        if (present > 0) {
+            EXPECT_EQ(corvane({"undo", survey, std::to_string(present)}).status, 0);
+        }
+        EXPECT_EQ(classesOf(saved(survey)), states[0]);
+        EXPECT_EQ(corvane({"discard", survey}).status, 0);
+        EXPECT_FALSE(fs::exists(survey + ".edits"));
+    }
+}
+
+TEST_F(EditStore, masksOutliveTheProgramAndHaveTheirOwnUndo) {
+    const RawPoints original(bytesOf(in));
+    std::uint64_t meant = 0;
+    for (std::uint64_t i = 0; i < original.count(); ++i)
+        meant += original.classOf(i) == 2 && (original.byteAt(i, 14) & 0xF) == 1;
+    ASSERT_GT(meant, 0u);
+    const auto selected = [&](const Arguments& more = {}) {
+        std::uint64_t sum = 0;
+        const json masks = corvane(Arguments{"mask", in, "--json"} + more).document()["masks"];
+        for (const json& mask : masks) sum += mask["selected"].get<std::uint64_t>();
+        return sum;
+    };
+    edit({"run", network(Select)}, in);
+    EXPECT_EQ(selected(), meant);
+    EXPECT_EQ(selected({"--undo"}), 0u);
+    EXPECT_EQ(corvane({"mask", in, "--undo"}).status, 1);
+    EXPECT_EQ(selected({"--redo"}), meant);
+    edit({"run", network(Apply)}, in); // of what another process selected
+    EXPECT_EQ(selected(), 0u);
+    RawPoints expected = original;
+    for (std::uint64_t i = 0; i < original.count(); ++i)
+        if (original.classOf(i) == 2 && (original.byteAt(i, 14) & 0xF) == 1) expected.setClass(i, 9);
+    EXPECT_TRUE(saved(in).bytes() == expected.bytes());
+    EXPECT_EQ(corvane({"undo", in}).status, 0);
+    EXPECT_TRUE(saved(in).bytes() == original.bytes());
+
+    edit({"run", network(std::string(Select) + "," + Apply)}, in); // two updates in one process
+    EXPECT_TRUE(saved(in).bytes() == expected.bytes());
+    edit({"run", network(Select)}, in);
+    EXPECT_EQ(selected({"--clear"}), 0u);
+}
+
+TEST_F(EditStore, allCommandsSeeTheEditsUnlessToldOtherwise) {
+    const json before = countsOf(in);
+    edit({"reclassify", "--from", "any", "--to", "21"}, in);
+    EXPECT_EQ(countsOf(in), (json{{"21", 2000}}));
+    EXPECT_EQ(countsOf(in, {"--original"}), before);
+    const auto points = [&](const Arguments& more) {
+        return corvane(Arguments{"points", in, "--class", "21", "--allow-miss", "--format", "csv"} + more).out;
+    };
+    EXPECT_GT(points({}).size(), points({"--original"}).size());
+    EXPECT_TRUE(holds(corvane({"info", in, "--stats"}).out, "21"));
+    EXPECT_TRUE(holds(corvane({"lint", in, "--classes", "2"}).out, "2000 points"));
+    const std::string packed = folder / "packed.laz", plain = folder / "plain.las";
+    EXPECT_EQ(corvane({"convert", in, packed}).status, 0);
+    EXPECT_EQ(corvane({"convert", in, plain, "--point-format", "7"}).status, 0);
+    for (const std::string& made : {packed, plain}) EXPECT_EQ(countsOf(made), (json{{"21", 2000}}));
+    EXPECT_EQ(corvane({"compare", in, packed, "--only", "nothing"}).status, 2);
+    EXPECT_TRUE(holds(corvane({"compare", in, packed}).out, "They are the same."));
+    EXPECT_TRUE(holds(corvane({"compare", in, packed, "--original"}).out, "Classification"));
+    EXPECT_EQ(corvane({"compare", in, packed}).status, 0);
+    const Outcome told = corvane({"histogram", in});
+    EXPECT_TRUE(holds(told.err, "in.las.edits") && holds(told.err, "--original")) << told.err;
+}
+
+TEST_F(EditStore, isOfOneSurveyOnly) {
+    expectRefused({"undo", in}, 1, {"no edits are kept", "in.las.edits"});
+    edit({"reclassify", "--from", "2", "--to", "9"}, in);
+    const json counts = countsOf(in);
+    expectRefused({"undo", in, "2"}, 1, {"only 1 edit", "not 2"});
+    expectRefused({"redo", in}, 1, {"no edit"});
+
+    fs::last_write_time(in, fs::last_write_time(in) + std::chrono::hours(1)); // copied, say
+    EXPECT_EQ(countsOf(in), counts);
+    RawPoints other(bytesOf(in));
+    for (std::uint64_t i = 0; i < other.count(); ++i) other.setClass(i, 5);
+    write(in, other.bytes());
+    fs::last_write_time(in, fs::last_write_time(in) + std::chrono::hours(2));
+    expectRefused({"histogram", in}, 1, {"in.las.edits", "Classification"});
+    EXPECT_EQ(corvane({"histogram", in, "--original"}).status, 0);
+}
+
+TEST_F(EditStore, keepsWhatItAcknowledgedWhenItIsKilled) {
+    std::mt19937 random(3);
+    std::vector<std::string> states{countsOf(in).dump()};
+    for (int turn = 0; turn < 12; ++turn) {
+        const int from = turn % 2 == 0 ? 2 : 9, to = turn % 2 == 0 ? 9 : 2;
+        const pid_t child = fork();
+        if (child == 0) {
+            const int nothing = open("/dev/null", O_RDWR);
+            for (const int stream : {0, 1, 2}) dup2(nothing, stream);
+            execl(CORVANE_PROGRAM, "corvane", "edit", in.c_str(), "reclassify", "--from", std::to_string(from).c_str(),
+                  "--to", std::to_string(to).c_str(), static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 150000));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        const std::size_t known = states.size();
+        const Outcome history = corvane({"history", in, "--json"});
+        const bool acknowledged = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (history.status != 0) { // killed before there was anything
+            EXPECT_FALSE(acknowledged) << history.err;
+            ASSERT_EQ(known, 1u);
+            continue;
+        }
+        const std::size_t steps = history.document()["history"].size();
+        ASSERT_TRUE(steps == known - 1 || steps == known) << steps << " after " << known - 1;
+        if (acknowledged) {
+            EXPECT_EQ(steps, known);
+        }
+        if (steps == known) states.push_back(countsOf(in).dump());
+        EXPECT_EQ(countsOf(in).dump(), states.back());
+        // The same state again, made by hand, so that the next turn begins where the model is.
+        if (steps < known) {
+            edit({"reclassify", "--from", std::to_string(from), "--to", std::to_string(to)}, in);
+            states.push_back(countsOf(in).dump());
+        }
+    }
+    for (std::size_t i = states.size(); i-- > 1;) {
+        EXPECT_EQ(countsOf(in).dump(), states[i]);
+        EXPECT_EQ(corvane({"undo", in}).status, 0);
+    }
+    EXPECT_EQ(countsOf(in).dump(), states[0]);
+}
+
+} // namespace
+} // namespace corvane::test
