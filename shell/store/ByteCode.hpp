@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <span>
 #include <string>
@@ -44,6 +45,24 @@ inline std::span<const std::byte> bytesOf(std::string_view text) {
 template <class T>
 void putFixed(Bytes& bytes, T number) {
     putBytes(bytes, std::as_bytes(std::span(&number, 1)));
+}
+
+/// The values of a field as they lie in memory, wherever that is.
+template <class Value>
+Value loadValue(const std::byte* values, std::size_t i) {
+    Value value;
+    std::memcpy(&value, values + i * sizeof(Value), sizeof(Value));
+    return value;
+}
+template <class Value>
+void storeValue(std::byte* values, std::size_t i, Value value) {
+    std::memcpy(values + i * sizeof(Value), &value, sizeof(Value));
+}
+
+/// Calls `use` with a value of this width in bytes, so that what it does is compiled for each.
+template <class Use>
+auto withWidth(int width, Use use) {
+    return width == 1 ? use(std::uint8_t{}) : use(std::uint16_t{});
 }
 
 /// Reads what those wrote, from bytes that nobody vouches for. Everything throws ChangeError when they end too early.

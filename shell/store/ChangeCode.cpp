@@ -11,8 +11,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <fmt/format.h>
+#include <limits>
 
 namespace corvane {
 namespace {
@@ -29,12 +31,20 @@ std::size_t bitsFor(std::size_t values) { return values <= 2 ? 1 : values <= 4 ?
 
 void putForm(Bytes& bytes, std::uint8_t form) { bytes.push_back(static_cast<std::byte>(form)); }
 
-void putRuns(Bytes& bytes, const std::vector<FragmentChange::Run>& runs) {
+/// `length` is how many bytes they take.
+void putRuns(Bytes& bytes, const std::vector<FragmentChange::Run>& runs, std::size_t length) {
+    const std::size_t begin = bytes.size();
+    bytes.resize(begin + length);
+    std::byte* next = bytes.data() + begin;
+    const auto put = [&](std::uint32_t number) {
+        for (; number >= 0x80; number >>= 7) *next++ = static_cast<std::byte>(number | 0x80);
+        *next++ = static_cast<std::byte>(number);
+    };
     std::uint32_t end = 0;
-    putNumber(bytes, runs.size());
+    put(static_cast<std::uint32_t>(runs.size()));
     for (const auto& run : runs) {
-        putNumber(bytes, run.first - end);
-        putNumber(bytes, run.count);
+        put(run.first - end);
+        put(run.count);
         end = run.end();
     }
 }
@@ -42,20 +52,27 @@ void putRuns(Bytes& bytes, const std::vector<FragmentChange::Run>& runs) {
 void putBits(Bytes& bytes, const std::vector<FragmentChange::Run>& runs, std::uint32_t points) {
     const std::size_t begin = bytes.size();
     bytes.resize(begin + bytesForBits(points));
+    std::byte* const bits = bytes.data() + begin;
     for (const auto& run : runs)
-        for (std::uint32_t i = run.first; i < run.end(); ++i) bytes[begin + i / 8] |= std::byte(1u << i % 8);
+        for (std::uint32_t i = run.first, end = run.end(); i < end; ++i) bits[i / 8] |= std::byte(1u << i % 8);
+}
+
+/// How many bytes runs take; or at least too many.
+std::size_t lengthOfRuns(const std::vector<FragmentChange::Run>& runs, std::size_t tooMany) {
+    std::size_t length = lengthOfNumber(runs.size());
+    if (length + 2 * runs.size() >= tooMany) return tooMany;
+    std::uint32_t end = 0;
+    for (const auto& run : runs) {
+        length += lengthOfNumber(run.first - end) + lengthOfNumber(run.count);
+        end = run.end();
+    }
+    return length;
 }
 
 void putPoints(Bytes& bytes, const FragmentChange& change) {
-    std::size_t runs = lengthOfNumber(change.runs().size()); // bytes that they take
-    std::uint32_t end = 0;
-    for (const auto& run : change.runs()) {
-        runs += lengthOfNumber(run.first - end) + lengthOfNumber(run.count);
-        end = run.end();
-    }
-    const bool asRuns = runs <= bytesForBits(change.points());
-    putForm(bytes, asRuns ? Runs : Bits);
-    asRuns ? putRuns(bytes, change.runs()) : putBits(bytes, change.runs(), change.points());
+    const std::size_t bits = bytesForBits(change.points()), runs = lengthOfRuns(change.runs(), bits + 1);
+    putForm(bytes, runs <= bits ? Runs : Bits);
+    runs <= bits ? putRuns(bytes, change.runs(), runs) : putBits(bytes, change.runs(), change.points());
 }
 
 std::vector<FragmentChange::Run> readRuns(ByteReader& reader, std::uint32_t points) {
@@ -73,18 +90,31 @@ std::vector<FragmentChange::Run> readRuns(ByteReader& reader, std::uint32_t poin
     return runs;
 }
 
+/// The first bit from `begin` on that is set, or is not, below `end`; `end` when there is none.
+std::uint32_t findBit(std::span<const std::byte> bits, std::uint32_t begin, std::uint32_t end, bool set) {
+    for (std::uint32_t i = begin; i < end; i = (i / 8 + 8) * 8) {
+        std::uint64_t word = 0;
+        if (bits.size() - i / 8 >= sizeof word)
+            std::memcpy(&word, bits.data() + i / 8, sizeof word);
+        else
+            std::memcpy(&word, bits.data() + i / 8, bits.size() - i / 8);
+        word = (set ? word : ~word) >> i % 8;
+        if (word != 0) return std::min(end, i + static_cast<std::uint32_t>(std::countr_zero(word)));
+    }
+    return end;
+}
+
 std::vector<FragmentChange::Run> readBits(ByteReader& reader, std::uint32_t points) {
     const auto bits = reader.bytes(bytesForBits(points));
-    const auto isSet = [&](std::size_t i) { return (bits[i / 8] >> i % 8 & std::byte{1}) != std::byte{0}; };
-    for (std::size_t i = points; i < 8 * bits.size(); ++i)
-        if (isSet(i)) throw ChangeError("bits are set behind the last point");
+    if (points % 8 != 0 && bits.back() >> points % 8 != std::byte{0})
+        throw ChangeError("bits are set behind the last point");
     std::vector<FragmentChange::Run> runs;
-    for (std::uint32_t i = 0; i < points; ++i) {
-        if (!isSet(i)) continue;
-        if (runs.empty() || runs.back().end() != i) runs.push_back({i, 0});
-        ++runs.back().count;
+    for (std::uint32_t end = 0;;) {
+        const std::uint32_t first = findBit(bits, end, points, true);
+        if (first == points) return runs;
+        end = findBit(bits, first, points, false);
+        runs.push_back({first, end - first});
     }
-    return runs;
 }
 
 std::vector<FragmentChange::Run> readPoints(ByteReader& reader, std::uint32_t points) {
@@ -96,69 +126,27 @@ std::vector<FragmentChange::Run> readPoints(ByteReader& reader, std::uint32_t po
 
 /// Values of one width, as they are put and read.
 template <class Value>
-struct Values {
-    static std::vector<Value> copied(std::span<const std::byte> bytes) {
-        std::vector<Value> values(bytes.size() / sizeof(Value));
-        if (!values.empty()) std::memcpy(values.data(), bytes.data(), bytes.size());
-        return values;
-    }
-
-    /// Calls `use(value, length)` for each run of equal values.
-    template <class Use>
-    static void forRuns(const std::vector<Value>& values, Use use) {
-        for (std::size_t i = 0; i < values.size();) {
-            const std::size_t first = i;
-            while (i < values.size() && values[i] == values[first]) ++i;
-            use(values[first], i - first);
-        }
-    }
-
-    /// The values that occur, ascending; one more than a palette may have when there are too many.
-    static std::vector<Value> palette(const std::vector<Value>& values) {
-        std::vector<Value> different;
-        for (std::size_t i = 0; i < values.size() && different.size() <= MostInPalette; ++i) {
-            if (i > 0 && values[i] == values[i - 1]) continue;
-            const auto place = std::ranges::lower_bound(different, values[i]);
-            if (place == different.end() || *place != values[i]) different.insert(place, values[i]);
-        }
-        return different;
-    }
-
+class Values {
+public:
     static void put(Bytes& bytes, std::span<const std::byte> plain) {
-        const auto values = copied(plain);
-        std::size_t runs = 0; // bytes that they take
-        forRuns(values, [&](Value, std::size_t length) { runs += lengthOfNumber(length) + sizeof(Value); });
-        const auto different = palette(values);
-        const std::size_t bits = bitsFor(different.size());
-        const std::size_t packed = different.size() > MostInPalette
+        const Values values(plain);
+        const auto palette = values.findPalette();
+        const std::size_t bits = bitsFor(palette.size());
+        const std::size_t packed = palette.size() > MostInPalette
                                        ? plain.size()
-                                       : 1 + different.size() * sizeof(Value) + bytesForBits(values.size() * bits);
-        if (runs <= packed && runs <= plain.size()) {
+                                       : 1 + palette.size() * sizeof(Value) + bytesForBits(values.count_ * bits);
+        if (values.lengthOfRuns(packed + 1) <= packed) {
             putForm(bytes, ValueRuns);
-            forRuns(values, [&](Value value, std::size_t length) {
+            values.forRuns([&](Value value, std::size_t length) {
                 putNumber(bytes, length);
                 putFixed(bytes, value);
             });
         } else if (packed < plain.size()) {
             putForm(bytes, Palette);
-            putPacked(bytes, values, different, bits);
+            values.putPacked(bytes, palette, bits);
         } else {
             putForm(bytes, Plain);
             putBytes(bytes, plain);
-        }
-    }
-
-    static void putPacked(Bytes& bytes, const std::vector<Value>& values, const std::vector<Value>& different,
-                          std::size_t bits) {
-        putNumber(bytes, different.size());
-        for (const Value value : different) putFixed(bytes, value);
-        const std::size_t begin = bytes.size();
-        bytes.resize(begin + bytesForBits(values.size() * bits));
-        std::size_t place = 0; // of the value before
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            if (different[place] != values[i])
-                place = static_cast<std::size_t>(std::ranges::lower_bound(different, values[i]) - different.begin());
-            bytes[begin + i * bits / 8] |= static_cast<std::byte>(place << i * bits % 8);
         }
     }
 
@@ -173,38 +161,111 @@ struct Values {
         throw ChangeError(fmt::format("an unknown form {} of values was found", form));
     }
 
+private:
+    explicit Values(std::span<const std::byte> plain) : data_(plain.data()), count_(plain.size() / sizeof(Value)) {}
+
+    Value at(std::size_t i) const { return loadValue<Value>(data_, i); }
+
+    /// Calls `use(value, length)` for each run of equal values.
+    template <class Use>
+    void forRuns(Use use) const {
+        for (std::size_t first = 0, end = 0; first < count_; first = end) {
+            end = endOfRun(first);
+            use(at(first), end - first);
+        }
+    }
+
+    /// Where the run ends that begins there; looks at eight bytes at once.
+    std::size_t endOfRun(std::size_t first) const {
+        constexpr std::size_t Step = sizeof(std::uint64_t) / sizeof(Value);
+        constexpr std::uint64_t Ones = ~std::uint64_t{0} / std::numeric_limits<Value>::max(); // one in each value
+        const Value value = at(first);
+        std::size_t end = first + 1;
+        while (end + Step <= count_ && loadValue<std::uint64_t>(data_ + end * sizeof(Value), 0) == value * Ones)
+            end += Step;
+        while (end < count_ && at(end) == value) ++end;
+        return end;
+    }
+
+    /// How many bytes runs take; or at least too many.
+    std::size_t lengthOfRuns(std::size_t tooMany) const {
+        std::size_t runs = count_ > 0;
+        for (std::size_t i = 1; i < count_; ++i) runs += at(i) != at(i - 1);
+        if (runs * (1 + sizeof(Value)) >= tooMany) return tooMany;
+        std::size_t length = 0;
+        forRuns([&](Value, std::size_t equal) { length += lengthOfNumber(equal) + sizeof(Value); });
+        return length;
+    }
+
+    /// The values that occur, ascending; more than a palette may have when there are too many.
+    std::vector<Value> findPalette() const {
+        std::vector<char> occurs(std::size_t{1} << 8 * sizeof(Value));
+        forRuns([marks = occurs.data()](Value value, std::size_t) { marks[value] = 1; });
+        std::vector<Value> palette;
+        for (std::size_t value = 0; value < occurs.size() && palette.size() <= MostInPalette; ++value)
+            if (occurs[value] != 0) palette.push_back(static_cast<Value>(value));
+        return palette;
+    }
+
+    void putPacked(Bytes& bytes, const std::vector<Value>& palette, std::size_t bits) const {
+        putNumber(bytes, palette.size());
+        std::vector<std::uint8_t> places(std::size_t{1} << 8 * sizeof(Value)); // by value
+        for (std::size_t i = 0; i < palette.size(); ++i) {
+            putFixed(bytes, palette[i]);
+            places[palette[i]] = static_cast<std::uint8_t>(i);
+        }
+        const std::size_t begin = bytes.size();
+        bytes.resize(begin + bytesForBits(count_ * bits));
+        const std::byte* value = data_; // these stay in registers
+        std::byte* const packed = bytes.data() + begin;
+        for (std::size_t i = 0, count = count_; i < count; ++i)
+            packed[i * bits / 8] |= static_cast<std::byte>(places[loadValue<Value>(value, i)] << i * bits % 8);
+    }
+
     static Bytes readRuns(ByteReader& reader, std::size_t count) {
-        Bytes bytes;
-        bytes.reserve(count * sizeof(Value));
-        while (bytes.size() < count * sizeof(Value)) {
-            const std::uint64_t length = reader.number(count - bytes.size() / sizeof(Value));
+        Bytes bytes(count * sizeof(Value));
+        for (std::size_t i = 0; i < count;) {
+            const std::uint64_t length = reader.number(count - i);
             const Value value = reader.fixed<Value>();
             if (length == 0) throw ChangeError("a run of values is empty");
-            if constexpr (sizeof(Value) == 1)
-                bytes.insert(bytes.end(), static_cast<std::size_t>(length), static_cast<std::byte>(value));
-            else
-                for (std::uint64_t i = 0; i < length; ++i) putFixed(bytes, value);
+            std::byte* const first = bytes.data() + i * sizeof(Value);
+            for (std::size_t equal = 0; equal < length; ++equal) storeValue(first, equal, value);
+            i += static_cast<std::size_t>(length);
         }
         return bytes;
     }
 
     static Bytes readPacked(ByteReader& reader, std::size_t count) {
-        std::array<Value, MostInPalette> different{};
+        std::array<Value, MostInPalette> palette{};
         const auto size = static_cast<std::size_t>(reader.number(MostInPalette));
-        for (std::size_t i = 0; i < size; ++i) different[i] = reader.fixed<Value>();
+        for (std::size_t i = 0; i < size; ++i) palette[i] = reader.fixed<Value>();
         const std::size_t bits = bitsFor(size);
         const auto packed = reader.bytes(bytesForBits(count * bits));
-        Bytes bytes;
-        bytes.reserve(count * sizeof(Value));
+        Bytes bytes(count * sizeof(Value));
+        std::byte* const values = bytes.data();
+        std::size_t largest = 0; // place in the palette
         for (std::size_t i = 0; i < count; ++i) {
             const auto byte = std::to_integer<std::size_t>(packed[i * bits / 8]);
             const std::size_t place = byte >> i * bits % 8 & ((std::size_t{1} << bits) - 1);
-            if (place >= size) throw ChangeError(fmt::format("value {} of {} was found", place, size));
-            putFixed(bytes, different[place]);
+            largest = std::max(largest, place);
+            storeValue(values, i, palette[place]);
         }
+        if (count > 0 && largest >= size) throw ChangeError(fmt::format("value {} of {} was found", largest, size));
         return bytes;
     }
+
+    const std::byte* data_;
+    std::size_t count_;
 };
+
+/// Whether any value is the same on both sides.
+template <class Value>
+bool hasSame(std::span<const std::byte> a, std::span<const std::byte> b) {
+    std::size_t same = 0;
+    for (std::size_t i = 0; i < a.size() / sizeof(Value); ++i)
+        same += loadValue<Value>(a.data(), i) == loadValue<Value>(b.data(), i);
+    return same > 0;
+}
 
 } // namespace
 
@@ -215,7 +276,7 @@ std::vector<std::byte> FragmentChange::encode() const {
     putNumber(bytes, points_);
     putPoints(bytes, *this);
     for (const auto& values : {before(), after()})
-        width_ == 1 ? Values<std::uint8_t>::put(bytes, values) : Values<std::uint16_t>::put(bytes, values);
+        withWidth(width_, [&](auto value) { Values<decltype(value)>::put(bytes, values); });
     return bytes;
 }
 
@@ -232,10 +293,10 @@ FragmentChange FragmentChange::decode(std::span<const std::byte> bytes) {
     std::size_t changed = 0;
     for (const Run& run : change.runs_) changed += run.count;
     for (auto* values : {&change.before_, &change.after_})
-        *values =
-            width == 1 ? Values<std::uint8_t>::read(reader, changed) : Values<std::uint16_t>::read(reader, changed);
+        *values = withWidth(width, [&](auto value) { return Values<decltype(value)>::read(reader, changed); });
     if (reader.left() > 0) throw ChangeError(fmt::format("{} bytes were found behind the end", reader.left()));
-    change.requireDifferences();
+    if (withWidth(width, [&](auto value) { return hasSame<decltype(value)>(change.before_, change.after_); }))
+        throw ChangeError("a point is listed that did not change");
     return change;
 }
 
@@ -248,14 +309,6 @@ FragmentChange FragmentChange::decode(std::span<const std::byte> bytes, int widt
         throw ChangeError(fmt::format("{} values of {} bytes were found where {} of {} are expected", found, foundWidth,
                                       points, width));
     return decode(bytes);
-}
-
-void FragmentChange::requireDifferences() const {
-    const auto same = [&](std::size_t i) {
-        return std::memcmp(&before_[i], &after_[i], static_cast<std::size_t>(width_)) == 0;
-    };
-    for (std::size_t i = 0; i < before_.size(); i += static_cast<std::size_t>(width_))
-        if (same(i)) throw ChangeError("a point is listed that did not change");
 }
 
 } // namespace corvane

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/FragmentChange.hpp"
 
+#include "store/ByteCode.hpp"
+
 #include <algorithm>
 #include <cassert>
 #include <cstring>
@@ -10,23 +12,48 @@
 namespace corvane {
 namespace {
 
-std::uint32_t valueAt(const std::byte* value, int width) {
-    std::uint16_t number = 0;
-    std::memcpy(&number, value, static_cast<std::size_t>(width));
-    return number;
+using Run = FragmentChange::Run;
+using Mismatch = FragmentChange::Mismatch;
+
+/// How many values differ, in loops that the compiler vectorises.
+template <class Value>
+std::size_t countDifferences(const std::byte* a, const std::byte* b, std::size_t count) {
+    std::size_t differences = 0;
+    for (std::size_t i = 0; i < count; ++i) differences += loadValue<Value>(a, i) != loadValue<Value>(b, i);
+    return differences;
 }
 
-/// Consecutive points that differ, as `found(first, count)`; Width is that of the values.
-template <std::size_t Width, class Found>
-void findDifferences(const std::byte* a, const std::byte* b, std::size_t points, Found found) {
-    constexpr std::size_t step = 64 / Width; // points that are compared at once
-    const auto differs = [&](std::size_t i) { return std::memcmp(a + i * Width, b + i * Width, Width) != 0; };
-    for (std::size_t i = 0; i < points;) {
-        while (i + step <= points && std::memcmp(a + i * Width, b + i * Width, 64) == 0) i += step;
-        while (i < points && !differs(i)) ++i;
-        const std::size_t first = i;
-        while (i < points && differs(i)) ++i;
-        if (i > first) found(static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(i - first));
+constexpr std::uint32_t LongRun = 16; // from which a call for all of it pays
+
+/// The first value that is neither what is to be replaced nor, where that will do, what it becomes.
+template <class Value>
+std::optional<Mismatch> findMismatch(const std::vector<Run>& runs, const std::byte* values, const std::byte* from,
+                                     const std::byte* to, bool either) {
+    std::size_t at = 0;
+    for (const Run& run : runs) {
+        const std::size_t length = run.count * sizeof(Value);
+        const bool same = run.count >= LongRun &&
+                          std::memcmp(values + run.first * sizeof(Value), from + at * sizeof(Value), length) == 0;
+        for (std::uint32_t i = 0; i < (same ? 0 : run.count); ++i) {
+            const Value found = loadValue<Value>(values, run.first + i), expected = loadValue<Value>(from, at + i);
+            if (found != expected && !(either && found == loadValue<Value>(to, at + i)))
+                return Mismatch{run.first + i, expected, found};
+        }
+        at += run.count;
+    }
+    return std::nullopt;
+}
+
+template <class Value>
+void putValues(const std::vector<Run>& runs, std::byte* values, const std::byte* to) {
+    std::size_t at = 0;
+    for (const Run& run : runs) {
+        if (run.count >= LongRun)
+            std::memcpy(values + run.first * sizeof(Value), to + at * sizeof(Value), run.count * sizeof(Value));
+        else
+            for (std::uint32_t i = 0; i < run.count; ++i)
+                storeValue(values, run.first + i, loadValue<Value>(to, at + i));
+        at += run.count;
     }
 }
 
@@ -40,17 +67,51 @@ FragmentChange::FragmentChange(int width, std::uint32_t points) : width_(width),
 FragmentChange FragmentChange::between(int width, std::span<const std::byte> before, std::span<const std::byte> after) {
     assert(before.size() == after.size());
     FragmentChange change(width, static_cast<std::uint32_t>(before.size() / static_cast<std::size_t>(width)));
-    const auto found = [&](std::uint32_t first, std::uint32_t count) {
-        const std::size_t begin = change.index(first), length = change.index(count);
-        change.addRun({first, count});
-        change.before_.insert(change.before_.end(), before.data() + begin, before.data() + begin + length);
-        change.after_.insert(change.after_.end(), after.data() + begin, after.data() + begin + length);
-    };
-    if (width == 1)
-        findDifferences<1>(before.data(), after.data(), change.points_, found);
-    else
-        findDifferences<2>(before.data(), after.data(), change.points_, found);
+    withWidth(width, [&](auto value) { change.find<decltype(value)>(before.data(), after.data()); });
     return change;
+}
+
+/// Notes what differs. In a block of which a part does, each value and each border is written and only counted when it
+/// differs, since the processor cannot guess that of scattered points.
+template <class Value>
+void FragmentChange::find(const std::byte* a, const std::byte* b) {
+    constexpr std::size_t Block = 256;  // points
+    std::vector<std::uint32_t> borders; // where a run begins, where it ends, and so on
+    bool inRun = false;
+    for (std::size_t first = 0; first < points_; first += Block) {
+        const std::size_t count = std::min<std::size_t>(Block, points_ - first), offset = first * sizeof(Value);
+        const std::size_t differences = countDifferences<Value>(a + offset, b + offset, count);
+        if (differences == 0 || differences == count) {
+            const bool differs = differences > 0;
+            if (differs != inRun) borders.push_back(static_cast<std::uint32_t>(first));
+            inRun = differs;
+            before_.insert(before_.end(), a + offset, a + offset + differences * sizeof(Value));
+            after_.insert(after_.end(), b + offset, b + offset + differences * sizeof(Value));
+            continue;
+        }
+        std::size_t kept = before_.size() / sizeof(Value), border = borders.size();
+        before_.resize((kept + differences + 1) * sizeof(Value)); // one more, which is written and not kept
+        after_.resize(before_.size());
+        borders.resize(border + count + 1);
+        std::byte *const keptBefore = before_.data(), *const keptAfter = after_.data(); // stay in registers
+        std::uint32_t* const written = borders.data();
+        for (std::size_t i = first; i < first + count; ++i) {
+            const Value before = loadValue<Value>(a, i), after = loadValue<Value>(b, i);
+            const bool differs = before != after;
+            storeValue(keptBefore, kept, before);
+            storeValue(keptAfter, kept, after);
+            kept += differs;
+            written[border] = static_cast<std::uint32_t>(i);
+            border += differs != inRun;
+            inRun = differs;
+        }
+        before_.resize(kept * sizeof(Value));
+        after_.resize(before_.size());
+        borders.resize(border);
+    }
+    if (inRun) borders.push_back(points_);
+    runs_.reserve(borders.size() / 2);
+    for (std::size_t i = 0; i < borders.size(); i += 2) runs_.push_back({borders[i], borders[i + 1] - borders[i]});
 }
 
 std::uint32_t FragmentChange::changed() const {
@@ -67,27 +128,14 @@ void FragmentChange::addRun(Run run) {
 std::optional<FragmentChange::Mismatch> FragmentChange::apply(std::span<std::byte> values, Direction direction,
                                                               Expect expect) const {
     assert(values.size() == index(points_));
-    const auto &from = direction == Direction::Forward ? before_ : after_,
-               &to = direction == Direction::Forward ? after_ : before_;
-    std::size_t offset = 0;
-    for (const Run& run : runs_) {
-        const std::byte* present = values.data() + index(run.first);
-        if (std::memcmp(present, from.data() + offset, index(run.count)) != 0) {
-            for (std::uint32_t i = 0; i < run.count; ++i) {
-                const std::uint32_t found = valueAt(present + index(i), width_);
-                const std::uint32_t expected = valueAt(from.data() + offset + index(i), width_);
-                const bool there = expect == Expect::Either && found == valueAt(to.data() + offset + index(i), width_);
-                if (found != expected && !there) return Mismatch{run.first + i, expected, found};
-            }
-        }
-        offset += index(run.count);
-    }
-    offset = 0;
-    for (const Run& run : runs_) {
-        std::memcpy(values.data() + index(run.first), to.data() + offset, index(run.count));
-        offset += index(run.count);
-    }
-    return std::nullopt;
+    const bool forward = direction == Direction::Forward;
+    const std::byte *from = forward ? before_.data() : after_.data(), *to = forward ? after_.data() : before_.data();
+    return withWidth(width_, [&](auto value) {
+        using Value = decltype(value);
+        const auto mismatch = findMismatch<Value>(runs_, values.data(), from, to, expect == Expect::Either);
+        if (!mismatch) putValues<Value>(runs_, values.data(), to);
+        return mismatch;
+    });
 }
 
 FragmentChange FragmentChange::inverted() const {
@@ -141,33 +189,31 @@ void ChangeSum::add(const FragmentChange& change, FragmentChange::Direction dire
     const bool forward = direction == FragmentChange::Direction::Forward;
     const std::byte *from = (forward ? change.before() : change.after()).data(),
                     *to = (forward ? change.after() : change.before()).data();
-    const auto length = static_cast<std::size_t>(width);
-    for (const auto& run : change.runs()) {
-        for (std::uint32_t point = run.first; point < run.end(); ++point, from += length, to += length) {
-            const std::size_t at = nothing_.index(point);
-            if (!listed_[point]) {
-                listed_[point] = true;
-                std::memcpy(&before_[at], from, length);
-            } else if (std::memcmp(&after_[at], from, length) != 0) {
-                throw ChangeError(fmt::format("point {} has the value {} where {} is expected", point,
-                                              valueAt(&after_[at], width), valueAt(from, width)));
-            }
-            std::memcpy(&after_[at], to, length);
+    withWidth(width, [&](auto value) { addValues<decltype(value)>(change.runs(), from, to); });
+}
+
+template <class Value>
+void ChangeSum::addValues(const std::vector<Run>& runs, const std::byte* from, const std::byte* to) {
+    std::byte *const first = before_.data(), *const last = after_.data();
+    std::uint8_t* const listed = listed_.data();
+    std::size_t at = 0;
+    for (const Run& run : runs) {
+        for (std::uint32_t point = run.first; point < run.end(); ++point, ++at) {
+            const Value expected = loadValue<Value>(from, at), present = loadValue<Value>(last, point);
+            if (listed[point] == 0)
+                storeValue(first, point, expected);
+            else if (present != expected)
+                throw ChangeError(
+                    fmt::format("point {} has the value {} where {} is expected", point, present, expected));
+            listed[point] = 1;
+            storeValue(last, point, loadValue<Value>(to, at));
         }
     }
 }
 
 FragmentChange ChangeSum::result() const {
-    FragmentChange sum = nothing_;
-    const auto length = static_cast<std::size_t>(nothing_.width());
-    for (std::uint32_t point = 0; point < nothing_.points(); ++point) {
-        const std::size_t at = nothing_.index(point);
-        if (!listed_[point] || std::memcmp(&before_[at], &after_[at], length) == 0) continue;
-        sum.addRun({point, 1});
-        sum.before_.insert(sum.before_.end(), &before_[at], &before_[at] + length);
-        sum.after_.insert(sum.after_.end(), &after_[at], &after_[at] + length);
-    }
-    return sum;
+    // What no change listed is the same on both sides.
+    return FragmentChange::between(nothing_.width(), before_, after_);
 }
 
 } // namespace corvane

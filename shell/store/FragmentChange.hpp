@@ -97,7 +97,8 @@ private:
     friend class ChangeSum;
     std::size_t index(std::uint32_t changedPoint) const { return std::size_t{changedPoint} * std::size_t(width_); }
     void addRun(Run run);
-    void requireDifferences() const;
+    template <class Value>
+    void find(const std::byte* a, const std::byte* b);
 
     int width_;
     std::uint32_t points_;
@@ -117,9 +118,12 @@ public:
     FragmentChange result() const;
 
 private:
+    template <class Value>
+    void addValues(const std::vector<FragmentChange::Run>& runs, const std::byte* from, const std::byte* to);
+
     FragmentChange nothing_;
-    std::vector<bool> listed_;
-    std::vector<std::byte> before_, after_; // of all points; good where they are listed
+    std::vector<std::uint8_t> listed_;      // whether any change lists the point
+    std::vector<std::byte> before_, after_; // of all points; zeros where it is not listed
 };
 
 } // namespace corvane
