@@ -224,6 +224,12 @@ Committed EditStore::commit(const Commit& commit) {
     });
 }
 
+void EditStore::tidy() {
+    const std::scoped_lock lock(state_->mutex);
+    state_->requireWriting();
+    state_->tidy();
+}
+
 void EditStore::shrink() {
     const std::scoped_lock lock(state_->mutex);
     state_->writing([&] {

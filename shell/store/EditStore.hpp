@@ -50,6 +50,9 @@ public:
         /// A write-ahead log where the file system has shared memory; else a rollback journal, which is slower and lets
         /// readers and the writer wait for each other.
         bool log = true;
+        /// After so many changes of a fragment what they come to is stored once more, so that reading does not have to
+        /// go through all of them.
+        int changesPerSummary = 64;
     };
 
     /// Whether there is a store in which something was ever committed.
@@ -129,6 +132,10 @@ public:
     /// Stores all of it and syncs, or throws and has stored nothing. It has happened when this returns. What does not
     /// fit is refused: a field that is not there, a step that is not next to the present, a change of another width.
     Committed commit(const Commit& commit);
+
+    /// For idle moments of a long session: makes reading quick where much was edited, and copies the log into the file.
+    /// `close` does so, too.
+    void tidy();
 
     /// Gives the room of what is gone back to the file system.
     void shrink();

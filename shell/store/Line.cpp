@@ -23,6 +23,15 @@ std::vector<Line::Leg> Line::way(std::uint32_t fragment, std::size_t from, std::
     return legs;
 }
 
+std::uint32_t& Line::timesChanged(std::uint32_t fragment) {
+    if (!timesChanged_) {
+        timesChanged_.emplace();
+        for (const Step& step : steps)
+            for (const std::uint32_t changed : step.fragments.numbers()) ++(*timesChanged_)[changed];
+    }
+    return (*timesChanged_)[fragment];
+}
+
 FragmentSet Line::changedBetween(std::size_t from, std::size_t to) const {
     std::vector<const FragmentSet*> changed;
     for (std::size_t i = std::min(from, to); i < std::max(from, to); ++i) changed.push_back(&steps[i].fragments);

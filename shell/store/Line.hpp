@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace corvane {
@@ -43,6 +44,9 @@ struct Line {
     FragmentSet base;                    // fragments that have one
     StepId folded = 0;                   // versions up to this one have become the beginning
 
+    /// How often each fragment was changed, counted when first asked for; steps that went still count.
+    std::uint32_t& timesChanged(std::uint32_t fragment);
+
     /// The version at a place, as callers name it.
     StepId version(std::size_t place) const { return place == 0 ? Beginning : steps[place - 1].id; }
 
@@ -54,6 +58,9 @@ struct Line {
 
     /// The fragments that the steps between two places changed, ascending.
     FragmentSet changedBetween(std::size_t from, std::size_t to) const;
+
+private:
+    std::optional<std::unordered_map<std::uint32_t, std::uint32_t>> timesChanged_;
 };
 
 } // namespace corvane

@@ -15,6 +15,7 @@ public:
     std::vector<StoreDamage> all() {
         for (const Line& line : state_.lines) checkLine(line);
         checkTable("actions", "SELECT * FROM actions", static_cast<std::int64_t>(state_.updates.size()));
+        checkTable("summaries", "SELECT * FROM summaries", {});
         checkTable("attributes", "SELECT * FROM attributes", {});
         checkTable("boxes", "SELECT * FROM boxes", {});
         checkTable("counts", "SELECT * FROM counts", {});

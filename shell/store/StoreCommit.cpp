@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/StoreCommit.hpp"
 
+#include "base/InOrder.hpp"
 #include "base/Text.hpp"
 #include "store/ByteCode.hpp"
 #include "store/StoreState.hpp"
@@ -197,11 +198,11 @@ private:
 
     void replaceChange(StepId step, std::uint32_t fragment, const FragmentChange& change) {
         database_.run("DELETE FROM changes WHERE step = ? AND fragment = ?", {step, fragment});
-        putChange(step, fragment, change);
+        putChange(step, fragment, change.encode());
     }
 
-    void putChange(StepId step, std::uint32_t fragment, const FragmentChange& change) {
-        database_.put("INSERT INTO changes VALUES(?,?,?,?)", {step, fragment, change.encode()});
+    void putChange(StepId step, std::uint32_t fragment, const Bytes& change) {
+        database_.put("INSERT INTO changes VALUES(?,?,?,?)", {step, fragment, change});
     }
 
     void requireWidth(const Line& line, const FragmentChange& change) const {
@@ -232,15 +233,23 @@ private:
         std::vector<std::uint32_t> fragments;
         for (const auto* changed : changes) {
             requireWidth(line, changed->change);
-            putChange(id, changed->fragment, changed->change);
             fragments.push_back(changed->fragment);
         }
+        const auto put = [&](std::size_t i, const Bytes& change) { putChange(id, fragments[i], change); };
+        constexpr std::size_t Many = 16; // for which threads pay
+        if (changes.size() < Many)
+            for (std::size_t i = 0; i < changes.size(); ++i) put(i, changes[i]->change.encode());
+        else
+            inOrder(
+                changes.size(), [&](std::size_t i) { return changes[i]->change.encode(); }, put);
         Line::Step added{id, update, step.time, step.module, step.parameters, step.vertices, FragmentSet(fragments)};
         database_.put(
             "INSERT INTO steps VALUES(?,?,?,?,?,?,?,?,?)",
             {id, update, line.id, step.time, step.module, step.parameters, step.vertices, added.fragments.encode()});
+        line.timesChanged(0); // counts the steps before
         line.steps.push_back(std::move(added));
         line.present = line.steps.size();
+        for (const std::uint32_t fragment : fragments) state_.noteChange(line, fragment);
         return id;
     }
 

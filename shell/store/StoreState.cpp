@@ -115,11 +115,12 @@ void StoreState::close() {
     std::exception_ptr problem;
     if (database_ && opened_ && mayWrite()) {
         try {
+            tidy();
             sqlite3_busy_timeout(database_->handle(), 0); // gives way to readers, and copies what it can
             database_->run("PRAGMA wal_checkpoint(TRUNCATE)");
         } catch (const SqliteFailure&) {
             problem = std::current_exception();
-            copyLogAtClosing(false); // not once more
+            if (database_) copyLogAtClosing(false); // not once more
         }
     }
     database_.reset();
@@ -229,9 +230,14 @@ std::vector<StoreState::StoredLeg> StoreState::legsBetween(const Line& line, std
 std::vector<StoreState::StoredLeg> StoreState::legsFromOrigin(const Line& line, std::uint32_t fragment,
                                                               std::size_t to) const {
     std::vector<StoredLeg> legs;
-    if (line.base.contains(fragment))
+    std::size_t from = line.anchor;
+    if (auto summary = summaryBefore(line, fragment, to)) {
+        from = *line.placeOf(summary->step);
+        legs.push_back(std::move(*summary));
+    } else if (line.base.contains(fragment)) {
         legs.push_back({baseOf(line, fragment), Beginning, FragmentChange::Direction::Forward});
-    std::ranges::move(legsBetween(line, fragment, line.anchor, to), std::back_inserter(legs));
+    }
+    std::ranges::move(legsBetween(line, fragment, from, to), std::back_inserter(legs));
     return legs;
 }
 

@@ -13,8 +13,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace corvane {
@@ -30,7 +32,7 @@ public:
     /// A change as it is stored.
     struct StoredLeg {
         std::vector<std::byte> bytes;
-        StepId step; ///< Beginning: a base
+        StepId step; ///< Beginning: a base; that of a summary is the last one in it
         FragmentChange::Direction direction;
     };
 
@@ -53,6 +55,12 @@ public:
 
     /// Notes that a commit is on the disc.
     void keepCommit();
+
+    /// Counts a change of a fragment, and when there were many notes that it needs a summary.
+    void noteChange(Line& line, std::uint32_t fragment);
+
+    /// Stores what all changes up to the present come to, of the fragments that were noted, and copies the log.
+    void tidy();
 
     const Line& line(const std::string& field) const; ///< throws Failure when there is none
     Line& line(const std::string& field);
@@ -132,6 +140,8 @@ private:
     void giveUpWriting(const std::string& why);
 
     void makeStore(const SurveyIdentity& identity) const;
+    std::optional<StoredLeg> summaryBefore(const Line& line, std::uint32_t fragment, std::size_t to) const;
+    void summarise(const Line& line, std::uint32_t fragment);
     void copyLogAtClosing(bool copy);
     std::vector<std::byte> soundChange(SqliteQuery& rows, const Part& part, StepId step) const;
     void beginReading();
@@ -147,8 +157,9 @@ private:
     std::optional<WriterLock> lock_; // goes after the connection
     GoodLog log_;
     std::unique_ptr<Sqlite> database_;
-    bool opened_ = false;               // to write, and wholly
-    std::optional<std::string> broken_; // why nothing is written any more
+    std::set<std::pair<std::int64_t, std::uint32_t>> due_; // fields and fragments that need a summary
+    bool opened_ = false;                                  // to write, and wholly
+    std::optional<std::string> broken_;                    // why nothing is written any more
 };
 
 } // namespace corvane

@@ -260,6 +260,7 @@ protected:
             : choice < 18 ? (dice.oneIn(2) ? endMaskAndBeginAnew() : setAttribute())
             : choice < 19 ? failToCommit()
                           : reopen();
+            if (dice.oneIn(3)) store->tidy();
             compare(*store);
             if (HasFatalFailure()) return;
         }
@@ -267,7 +268,7 @@ protected:
 
     const Folder folder;
     const std::string path = folder / "survey.las.edits";
-    const EditStore::Options options = {.sync = false, .log = GetParam()};
+    const EditStore::Options options = {.sync = false, .log = GetParam(), .changesPerSummary = 3};
     std::map<std::string, Model> models;
     std::map<UpdateId, std::string> actions;
     Dice dice{1};
