@@ -14,5 +14,6 @@ void benchLasso();
 void benchLaz();
 void benchMask();
 void benchStatistics();
+void benchStore();
 
 } // namespace corvane::bench

@@ -26,7 +26,8 @@ constexpr Path Paths[] = {{"count", corvane::bench::benchCount},
                           {"open", corvane::bench::benchOpen},
                           {"picture", corvane::bench::benchPicture},
                           {"save", corvane::bench::benchSave},
-                          {"statistics", corvane::bench::benchStatistics}};
+                          {"statistics", corvane::bench::benchStatistics},
+                          {"store", corvane::bench::benchStore}};
 
 } // namespace
 
