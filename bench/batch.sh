@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Measures `corvane reclassify` of 200 packed tiles with one process at a time beside two at a time, in turns. Packed,
-# since with plain ones the disc is the limit.
+# Measures `corvane reclassify` of 200 packed tiles, one process at a time on one processor, beside two at a time, in
+# turns. Packed, since with plain ones the disc is the limit; TMPDIR=/dev/shm leaves it out.
 # usage: bench/batch.sh CORVANE [POINTS [TURNS]]; files go to a folder under TMPDIR, removed at the end. POINTS are those
 # of a tile.
 set -euo pipefail
@@ -15,7 +15,7 @@ mkdir tiles
 "$corvane" --quiet convert survey.las tiles/tile0.laz >/dev/null
 for ((tile = 1; tile < 200; ++tile)); do cp tiles/tile0.laz "tiles/tile$tile.laz"; done
 edit=(reclassify tiles --out-dir out --overwrite --from ground --to building --where 'ReturnNumber == 1')
-ours=(env OMP_NUM_THREADS=1 "$corvane" --quiet "${edit[@]}")
+ours=(taskset -c 0 "$corvane" --quiet "${edit[@]}")
 theirs=("$corvane" --quiet "${edit[@]}" --jobs 2)
 take_turns "$turns"
 

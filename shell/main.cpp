@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <malloc.h>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -100,6 +101,7 @@ int run(int argc, char** argv) {
     program.set_version_flag("-V,--version", CORVANE_VERSION, "Print the version and exit");
     addGlobalOptions(program, options);
     program.parse_complete_callback([&options] { setSinks(options.verbosity); });
+    corvane::addApply(program, options);
     corvane::addCatalogue(program, options);
     corvane::addCompare(program, options);
     corvane::addConvert(program, options);
@@ -111,6 +113,7 @@ int run(int argc, char** argv) {
     corvane::addLabels(program, options);
     corvane::addLint(program, options);
     corvane::addMask(program, options);
+    corvane::addPatch(program, options);
     corvane::addPicture(program, options);
     corvane::addPoints(program, options);
     corvane::addSample(program, options);
@@ -186,9 +189,17 @@ private:
     static inline auto bytes_ = std::make_unique_for_overwrite<std::byte[]>(Size);
 };
 
+/// What is freed stays for the next fragment: the first touch of fresh memory costs more than what is done with it.
+void keepFreedMemory() {
+    constexpr int most = 64 << 20; // bytes
+    mallopt(M_MMAP_THRESHOLD, most / 2);
+    mallopt(M_TRIM_THRESHOLD, most);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    keepFreedMemory();
     const MemoryReserve reserve;
     corvane::listenForSignals();
     int status = JobFailed;

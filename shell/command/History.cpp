@@ -4,6 +4,7 @@
 #include "command/Commands.hpp"
 #include "command/KeptEdits.hpp"
 #include "command/Output.hpp"
+#include "network/ReplayNetwork.hpp"
 
 #include <fmt/format.h>
 
@@ -16,6 +17,7 @@ namespace {
 struct Arguments {
     std::string survey;
     unsigned count = 1;
+    bool network = false;
 };
 
 /// An update with its steps, those of masks among them.
@@ -62,9 +64,24 @@ void print(const std::vector<Entry>& entries) {
     }
 }
 
-void show(const GlobalOptions& options, const Arguments& arguments, bool json, bool network) {
+/// What does the edits again on another survey, up to the present.
+void printNetwork(const EditStore& store, const std::vector<Entry>& entries) {
+    std::vector<Json> updates;
+    for (const Entry& entry : entries) {
+        if (!entry.done()) continue;
+        const Json update = Json::parse(store.actions(entry.update.id), nullptr, false);
+        if (!update.is_object() || !update.contains("actions"))
+            throw Failure(fmt::format("{}: the edit of {} by {} was not done by a network, so none can do it again.",
+                                      store.path(), timeText(entry.update.time), entry.steps.front().module));
+        updates.push_back(update);
+    }
+    printJson(replayNetwork(updates));
+}
+
+void show(const GlobalOptions& options, const Arguments& arguments, bool json) {
     const EditStore store = openEdits(options, arguments.survey, EditStore::Access::Read);
     const std::vector<Entry> entries = entriesOf(store);
+    if (arguments.network) return printNetwork(store, entries);
     if (json) {
         Json list = Json::array();
         for (const Entry& entry : entries) list.push_back(asJson(entry));
@@ -72,7 +89,6 @@ void show(const GlobalOptions& options, const Arguments& arguments, bool json, b
     }
     if (entries.empty()) return fmt::print("{}: nothing is kept that could be undone\n", escaped(arguments.survey));
     print(entries);
-    (void)network;
 }
 
 enum class Way { Back, Forth };
@@ -124,9 +140,12 @@ void addHistory(CLI::App& program, const GlobalOptions& options) {
         "history", "List the edits that are kept of a survey: when, by which module, how many points.");
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("FILE", arguments->survey, "The survey")->required();
+    command->add_flag("--network", arguments->network,
+                      "Print a network file that does the edits again, on another survey");
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] { show(options, *arguments, *json, false); });
-    command->footer("Examples:\n  corvane history tile.laz\n  corvane history tile.laz --json");
+    command->callback([&options, arguments, json] { show(options, *arguments, *json); });
+    command->footer("Examples:\n  corvane history tile.laz\n  corvane history tile.laz --network > again.json\n"
+                    "  corvane run again.json --survey other.laz --save fixed.laz");
 }
 
 void addUndo(CLI::App& program, const GlobalOptions& options) { addWay(program, options, Way::Back); }

@@ -51,8 +51,8 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     std::size_t keptActions = 0;
     const auto keep = [&] {
         if (!edited.keeper) return;
-        edited.keeper->commit(network.record().since(keptActions).dump());
-        keptActions = network.record().actions();
+        const auto kept = edited.keeper->commit(network.record().since(keptActions).dump());
+        if (kept != EditKeeper::Kept::Nothing) keptActions = network.record().actions();
     };
     Json reports = Json::array();
     std::vector<std::string> unclean;
@@ -75,7 +75,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     if (!arguments.save.empty()) save(arguments.save, arguments.overwrite);
     session.printLateWarnings(*survey);
     if (json) printJson({{"reports", reports}});
-    if (edited.keeper) edited.keeper->store().close();
+    if (edited.keeper) edited.keeper->close();
     if (!edited.keeper && survey->editedAt() > savedAt && !arguments.discard)
         throw Failure(
             fmt::format("{}: edits of {} are dropped: nothing saves them. Add {{\"save\": \"OUT.las\"}} to the "

@@ -222,8 +222,8 @@ std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
     if (arguments_.dryRun) return result;
     if (edited_.keeper) {
         edited_.keeper->commit(network_.record().since(0).dump());
-        edited_.keeper->store().close();
         result.kept = edited_.keeper->store().path();
+        edited_.keeper->close();
     } else if (!arguments_.changedOnly || result.changed > 0) {
         save(result, labels);
     }

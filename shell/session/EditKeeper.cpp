@@ -60,6 +60,21 @@ EditKeeper::EditKeeper(std::shared_ptr<const Survey> survey, std::shared_ptr<Edi
     if (rebound_) compareValues();
 }
 
+EditKeeper::~EditKeeper() {
+    try {
+        if (open_) close();
+    } catch (const Failure&) { // what is committed is there all the same
+    }
+}
+
+void EditKeeper::close() {
+    open_ = false;
+    if (!store_->mayWrite()) return;
+    const bool empty = store_->fields().empty();
+    store_->close();
+    if (empty) EditStore::remove(store_->path());
+}
+
 StoredFragment EditKeeper::fragmentOf(const std::string& name, const KeptField& kept, std::uint32_t number) const {
     return {store_, name, number, kept.originals.at(number), kept.origin == Origin::Zeros};
 }
@@ -220,7 +235,7 @@ void EditKeeper::addBoxes(Commit& commit) const {
     }
 }
 
-UpdateId EditKeeper::commit(const std::string& actions) {
+EditKeeper::Kept EditKeeper::commit(const std::string& actions) {
     Commit commit;
     std::vector<FieldChange> changes;
     const std::vector<std::string> names = editableFields();
@@ -256,7 +271,9 @@ UpdateId EditKeeper::commit(const std::string& actions) {
         adopt(change, std::span(committed.steps).subspan(next, count));
         next += count;
     }
-    return committed.update;
+    if (committed.update != 0) return Kept::Step;
+    const bool moved = !commit.undone.empty() || !commit.redone.empty() || !commit.gone.empty();
+    return moved ? Kept::Moved : Kept::Nothing;
 }
 
 /// From now on what changed can be made from the store.

@@ -25,10 +25,20 @@ public:
     /// those of the survey.
     EditKeeper(std::shared_ptr<const Survey> survey, std::shared_ptr<EditStore> store,
                const std::optional<SurveyIdentity>& rebound);
+    ~EditKeeper();
+    EditKeeper(const EditKeeper&) = delete;
+    EditKeeper& operator=(const EditKeeper&) = delete;
+
+    /// Completes the file of the store, so that it can be copied. One in which nothing is kept of the survey goes.
+    /// Nothing else may be called after it. Throws Failure.
+    void close();
+
+    /// What became of what had happened.
+    enum class Kept { Nothing, Moved, Step };
 
     /// Stores what has changed since the last time as one update, all of it or nothing. `actions` is what led to it, as
-    /// JSON. Returns the number of the update; 0 when no step was made. Throws Failure.
-    UpdateId commit(const std::string& actions);
+    /// JSON; it is kept with a step only, and not where a history was moved in or cleared. Throws Failure.
+    Kept commit(const std::string& actions);
 
     EditStore& store() const { return *store_; }
 
@@ -52,6 +62,7 @@ private:
     std::map<std::string, KeptField> fields_;
     std::vector<char> hasBox_; // in the store, by fragment
     std::optional<SurveyIdentity> rebound_;
+    bool open_ = true;
 };
 
 } // namespace corvane

@@ -38,6 +38,9 @@ public:
     /// What the file's Classification Lookup names, which the field Classification carries too; none without one.
     const std::optional<Kesh::LabelSet>& labels() const { return labels_; }
 
+    /// The points of each fragment, by its number.
+    const std::vector<PointRange>& ranges() const { return ranges_; }
+
     /// Bytes that values which can be read again may take.
     std::size_t memoryBudget() const { return options_.memoryBytes; }
 

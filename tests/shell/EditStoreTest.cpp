@@ -189,6 +189,45 @@ TEST_F(EditStore, allCommandsSeeTheEditsUnlessToldOtherwise) {
     EXPECT_TRUE(holds(told.err, "in.las.edits") && holds(told.err, "--original")) << told.err;
 }
 
+TEST_F(EditStore, aReplayAndAPatchGiveTheSameBytes) {
+    const std::string copy = folder / "copy.las", packed = folder / "copy.laz", again = folder / "again.las";
+    write(copy, bytesOf(in));
+    ASSERT_EQ(corvane({"convert", in, packed}).status, 0);
+    edit({"reclassify", "--from", "2", "--to", "9", "--where", "ReturnNumber == 1"}, in);
+    edit({"run", network(std::string(Select) + "," + Apply)}, in);
+    edit({"reclassify", "--map", "5:6,6:5"}, in);
+    edit({"reclassify", "--from", "9", "--to", "10"}, in);
+    ASSERT_EQ(corvane({"undo", in}).status, 0);
+    const RawPoints expected = saved(in);
+    EXPECT_FALSE(expected.bytes() == bytesOf(in));
+
+    const Outcome replay = corvane({"history", in, "--network"});
+    ASSERT_EQ(replay.status, 0) << replay.err;
+    write(folder / "replay.json", replay.out);
+    const Outcome run = corvane({"run", folder / "replay.json", "--survey", copy, "--save", again});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(bytesOf(again) == expected.bytes());
+
+    const std::string patch = folder / "edits.patch";
+    ASSERT_EQ(corvane({"patch", in, patch}).status, 0);
+    expectRefused({"patch", in, patch}, 1, {"edits.patch", "exists"});
+    for (const std::string& survey : {copy, packed}) {
+        SCOPED_TRACE(survey);
+        const std::string before = bytesOf(copy);
+        expectRefused({"apply", survey, patch, "--reverse"}, 1, {"Classification of point", "nothing was changed"});
+        ASSERT_EQ(corvane({"apply", survey, patch}).status, 0);
+        EXPECT_TRUE(saved(survey).bytes() == expected.bytes());
+        expectRefused({"apply", survey, patch}, 1, {"Classification of point", "nothing was changed"});
+        EXPECT_EQ(doneSteps(survey), 1u);
+        ASSERT_EQ(corvane({"apply", survey, patch, "--reverse"}).status, 0);
+        EXPECT_TRUE(saved(survey).bytes() == before);
+        ASSERT_EQ(corvane({"undo", survey, "2"}).status, 0);
+        EXPECT_TRUE(saved(survey).bytes() == before);
+    }
+    write(patch, bytesOf(patch).substr(0, bytesOf(patch).size() / 2));
+    expectRefused({"apply", copy, patch}, 1, {"edits.patch"});
+}
+
 TEST_F(EditStore, isOfOneSurveyOnly) {
     expectRefused({"undo", in}, 1, {"no edits are kept", "in.las.edits"});
     edit({"reclassify", "--from", "2", "--to", "9"}, in);
