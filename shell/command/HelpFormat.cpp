@@ -4,9 +4,10 @@
 namespace corvane {
 
 std::string HelpFormat::make_footer(const CLI::App* app) const {
-    const CLI::App* program = app->get_parent();
+    const CLI::App* program = app;
+    while (program->get_parent()) program = program->get_parent();
     const std::string own = Formatter::make_footer(app);
-    if (!program) return own;
+    if (program == app) return own;
     const auto global = program->get_options([program](const CLI::Option* option) {
         return option->nonpositional() && option != program->get_help_ptr() && option != program->get_version_ptr();
     });

@@ -30,6 +30,9 @@ namespace {
 /// Bytes. One pass over the points has no use for more, and memory that is used again is faster than fresh memory.
 constexpr std::size_t OnePassMemory = std::size_t{16} << 20;
 
+/// The same where an expression is looked at before the points are counted: what is counted stays meanwhile.
+constexpr std::size_t WhereMemory = std::size_t{64} << 20;
+
 struct Arguments {
     std::string field = ClassificationName, mask, secondary, labels, plot;
     LimitArguments limits;
@@ -139,8 +142,10 @@ void count(const GlobalOptions& options, const Arguments& arguments, const std::
     CallLimits limits(arguments.limits);
     CommandSession session(options);
     const SurveyOptions usual;
-    const bool onePass = !arguments.limits.any() || !arguments.limits.where.empty();
-    const auto survey = session.open(path, onePass ? OnePassMemory : usual.memoryBytes, reading);
+    const std::size_t memory = !arguments.limits.any()          ? OnePassMemory
+                               : arguments.limits.where.empty() ? usual.memoryBytes
+                                                                : WhereMemory;
+    const auto survey = session.open(path, memory, reading);
     const std::string field = countableField(*survey, arguments.field);
     const Kesh::LimitPtr limit = limits.on(*survey, [&](const std::string& sentence) { session.note(sentence); });
     const CountTask task{.field = survey->selector(field),

@@ -128,7 +128,7 @@ public:
         if (isField(task_.secondary)) fields.push_back(task_.secondary);
         if (brush.fields().empty() && points.load(fields)) return counter_.countUnder(brush);
         const std::string name = "points under a brush"; // no dimension is called so
-        const TemporaryField mask(survey_.points(), name, points.mask());
+        const TemporaryField mask(survey_.points(), name, points.mask(fields));
         return counter_.countWhereNotZero(name);
     }
 

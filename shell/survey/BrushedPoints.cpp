@@ -6,6 +6,8 @@
 #include "Kesh/editing/VertexSelection.hpp"
 #include "base/InOrder.hpp"
 
+#include <algorithm>
+
 namespace corvane {
 
 using Holdfast::StrongPtr;
@@ -51,14 +53,14 @@ bool BrushedPoints::load(const std::vector<std::string>& fields) {
 }
 
 /// Fragments are looked at on all threads: what takes the time is reading and decoding, all fields of one together.
-StrongPtr<Fiber::Field> BrushedPoints::mask() const {
+StrongPtr<Fiber::Field> BrushedPoints::mask(const std::vector<std::string>& fields) const {
     const auto mask = Fiber::makeMask(*positions_);
     std::vector<const Fiber::Field::Fragment*> met;
     for (const auto& [number, fragment] : positions_->fragments())
         if (fragment.array && isMet(fragment.id)) met.push_back(&fragment);
     using Entries = StrongPtr<Fiber::MemBase>;
     inOrder(
-        met.size(), [&](std::size_t i) { return maskOf(*met[i]); },
+        met.size(), [&](std::size_t i) { return maskOf(*met[i], fields); },
         [&](std::size_t i, const Entries& entries) {
             watch_(i, met.size(), "Looking which points are meant");
             mask->setPersistentData(Holdfast::create<Fiber::CreativeArrayBase>(entries), met[i]->id);
@@ -66,15 +68,24 @@ StrongPtr<Fiber::Field> BrushedPoints::mask() const {
     return mask;
 }
 
-StrongPtr<Fiber::MemBase> BrushedPoints::maskOf(const Fiber::Field::Fragment& fragment) const {
+/// What only the brush reads goes at once, so that its memory serves the next fragment and the fields stay.
+StrongPtr<Fiber::MemBase> BrushedPoints::maskOf(const Fiber::Field::Fragment& fragment,
+                                                const std::vector<std::string>& fields) const {
     std::vector<StrongPtr<Fiber::CreativeArrayBase>> arrays;
+    const auto add = [&](const std::vector<std::string>& names) {
+        for (const std::string& name : names)
+            if (const auto field = survey_.points().findField(name)) arrays.push_back(field->getCreator(fragment.id));
+    };
+    add(fields);
+    const std::vector<StrongPtr<Fiber::CreativeArrayBase>> toStay = arrays;
     if (brush_.readsPositions()) arrays.push_back(fragment.array);
-    for (const std::string& name : brush_.fields())
-        if (const auto field = survey_.points().findField(name)) arrays.push_back(field->getCreator(fragment.id));
-    loadTogether(arrays);
+    add(brush_.fields());
+    const auto made = loadTogether(arrays);
     const auto entries = Holdfast::create<Fiber::MemArray<std::uint8_t>>(fragment.array->size(), Fiber::Unmasked);
     Kesh::VertexSelection selection(survey_.points(), &brush_, Kesh::VertexSelection::Reading::Present);
     for (const std::uint32_t i : selection.of(fragment.id, entries->size())) entries->chunk.values[i] = Fiber::Masked;
+    for (const auto& array : made)
+        if (std::ranges::find(toStay, array) == toStay.end()) array->discardCreation();
     return entries;
 }
 

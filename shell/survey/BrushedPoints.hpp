@@ -20,13 +20,15 @@ public:
     /// as this lives. False, with nothing kept, when the survey's memory budget does not suffice.
     bool load(const std::vector<std::string>& fields);
 
-    /// A mask that holds them. Takes a byte for each point of the fragments that the brush meets.
-    Holdfast::StrongPtr<Fiber::Field> mask() const;
+    /// A mask that holds them. Takes a byte for each point of the fragments that the brush meets. These fields are read
+    /// on the way, since they will be asked for next.
+    Holdfast::StrongPtr<Fiber::Field> mask(const std::vector<std::string>& fields) const;
 
 private:
     bool isMet(const Holdfast::StrongPtr<Fiber::FragmentID>& fragment) const;
     bool fit(std::size_t fields) const;
-    Holdfast::StrongPtr<Fiber::MemBase> maskOf(const Fiber::Field::Fragment& fragment) const;
+    Holdfast::StrongPtr<Fiber::MemBase> maskOf(const Fiber::Field::Fragment& fragment,
+                                               const std::vector<std::string>& fields) const;
 
     /// Calls the function with each fragment that the brush may meet, until it returns false.
     template <class Function>

@@ -185,25 +185,29 @@ StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const FragmentRecor
     });
 }
 
-void loadTogether(std::span<const StrongPtr<Fiber::CreativeArrayBase>> arrays) {
+std::vector<StrongPtr<Fiber::CreativeArrayBase>>
+loadTogether(std::span<const StrongPtr<Fiber::CreativeArrayBase>> arrays) {
     const FragmentRecords* records = nullptr;
-    std::vector<std::pair<Fiber::CreativeArrayBase*, std::unique_ptr<RecordSource::Filling>>> wanting;
+    std::vector<std::pair<StrongPtr<Fiber::CreativeArrayBase>, std::unique_ptr<RecordSource::Filling>>> wanting;
     WantedBytes wanted;
     for (const auto& array : arrays) {
         const auto source = array ? Holdfast::cast<const RecordSource>(array->source()) : nullptr;
         if (!source || array->hasData() || (records && records != &source->records())) continue;
         records = &source->records();
-        wanting.emplace_back(array.get(), source->begin());
+        wanting.emplace_back(array, source->begin());
         std::ranges::copy(wanting.back().second->wanted, std::back_inserter(wanted));
     }
-    if (wanting.size() < 2) return; // which is read when it is asked for
+    if (wanting.empty()) return {};
     records->forPieces(wanted, [&](std::span<const std::byte> piece, std::size_t first, std::size_t count) {
         for (const auto& [array, filling] : wanting) filling->decode(piece, first, count);
     });
+    std::vector<StrongPtr<Fiber::CreativeArrayBase>> made;
     for (const auto& [array, filling] : wanting) {
         filling->end();
         array->take(filling->values);
+        made.push_back(array);
     }
+    return made;
 }
 
 } // namespace corvane

@@ -39,7 +39,8 @@ Holdfast::StrongPtr<Fiber::ArraySource> sourceOf(const std::shared_ptr<const Fra
                                                  const SurveyField& field, const BoxNote& note);
 
 /// Has the values of several fields in one fragment made in one pass over its records, as far as they are made of them
-/// and not resident. They are the cache's to drop at any time.
-void loadTogether(std::span<const Holdfast::StrongPtr<Fiber::CreativeArrayBase>> arrays);
+/// and not resident. They are the cache's to drop at any time. Returns the arrays that have values since.
+std::vector<Holdfast::StrongPtr<Fiber::CreativeArrayBase>>
+loadTogether(std::span<const Holdfast::StrongPtr<Fiber::CreativeArrayBase>> arrays);
 
 } // namespace corvane
