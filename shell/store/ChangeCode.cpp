@@ -106,7 +106,7 @@ std::uint32_t findBit(std::span<const std::byte> bits, std::uint32_t begin, std:
 
 std::vector<FragmentChange::Run> readBits(ByteReader& reader, std::uint32_t points) {
     const auto bits = reader.bytes(bytesForBits(points));
-    if (points % 8 != 0 && bits.back() >> points % 8 != std::byte{0})
+    if (points % 8 != 0 && (bits.back() >> points % 8) != std::byte{0})
         throw ChangeError("bits are set behind the last point");
     std::vector<FragmentChange::Run> runs;
     for (std::uint32_t end = 0;;) {

@@ -7,11 +7,6 @@
 #include <limits>
 
 namespace corvane {
-namespace {
-
-constexpr std::uint64_t MostFragments = std::uint64_t{1} << 24; // what claims more is damaged
-
-} // namespace
 
 FragmentSet::FragmentSet(std::vector<std::uint32_t> numbers) {
     std::ranges::sort(numbers);
@@ -35,16 +30,16 @@ FragmentSet FragmentSet::united(const std::vector<const FragmentSet*>& sets) {
     return all;
 }
 
-FragmentSet FragmentSet::decode(std::span<const std::byte> bytes) {
+FragmentSet FragmentSet::decode(std::span<const std::byte> bytes, std::uint64_t most) {
     ByteReader reader(bytes);
     FragmentSet set;
     std::uint64_t end = 0, size = 0; // `end` is one behind the last run
     for (std::uint64_t left = reader.number(reader.left() / 2); left > 0; --left) {
         const std::uint64_t first = end + reader.number(std::numeric_limits<std::uint32_t>::max());
-        const std::uint64_t count = reader.number(MostFragments);
+        const std::uint64_t count = reader.number(most);
         end = first + count;
         size += count;
-        if (count == 0 || size > MostFragments || end > std::numeric_limits<std::uint32_t>::max())
+        if (count == 0 || size > most || end > std::numeric_limits<std::uint32_t>::max())
             throw ChangeError("a list of fragments has a run that cannot be");
         set.add({static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end - 1)});
     }

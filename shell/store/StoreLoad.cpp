@@ -27,9 +27,9 @@ void forRows(Sqlite& database, const char* statement, Use use, Bad bad) {
     }
 }
 
-std::optional<FragmentSet> fragmentsIn(std::span<const std::byte> bytes) {
+std::optional<FragmentSet> fragmentsIn(std::span<const std::byte> bytes, std::uint64_t most) {
     try {
-        return FragmentSet::decode(bytes);
+        return FragmentSet::decode(bytes, most);
     } catch (const ChangeError&) {
         return std::nullopt;
     }
@@ -43,6 +43,9 @@ void StoreState::note(const std::string& field, StepId step, const std::string& 
 }
 
 void StoreState::load() {
+    constexpr std::uint64_t LeastRow = 8; // bytes; each fragment of a list has a row
+    mostFragments_ = static_cast<std::uint64_t>(database().number("PRAGMA page_count")) *
+                     static_cast<std::uint64_t>(database().number("PRAGMA page_size")) / LeastRow;
     lines.clear();
     updates.clear();
     damage.clear();
@@ -73,7 +76,7 @@ std::vector<StoreState::Claim> StoreState::loadLines() {
         line.width = static_cast<int>(rows.number(2));
         line.origin = static_cast<Origin>(rows.number(3));
         line.attributes = rows.number(7);
-        auto base = fragmentsIn(rows.bytes(8));
+        auto base = fragmentsIn(rows.bytes(8), mostFragments_);
         const bool good = base && (line.width == 1 || line.width == 2) && rows.number(3) >= 0 && rows.number(3) <= 1;
         if (!good) return false;
         line.base = std::move(*base);
@@ -101,7 +104,7 @@ void StoreState::loadUpdates() {
 void StoreState::loadSteps() {
     const auto use = [&](const SqliteQuery& rows) {
         const auto line = std::ranges::find(lines, rows.number(2), &Line::id);
-        auto fragments = fragmentsIn(rows.bytes(7));
+        auto fragments = fragmentsIn(rows.bytes(7), mostFragments_);
         if (!fragments) return false;
         if (line != lines.end())
             line->steps.push_back({rows.number(0), rows.number(1), rows.number(3), rows.text(4), rows.text(5),

@@ -158,6 +158,7 @@ private:
     GoodLog log_;
     std::unique_ptr<Sqlite> database_;
     std::set<std::pair<std::int64_t, std::uint32_t>> due_; // fields and fragments that need a summary
+    std::uint64_t mostFragments_ = 0;                      // that the file has room for
     bool opened_ = false;                                  // to write, and wholly
     std::optional<std::string> broken_;                    // why nothing is written any more
 };
