@@ -17,16 +17,6 @@ namespace {
 
 constexpr std::uint64_t HeadOfLog = 32, HeadOfPage = 24, SaltInHead = 16; // bytes
 
-/// Network drives, on which each machine would have a memory of its own.
-bool isShared(const std::string& path) {
-    constexpr std::array<std::uint32_t, 8> Network = {
-        0x6969,     0x517B,     0xFF534D42, 0xFE534D42,  // NFS, SMB, CIFS
-        0x65735546, 0x01021997, 0x00C36400, 0x5346414F}; // FUSE, 9P, Ceph, AFS
-    struct statfs about {};
-    if (statfs(path.c_str(), &about) != 0) return false;
-    return std::ranges::find(Network, static_cast<std::uint32_t>(about.f_type)) != Network.end();
-}
-
 /// The eight bytes that a log's beginning is known by; nulls when there is none.
 std::array<std::byte, 8> saltOf(const std::string& path) {
     std::array<std::byte, 8> salt{};
@@ -39,26 +29,30 @@ std::array<std::byte, 8> saltOf(const std::string& path) {
 
 } // namespace
 
+bool isOnNetwork(const std::string& path) {
+    constexpr std::array<std::uint32_t, 8> Network = {
+        0x6969,     0x517B,     0xFF534D42, 0xFE534D42,  // NFS, SMB, CIFS
+        0x65735546, 0x01021997, 0x00C36400, 0x5346414F}; // FUSE, 9P, Ceph, AFS
+    struct statfs about {};
+    if (statfs(path.c_str(), &about) != 0) return false;
+    return std::ranges::find(Network, static_cast<std::uint32_t>(about.f_type)) != Network.end();
+}
+
 std::uint64_t sizeOfFile(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
 void chooseJournal(Sqlite& database, bool log, bool sync) {
-    const bool wanted = log && !isShared(database.path());
-    std::string mode;
-    try {
-        mode = database.text(wanted ? "PRAGMA journal_mode = WAL" : "PRAGMA journal_mode = DELETE");
-    } catch (const SqliteFailure& failure) {
-        if (!failure.needsMemory()) throw;
-    }
-    if (mode != (wanted ? "wal" : "delete")) {
-        // Alone with the file one needs no shared memory, and can leave the log behind.
+    if (!log || database.text("PRAGMA journal_mode = WAL") != "wal") {
         database.run("PRAGMA locking_mode = EXCLUSIVE");
-        database.run("PRAGMA journal_mode = DELETE");
+        if (const auto mode = database.text("PRAGMA journal_mode = DELETE"); mode != "delete")
+            throw Failure(fmt::format("{}: keeps a journal of the kind \"{}\" where \"delete\" is expected; close what "
+                                      "else has it open.",
+                                      database.path(), mode));
         database.run("PRAGMA locking_mode = NORMAL");
-        database.number("SELECT count(*) FROM sqlite_schema"); // which lets the others in again
     }
+    database.number("SELECT count(*) FROM sqlite_schema"); // which needs the memory, and lets others in again
     database.run(sync ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     database.run("PRAGMA wal_autocheckpoint = 0"); // between commits, not in them
 }

@@ -18,8 +18,12 @@ inline std::string memoryOf(const std::string& path) { return path + "-shm"; }
 /// Bytes in a file; 0 when there is none.
 std::uint64_t sizeOfFile(const std::string& path);
 
-/// Lets a connection for writing keep a log where the file system has shared memory that all who open the file share,
-/// and a rollback journal on network drives; `log` false: that in any case. With `sync` each commit is synced.
+/// Whether a file lies on a network drive, where each machine would have a memory of its own.
+bool isOnNetwork(const std::string& path);
+
+/// Lets a connection for writing keep a log, for which it needs memory that all who open the file share, or a rollback
+/// journal. For that, a log that the file still has can be left only by who is alone with it (locking mode EXCLUSIVE)
+/// from the beginning, where there is no such memory. With `sync` each commit is synced.
 void chooseJournal(Sqlite& database, bool log, bool sync);
 
 /// Knows how much of the log was committed and synced.

@@ -91,15 +91,27 @@ void StoreState::makeStore(const SurveyIdentity& identity) const {
     syncFolderOf(path_);
 }
 
+void StoreState::connectToWrite(bool log) {
+    database_.reset();
+    database_ = std::make_unique<Sqlite>(path_, Sqlite::Mode::Write);
+    copyLogAtClosing(false); // of what may not be ours
+    if (!log) database_->run("PRAGMA locking_mode = EXCLUSIVE");
+    schema::check(*database_, true);
+    chooseJournal(*database_, log, options_.sync);
+}
+
 void StoreState::openToWrite(const SurveyIdentity* created) {
     if (!created && sizeOfFile(path_) == 0)
         throw Failure(fmt::format("{}: is no edit store, or an empty one; check the name.", path_));
     lock_.emplace(path_);
     if (created && sizeOfFile(path_) == 0) makeStore(*created);
-    database_ = std::make_unique<Sqlite>(path_, Sqlite::Mode::Write);
-    copyLogAtClosing(false); // of what may not be ours
-    schema::check(*database_, true);
-    chooseJournal(*database_, options_.log, options_.sync);
+    const bool log = options_.log && !isOnNetwork(path_);
+    try {
+        connectToWrite(log);
+    } catch (const SqliteFailure& failure) {
+        if (!log || !failure.needsMemory()) throw;
+        connectToWrite(false);
+    }
     log_.watch(*database_);
     load();
     if (!damage.empty()) throw Failure(damage.front().sentence);

@@ -140,6 +140,7 @@ private:
     void giveUpWriting(const std::string& why);
 
     void makeStore(const SurveyIdentity& identity) const;
+    void connectToWrite(bool log);
     std::optional<StoredLeg> summaryBefore(const Line& line, std::uint32_t fragment, std::size_t to) const;
     void summarise(const Line& line, std::uint32_t fragment);
     void copyLogAtClosing(bool copy);

@@ -6,15 +6,19 @@
 #include "RandomValues.hpp"
 #include "store/EditStore.hpp"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <optional>
+#include <string_view>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -24,6 +28,7 @@ int callsUntilFailure = -1;
 bool failingForGood = false;
 int failingWith = EIO;
 bool failed = false;
+bool sharedMemory = true; // whether the file system has it
 
 bool failsNow() {
     if (callsUntilFailure < 0) return false;
@@ -52,6 +57,17 @@ extern "C" int ftruncate64(int file, off64_t size) noexcept {
 }
 extern "C" ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t offset) {
     return failsNow() ? -1 : real<ssize_t(int, const void*, size_t, off64_t)>("pwrite64")(file, bytes, count, offset);
+}
+extern "C" int open64(const char* path, int flags, ...) {
+    if (!sharedMemory && std::string_view(path).ends_with("-shm")) {
+        errno = EACCES;
+        return -1;
+    }
+    va_list rest;
+    va_start(rest, flags);
+    const auto mode = va_arg(rest, mode_t); // anything, where none is given and needed
+    va_end(rest);
+    return real<int(const char*, int, ...)>("open64")(path, flags, mode);
 }
 extern "C" ssize_t write(int file, const void* bytes, size_t count) {
     return failsNow() ? -1 : real<ssize_t(int, const void*, size_t)>("write")(file, bytes, count);
@@ -106,7 +122,10 @@ std::size_t edits(const EditStore& store) {
 
 class SharedStore : public testing::TestWithParam<bool> {
 protected:
-    ~SharedStore() override { callsUntilFailure = -1; }
+    ~SharedStore() override {
+        callsUntilFailure = -1;
+        sharedMemory = true;
+    }
 
     const Folder folder;
     const std::string path = folder / "survey.las.edits";
@@ -286,6 +305,53 @@ TEST_P(SharedStore, keepsWhatWasAcknowledgedWhenTheDiscFails) {
             EXPECT_GT(calls, 20);
         }
     }
+}
+
+/// Also when it was begun where there was some.
+TEST_P(SharedStore, needsNoSharedMemory) {
+    EditStore first = begun(path, options);
+    first.commit(nextEdit(0));
+    first.close();
+    sharedMemory = false;
+    EXPECT_EQ(edits(EditStore(path, EditStore::Access::Read)), 1u);
+    EditStore store(path, EditStore::Access::Write, options);
+    store.commit(nextEdit(1));
+    EXPECT_EQ(folder.contents().size(), 2u); // beside it the lock, and no log
+    EXPECT_EQ(edits(EditStore(path, EditStore::Access::Read)), 2u);
+    store.commit(nextEdit(2));
+    store.close();
+    EXPECT_EQ(edits(EditStore(path, EditStore::Access::Read)), 3u);
+    EXPECT_EQ(edits(begun(folder / "new.edits", options)), 0u);
+    sharedMemory = true;
+    EXPECT_EQ(edits(EditStore(path, EditStore::Access::Write, options)), 3u);
+}
+
+TEST_P(SharedStore, isReadByThreadsBesideItsCommits) {
+    EditStore store = begun(path, options);
+    store.commit(nextEdit(0));
+    store.commit(nextEdit(1));
+    const StepId first = store.steps(Class)[0].id;
+    std::atomic<bool> done = false;
+    std::atomic<int> read = 0;
+    {
+        std::vector<std::jthread> readers;
+        for (std::uint32_t fragment = 0; fragment < Fragments; ++fragment) {
+            readers.emplace_back([&, fragment] {
+                while (!done) {
+                    Values values(Points);
+                    store.valuesOf(Class, fragment, first, values);
+                    EXPECT_EQ(values, Values(Points, std::byte{1}));
+                    ++read;
+                }
+            });
+        }
+        for (int i = 0; i < 20 || read < 100; ++i) {
+            store.commit(nextEdit(2));
+            store.commit({.undone = {store.steps(Class).back().id, store.steps(Mask).back().id}});
+        }
+        done = true;
+    }
+    EXPECT_GE(read, 100);
 }
 
 INSTANTIATE_TEST_SUITE_P(Journals, SharedStore, testing::Bool(),
