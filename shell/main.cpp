@@ -121,6 +121,7 @@ int run(int argc, char** argv) {
     corvane::addReclassify(program, options);
     corvane::addRedo(program, options);
     corvane::addRelabel(program, options);
+    corvane::addRestore(program, options);
     corvane::addRun(program, options);
     corvane::addShape(program, options);
     corvane::addUndo(program, options);

@@ -28,6 +28,7 @@ void addMask(CLI::App& program, const GlobalOptions& options);
 void addPatch(CLI::App& program, const GlobalOptions& options);
 void addUndo(CLI::App& program, const GlobalOptions& options);
 void addRedo(CLI::App& program, const GlobalOptions& options);
+void addRestore(CLI::App& program, const GlobalOptions& options);
 void addSave(CLI::App& program, const GlobalOptions& options);
 
 /// For edits that are kept in the store beside a survey: its name, known when the command is called. Without it they

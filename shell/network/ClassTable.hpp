@@ -30,6 +30,8 @@ protected:
         return nullptr;
     }
 
+    std::string maker() const override { return ClassTableType; }
+
 private:
     Kesh::TypedSlot<Kesh::Action> assign_;
     Kesh::TypedSlot<ClassRules> rules_;

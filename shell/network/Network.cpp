@@ -8,6 +8,7 @@
 #include "network/FieldRange.hpp"
 #include "network/HostWatch.hpp"
 #include "network/Objects.hpp"
+#include "network/RestoreValues.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -107,8 +108,12 @@ StrongPtr<VObject> Network::make(const std::string& name, const std::string& typ
         survey_->expectBrush();
         return Holdfast::create<ClassTable>(name);
     }
+    if (type == RestoreValuesType) {
+        survey_->expectBrush();
+        return Holdfast::create<RestoreValues>(name, survey_);
+    }
     if (const auto creator = Kesh::VCreatorBase::find(type)) return creator->create(name, nullptr);
-    std::vector<std::string> known{FieldType, BrushType, ClassTableType};
+    std::vector<std::string> known{FieldType, BrushType, ClassTableType, RestoreValuesType};
     for (const auto& creator : Kesh::VCreatorBase::catalogue()) known.push_back(creator->key());
     throw UsageError(fmt::format("{}: there is no type \"{}\". {}", name, type, suggestNames(type, known)));
 }

@@ -35,8 +35,8 @@ public:
     /// How many steps the histories of editors that are added from now on keep, unless they are told otherwise.
     void setUndoDepth(int depth) { undoDepth_ = depth; }
 
-    /// `type` is the key of a module in the catalogue ("Edit/ModifyClassification"), or "Field", "Brush" or
-    /// "ClassTable".
+    /// `type` is the key of a module in the catalogue ("Edit/ModifyClassification"), or "Field", "Brush",
+    /// "ClassTable" or "RestoreValues".
     void addObject(const std::string& name, const std::string& type);
 
     /// Connects an output to an input. With `fromAnything` a provider is made in between where the types differ; its
@@ -77,7 +77,7 @@ public:
     /// What an object that counts has counted last; none when the object does not count.
     std::optional<Kesh::VHistogram> histogramOf(const std::string& object) const;
 
-    /// What the last edit of a ClassTable did; none for another object.
+    /// What the last edit of one of the program's own editors did; none for another object.
     std::optional<ClassTally> tallyOf(const std::string& object) const;
 
     /// How many points are in the mask that an object selects into; none when it has no mask, or there is none.

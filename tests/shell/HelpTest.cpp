@@ -103,7 +103,7 @@ TEST_F(Help, isWholeInManPages) {
 
 TEST_F(Help, isWholeInCompletion) {
     EXPECT_EQ(offered("corvane ''"), commands);
-    EXPECT_EQ(offered("corvane re"), (std::vector<std::string>{"reclassify", "redo", "relabel"}));
+    EXPECT_EQ(offered("corvane re"), (std::vector<std::string>{"reclassify", "redo", "relabel", "restore"}));
     EXPECT_EQ(offered("corvane --quiet reclassify in.las --switch ''"), (std::vector<std::string>{"0", "1", "2", "3"}));
     EXPECT_EQ(offered("corvane reclassify in.las --switch = 2"), std::vector<std::string>{"2"});
     EXPECT_EQ(offered("corvane help sh"), std::vector<std::string>{"shape"});

@@ -200,15 +200,19 @@ void EditField::removeUndoInfo(Fiber::Representation& representation, const std:
     Fiber::History(representation, fieldName).clear();
 }
 
+std::string EditField::maker() const {
+    const auto module = creator();
+    return module ? module->key() : BaseName();
+}
+
 std::string EditField::storeUndoInformation(const EditTarget& target, const FieldPtr& undoField,
                                             std::uint64_t vertices) {
     const int depth = undoDepth(target.request);
     if (depth < 1 || undoField->fragments().empty()) return "";
-    const auto maker = creator();
     Fiber::History(target.representation, target.name())
         .record(undoField,
                 {.time = secondsSince1970(),
-                 .module = maker ? maker->key() : BaseName(),
+                 .module = maker(),
                  .parameters = parametersAsText(*target.request.pool),
                  .vertices = vertices},
                 depth);

@@ -145,6 +145,9 @@ protected:
     using MaskNameOf = std::function<std::string(const VRequest& request)>;
     void addHistory(const UndoStack& stack, MaskNameOf maskName);
 
+    /// What its steps are said to be made by: the key of the module, or the name of an object without one.
+    virtual std::string maker() const;
+
     /// What selects the vertices; none: every vertex is edited.
     std::optional<Brush> brushOf(const VRequest& request) const;
 
