@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "session/EditKeeper.hpp"
 
+#include "Fiber/FieldHistogramBase.hpp"
 #include "Fiber/FragmentBox.hpp"
 #include "Fiber/History.hpp"
 #include "Fiber/MaskField.hpp"
@@ -20,6 +21,18 @@ namespace {
 using Holdfast::StrongPtr;
 
 const std::string LabelsName = "labels";
+constexpr std::uint32_t CountedValues = 256; // counts of wider values would take more room than the values
+
+/// Whether the counts of a field are kept.
+bool isCounted(const KeptField& kept, const Fiber::Field& field) {
+    return kept.origin == Origin::Survey && field.getElementType() == typeid(std::uint8_t);
+}
+
+bool isEmpty(const Commit& commit) {
+    return commit.ended.empty() && commit.begun.empty() && commit.undone.empty() && commit.redone.empty() &&
+           commit.gone.empty() && commit.amended.empty() && commit.steps.empty() && commit.attributes.empty() &&
+           commit.counts.empty() && !commit.identity;
+}
 
 bool isEditable(const Fiber::Field& field) {
     return field.getElementType() == typeid(std::uint8_t) || field.getElementType() == typeid(std::uint16_t);
@@ -53,10 +66,10 @@ void append(std::vector<T>& all, const std::vector<T>& some) {
 
 EditKeeper::EditKeeper(std::shared_ptr<const Survey> survey, std::shared_ptr<EditStore> store,
                        const std::optional<SurveyIdentity>& rebound)
-    : survey_(std::move(survey)), store_(std::move(store)), rebound_(rebound) {
+    : survey_(std::move(survey)), store_(std::move(store)), hasBox_(survey_->ranges().size()), rebound_(rebound) {
     for (const std::string& name : editableFields()) begin(name, *survey_->points().findField(name));
     for (const StoredField& stored : store_->fields()) restore(stored);
-    restoreBoxes();
+    if (!rebound_) restoreBoxes();
     if (rebound_) compareValues();
 }
 
@@ -109,6 +122,7 @@ void EditKeeper::restore(const StoredField& stored) {
     restoreSteps(stored, known->second, *field);
     restoreLabels(stored.name, *field);
     known->second.labelAge = field->attributeAge();
+    if (!rebound_) restoreCounts(stored.name, known->second, *field);
 }
 
 /// Versions that are the same share an array: a version of a fragment is known by the last step that changed it.
@@ -162,9 +176,27 @@ void EditKeeper::restoreLabels(const std::string& name, Fiber::Field& field) {
     }
 }
 
+/// What was counted stands with the values, where whoever counts looks for it.
+void EditKeeper::restoreCounts(const std::string& name, KeptField& kept, Fiber::Field& field) {
+    if (!isCounted(kept, field)) return;
+    for (const FragmentCounts& stored : store_->counts(name)) {
+        const auto array = kept.present.find(stored.fragment);
+        if (array == kept.present.end()) continue;
+        const auto counts = Holdfast::create<Fiber::HistogramCounts>(CountedValues);
+        std::uint64_t total = 0;
+        for (const auto& [value, count] : stored.counts) {
+            counts->values[value % CountedValues] += count;
+            total += count;
+        }
+        if (total != array->second->size()) continue;
+        array->second->attributes().setAttribute(Fiber::HistogramAttributeName(name), counts);
+        array->second->updateAttributeAge(array->second->age());
+        kept.counted[stored.fragment] = array->second;
+    }
+}
+
 void EditKeeper::restoreBoxes() {
     const auto positions = survey_->points().findField(Fiber::PositionsName);
-    hasBox_.resize(positions->fragments().size());
     for (const FragmentBox& stored : store_->boxes()) {
         const auto fragment = positions->fragments().find(stored.fragment);
         if (fragment == positions->fragments().end() || stored.fragment >= hasBox_.size()) continue;
@@ -222,6 +254,23 @@ void EditKeeper::addLabels(const std::string& name, const KeptField& kept, Commi
     commit.attributes.push_back({name, {LabelsName, bytesOf(Kesh::VValueTrait<Kesh::LabelSet>::Text(*labels))}});
 }
 
+/// Those of the present that the store does not have.
+void EditKeeper::addCounts(const std::string& name, const KeptField& kept, Commit& commit) const {
+    const auto field = survey_->points().findField(name);
+    const std::string attribute = Fiber::HistogramAttributeName(name);
+    if (!isCounted(kept, *field) || !field->attributes().getAttribute<std::uint64_t>(attribute)) return;
+    for (const auto& [number, fragment] : field->fragments()) {
+        const ArrayPtr& array = fragment.array;
+        const auto known = kept.counted.find(number);
+        if (!array || (known != kept.counted.end() && known->second == array)) continue;
+        const auto counted = array->attributes().getAttribute<std::uint64_t>(attribute);
+        if (!counted || counted->size() != CountedValues || array->age() > array->attributeAge()) continue;
+        FragmentCounts& counts = commit.counts.emplace_back(FragmentCounts{name, number, {}});
+        for (std::uint32_t value = 0; value < CountedValues; ++value)
+            if (const std::uint64_t count = counted->values[value]; count > 0) counts.counts.emplace_back(value, count);
+    }
+}
+
 /// Those that became known. The nodes of a COPC have theirs from the file.
 void EditKeeper::addBoxes(Commit& commit) const {
     if (survey_->las().copc) return;
@@ -250,19 +299,24 @@ EditKeeper::Kept EditKeeper::commit(const std::string& actions) {
         addLabels(name, kept, commit);
         const bool nothing = change.nothing() && attributes == commit.attributes.size();
         if (!kept.stored && !nothing) commit.begun.push_back({name, widthOf(*field), kept.origin, Beginning});
+        if (kept.stored || !nothing) addCounts(name, kept, commit);
         if (change.nothing()) continue;
         addChange(change, commit);
         changes.push_back(std::move(change));
     }
-    addBoxes(commit);
     if (!commit.steps.empty()) commit.update = Commit::Update{std::time(nullptr), actions};
     commit.identity = rebound_;
+    if (isEmpty(commit)) return Kept::Nothing;
+    addBoxes(commit);
     const Committed committed = store_->commit(commit);
     rebound_.reset();
 
     for (const std::string& name : commit.ended) fields_.erase(name);
     for (const StoredField& begun : commit.begun) fields_.at(begun.name).stored = true;
     for (const FragmentBox& box : commit.boxes) hasBox_[box.fragment] = true;
+    for (const FragmentCounts& counts : commit.counts)
+        fields_.at(counts.field).counted[counts.fragment] =
+            survey_->points().findField(counts.field)->fragments().at(counts.fragment).array;
     for (const Commit::Attribute& attribute : commit.attributes)
         fields_.at(attribute.field).labelAge = survey_->points().findField(attribute.field)->attributeAge();
     std::size_t next = 0;

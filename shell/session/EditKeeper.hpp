@@ -15,7 +15,7 @@
 namespace corvane {
 
 /// Keeps what becomes of a survey in its edit store: classes and other fields that can be edited, masks, the histories
-/// of both, labels, and the boxes of fragments.
+/// of both, labels, and of fragments their boxes and how often each value occurs.
 ///
 /// What is stored can be made again from survey and store, so it may leave memory. Belongs to the update thread.
 class EditKeeper {
@@ -47,12 +47,14 @@ private:
     KeptField& begin(const std::string& name, Fiber::Field& field);
     void restoreSteps(const StoredField& stored, KeptField& kept, Fiber::Field& field);
     void restoreLabels(const std::string& name, Fiber::Field& field);
+    void restoreCounts(const std::string& name, KeptField& kept, Fiber::Field& field);
     void restoreBoxes();
     void compareValues() const;
 
     std::vector<std::string> editableFields() const;
     void addChange(const FieldChange& change, Commit& commit) const;
     void addLabels(const std::string& name, const KeptField& kept, Commit& commit) const;
+    void addCounts(const std::string& name, const KeptField& kept, Commit& commit) const;
     void addBoxes(Commit& commit) const;
     void adopt(FieldChange& change, std::span<const StepId> ids);
     StoredFragment fragmentOf(const std::string& name, const KeptField& kept, std::uint32_t number) const;

@@ -28,6 +28,7 @@ struct KeptField {
     Origin origin = Origin::Survey;
     ArraysByFragment originals; ///< before any edit
     ArraysByFragment present;
+    ArraysByFragment counted;    ///< whose counts the store has
     std::vector<KeptStep> steps; ///< in the order of the history
     Holdfast::Ageable::Age labelAge = Holdfast::Ageable::Ooooold;
 };

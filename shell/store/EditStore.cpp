@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/EditStore.hpp"
 
+#include "store/ByteCode.hpp"
 #include "store/StoreCommit.hpp"
 #include "store/StoreState.hpp"
 
@@ -203,9 +204,31 @@ std::vector<FragmentBox> EditStore::boxes() const {
     return boxes;
 }
 
-std::optional<std::vector<std::byte>> EditStore::count(const std::string& name) const {
+std::vector<FragmentCounts> EditStore::counts(const std::string& field) const {
     const std::scoped_lock lock(state_->mutex);
-    return state_->valueOf("SELECT * FROM counts WHERE name = ?", name);
+    const Line& line = state_->line(field);
+    const auto versions = line.versionsAt(line.present);
+    std::vector<FragmentCounts> all;
+    auto rows = state_->database().query("SELECT * FROM counts WHERE field = ?", {line.id});
+    while (rows.next()) {
+        if (!rows.isSound()) continue;
+        FragmentCounts counts{field, static_cast<std::uint32_t>(rows.number(1)), {}};
+        const auto version = versions.find(counts.fragment);
+        const StepId present = version == versions.end() ? Beginning : version->second;
+        const StepId counted = rows.number(2) <= line.folded ? Beginning : rows.number(2);
+        if (counted != present) continue;
+        ByteReader reader(rows.bytes(3));
+        try {
+            while (reader.left() > 0) {
+                const auto value = static_cast<std::uint32_t>(reader.number(std::numeric_limits<std::uint32_t>::max()));
+                counts.counts.emplace_back(value, reader.number());
+            }
+        } catch (const ChangeError&) {
+            continue;
+        }
+        all.push_back(std::move(counts));
+    }
+    return all;
 }
 
 std::optional<std::vector<std::byte>> EditStore::entry(const std::string& name) const {

@@ -126,7 +126,9 @@ public:
     /// By name; those that are damaged are missing, and listed by `check`.
     std::map<std::string, std::vector<std::byte>> attributes(const std::string& field) const;
     std::vector<FragmentBox> boxes() const;
-    std::optional<std::vector<std::byte>> count(const std::string& name) const;
+
+    /// What was counted of the fragments of a field as they are at present.
+    std::vector<FragmentCounts> counts(const std::string& field) const;
     std::optional<std::vector<std::byte>> entry(const std::string& name) const;
 
     /// Stores all of it and syncs, or throws and has stored nothing. It has happened when this returns. What does not

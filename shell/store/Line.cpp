@@ -32,6 +32,18 @@ std::uint32_t& Line::timesChanged(std::uint32_t fragment) {
     return (*timesChanged_)[fragment];
 }
 
+StepId Line::versionOf(std::uint32_t fragment, std::size_t place) const {
+    while (place > 0 && !steps[place - 1].fragments.contains(fragment)) --place;
+    return version(place);
+}
+
+std::unordered_map<std::uint32_t, StepId> Line::versionsAt(std::size_t place) const {
+    std::unordered_map<std::uint32_t, StepId> versions;
+    for (std::size_t i = 0; i < place; ++i)
+        for (const std::uint32_t fragment : steps[i].fragments.numbers()) versions[fragment] = steps[i].id;
+    return versions;
+}
+
 FragmentSet Line::changedBetween(std::size_t from, std::size_t to) const {
     std::vector<const FragmentSet*> changed;
     for (std::size_t i = std::min(from, to); i < std::max(from, to); ++i) changed.push_back(&steps[i].fragments);

@@ -59,6 +59,12 @@ struct Line {
     /// The fragments that the steps between two places changed, ascending.
     FragmentSet changedBetween(std::size_t from, std::size_t to) const;
 
+    /// The step that changed a fragment last, up to a place; Beginning: none did.
+    StepId versionOf(std::uint32_t fragment, std::size_t place) const;
+
+    /// The same of all fragments that any step changed.
+    std::unordered_map<std::uint32_t, StepId> versionsAt(std::size_t place) const;
+
 private:
     std::optional<std::unordered_map<std::uint32_t, std::uint32_t>> timesChanged_;
 };

@@ -30,11 +30,14 @@ public:
             for (const auto& [fragment, change] : amendment.changes) amend(touched(amendment.field), fragment, change);
         const Committed given = addSteps(commit);
         for (const auto& [field, value] : commit.attributes) setAttribute(touched(field), value);
+        if (commit.identity) {
+            survey_.identity = *commit.identity;
+            if (commit.saved.empty()) database_.run("DELETE FROM boxes; DELETE FROM counts");
+        }
         for (const auto& box : commit.boxes) setBox(box);
         for (const auto& count : commit.counts) setCount(count);
         for (const auto& entry : commit.entries) setEntry(entry);
         for (const auto& name : commit.saved) save(touched(name));
-        if (commit.identity) survey_.identity = *commit.identity;
         removeEmptiedUpdates();
         for (const std::int64_t id : touched_) putLine(id);
         survey_.fields = std::ssize(state_.lines);
@@ -61,7 +64,8 @@ private:
         Line& line = state_.line(name);
         for (const auto& step : line.steps) removeStep(line, step);
         for (const char* statement : {"DELETE FROM bases WHERE field = ?", "DELETE FROM summaries WHERE field = ?",
-                                      "DELETE FROM attributes WHERE field = ?", "DELETE FROM fields WHERE id = ?"})
+                                      "DELETE FROM attributes WHERE field = ?", "DELETE FROM counts WHERE field = ?",
+                                      "DELETE FROM fields WHERE id = ?"})
             database_.run(statement, {line.id});
         touched_.erase(line.id);
         state_.lines.erase(state_.lines.begin() + (&line - state_.lines.data()));
@@ -119,8 +123,11 @@ private:
     void keepSteps(Line& line, std::size_t low, std::size_t high) {
         touched_.insert(line.id);
         moveAnchor(line, std::clamp(line.anchor, low, high));
-        for (std::size_t i = 0; i < line.steps.size(); ++i)
-            if (i < low || i >= high) removeStep(line, line.steps[i]);
+        for (std::size_t i = 0; i < line.steps.size(); ++i) {
+            if (i >= low && i < high) continue;
+            removeCounts(line, line.steps[i], i < low);
+            removeStep(line, line.steps[i]);
+        }
         if (low > 0) line.folded = line.steps[low - 1].id;
         line.steps.erase(line.steps.begin() + std::ptrdiff_t(high), line.steps.end());
         line.steps.erase(line.steps.begin(), line.steps.begin() + std::ptrdiff_t(low));
@@ -143,6 +150,14 @@ private:
                           {line.id, fragment, step.id});
         database_.run("DELETE FROM steps WHERE id = ?", {step.id});
         emptied_.insert(step.update);
+    }
+
+    /// What was counted before a step that joins the base, or behind one that vanishes, is of a version that is gone.
+    void removeCounts(const Line& line, const Line::Step& step, bool joins) {
+        const char* const statement = joins ? "DELETE FROM counts WHERE field = ? AND fragment = ? AND version < ?"
+                                            : "DELETE FROM counts WHERE field = ? AND fragment = ? AND version = ?";
+        for (const std::uint32_t fragment : step.fragments.numbers())
+            database_.run(statement, {line.id, fragment, step.id});
     }
 
     /// A change of nothing is no base.
@@ -193,7 +208,9 @@ private:
             refuse(fmt::format("a change of field \"{}\", fragment {}, does not fit those before: {}",
                                escaped(line.name), fragment, error.what()));
         }
-        database_.run("DELETE FROM summaries WHERE field = ? AND fragment = ?", {line.id, fragment});
+        for (const char* statement : {"DELETE FROM summaries WHERE field = ? AND fragment = ?",
+                                      "DELETE FROM counts WHERE field = ? AND fragment = ?"})
+            database_.run(statement, {line.id, fragment});
     }
 
     void replaceChange(StepId step, std::uint32_t fragment, const FragmentChange& change) {
@@ -272,11 +289,15 @@ private:
         database_.put("INSERT OR REPLACE INTO boxes VALUES(?,?,?)", {box.fragment, bytes});
     }
 
-    void setCount(const NamedBytes& count) {
-        if (count.bytes)
-            database_.put("INSERT OR REPLACE INTO counts VALUES(?,?,?)", {count.name, *count.bytes});
-        else
-            database_.run("DELETE FROM counts WHERE name = ?", {count.name});
+    void setCount(const FragmentCounts& counted) {
+        const Line& line = state_.line(counted.field);
+        Bytes bytes;
+        for (const auto& [value, count] : counted.counts) {
+            putNumber(bytes, value);
+            putNumber(bytes, count);
+        }
+        database_.put("INSERT OR REPLACE INTO counts VALUES(?,?,?,?,?)",
+                      {line.id, counted.fragment, line.versionOf(counted.fragment, line.present), bytes});
     }
 
     void setEntry(const NamedBytes& entry) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace corvane {
@@ -68,6 +69,13 @@ struct FragmentBox {
     std::array<double, 6> box{};
 };
 
+/// How often each value that occurs in a fragment of a field does.
+struct FragmentCounts {
+    std::string field{};
+    std::uint32_t fragment = 0;
+    std::vector<std::pair<std::uint32_t, std::uint64_t>> counts{}; ///< by value, ascending
+};
+
 /// A name with bytes, or without: then it goes.
 struct NamedBytes {
     std::string name{};
@@ -120,12 +128,13 @@ struct Commit {
 
     std::vector<Attribute> attributes{};
     std::vector<FragmentBox> boxes{};
-    std::vector<NamedBytes> counts{};  ///< what was counted
-    std::vector<NamedBytes> entries{}; ///< whatever else the caller keeps
+    std::vector<FragmentCounts> counts{}; ///< of fragments as they are now at present
+    std::vector<NamedBytes> entries{};    ///< whatever else the caller keeps
 
     /// Fields whose present is what stands in the survey now. Steps stay: undo goes back behind the survey's values.
     std::vector<std::string> saved{};
 
+    /// Unless fields were saved, what is known of boxes and counts goes: it may have been of other points.
     std::optional<SurveyIdentity> identity{};
 };
 

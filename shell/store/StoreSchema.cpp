@@ -32,7 +32,8 @@ constexpr Table Tables[] = {
     {"attributes", "CREATE TABLE attributes(field INTEGER, name TEXT, value BLOB, checksum INTEGER, "
                    "PRIMARY KEY(field, name))"},
     {"boxes", "CREATE TABLE boxes(fragment INTEGER PRIMARY KEY, box BLOB, checksum INTEGER)"},
-    {"counts", "CREATE TABLE counts(name TEXT PRIMARY KEY, value BLOB, checksum INTEGER)"},
+    {"counts", "CREATE TABLE counts(field INTEGER, fragment INTEGER, version INTEGER, counts BLOB, checksum INTEGER, "
+               "PRIMARY KEY(field, fragment))"},
     {"entries", "CREATE TABLE entries(name TEXT PRIMARY KEY, value BLOB, checksum INTEGER)"}};
 
 /// What leads from version i + 1 to the next; a change of the tables adds one here.
