@@ -9,15 +9,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <ctime>
+#include <filesystem>
 #include <map>
 
 namespace corvane {
 namespace {
 
 struct Arguments {
-    std::string survey;
+    std::string survey, older;
     unsigned count = 1;
-    bool network = false;
+    bool network = false, drop = false;
 };
 
 /// An update with its steps, those of masks among them.
@@ -25,7 +27,8 @@ struct Entry {
     StoredUpdate update;
     std::vector<StoredStep> steps;
 
-    bool done() const { return steps.front().done; }
+    /// Any of it: a selection may have been undone by itself.
+    bool done() const { return std::ranges::any_of(steps, &StoredStep::done); }
 };
 
 /// The oldest first.
@@ -45,7 +48,8 @@ Json asJson(const Entry& entry) {
         steps.push_back({{"field", step.field},
                          {"module", step.module},
                          {"parameters", step.parameters},
-                         {"points", step.vertices}});
+                         {"points", step.vertices},
+                         {"done", step.done}});
     return {{"time", entry.update.time}, {"done", entry.done()}, {"steps", steps}};
 }
 
@@ -91,13 +95,69 @@ void show(const GlobalOptions& options, const Arguments& arguments, bool json) {
     print(entries);
 }
 
+/// Seconds since 1970 of a time of this place: "2026-03-12", "2026-03-12 14:03" or "2026-03-12 14:03:59".
+std::int64_t parseTime(const std::string& text) {
+    for (const char* format : {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%d %H:%M:%S"}) {
+        std::tm time{};
+        time.tm_isdst = -1; // whether it is summer is for the system to know
+        const char* const end = strptime(text.c_str(), format, &time);
+        const int day = time.tm_mday;
+        const std::time_t seconds = std::mktime(&time);
+        if (end && *end == '\0' && time.tm_mday == day) return seconds; // the 31st of June is another day
+    }
+    throw UsageError(
+        fmt::format("--older: \"{}\" is no date; write 2026-03-12, or 2026-03-12 14:03 for a time of that day.", text));
+}
+
+/// Steps that go leave their changes where they are done.
+Commit droppingOf(const EditStore& store, const std::string& older) {
+    const std::int64_t limit = older.empty() ? 0 : parseTime(older);
+    Commit commit;
+    for (const StoredField& field : store.fields()) {
+        std::vector<StepId> undone;
+        for (const StoredStep& step : store.steps(field.name)) {
+            if (!older.empty() && (!step.done || step.time >= limit)) break;
+            (step.done ? commit.gone : undone).push_back(step.id);
+        }
+        commit.gone.insert(commit.gone.end(), undone.rbegin(), undone.rend());
+    }
+    return commit;
+}
+
+/// Fields of which nothing is kept any more.
+Commit endingOf(const EditStore& store) {
+    Commit commit;
+    for (const StoredField& field : store.fields())
+        if (store.changedFragments(field.name).empty() && store.attributes(field.name).empty())
+            commit.ended.push_back(field.name);
+    return commit;
+}
+
+void drop(const GlobalOptions& options, const Arguments& arguments) {
+    if (!arguments.older.empty()) parseTime(arguments.older);
+    EditStore store = openEdits(options, arguments.survey, EditStore::Access::Write);
+    const std::size_t before = entriesOf(store).size();
+    const std::uintmax_t bytes = std::filesystem::file_size(store.path());
+    store.commit(droppingOf(store, arguments.older));
+    store.commit(endingOf(store));
+    const std::size_t left = entriesOf(store).size();
+    const bool empty = store.fields().empty();
+    store.shrink();
+    store.close();
+    if (empty) EditStore::remove(store.path());
+    const std::uintmax_t now = empty ? 0 : std::filesystem::file_size(store.path());
+    fmt::print("forgot how {} of {} edits were made; {} had {} bytes and has {}\n", before - left, before,
+               escaped(store.path()), bytes, now);
+}
+
 enum class Way { Back, Forth };
 
 void go(const GlobalOptions& options, const Arguments& arguments, Way way) {
     EditStore store = openEdits(options, arguments.survey, EditStore::Access::Write);
     std::vector<Entry> entries = entriesOf(store);
     if (way == Way::Back) std::ranges::reverse(entries);
-    std::erase_if(entries, [&](const Entry& entry) { return entry.done() != (way == Way::Back); });
+    const auto isMeant = [&](const StoredStep& step) { return step.done == (way == Way::Back); };
+    std::erase_if(entries, [&](const Entry& entry) { return std::ranges::none_of(entry.steps, isMeant); });
     const char* const what = way == Way::Back ? "undone" : "done again";
     if (entries.empty()) throw Failure(fmt::format("{}: there is no edit that could be {}.", arguments.survey, what));
     if (entries.size() < arguments.count)
@@ -107,6 +167,7 @@ void go(const GlobalOptions& options, const Arguments& arguments, Way way) {
     Commit commit;
     for (Entry& entry : entries) {
         if (way == Way::Back) std::ranges::reverse(entry.steps);
+        std::erase_if(entry.steps, [&](const StoredStep& step) { return !isMeant(step); });
         for (const StoredStep& step : entry.steps)
             (way == Way::Back ? commit.undone : commit.redone).push_back(step.id);
     }
@@ -142,10 +203,17 @@ void addHistory(CLI::App& program, const GlobalOptions& options) {
     command->add_option("FILE", arguments->survey, "The survey")->required();
     command->add_flag("--network", arguments->network,
                       "Print a network file that does the edits again, on another survey");
+    CLI::Option* drop = command->add_flag(
+        "--drop", arguments->drop, "Forget how it came to the present: the edits stay, and cannot be undone any more");
+    command->add_option("--older", arguments->older, "Only the edits from before this date, such as 2026-03-12")
+        ->needs(drop);
     const auto json = addJsonFlag(*command);
-    command->callback([&options, arguments, json] { show(options, *arguments, *json); });
+    command->callback([&options, arguments, json] {
+        arguments->drop ? ::corvane::drop(options, *arguments) : show(options, *arguments, *json);
+    });
     command->footer("Examples:\n  corvane history tile.laz\n  corvane history tile.laz --network > again.json\n"
-                    "  corvane run again.json --survey other.laz --save fixed.laz");
+                    "  corvane run again.json --survey other.laz --save fixed.laz\n"
+                    "  corvane history tile.laz --drop --older 2026-03-01");
 }
 
 void addUndo(CLI::App& program, const GlobalOptions& options) { addWay(program, options, Way::Back); }
