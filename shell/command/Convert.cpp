@@ -103,7 +103,7 @@ struct Written {
 };
 
 Written convert(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
-    checkMayWrite(arguments.out, arguments.overwrite);
+    checkMayWriteSurvey(arguments.out, arguments.overwrite);
     const auto survey = openSurvey(options, arguments.in, reading);
     LasFile las = survey->edited();
     if (!las.losses.empty()) countReturns(las);

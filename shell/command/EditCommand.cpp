@@ -132,6 +132,7 @@ void makeEditCommand(CLI::App& command, const GlobalOptions& options, EditArgume
                     "patterns")
         ->required();
     addEditOptions(command, arguments);
+    command.add_flag("--overwrite", arguments.overwrite, "Replace OUT if it exists");
     addBatchOptions(command, call->batch, true);
     command.add_flag("--changed-only", arguments.changedOnly, "Write only files in which a point changed")
         ->group("Many files");

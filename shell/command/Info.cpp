@@ -10,7 +10,6 @@
 #include "command/SoundParts.hpp"
 #include "las/CoordinateUnit.hpp"
 #include "las/CrsText.hpp"
-#include "survey/ClassLookup.hpp"
 #include "survey/SurveyFields.hpp"
 
 #include <fmt/format.h>
@@ -19,6 +18,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <optional>
 
@@ -237,28 +237,54 @@ struct Arguments {
     bool statistics = false;
 };
 
-/// Of its points only the statistics speak, so without them nobody needs the edits.
-LasFile openFile(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
-    if (!arguments.statistics) return LasFile::open(arguments.survey, reading);
-    GlobalOptions silent = options; // the warnings come later
-    silent.quiet = true;
-    return openSurvey(silent, arguments.survey, reading)->edited();
+/// A file of which only its head is looked at.
+LasFile openHead(const GlobalOptions& options, const std::string& path, Reading reading) {
+    LasFile las = LasFile::open(path, reading);
+    Terminal terminal(options.quiet);
+    for (const std::string& warning : las.warnings) terminal.warn(path + ": " + warning);
+    if (const std::string store = editStorePath(path, options.edits); EditStore::exists(store))
+        terminal.note(fmt::format("{}: edits of it are kept in {}; --stats reads the points with them.", path, store));
+    return las;
+}
+
+std::string orphanText(const std::string& store, const std::string& survey) {
+    return fmt::format("{}: keeps edits of {}, which is not there. Put the survey back beside it, or forget the edits "
+                       "with corvane discard.",
+                       store, survey);
+}
+
+/// A survey that is gone, and has left its edits.
+void requireSurvey(const GlobalOptions& options, const std::string& path) {
+    const std::string store = editStorePath(path, options.edits);
+    if (std::error_code error; !std::filesystem::exists(path, error) && EditStore::exists(store))
+        throw Failure(orphanText(store, path));
+}
+
+void warnOfOrphans(const GlobalOptions& options, const std::vector<std::string>& folders) {
+    Terminal terminal(options.quiet);
+    std::error_code error;
+    for (const std::string& folder : folders)
+        for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+            const std::filesystem::path survey = std::filesystem::path(entry.path()).replace_extension();
+            if (entry.path().extension() == ".edits" && !std::filesystem::exists(survey, error))
+                terminal.warn(orphanText(entry.path(), survey));
+        }
 }
 
 /// What one file says; `say` gets it before it is told that it is damaged.
 using Answered = std::function<void(const LasFile& las, const std::optional<Statistics>& statistics)>;
 void look(const GlobalOptions& options, const Arguments& arguments, Reading reading, const Answered& say) {
-    const LasFile las = openFile(options, arguments, reading);
-    std::vector<std::string> warnings = las.warnings;
-    std::optional<Statistics> statistics;
-    if (arguments.statistics) {
-        Terminal terminal(options.quiet);
-        auto names = readClassLookup(las, warnings);
-        statistics = Statistics{tallyPoints(las, terminal.watch()), std::move(names)};
+    if (!arguments.statistics) {
+        const LasFile las = openHead(options, arguments.survey, reading);
+        say(las, std::nullopt);
+        return requireWhole(las);
     }
-    if (!options.quiet)
-        for (const std::string& warning : warnings) printWarning(arguments.survey + ": " + warning);
-    say(las, statistics);
+    const auto survey = openSurvey(options, arguments.survey, reading);
+    const LasFile las = survey->edited();
+    say(las, [&] {
+        Terminal terminal(options.quiet);
+        return Statistics{tallyPoints(las, terminal.watch()), survey->labels()};
+    }());
     requireWhole(las);
 }
 
@@ -269,6 +295,7 @@ Json answerOf(const LasFile& las, const std::optional<Statistics>& statistics) {
 }
 
 void lookAtOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
+    requireSurvey(options, arguments.survey);
     readingWhatIsSound({arguments.survey}, [&](Reading reading) {
         look(options, arguments, reading, [&](const LasFile& las, const std::optional<Statistics>& statistics) {
             if (json) return printJson(answerOf(las, statistics));
@@ -294,6 +321,7 @@ void lookAtMany(const CLI::App& command, const GlobalOptions& options, const Arg
         one.survey = task.in;
         answerFor(given, one, answer);
     };
+    warnOfOrphans(options, batch.files);
     if (!json) printHead(fmt::format("{:>13}  {:<4} {:>6}  {:<36}  {}", "points", "LAS", "format", "crs", "file"));
     std::uint64_t points = 0;
     const auto text = [](const Json& value) {

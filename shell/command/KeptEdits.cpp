@@ -11,10 +11,14 @@ EditStore openEdits(const GlobalOptions& options, const std::string& survey, Edi
     if (!EditStore::exists(path))
         throw Failure(fmt::format("{}: no edits are kept of this survey: there is no {}. `corvane edit` makes some.",
                                   survey, path));
+    if (options.edits.rebind && access == EditStore::Access::Write) {
+        CommandSession session(options);
+        EditedSurvey edited = session.openToEdit(survey); // compares the values
+        edited.keeper->commit("{}");
+        edited.keeper->close();
+    }
     EditStore store(path, access);
-    const SurveyIdentity now = identityOf(LasFile::open(survey)), known = store.identity();
-    if (now.size != known.size || now.headChecksum != known.headChecksum)
-        throw Failure(fmt::format("{}: keeps edits of another survey than {} is now.", path, survey));
+    requireSameSurvey(store, identityOf(LasFile::open(survey)), survey, options.edits);
     return store;
 }
 

@@ -41,7 +41,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     if (path.empty())
         throw UsageError(
             fmt::format("{}: names no survey; add \"survey\" to it, or give --survey FILE.", arguments.network));
-    if (!arguments.save.empty()) checkMayWrite(arguments.save, arguments.overwrite);
+    if (!arguments.save.empty()) checkMayWriteSurvey(arguments.save, arguments.overwrite);
 
     CommandSession session(options);
     const EditedSurvey edited = arguments.keep ? session.openToEdit(path) : EditedSurvey{session.open(path), nullptr};
@@ -51,7 +51,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     std::size_t keptActions = 0;
     const auto keep = [&] {
         if (!edited.keeper) return;
-        const auto kept = edited.keeper->commit(network.record().since(keptActions).dump());
+        const auto kept = edited.keeper->commit(network.record().textSince(keptActions));
         if (kept != EditKeeper::Kept::Nothing) keptActions = network.record().actions();
     };
     Json reports = Json::array();

@@ -21,7 +21,7 @@ void run(const GlobalOptions& options, const Arguments& arguments) {
             fmt::format("OUT: {} names a compressed file, and samples are not; name it .las, and pack it with "
                         "corvane convert.",
                         arguments.out));
-    checkMayWrite(arguments.out, arguments.sample.overwrite);
+    checkMayWriteSurvey(arguments.out, arguments.sample.overwrite);
     {
         Terminal terminal(options.quiet); // its bar is gone before anything is printed
         for (const std::string& warning : writeSampleSurvey(arguments.out, arguments.sample, terminal.watch()))

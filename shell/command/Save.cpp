@@ -20,7 +20,8 @@ struct Arguments {
 };
 
 void save(const GlobalOptions& options, const Arguments& arguments) {
-    checkMayWrite(arguments.out, arguments.overwrite);
+    if (options.edits.original) throw UsageError("--original: the file is there already; save writes the edits.");
+    checkMayWriteSurvey(arguments.out, arguments.overwrite);
     openEdits(options, arguments.survey, EditStore::Access::Read); // without which nobody needs this
     CommandSession session(options);
     const auto survey = session.open(arguments.survey);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/SurveyEdit.hpp"
 
-#include "base/OutputFile.hpp"
 #include "base/Text.hpp"
 #include "network/FieldRange.hpp"
 #include "network/Objects.hpp"
@@ -50,7 +49,7 @@ CallLimits checkedCall(const EditArguments& arguments) {
     parseRange(arguments.expect);
     if (!arguments.dryRun && !arguments.printNetwork && !arguments.keep) {
         if (arguments.out.empty()) throw UsageError("OUT is missing: name the file to write, or give --dry-run.");
-        checkMayWrite(arguments.out, arguments.overwrite);
+        checkMayWriteSurvey(arguments.out, arguments.overwrite);
     }
     return CallLimits(arguments.limits);
 }
@@ -112,7 +111,6 @@ void addEditOptions(CLI::App& command, EditArguments& arguments) {
     command.add_flag("--dry-run", arguments.dryRun, "Write nothing");
     command.add_option("--expect", arguments.expect,
                        "MIN..MAX: fail, with nothing written, when another number of points changes");
-    command.add_flag("--overwrite", arguments.overwrite, "Replace OUT if it exists");
     command.add_flag("--print-network", arguments.printNetwork,
                      "Print the network that would be run, and do nothing else");
 }
@@ -221,7 +219,7 @@ std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
                                   arguments_.in, pointsText(result.changed), arguments_.expect));
     if (arguments_.dryRun) return result;
     if (edited_.keeper) {
-        edited_.keeper->commit(network_.record().since(0).dump());
+        edited_.keeper->commit(network_.record().textSince(0));
         result.kept = edited_.keeper->store().path();
         edited_.keeper->close();
     } else if (!arguments_.changedOnly || result.changed > 0) {

@@ -66,10 +66,11 @@ Json NetworkRecord::connectionsAsJson() const {
     return connections;
 }
 
-Json NetworkRecord::since(std::size_t firstAction) const {
+std::string NetworkRecord::textSince(std::size_t firstAction) const {
     Json actions = Json::array();
     for (std::size_t i = firstAction; i < actions_.size(); ++i) actions.push_back(asJson(actions_[i]));
-    return {{"objects", objectsAsJson()}, {"connections", connectionsAsJson()}, {"actions", actions}};
+    const Json file{{"objects", objectsAsJson()}, {"connections", connectionsAsJson()}, {"actions", actions}};
+    return file.dump(-1, ' ', false, Json::error_handler_t::replace); // names may be no UTF-8
 }
 
 Json NetworkRecord::asJson(const std::string& survey, const std::string& reportedBefore,

@@ -34,7 +34,7 @@ public:
     std::size_t actions() const { return actions_.size(); }
 
     /// The network file without a survey, with the actions from this one on: what led to an edit.
-    Json since(std::size_t firstAction) const;
+    std::string textSince(std::size_t firstAction) const;
 
 private:
     struct Object {

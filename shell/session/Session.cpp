@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "session/Session.hpp"
 
+#include "base/Failure.hpp"
 #include "survey/SurveySaver.hpp"
+
+#include <fmt/format.h>
 
 namespace corvane {
 
@@ -16,6 +19,9 @@ std::shared_ptr<const Survey> Session::open(const std::string& path, std::size_t
 }
 
 EditedSurvey Session::openToEdit(const std::string& path) const {
+    if (options_.edits.original)
+        throw UsageError(
+            fmt::format("--original: {} is to be edited, and what was edited before cannot be left out.", path));
     SurveyOptions options;
     if (options_.memoryBytes) options.memoryBytes = *options_.memoryBytes;
     return withEdits(std::make_shared<const Survey>(path, options), EditStore::Access::Write, options_.edits);
@@ -23,6 +29,7 @@ EditedSurvey Session::openToEdit(const std::string& path) const {
 
 std::vector<std::string> Session::save(const Survey& survey, const std::string& path, bool overwrite,
                                        const Kesh::LabelSet* labels) const {
+    checkMayWriteSurvey(path, overwrite);
     return saveSurvey(survey, path, {overwrite, labels, options_.watch});
 }
 

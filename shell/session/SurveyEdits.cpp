@@ -2,6 +2,8 @@
 #include "session/SurveyEdits.hpp"
 
 #include "base/Failure.hpp"
+#include "base/OutputFile.hpp"
+#include "store/Checksum.hpp"
 
 #include <cerrno>
 #include <cstring>
@@ -10,20 +12,6 @@
 
 namespace corvane {
 namespace {
-
-/// FNV-1a, of 64 bits.
-class Checksum {
-public:
-    void add(std::span<const std::byte> bytes) {
-        for (const std::byte byte : bytes) value_ = (value_ ^ std::to_integer<std::uint64_t>(byte)) * Prime;
-    }
-    void add(std::uint64_t number) { add(std::as_bytes(std::span(&number, 1))); }
-    std::uint64_t value() const { return value_; }
-
-private:
-    static constexpr std::uint64_t Prime = 0x100000001b3;
-    std::uint64_t value_ = 0xcbf29ce484222325;
-};
 
 bool samePoints(const SurveyIdentity& a, const SurveyIdentity& b) {
     return a.size == b.size && a.headChecksum == b.headChecksum;
@@ -39,15 +27,33 @@ SurveyIdentity identityOf(const LasFile& las) {
     struct stat state {};
     if (fstat(las.file->descriptor(), &state) != 0)
         throw Failure(fmt::format("{}: its time cannot be read: {}.", las.file->path(), std::strerror(errno)));
-    Checksum checksum;
     std::vector<std::byte> head(las.storedHeader().offsetToPoints);
     las.file->read(0, head);
-    checksum.add(head);
+    std::uint32_t checksum = crc32Of(head);
     if (const LazBlock* block = las.compression())
-        for (const LazChunk& chunk : block->chunks)
-            for (const std::uint64_t number : {chunk.points, chunk.offset, chunk.bytes}) checksum.add(number);
+        for (const LazChunk& chunk : block->chunks) {
+            const std::array numbers = {chunk.points, chunk.offset, chunk.bytes};
+            checksum = crc32Of(std::as_bytes(std::span(numbers)), checksum);
+        }
     constexpr std::int64_t Second = 1'000'000'000; // in nanoseconds
-    return {las.file->size(), checksum.value(), state.st_mtim.tv_sec * Second + state.st_mtim.tv_nsec};
+    return {las.file->size(), checksum, state.st_mtim.tv_sec * Second + state.st_mtim.tv_nsec};
+}
+
+void checkMayWriteSurvey(const std::string& path, bool overwrite) {
+    checkMayWrite(path, overwrite);
+    if (const std::string store = editStorePath(path, {}); EditStore::exists(store))
+        throw Failure(fmt::format("{}: edits of this survey are kept in {}, and would belong to nothing once another "
+                                  "file is in its place. Write to another name, or forget them with corvane discard.",
+                                  path, store));
+}
+
+void requireSameSurvey(const EditStore& store, const SurveyIdentity& now, const std::string& survey,
+                       const EditStoreOptions& options) {
+    const SurveyIdentity known = store.identity();
+    if (samePoints(known, now) || options.rebind) return;
+    throw Failure(fmt::format("{}: keeps edits of another survey than {} is now: the {} differs. Give --original to "
+                              "see the file without edits, or --rebind when its points are still the same ones.",
+                              store.path(), survey, known.size != now.size ? "size" : "head of the file"));
 }
 
 EditedSurvey withEdits(const std::shared_ptr<const Survey>& survey, EditStore::Access access,
@@ -58,13 +64,8 @@ EditedSurvey withEdits(const std::shared_ptr<const Survey>& survey, EditStore::A
     if (options.original || (!exists && access == EditStore::Access::Read)) return edited;
     const SurveyIdentity identity = identityOf(survey->las());
     auto store = std::make_shared<EditStore>(exists ? EditStore(path, access) : EditStore::create(path, identity));
-    const SurveyIdentity known = store->identity();
-    if (!samePoints(known, identity) && !options.rebind)
-        throw Failure(fmt::format("{}: keeps edits of another survey than {} is now: the {} differs. Give --original "
-                                  "to see the file without edits, or --rebind when its points are still the same "
-                                  "ones.",
-                                  path, survey->path(), known.size != identity.size ? "size" : "head of the file"));
-    const auto rebound = known == identity ? std::nullopt : std::optional(identity);
+    requireSameSurvey(*store, identity, survey->path(), options);
+    const auto rebound = store->identity() == identity ? std::nullopt : std::optional(identity);
     edited.keeper = std::make_unique<EditKeeper>(survey, std::move(store), rebound);
     return edited;
 }
@@ -81,6 +82,7 @@ std::shared_ptr<const Survey> openWithEdits(const std::string& path, const Surve
     }
     const EditedSurvey edited = withEdits(survey, EditStore::Access::Read, options);
     if (!edited.keeper) return survey;
+    for (const StoreDamage& damage : edited.keeper->store().damage()) note(damage.sentence);
     std::size_t done = 0;
     for (const StoredStep& step : edited.keeper->store().steps()) done += step.done;
     note(fmt::format("{}: is shown with its edits in {}: {} step{} that can be undone. --original shows the file.",

@@ -22,6 +22,13 @@ std::string editStorePath(const std::string& survey, const EditStoreOptions& opt
 /// What a survey is known by: size, time, and a checksum of header, records and the table of chunks.
 SurveyIdentity identityOf(const LasFile& las);
 
+/// As checkMayWrite, for a survey: throws Failure, too, when edits are kept of the file that it would replace.
+void checkMayWriteSurvey(const std::string& path, bool overwrite);
+
+/// Throws Failure unless the store belongs to the survey that is this one now, or is taken for it.
+void requireSameSurvey(const EditStore& store, const SurveyIdentity& now, const std::string& survey,
+                       const EditStoreOptions& options);
+
 /// A survey with the edits that are kept of it. The keeper is null when there are none.
 struct EditedSurvey {
     std::shared_ptr<const Survey> survey;

@@ -238,11 +238,108 @@ TEST_F(EditStore, isOfOneSurveyOnly) {
     fs::last_write_time(in, fs::last_write_time(in) + std::chrono::hours(1)); // copied, say
     EXPECT_EQ(countsOf(in), counts);
     RawPoints other(bytesOf(in));
+    Classes classes = classesOf(other);
+    const auto building = static_cast<std::uint64_t>(std::ranges::find(classes, 6) - classes.begin());
+    other.setClass(building, 5); // by another program, and no point that was edited
+    write(in, other.bytes());
+    fs::last_write_time(in, fs::last_write_time(in) + std::chrono::hours(1));
+    classes[building] = 5;
+    std::ranges::replace(classes, 2, 9);
+    EXPECT_EQ(countsOf(in), countsOf(classes)); // what was counted before does not count
+    edit({"reclassify", "--from", "5", "--to", "4"}, in);
+    std::ranges::replace(classes, 5, 4);
+    EXPECT_EQ(countsOf(in), countsOf(classes));
+
     for (std::uint64_t i = 0; i < other.count(); ++i) other.setClass(i, 5);
     write(in, other.bytes());
     fs::last_write_time(in, fs::last_write_time(in) + std::chrono::hours(2));
     expectRefused({"histogram", in}, 1, {"in.las.edits", "Classification"});
     EXPECT_EQ(corvane({"histogram", in, "--original"}).status, 0);
+}
+
+TEST_F(EditStore, isNotLostByWritingOverItsSurvey) {
+    edit({"reclassify", "--from", "2", "--to", "9"}, in);
+    const std::string other = folder / "other.las";
+    write(other, bytesOf(in));
+    expectRefused({"save", in, in, "--overwrite"}, 1, {"in.las.edits", "discard"});
+    expectRefused({"reclassify", other, in, "--from", "2", "--to", "9", "--overwrite"}, 1, {"in.las.edits"});
+    expectRefused({"convert", other, in, "--overwrite"}, 1, {"in.las.edits"});
+    expectRefused({"sample", in, "--overwrite"}, 1, {"in.las.edits"});
+    expectRefused({"--original", "edit", in, "reclassify", "--from", "5", "--to", "6"}, 2, {"--original"});
+    expectRefused({"--original", "save", in, out}, 2, {"--original"});
+    fs::remove(in);
+    expectRefused({"info", in}, 1, {"in.las", "in.las.edits"});
+    EXPECT_TRUE(holds(corvane({"info", folder / ""}).err, "in.las.edits")); // of all surveys in it
+}
+
+TEST_F(EditStore, restoresWhatWasBefore) {
+    const RawPoints original(bytesOf(in));
+    const std::string copy = folder / "copy.las";
+    write(copy, bytesOf(in));
+    expectRefused({"restore", in}, 1, {"no edits are kept", "--values-of"});
+    edit({"reclassify", "--from", "2", "--to", "9"}, in);
+    edit({"reclassify", "--from", "9,5", "--to", "6"}, in);
+    const RawPoints edited = saved(in);
+    const std::string where = "Intensity % 3 == 0";
+    const json told = corvane({"restore", in, "--where", where, "--json"}).document();
+    RawPoints expected = edited;
+    std::uint64_t changed = 0;
+    for (std::uint64_t i = 0; i < original.count(); ++i) {
+        if (original.get<std::uint16_t>(original.place(i, 12)) % 3 != 0) continue;
+        changed += edited.classOf(i) != original.classOf(i);
+        expected.setClass(i, original.classOf(i));
+    }
+    EXPECT_EQ(told["changed"], changed);
+    EXPECT_GT(changed, 0u);
+    EXPECT_TRUE(saved(in).bytes() == expected.bytes());
+    EXPECT_EQ(corvane({"history", in, "--json"}).document()["history"][2]["steps"][0]["module"], "RestoreValues");
+
+    write(folder / "replay.json", corvane({"history", in, "--network"}).out);
+    EXPECT_EQ(corvane({"run", folder / "replay.json", "--survey", copy, "--save", folder / "again.las"}).status, 0);
+    EXPECT_TRUE(bytesOf(folder / "again.las") == expected.bytes());
+    EXPECT_EQ(corvane({"undo", in}).status, 0);
+    EXPECT_TRUE(saved(in).bytes() == edited.bytes());
+
+    const std::string delivery = folder / "delivery.laz"; // the same points, all of class 17
+    ASSERT_EQ(corvane({"reclassify", copy, delivery, "--from", "any", "--to", "17"}).status, 0);
+    ASSERT_EQ(corvane({"restore", in, "--values-of", delivery, "--where", where}).status, 0);
+    for (std::uint64_t i = 0; i < original.count(); ++i)
+        expected.setClass(i, original.get<std::uint16_t>(original.place(i, 12)) % 3 == 0 ? 17 : edited.classOf(i));
+    EXPECT_TRUE(saved(in).bytes() == expected.bytes());
+    RawPoints moved = original;
+    moved.setByte(1999, 1, moved.byteAt(1999, 1) ^ 0x40); // of X
+    write(copy, moved.bytes());
+    expectRefused({"restore", in, "--values-of", copy}, 1, {"point 1999", "copy.las", "not the same points"});
+    ASSERT_EQ(corvane({"sample", copy, "--points", "1999", "-q", "--overwrite"}).status, 0);
+    expectRefused({"restore", in, "--values-of", copy}, 1, {"1999 points", "2000", "not the same points"});
+}
+
+TEST_F(EditStore, forgetsHistoryAndKeepsEdits) {
+    const std::string before = bytesOf(in);
+    edit({"run", network(Select)}, in);
+    edit({"reclassify", "--from", "2", "--to", "9"}, in);
+    edit({"reclassify", "--from", "5", "--to", "6"}, in);
+    const std::string present = saved(in).bytes();
+    edit({"reclassify", "--from", "6", "--to", "7"}, in);
+    ASSERT_EQ(corvane({"undo", in}).status, 0);
+    expectRefused({"history", in, "--drop", "--older", "2026-02-30"}, 2, {"--older", "2026-02-30"});
+    expectRefused({"history", in, "--older", "2026-02-28"}, 2, {"--drop"});
+    ASSERT_EQ(corvane({"history", in, "--drop", "--older", "2020-01-01"}).status, 0);
+    EXPECT_EQ(corvane({"history", in, "--json"}).document()["history"].size(), 4u);
+    ASSERT_EQ(corvane({"history", in, "--drop", "--older", "2999-01-01 12:00"}).status, 0);
+    EXPECT_EQ(corvane({"history", in, "--json"}).document()["history"].size(), 1u); // the one that is undone
+    EXPECT_TRUE(saved(in).bytes() == present);
+    expectRefused({"undo", in}, 1, {"no edit"});
+    ASSERT_EQ(corvane({"history", in, "--drop"}).status, 0);
+    expectRefused({"redo", in}, 1, {"no edit"});
+    EXPECT_TRUE(saved(in).bytes() == present);
+    ASSERT_EQ(corvane({"discard", in}).status, 0);
+
+    edit({"reclassify", "--from", "2", "--to", "9"}, in);
+    ASSERT_EQ(corvane({"undo", in}).status, 0);
+    ASSERT_EQ(corvane({"history", in, "--drop"}).status, 0);
+    EXPECT_FALSE(fs::exists(in + ".edits")); // which has nothing to say any more
+    EXPECT_TRUE(bytesOf(in) == before);
 }
 
 TEST_F(EditStore, keepsWhatItAcknowledgedWhenItIsKilled) {
