@@ -30,13 +30,38 @@ std::vector<std::string> commandNames(const CLI::App& program) {
     return names;
 }
 
+/// A command, or one inside another: "edit run".
+struct NamedCommand {
+    std::string name;
+    const CLI::App* command;
+};
+
+std::vector<NamedCommand> allCommands(const CLI::App& program) {
+    std::vector<NamedCommand> all;
+    for (const CLI::App* command : commandsOf(program)) {
+        all.push_back({command->get_name(), command});
+        for (const CLI::App* inner : commandsOf(*command))
+            all.push_back({command->get_name() + " " + inner->get_name(), inner});
+    }
+    return all;
+}
+
+/// Those inside others, as words of a list: "edit/run".
+std::string innerCommands(const CLI::App& program) {
+    std::vector<std::string> words;
+    for (const auto& [name, command] : allCommands(program))
+        if (name.find(' ') != name.npos) words.push_back(replaced(name, " ", "/"));
+    return fmt::format("{}", fmt::join(words, " "));
+}
+
 /// The branch that a value leaves by. Returning nothing, it leaves the rest to the names of files.
 std::string bashValues(const std::string& command, const std::vector<OptionEntry>& options) {
     std::string branches;
     for (const OptionEntry& option : options) {
         if (option.value.empty() || option.valueMayLack) continue;
         std::vector<std::string> patterns;
-        for (const std::string& name : option.names) patterns.push_back(fmt::format("{}' {}'", command, name));
+        for (const std::string& name : option.names)
+            patterns.push_back(command == "*" ? fmt::format("*' {}'", name) : fmt::format("'{} {}'", command, name));
         std::string work = "return";
         if (!option.choices.empty())
             work = fmt::format("_corvane_offer '{}'; return", fmt::join(option.choices, " "));
@@ -48,10 +73,14 @@ std::string bashValues(const std::string& command, const std::vector<OptionEntry
 }
 
 /// What a command takes without a dash.
-std::string bashArguments(const std::string& command, const std::vector<OptionEntry>& arguments) {
-    if (arguments.empty()) return fmt::format("    {}) compopt +o default ;;\n", command);
+std::string bashArguments(const std::string& name, const CLI::App& command) {
+    const std::vector<OptionEntry> arguments = positionalsOf(command);
+    if (const auto inner = commandNames(command); !inner.empty()) // behind a file
+        return fmt::format("    '{0}') [[ $before == '{0}' ]] || _corvane_offer '{1}' ;;\n", name,
+                           fmt::join(inner, " "));
+    if (arguments.empty()) return fmt::format("    '{}') compopt +o default ;;\n", name);
     if (arguments.front().choices.empty()) return "";
-    return fmt::format("    {}) _corvane_offer '{}' ;;\n", command, fmt::join(arguments.front().choices, " "));
+    return fmt::format("    '{}') _corvane_offer '{}' ;;\n", name, fmt::join(arguments.front().choices, " "));
 }
 
 /// In single quotes, for zsh: of what stands in brackets, and of what is divided by colons.
@@ -79,9 +108,16 @@ std::string zshOptions(const std::vector<OptionEntry>& options, const std::strin
     return lines;
 }
 
-std::string zshArguments(const std::vector<OptionEntry>& arguments, const std::string& indent) {
-    if (arguments.empty()) return "";
-    return fmt::format("{}'*:{}:{}'\n", indent, arguments.front().names.front(), zshAction(arguments.front()));
+std::string zshArguments(const CLI::App& command, const std::string& indent) {
+    const std::vector<OptionEntry> arguments = positionalsOf(command);
+    const CLI::App& outer = *command.get_parent();
+    std::string before; // in front of a command inside another
+    if (outer.get_parent()) before = zshArguments(outer, indent);
+    if (const auto inner = commandNames(command); !inner.empty())
+        return fmt::format("{0}'1:{1}:_files'\n{0}'2:command:({2})'\n", indent, arguments.front().names.front(),
+                           fmt::join(inner, " "));
+    if (arguments.empty()) return before;
+    return before + fmt::format("{}'*:{}:{}'\n", indent, arguments.front().names.front(), zshAction(arguments.front()));
 }
 
 std::string fishQuoted(const std::string& text) {
@@ -108,12 +144,11 @@ std::string fishOptions(const std::string& condition, const std::vector<OptionEn
 std::string bashCompletion(const CLI::App& program) {
     std::string values, options, arguments;
     const std::vector<OptionEntry> global = globalOptionsOf(program);
-    for (const CLI::App* command : commandsOf(program)) {
-        const std::string& name = command->get_name();
+    for (const auto& [name, command] : allCommands(program)) {
         const std::vector<OptionEntry> own = optionsOf(*command);
         values += bashValues(name, own);
-        options += fmt::format("        {}) options+=' {}' ;;\n", name, fmt::join(namesOf(own), " "));
-        arguments += bashArguments(name, positionalsOf(*command));
+        options += fmt::format("        '{}') options+=' {}' ;;\n", name, fmt::join(namesOf(own), " "));
+        arguments += bashArguments(name, *command);
     }
     values += bashValues("*", global);
     const std::string names = fmt::format("{}", fmt::join(commandNames(program), " "));
@@ -131,8 +166,10 @@ _corvane() {{
         before=${{COMP_WORDS[COMP_CWORD - 2]}}
     fi
     for ((i = 1; i < COMP_CWORD; i++)); do
-        if [[ ' {0} ' == *" ${{COMP_WORDS[i]}} "* ]]; then
+        if [[ -z $command && ' {0} ' == *" ${{COMP_WORDS[i]}} "* ]]; then
             command=${{COMP_WORDS[i]}}
+        elif [[ ' {6} ' == *" $command/${{COMP_WORDS[i]}} "* ]]; then
+            command+=" ${{COMP_WORDS[i]}}"
             break
         fi
     done
@@ -154,17 +191,17 @@ _corvane() {{
 complete -o default -F _corvane corvane
 )",
                                  names, values, fmt::join(namesOf(global), " "), options,
-                                 fmt::join(namesOf(optionsOf(program)), " "), arguments);
+                                 fmt::join(namesOf(optionsOf(program)), " "), arguments, innerCommands(program));
 }
 
 std::string zshCompletion(const CLI::App& program) {
     const std::string indent(12, ' ');
     std::string names, branches;
-    for (const CLI::App* command : commandsOf(program)) {
+    for (const CLI::App* command : commandsOf(program))
         names += fmt::format("        '{}:{}'\n", command->get_name(), zshText(command->get_description()));
-        branches += fmt::format("    {})\n        own=(\n{}{}        )\n        ;;\n", command->get_name(),
-                                zshOptions(optionsOf(*command), indent), zshArguments(positionalsOf(*command), indent));
-    }
+    for (const auto& [name, command] : allCommands(program))
+        branches += fmt::format("    '{}')\n        own=(\n{}{}        )\n        ;;\n", name,
+                                zshOptions(optionsOf(*command), indent), zshArguments(*command, indent));
     return fmt::format(R"(#compdef corvane
 {0}
 _corvane_commands() {{
@@ -180,7 +217,11 @@ _corvane() {{
     _arguments -C $global '*--version[{3}]' '*--help[{4}]' ':command:_corvane_commands' '*:::argument:->argument' && return
     [[ $state == argument ]] || return 1
     local -a own
-    case $line[1] in
+    local command=$line[1] word
+    for word in $words; do
+        [[ ' {6} ' == *" $command/$word "* ]] && command+=" $word" && break
+    done
+    case $command in
 {5}    esac
     words=($line[1] "$words[@]")
     ((CURRENT += 1))
@@ -191,7 +232,7 @@ _corvane "$@"
 )",
                        License, names, zshOptions(globalOptionsOf(program), std::string(8, ' ')),
                        zshText(program.get_version_ptr()->get_description()),
-                       zshText(program.get_help_ptr()->get_description()), branches);
+                       zshText(program.get_help_ptr()->get_description()), branches, innerCommands(program));
 }
 
 std::string fishCompletion(const CLI::App& program) {
@@ -203,7 +244,11 @@ std::string fishCompletion(const CLI::App& program) {
         text += fmt::format("complete -c corvane -n __fish_use_subcommand -f -a {} -d {}\n", name,
                             fishQuoted(briefly(command->get_description())));
         const std::string condition = fmt::format(" -n '__fish_seen_subcommand_from {}'", name);
-        text += fishOptions(condition, optionsOf(*command));
+        text += fishOptions(condition, optionsOf(*command)); // those of a command inside it are some of its namesake's
+        if (const auto inner = commandNames(*command); !inner.empty())
+            text += fmt::format("complete -c corvane -n '__fish_seen_subcommand_from {}; and not "
+                                "__fish_seen_subcommand_from {}' -a {}\n",
+                                name, fmt::join(inner, " "), fishQuoted(fmt::format("{}", fmt::join(inner, " "))));
         for (const OptionEntry& argument : positionalsOf(*command))
             if (!argument.choices.empty())
                 text += fmt::format("complete -c corvane{} -f -a {}\n", condition,

@@ -93,6 +93,15 @@ std::string commandList(const CLI::App& program) {
     return text;
 }
 
+/// What a command can be followed by, with the options of each.
+std::string innerCommands(const CLI::App& command) {
+    std::string text;
+    for (const CLI::App* inner : commandsOf(command))
+        text += fmt::format(".SS \"{} ...\"\n{}\n", plain(fullNameOf(*inner, ' ')), plain(inner->get_description())) +
+                items(optionsOf(*inner));
+    return text;
+}
+
 /// The program and its commands but the one that the page is about.
 std::string others(const CLI::App& program, const CLI::App& command) {
     std::string text;
@@ -117,6 +126,7 @@ std::string manPageOf(const CLI::App& command, const std::string& version) {
         page += section("Arguments") + items(arguments);
     if (isProgram) page += section("Commands") + commandList(program);
     page += section("Options") + items(optionsOf(command));
+    if (!isProgram) page += innerCommands(command);
     if (!isProgram) page += ".SS \"Global options\"\n" + items(globalOptionsOf(program)) + footer(command);
     return page + footer(program) + section("See also") + others(program, command);
 }

@@ -119,8 +119,9 @@ std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arg
 void addReclassify(CLI::App& program, const GlobalOptions& options, const KeptSurvey& kept) {
     CLI::App* command = program.add_subcommand(
         "reclassify",
-        "Give points of some classes another class, inside limits or everywhere, and save the survey with "
-        "nothing else changed.");
+        kept ? "Give points of some classes another class, inside limits or everywhere."
+             : "Give points of some classes another class, inside limits or everywhere, and save the survey with "
+               "nothing else changed.");
     const auto arguments = std::make_shared<Arguments>();
     command
         ->add_option("--from", arguments->from,

@@ -106,6 +106,9 @@ TEST_F(Help, isWholeInCompletion) {
     EXPECT_EQ(offered("corvane re"), (std::vector<std::string>{"reclassify", "redo", "relabel", "restore"}));
     EXPECT_EQ(offered("corvane --quiet reclassify in.las --switch ''"), (std::vector<std::string>{"0", "1", "2", "3"}));
     EXPECT_EQ(offered("corvane reclassify in.las --switch = 2"), std::vector<std::string>{"2"});
+    EXPECT_EQ(offered("corvane edit in.las re"), (std::vector<std::string>{"reclassify", "relabel"}));
+    EXPECT_EQ(offered("corvane edit in.las reclassify --switch 1"), std::vector<std::string>{"1"});
+    EXPECT_EQ(offered("corvane edit in.las relabel --ass"), std::vector<std::string>{"--assign"});
     EXPECT_EQ(offered("corvane help sh"), std::vector<std::string>{"shape"});
     EXPECT_EQ(offered("corvane info ''"), std::vector<std::string>{""}) << "files are left to the shell";
     for (const std::string& command : commands) {
