@@ -4,7 +4,6 @@
 #include "base/OutputFile.hpp"
 #include "base/Text.hpp"
 #include "check/ClassNames.hpp"
-#include "check/CoordinateText.hpp"
 #include "command/Batch.hpp"
 #include "command/Commands.hpp"
 #include "command/LimitOptions.hpp"
@@ -17,7 +16,6 @@
 
 #include <fmt/format.h>
 
-#include <cctype>
 #include <filesystem>
 #include <functional>
 #include <limits>
@@ -104,35 +102,8 @@ struct Counted {
 
 Json asJson(const Counted& counted) { return histogramAsJson(counted.histogram, counted.labels); }
 
-/// Heights with the decimals of the file, all else as short as it can be.
-std::string quantityText(const Counted& counted, double value) {
-    const auto axis = std::string_view("XYZ").find(static_cast<char>(std::toupper(counted.histogram.secondaryName[0])));
-    if (counted.histogram.secondaryName.size() != 1 || axis == std::string_view::npos)
-        return fmt::format("{:.6g}", value);
-    return coordinateText(*counted.header, axis, value);
-}
-
 void print(const Counted& counted) {
-    const Kesh::VHistogram& histogram = counted.histogram;
-    const bool secondary = !histogram.sum.empty();
-    const std::string& name = histogram.secondaryName;
-    std::string head =
-        fmt::format("{:>7} {:>13} {:>9}", counted.field == ClassificationName ? "class" : "value", "points", "");
-    if (secondary) head += fmt::format(" {:>13} {:>13} {:>13}", "min " + name, "max " + name, "mean " + name);
-    printHead(head + (counted.labels.empty() ? "" : "  name"));
-    for (std::size_t i = 0; i < histogram.size(); ++i) {
-        const int value = static_cast<int>(histogram.value(i));
-        std::string line = fmt::format("{:>7} {:>13} {:>9}", value, histogram.counts[i],
-                                       percentText(histogram.counts[i], histogram.total()));
-        if (secondary) {
-            const double mean = histogram.sum[i] / double(histogram.counts[i]);
-            for (const double quantity : {histogram.minimum[i], histogram.maximum[i], mean})
-                line += fmt::format(" {:>13}", quantityText(counted, quantity));
-        }
-        const Kesh::Label* label = counted.labels.find(value);
-        printLine(line + "  " + (label ? escaped(label->name) : ""));
-    }
-    fmt::print("{}\n", pointsText(histogram.total()));
+    printHistogram(counted.histogram, counted.field, counted.labels, *counted.header);
 }
 
 /// Counts one file, and draws it if that is wanted; `say` gets the answer before what is not whole of it is told.

@@ -3,12 +3,14 @@
 
 #include "base/Text.hpp"
 #include "check/ClassNames.hpp"
+#include "check/CoordinateText.hpp"
 #include "command/Terminal.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <set>
 #include <unistd.h>
 
@@ -89,6 +91,38 @@ void printCounts(const ClassCounts& counts, const Kesh::LabelSet& names) {
     const std::uint64_t total = totalOf(counts);
     for (const auto& [value, count] : counts)
         printLine(fmt::format("{:>7} {:>13} {:>9}  {}", value, count, percentText(count, total), nameOf(names, value)));
+}
+
+namespace {
+
+/// Coordinates with the decimals of the file, all else as short as it can be.
+std::string quantityText(const std::string& quantity, const LasHeader& header, double value) {
+    const auto axis = std::string_view("XYZ").find(static_cast<char>(std::toupper(quantity[0])));
+    if (quantity.size() != 1 || axis == std::string_view::npos) return fmt::format("{:.6g}", value);
+    return coordinateText(header, axis, value);
+}
+
+} // namespace
+
+void printHistogram(const Kesh::VHistogram& histogram, const std::string& field, const Kesh::LabelSet& names,
+                    const LasHeader& header) {
+    const bool secondary = !histogram.sum.empty();
+    const std::string& name = histogram.secondaryName;
+    std::string head = fmt::format("{:>7} {:>13} {:>9}", field == ClassificationName ? "class" : "value", "points", "");
+    if (secondary) head += fmt::format(" {:>13} {:>13} {:>13}", "min " + name, "max " + name, "mean " + name);
+    printHead(head + (names.empty() ? "" : "  name"));
+    for (std::size_t i = 0; i < histogram.size(); ++i) {
+        const int value = static_cast<int>(histogram.value(i));
+        std::string line = fmt::format("{:>7} {:>13} {:>9}", value, histogram.counts[i],
+                                       percentText(histogram.counts[i], histogram.total()));
+        if (secondary) {
+            const double mean = histogram.sum[i] / double(histogram.counts[i]);
+            for (const double quantity : {histogram.minimum[i], histogram.maximum[i], mean})
+                line += fmt::format(" {:>13}", quantityText(name, header, quantity));
+        }
+        printLine(line + "  " + nameOf(names, value));
+    }
+    fmt::print("{}\n", pointsText(histogram.total()));
 }
 
 void printError(const std::string& sentence) {

@@ -32,6 +32,10 @@ void printCounts(const ClassCounts& before, const ClassCounts& after, const Kesh
 /// A table of counts and of what part of all they are.
 void printCounts(const ClassCounts& counts, const Kesh::LabelSet& names = {});
 
+/// The same of a histogram of this field, with the statistics of its second quantity. The header is the survey's.
+void printHistogram(const Kesh::VHistogram& histogram, const std::string& field, const Kesh::LabelSet& names,
+                    const LasHeader& header);
+
 /// Prints a finished sentence on standard error.
 void printError(const std::string& sentence);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane run: a network file on a survey.
 #include "base/InputFile.hpp"
-#include "base/OutputFile.hpp"
+#include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "network/NetworkFile.hpp"
@@ -27,12 +27,11 @@ Json asJson(const Report& report) {
     return json;
 }
 
-void print(const Report& report) {
-    fmt::print("{}: {}\n", report.object, report.status.text.empty() ? "nothing to say" : report.status.text);
-    if (report.selected) fmt::print("{} points selected\n", *report.selected);
-    if (report.histogram) return; // the status says it all
-    fmt::print("{}:\n", report.field);
-    printCounts(report.counts);
+/// What the module says in its own words is for who asks for diagnostics.
+void print(const Report& report, const LasHeader& header) {
+    fmt::print("{}, {}:\n", escaped(report.object), escaped(report.field));
+    report.histogram ? printHistogram(*report.histogram, report.field, {}, header) : printCounts(report.counts);
+    if (report.selected) fmt::print("{} selected\n", pointsText(*report.selected));
 }
 
 void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
@@ -57,7 +56,9 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
     Json reports = Json::array();
     std::vector<std::string> unclean;
     const auto report = [&](const Report& made) {
-        json ? reports.push_back(asJson(made)) : print(made);
+        json ? reports.push_back(asJson(made)) : print(made, survey->las().header);
+        if (options.verbosity > 0 && !made.status.text.empty())
+            session.note(fmt::format("{}: {}", made.object, made.status.text));
         if (!made.clean) unclean.push_back(made.object);
         if (const std::string note = made.histogram ? noteOnSecondary(*made.histogram) : ""; !note.empty())
             session.warn(note);

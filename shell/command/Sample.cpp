@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane sample: an invented survey, for trying things out.
-#include "base/OutputFile.hpp"
 #include "command/Commands.hpp"
 #include "las/PointWriter.hpp"
 #include "sample/SampleSurvey.hpp"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane save and discard: what becomes of the edits that are kept of a survey.
-#include "base/OutputFile.hpp"
 #include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/KeptEdits.hpp"

@@ -120,7 +120,10 @@ TEST_F(Histogram, reportsWithNamesAndKeepsToTheModule) {
     EXPECT_EQ(reports[0]["histogram"]["total"], 0) << "nothing was asked for yet";
     EXPECT_EQ(countsOf(reports[1]["histogram"]), points().classCounts());
     EXPECT_EQ(reports[2]["counts"], points().classCounts());
-    EXPECT_TRUE(holds(corvane(network).out, "counts: WholeDataset: 2000 points\n"));
+    const Outcome told = corvane({"run", folder / "net.json", "--survey", in, "--verbose"});
+    EXPECT_TRUE(holds(told.out, "counts, Classification:\n") && holds(told.out, "2000 points\n")) << told.out;
+    EXPECT_FALSE(holds(told.out, "WholeDataset")) << told.out;
+    EXPECT_TRUE(holds(told.err, "counts: WholeDataset: 2000 points")) << told.err; // in the module's own words
 }
 
 TEST_F(Histogram, refusesWhatCannotBeCounted) {
