@@ -11,22 +11,14 @@ turns=${3:-7}
 
 work_on "${1-}" "$points"
 
-# A square of one per cent of the area that eight points per square metre make, in its middle.
-within=$(awk -v n="$points" 'BEGIN {
-    side = sqrt(n / 8); a = 0.45 * side; b = 0.55 * side; x = 500000; y = 5200000
-    printf "POLYGON((%f %f, %f %f, %f %f, %f %f))", x + a, y + a, x + b, y + a, x + b, y + b, x + a, y + b }')
+within=$(square "$points" 0.1) # one per cent of the area
 ours=("$corvane" --quiet --memory 256M reclassify survey.las edited.las --overwrite
     --from 2 --to 6 --within "$within")
 theirs=(sh -c 'dd if=survey.las of=copy.part bs=1M conv=fsync status=none && mv copy.part copy.las')
 
 take_turns "$turns"
 changed=$(cmp -l survey.las edited.las | wc -l || true)
-peak=$(/usr/bin/env python3 - "${ours[@]}" <<'PEAK'
-import resource, subprocess, sys
-subprocess.run(sys.argv[1:], check=True, stdout=subprocess.DEVNULL)
-print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss // 1024)
-PEAK
-)
+peak=$(peak_of "${ours[@]}")
 
 echo "corvane reclassify, $points points ($(stat -c %s survey.las) bytes, cached), 1 % of the area: $changed bytes changed"
 row "" measured ask

@@ -33,5 +33,22 @@ take_turns() {
     paste ours theirs | awk '{ print $1 / $2 }' >ratios
 }
 
+# peak_of COMMAND...: runs it, and prints the most memory that it took, in MiB.
+peak_of() {
+    /usr/bin/env python3 - "$@" <<'PEAK'
+import resource, subprocess, sys
+subprocess.run(sys.argv[1:], check=True, stdout=subprocess.DEVNULL)
+print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss // 1024)
+PEAK
+}
+
+# square POINTS PART: a polygon in the middle of the area that eight points per square metre make, with that part of
+# its sides.
+square() {
+    awk -v n="$1" -v part="$2" 'BEGIN {
+        side = sqrt(n / 8); a = (1 - part) / 2 * side; b = a + part * side; x = 500000; y = 5200000
+        printf "POLYGON((%f %f, %f %f, %f %f, %f %f))", x + a, y + a, x + b, y + a, x + b, y + b, x + a, y + b }'
+}
+
 # row TITLE NUMBER [ASK]
 row() { printf "  %-34s %10s %10s\n" "$1" "$2" "${3-}"; }
