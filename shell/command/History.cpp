@@ -53,6 +53,15 @@ Json asJson(const Entry& entry) {
     return {{"time", entry.update.time}, {"done", entry.done()}, {"steps", steps}};
 }
 
+/// Those of the edit; the field stands in the table, and the depth is always the same.
+std::string parametersText(const StoredStep& step) {
+    std::string text = step.parameters;
+    for (const std::string& known : {"labelfield=" + step.field, fmt::format("undodepth={}", KeptSteps)})
+        if (const std::size_t at = text.find(known); at != text.npos)
+            text.erase(at, known.size() + (text.size() > at + known.size() ? 1 : 0));
+    return text;
+}
+
 void print(const std::vector<Entry>& entries) {
     printHead(fmt::format("{:>5}  {:<19}  {:>12}  {:<20}  {}", "", "time", "points", "field", "by"));
     bool present = false;
@@ -63,6 +72,8 @@ void print(const std::vector<Entry>& entries) {
         for (const StoredStep& step : entries[i].steps) {
             fmt::print("{:>5}  {:<19}  {:>12}  {:<20}  {}\n", number, timeText(step.time), step.vertices,
                        escaped(step.field), escaped(step.module));
+            if (const std::string text = parametersText(step); !text.empty())
+                fmt::print("{:>5}  {}\n", "", escaped(text));
             number.clear();
         }
     }

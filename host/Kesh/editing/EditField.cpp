@@ -6,6 +6,7 @@
 #include "Kesh/editing/VertexSelection.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <fmt/format.h>
 
@@ -256,6 +257,8 @@ std::string EditField::parametersAsText(const ValuePool& pool) const {
     std::string text;
     for (const auto& slot : allSlots()) {
         const auto value = slot->getValueBase(pool);
+        const bool passedOn = value && value->type() == typeid(Fiber::FieldSelector);
+        if (!passedOn && std::ranges::find(outputs(), slot) != outputs().end()) continue; // of an edit before
         std::string shown = value ? shortText(*value) : "";
         if (shown.size() > Longest) shown = shown.substr(0, Longest) + "...";
         if (!shown.empty()) text += fmt::format("{}{}={}", text.empty() ? "" : " ", slot->name(), shown);
