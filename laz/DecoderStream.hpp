@@ -26,8 +26,17 @@ public:
 
     /// Whether nothing is left but zeros: a layer that was written in the place of a longer one ends with such.
     bool onlyZerosLeft() const {
-        const auto left = std::span(bytes_).last(decoder_.left());
-        return next_ == end_ && std::ranges::all_of(left, [](std::byte byte) { return byte == std::byte{0}; });
+        const auto zeros = [](std::span<const std::byte> bytes) {
+            return std::ranges::all_of(bytes, [](std::byte byte) { return byte == std::byte{0}; });
+        };
+        bool only = zeros(std::span(bytes_).last(decoder_.left()));
+        std::vector<std::byte> further; // that no point asked for
+        for (std::uint64_t at = next_; only && at < end_; at += further.size()) {
+            further.resize(static_cast<std::size_t>(std::min<std::uint64_t>(end_ - at, Largest)));
+            read_(at, further);
+            only = zeros(further);
+        }
+        return only;
     }
     bool usedUp() const { return position() == end_; }
 

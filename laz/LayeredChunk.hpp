@@ -3,6 +3,8 @@
 
 #include "laz/Chunk.hpp"
 
+#include <optional>
+
 namespace laz {
 
 /// A chunk of point formats 6 to 10: first record, number of points, lengths of the layers, the layers.
@@ -33,5 +35,10 @@ struct LayeredHead {
 /// layers are copied as they are.
 std::vector<std::byte> replaceLayers(const Layout& layout, std::span<const std::byte> chunk,
                                      std::span<const std::byte> records, const LayerSet& changed);
+
+/// The same in the room of the old chunk: each layer keeps its length, and one that needs fewer bytes ends with zeros.
+/// None when a layer needs more, or was left out and is needed now.
+std::optional<std::vector<std::byte>> replaceLayersInPlace(const Layout& layout, std::span<const std::byte> chunk,
+                                                           std::span<const std::byte> records, const LayerSet& changed);
 
 } // namespace laz

@@ -124,14 +124,18 @@ private:
     std::array<PointNote, PiecePoints> notes_;
 };
 
-} // namespace
+LayeredHead headOf(const Layout& layout, std::span<const std::byte> chunk) {
+    return LayeredHead::read(layout, [chunk](std::uint64_t offset, std::span<std::byte> bytes) {
+        std::ranges::copy(chunk.subspan(offset, bytes.size()), bytes.begin());
+    });
+}
 
-std::vector<std::byte> replaceLayers(const Layout& layout, std::span<const std::byte> chunk,
-                                     std::span<const std::byte> records, const LayerSet& changed) {
+/// The changed layers of a chunk, encoded anew and not finished.
+std::vector<LayerBytes> freshLayers(const Layout& layout, std::span<const std::byte> chunk, const LayeredHead& head,
+                                    std::span<const std::byte> records, const LayerSet& changed) {
     const auto read = [chunk](std::uint64_t offset, std::span<std::byte> bytes) {
         std::ranges::copy(chunk.subspan(offset, bytes.size()), bytes.begin());
     };
-    const auto head = LayeredHead::read(layout, read);
     const auto kinds = layout.layers();
     const std::size_t stride = layout.recordLength();
     const auto first = records.first(stride);
@@ -149,14 +153,45 @@ std::vector<std::byte> replaceLayers(const Layout& layout, std::span<const std::
             if (layer.coder) layer.coder->code(ofPiece, piece.data(), stride);
         left = left.subspan(piece.size());
     }
+    return fresh;
+}
 
+/// The chunk with these layers in place of the changed ones.
+std::vector<std::byte> withLayers(std::span<const std::byte> chunk, const LayeredHead& head,
+                                  std::span<const std::byte> first, const LayerSet& changed,
+                                  std::span<const LayerBytes> fresh) {
     std::vector<std::span<const std::byte>> layers;
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-        if (changed[i]) fresh[i].finish(i < AlwaysKept || fresh[i].told);
+    for (std::size_t i = 0; i < fresh.size(); ++i)
         layers.push_back(changed[i] ? std::span<const std::byte>(fresh[i].bytes)
                                     : chunk.subspan(head.begin(i), head.layerBytes[i]));
-    }
     return assemble(first, head.points, layers);
+}
+
+} // namespace
+
+std::vector<std::byte> replaceLayers(const Layout& layout, std::span<const std::byte> chunk,
+                                     std::span<const std::byte> records, const LayerSet& changed) {
+    const auto head = headOf(layout, chunk);
+    auto fresh = freshLayers(layout, chunk, head, records, changed);
+    for (std::size_t i = 0; i < fresh.size(); ++i)
+        if (changed[i]) fresh[i].finish(i < AlwaysKept || fresh[i].told);
+    return withLayers(chunk, head, records.first(layout.recordLength()), changed, fresh);
+}
+
+std::optional<std::vector<std::byte>> replaceLayersInPlace(const Layout& layout, std::span<const std::byte> chunk,
+                                                           std::span<const std::byte> records,
+                                                           const LayerSet& changed) {
+    const auto head = headOf(layout, chunk);
+    auto fresh = freshLayers(layout, chunk, head, records, changed);
+    for (std::size_t i = 0; i < fresh.size(); ++i) {
+        if (!changed[i]) continue;
+        const std::size_t room = head.layerBytes[i];
+        // A layer that has room must be a whole stream, even when it has nothing to tell.
+        fresh[i].finish(room > 0 || fresh[i].told);
+        if (fresh[i].bytes.size() > room) return std::nullopt;
+        fresh[i].bytes.resize(room);
+    }
+    return withLayers(chunk, head, records.first(layout.recordLength()), changed, fresh);
 }
 
 std::unique_ptr<ChunkEncoder> encodeLayered(const Layout& layout) { return std::make_unique<LayeredEncoder>(layout); }

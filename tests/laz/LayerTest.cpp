@@ -90,12 +90,38 @@ TEST_P(Layers, thatAreDamagedLeaveTheOthersSound) {
 
 TEST_P(Layers, mayEndWithZerosInThePlaceOfALongerOne) {
     const auto head = LayeredHead::read(layout, from(chunk));
-    Bytes padded = chunk;
-    padded.insert(padded.begin() + head.begin(3), 10, std::byte{0});
-    put(padded.data() + Length + 4 + 2 * 4, head.layerBytes[2] + 10);
-    EXPECT_TRUE(decoded(layout, padded, Points).usedUp);
-    padded[head.begin(3) + 9] = std::byte{1};
-    EXPECT_FALSE(decoded(layout, padded, Points).usedUp);
+    for (const std::uint32_t zeros : {10u, 1000000u}) { // more than is read at a time, too
+        Bytes padded = chunk;
+        padded.insert(padded.begin() + head.begin(3), zeros, std::byte{0});
+        put(padded.data() + Length + 4 + 2 * 4, head.layerBytes[2] + zeros);
+        EXPECT_TRUE(decoded(layout, padded, Points).usedUp);
+        padded[head.begin(3) + zeros - 1] = std::byte{1};
+        EXPECT_FALSE(decoded(layout, padded, Points).usedUp);
+    }
+}
+
+/// Simpler values into the room of the old ones, and the old ones back; the first layer is among them.
+TEST_P(Layers, areReplacedInTheRoomOfTheOldOnes) {
+    const Bytes original = records;
+    const std::vector<RecordBytes> places{{16, 17}, {18, 20}};
+    LayerSet changed = layersOf(layout, places);
+    changed.front() = true;
+    for (const std::size_t rest : {std::size_t{0}, Points / 2}) { // that keeps its values
+        records = original;
+        for (std::size_t i = 0; i < Points - rest; ++i)
+            for (const RecordBytes& place : places)
+                for (std::size_t at = place.begin; at < place.end; ++at) records[i * Length + at] = std::byte{1};
+        const auto simple = replaceLayersInPlace(layout, chunk, records, changed);
+        ASSERT_TRUE(simple);
+        EXPECT_EQ(simple->size(), chunk.size());
+        const auto back = decoded(layout, *simple, Points);
+        EXPECT_TRUE(back.usedUp);
+        EXPECT_TRUE(back.records == records);
+        EXPECT_TRUE(replaceLayersInPlace(layout, *simple, original, changed) == chunk);
+        const auto small = replaceLayers(layout, chunk, records, changed);
+        EXPECT_LT(small.size(), chunk.size());
+        EXPECT_FALSE(replaceLayersInPlace(layout, small, original, changed));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(OfVersions, Layers, testing::Values(3, 4));
