@@ -13,7 +13,8 @@
 
 namespace corvane {
 
-InputFile::InputFile(std::string path) : path_(std::move(path)) {
+InputFile::InputFile(std::string path, std::shared_ptr<const FileRuns> overlay)
+    : path_(std::move(path)), overlay_(std::move(overlay)) {
     // Non-blocking, since opening a pipe for reading would wait for its writer. Regular files do not care.
     descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor_ < 0)
@@ -51,6 +52,8 @@ void InputFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
             fmt::format("{}: {} bytes were asked for at offset {}, but the file ends at {}; it is damaged or not "
                         "whole, so get it again from where it came.",
                         path_, bytes.size(), offset, size_));
+    const std::uint64_t begin = offset;
+    const std::span<std::byte> all = bytes;
     while (!bytes.empty()) {
         const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (got < 0 && errno == EINTR) continue;
@@ -65,6 +68,7 @@ void InputFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
         offset += static_cast<std::uint64_t>(got);
         bytes = bytes.subspan(static_cast<std::size_t>(got));
     }
+    if (overlay_) overlay_->applyTo(begin, all);
 }
 
 namespace {

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/FileRuns.hpp"
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <memory>
 #include <span>
 #include <string>
 
@@ -15,8 +18,9 @@ namespace corvane {
 /// The file is read, never mapped: one that shrinks while it is open ends in a sentence and not in a signal.
 class InputFile {
 public:
-    /// Throws Failure when there is no such file, it is not a regular file, or it cannot be read.
-    explicit InputFile(std::string path);
+    /// Throws Failure when there is no such file, it is not a regular file, or it cannot be read. With an `overlay` it
+    /// reads as if those bytes were in it.
+    explicit InputFile(std::string path, std::shared_ptr<const FileRuns> overlay = nullptr);
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
@@ -26,8 +30,9 @@ public:
     /// Bytes in the file when it was opened.
     std::uint64_t size() const { return size_; }
 
-    /// The descriptor, for system calls that copy between files; stays ours.
+    /// The descriptor, for system calls that copy between files; stays ours. What it gives has no overlay.
     int descriptor() const { return descriptor_; }
+    bool hasOverlay() const { return overlay_ != nullptr; }
 
     /// Throws Failure when the file is another than it was when it was opened: by its size, by the time of its last
     /// change, or because its name belongs to another file.
@@ -41,6 +46,7 @@ public:
 
 private:
     std::string path_;
+    std::shared_ptr<const FileRuns> overlay_; // null: there is none
     std::uint64_t size_ = 0;
     struct timespec changed_ {}; // when it was opened
     int descriptor_ = -1;

@@ -143,7 +143,7 @@ void OutputFile::write(std::span<const std::byte> bytes) {
 }
 
 void OutputFile::copy(const InputFile& from, std::uint64_t begin, std::uint64_t end) {
-    const std::uint64_t copied = copyInKernel(from, begin, end, descriptor_, size_);
+    const std::uint64_t copied = from.hasOverlay() ? 0 : copyInKernel(from, begin, end, descriptor_, size_);
     size_ += copied;
     begin += copied;
     constexpr std::uint64_t piece = std::uint64_t{1} << 20;
@@ -162,6 +162,10 @@ void OutputFile::writeAt(std::uint64_t offset, std::span<const std::byte> bytes)
         offset += static_cast<std::uint64_t>(written);
         bytes = bytes.subspan(static_cast<std::size_t>(written));
     }
+}
+
+std::string OutputFile::readablePath() const {
+    return temporary_ ? temporary_->path() : fmt::format("/proc/self/fd/{}", descriptor_);
 }
 
 std::vector<std::string> OutputFile::commit() {

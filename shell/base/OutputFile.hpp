@@ -49,6 +49,9 @@ public:
     /// Overwrites bytes that have been written already.
     void writeAt(std::uint64_t offset, std::span<const std::byte> bytes);
 
+    /// Where what was written can be read before it has its name.
+    std::string readablePath() const;
+
     /// Gives the file its name, and the owner, group, permissions and extended attributes of the file that it replaces;
     /// the last call. Returns what could not be kept of those: finished sentences without the path. When somebody else
     /// made a file of this name meanwhile that is to be kept, it is, and this throws.

@@ -44,36 +44,60 @@ std::vector<std::byte> ChunkPacker::pack(std::span<const std::byte> records) con
     return chunk;
 }
 
+ChunkPacker::Edited ChunkPacker::edit(const InputFile& file, const LazChunk& chunk, const PointEdits& edits) const {
+    const std::size_t stride = layout_.recordLength();
+    Edited edited;
+    edited.places = edits.places({chunk.first, static_cast<std::size_t>(chunk.points)});
+    if (edited.places.empty()) return edited;
+    edited.bytes.resize(chunk.bytes);
+    file.read(chunk.offset, edited.bytes);
+    if (layout_.layered()) edited.read = layersToDecode(laz::layersOf(layout_, edited.places));
+    edited.before = decoded(edited.bytes, chunk.points, edited.read);
+    edited.after = edited.before;
+    edits.apply(edited.after, stride, chunk.first);
+    std::erase_if(edited.places,
+                  [&](const auto& place) { return !differ(edited.before, edited.after, stride, place); });
+    return edited;
+}
+
 std::optional<std::vector<std::byte>> ChunkPacker::repack(const InputFile& file, const LazChunk& chunk,
                                                           const PointEdits& edits) const {
-    const std::size_t stride = layout_.recordLength();
-    WantedBytes places = edits.places({chunk.first, static_cast<std::size_t>(chunk.points)});
-    if (places.empty()) return std::nullopt;
+    const Edited edited = edit(file, chunk, edits);
+    if (edited.places.empty()) return std::nullopt;
+    if (!layout_.layered() || mustBePacked(laz::layersOf(layout_, edited.places))) return pack(edited.after);
+    auto repacked = laz::replaceLayers(layout_, edited.bytes, edited.after, layersToReplace(edited.places));
+    check(repacked, edited.after, edited.read);
+    return repacked;
+}
 
-    std::vector<std::byte> bytes(chunk.bytes);
-    file.read(chunk.offset, bytes);
-    const auto layersToRead = layout_.layered() ? layersToDecode(laz::layersOf(layout_, places)) : laz::LayerSet{};
-    const auto before = decoded(bytes, chunk.points, layersToRead);
-    auto after = before;
-    edits.apply(after, stride, chunk.first);
-    std::erase_if(places, [&](const auto& place) { return !differ(before, after, stride, place); });
-    if (places.empty()) return std::nullopt;
-    if (!layout_.layered()) return pack(after);
+ChunkPacker::InPlace ChunkPacker::repackInPlace(const InputFile& file, const LazChunk& chunk,
+                                                const PointEdits& edits) const {
+    Edited edited = edit(file, chunk, edits);
+    if (edited.places.empty()) return {};
+    if (!layout_.layered() || mustBePacked(laz::layersOf(layout_, edited.places))) return {false, {}, {}};
+    auto repacked = laz::replaceLayersInPlace(layout_, edited.bytes, edited.after, layersToReplace(edited.places));
+    if (!repacked) return {false, {}, {}};
+    check(*repacked, edited.after, edited.read);
+    return {true, std::move(edited.bytes), std::move(*repacked)};
+}
 
+/// Whether other layers depend on these.
+bool ChunkPacker::mustBePacked(const laz::LayerSet& changed) const {
+    return has(layout_, changed, laz::LayerKind::First) || has(layout_, changed, laz::LayerKind::Time);
+}
+
+/// The first layer says of which points angle and source differ from the point before.
+laz::LayerSet ChunkPacker::layersToReplace(const WantedBytes& places) const {
     using enum laz::LayerKind;
     auto changed = laz::layersOf(layout_, places);
-    if (has(layout_, changed, First) || has(layout_, changed, Time)) return pack(after);
-    // The first layer says of which points these differ from the point before.
     changed.front() = has(layout_, changed, Angle) || has(layout_, changed, Source);
-    auto repacked = laz::replaceLayers(layout_, bytes, after, changed);
-    check(repacked, after, layersToRead);
-    return repacked;
+    return changed;
 }
 
 /// Those that are needed for encoding the changed ones anew; all when the first one is among them.
 laz::LayerSet ChunkPacker::layersToDecode(const laz::LayerSet& changed) const {
     using enum laz::LayerKind;
-    if (has(layout_, changed, First) || has(layout_, changed, Time)) return {};
+    if (mustBePacked(changed)) return {};
     laz::LayerSet layers = changed;
     if (!has(layout_, changed, Angle) && !has(layout_, changed, Source)) return layers;
     const auto kinds = layout_.layers();

@@ -164,9 +164,10 @@ const Dimension* LasFile::find(std::string_view name) const {
     return found == dimensions.end() ? nullptr : &*found;
 }
 
-LasFile LasFile::open(const std::string& path, Reading reading) {
+LasFile LasFile::open(std::shared_ptr<const InputFile> file, Reading reading) {
     LasFile las;
-    las.file = std::make_shared<const InputFile>(path);
+    las.file = std::move(file);
+    const std::string& path = las.file->path();
     std::vector<std::byte> head(std::min<std::uint64_t>(las.file->size(), LasHeader::LargestSize));
     las.file->read(0, head);
     las.header = LasHeader::parse(head, path, las.file->size(), las.warnings);

@@ -64,7 +64,10 @@ struct LasFile {
 
     /// Opens and checks `path`, compressed (LAZ) or not, without reading any point. Throws Failure for anything that
     /// makes the points unreadable. For the sound parts of a compressed file all points are decoded once.
-    static LasFile open(const std::string& path, Reading reading = Reading::Whole);
+    static LasFile open(const std::string& path, Reading reading = Reading::Whole) {
+        return open(std::make_shared<const InputFile>(path), reading);
+    }
+    static LasFile open(std::shared_ptr<const InputFile> file, Reading reading = Reading::Whole);
 };
 
 } // namespace corvane

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "base/InPlaceFile.hpp"
+
+#include "base/Failure.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace corvane {
+
+InPlaceFile::InPlaceFile(const std::string& path) : path_(path) {
+    descriptor_ = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    struct stat status {};
+    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0)
+        throw Failure(fmt::format("{}: cannot be written in place: {}. Check that you may write to it, or save to "
+                                  "another file. Nothing was written.",
+                                  path, std::strerror(errno)));
+    size_ = static_cast<std::uint64_t>(status.st_size);
+}
+
+InPlaceFile::~InPlaceFile() {
+    if (descriptor_ >= 0) close(descriptor_);
+}
+
+void InPlaceFile::checkSame(const InputFile& file) const {
+    struct stat own {
+    }, other{};
+    if (fstat(descriptor_, &own) == 0 && fstat(file.descriptor(), &other) == 0 && own.st_dev == other.st_dev &&
+        own.st_ino == other.st_ino)
+        return;
+    throw Failure(fmt::format("{}: was replaced by another file while it was read. Nothing was written. Try again when "
+                              "no other program writes to it.",
+                              path_));
+}
+
+void InPlaceFile::write(const FileRuns& runs) {
+    constexpr std::uint64_t NearBytes = 4096, LargestGroup = std::uint64_t{1} << 20;
+    for (std::size_t first = 0, last; first < runs.count(); first = last) {
+        last = first + 1;
+        while (last < runs.count() && runs[last].offset - runs[last - 1].end() <= NearBytes &&
+               runs[last].end() - runs[first].offset <= LargestGroup)
+            ++last;
+        writeGroup(runs, first, last);
+    }
+}
+
+void InPlaceFile::writeGroup(const FileRuns& runs, std::size_t first, std::size_t last) {
+    std::uint64_t offset = runs[first].offset;
+    std::span<const std::byte> bytes = runs[first].bytes;
+    if (last - first > 1) {
+        buffer_.resize(runs[last - 1].end() - offset);
+        std::span<std::byte> rest = buffer_;
+        for (std::uint64_t at = offset; !rest.empty();) {
+            const ssize_t got = pread(descriptor_, rest.data(), rest.size(), static_cast<off_t>(at));
+            if (got < 0 && errno == EINTR) continue;
+            if (got == 0) errno = EIO; // it became shorter
+            if (got <= 0) fail("reading");
+            at += static_cast<std::uint64_t>(got);
+            rest = rest.subspan(static_cast<std::size_t>(got));
+        }
+        runs.applyTo(offset, buffer_);
+        bytes = buffer_;
+    }
+    while (!bytes.empty()) {
+        const ssize_t written = pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) fail("writing");
+        offset += static_cast<std::uint64_t>(written);
+        bytes = bytes.subspan(static_cast<std::size_t>(written));
+    }
+}
+
+void InPlaceFile::sync() {
+    if (fsync(descriptor_) != 0) fail("syncing");
+}
+
+void InPlaceFile::fail(const char* what) const {
+    throw Failure(fmt::format("{}: {} it in place failed: {}.", path_, what, std::strerror(errno)));
+}
+
+} // namespace corvane
