@@ -11,6 +11,7 @@
 #include <cmath>
 #include <fmt/format.h>
 #include <limits>
+#include <set>
 
 namespace corvane {
 
@@ -24,7 +25,8 @@ const std::string GridName = "Points";
 } // namespace
 
 Survey::Survey(const std::string& path, const SurveyOptions& options)
-    : las_(std::make_shared<const LasFile>(LasFile::open(path, options.reading))),
+    : las_(std::make_shared<const LasFile>(
+          LasFile::open(std::make_shared<const InputFile>(path, options.overlay), options.reading))),
       options_(options),
       ranges_(las_->points->ranges(options.fragmentPoints,
                                    las_->copc ? PointReader::Joining::None : PointReader::Joining::Small)),
@@ -112,14 +114,39 @@ Sextant::BoundingBox Survey::expressibleBox() const {
     return box;
 }
 
-std::vector<Survey::Edit> Survey::edits() const {
+std::vector<std::uint32_t> Survey::editedFragments(const SurveyField& field) const {
+    std::vector<std::uint32_t> numbers;
+    const auto now = points_->findField(field.name);
+    if (!now) return numbers;
+    for (const auto& [number, fragment] : original_[static_cast<std::size_t>(&field - fields_.data())]->fragments())
+        if (const auto array = now->getCreator(fragment.id); array && array != fragment.array)
+            numbers.push_back(number);
+    return numbers;
+}
+
+std::vector<std::uint32_t> Survey::editedFragments() const {
+    std::set<std::uint32_t> numbers;
+    for (const SurveyField& field : fields_)
+        for (const std::uint32_t number : editedFragments(field)) numbers.insert(number);
+    return {numbers.begin(), numbers.end()};
+}
+
+std::vector<Survey::Edit> Survey::edits(const PointRange& within) const {
+    const auto isBefore = [&](const PointRange& range) { return range.first + range.count <= within.first; };
+    const auto begins = [&](const PointRange& range) {
+        return range.first < within.first || range.first - within.first < within.count;
+    };
+    const auto first = static_cast<std::uint32_t>(std::ranges::partition_point(ranges_, isBefore) - ranges_.begin());
+    const auto last = static_cast<std::uint32_t>(std::ranges::partition_point(ranges_, begins) - ranges_.begin());
     std::vector<Edit> edits;
     for (std::size_t i = 0; i < fields_.size(); ++i) {
         const auto now = points_->findField(fields_[i].name);
         if (!now) continue;
-        for (const auto& [number, fragment] : original_[i]->fragments())
-            if (const auto array = now->getCreator(fragment.id); array && array != fragment.array)
-                edits.push_back({&fields_[i], ranges_[number], array->getData()});
+        const auto& fragments = original_[i]->fragments();
+        const auto end = fragments.lower_bound(last);
+        for (auto fragment = fragments.lower_bound(first); fragment != end; ++fragment)
+            if (const auto array = now->getCreator(fragment->second.id); array && array != fragment->second.array)
+                edits.push_back({&fields_[i], ranges_[fragment->first], array->getData()});
     }
     std::stable_sort(edits.begin(), edits.end(),
                      [](const Edit& a, const Edit& b) { return a.range.first < b.range.first; });
@@ -138,8 +165,8 @@ Holdfast::Ageable::Age Survey::editedAt() const {
     return latest;
 }
 
-PointEdits Survey::pointEdits() const {
-    const auto owned = std::make_shared<const std::vector<Edit>>(edits());
+PointEdits Survey::pointEdits(const PointRange& within) const {
+    const auto owned = std::make_shared<const std::vector<Edit>>(edits(within));
     std::vector<PointEdit> stored;
     for (const Edit& edit : *owned)
         Fiber::visitArray<std::uint8_t, std::int8_t, std::uint16_t, std::int16_t, std::uint32_t, std::int32_t,

@@ -10,6 +10,7 @@
 #include "survey/SurveyFields.hpp"
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +22,7 @@ struct SurveyOptions {
     std::size_t memoryBytes = std::size_t{512} << 20; ///< budget for values that were read and can be read again
     std::uint32_t fragmentPoints = 131072;            ///< at most so many points per fragment
     Reading reading = Reading::Whole;
+    std::shared_ptr<const FileRuns> overlay = nullptr; ///< the file is read as if these bytes were in it; null: none
 };
 
 /// A LAS file as a bundle: one grid whose vertices are the points, in blocks of consecutive points, one field per
@@ -62,6 +64,8 @@ public:
     /// The box that holds every coordinate that the file's numbers can express, whatever the header says of bounds.
     Sextant::BoundingBox expressibleBox() const;
 
+    static constexpr PointRange AllPoints{0, std::numeric_limits<std::size_t>::max()};
+
     /// An edited fragment of a dimension: the values that differ from the file.
     struct Edit {
         const SurveyField* field;
@@ -69,14 +73,19 @@ public:
         Holdfast::StrongPtr<const Fiber::MemBase> values;
     };
 
-    /// The fragments that are not those of the file any more, ordered by record.
-    std::vector<Edit> edits() const;
+    /// The fragments that are not those of the file any more, in a field or in any, by number, ascending. No values are
+    /// looked at.
+    std::vector<std::uint32_t> editedFragments(const SurveyField& field) const;
+    std::vector<std::uint32_t> editedFragments() const;
+
+    /// Their values, ordered by record; those of fragments that have points of a range, or of all.
+    std::vector<Edit> edits(const PointRange& within = AllPoints) const;
 
     /// The time of the last change that the points still show; `Ooooold` when they are those of the file.
     Holdfast::Ageable::Age editedAt() const;
 
-    /// The same, as they stand in records.
-    PointEdits pointEdits() const;
+    /// The edits as they stand in records.
+    PointEdits pointEdits(const PointRange& within = AllPoints) const;
 
     /// The survey as it is now, for those who read records; the file itself as long as nothing was edited.
     LasFile edited() const;

@@ -5,6 +5,7 @@
 #include "base/Watch.hpp"
 #include "survey/Survey.hpp"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,5 +22,14 @@ struct SaveOptions {
 /// Failure before anything is written when a value does not fit its dimension. Returns what could not be stored as it
 /// is: finished sentences, without the path.
 std::vector<std::string> saveSurvey(const Survey& survey, const std::string& path, const SaveOptions& options = {});
+
+/// Puts such a file, with the points packed as they are, in the place of the survey's own. When it is whole,
+/// `beforeNaming` is called with where it can be read until it has its name; if that throws, all is as before.
+using BeforeNaming = std::function<void(const std::string& readable)>;
+std::vector<std::string> replaceSurvey(const Survey& survey, const Watch& watch, const BeforeNaming& beforeNaming);
+
+/// Throws Failure for a survey whose edits cannot be stored in its file: it is damaged, or a value does not fit its
+/// dimension.
+void checkMayBeSaved(const Survey& survey);
 
 } // namespace corvane
