@@ -89,7 +89,7 @@ void EditKeeper::close() {
 }
 
 StoredFragment EditKeeper::fragmentOf(const std::string& name, const KeptField& kept, std::uint32_t number) const {
-    return {store_, name, number, kept.originals.at(number), kept.origin == Origin::Zeros};
+    return {store_, name, number, kept.originals.at(number), kept.origin == Origin::Zeros, halfSaved_};
 }
 
 /// A field that is new to us: of the survey, or a mask, which begins empty.

@@ -5,6 +5,7 @@
 #include "session/StoredValues.hpp"
 #include "survey/Survey.hpp"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -42,6 +43,9 @@ public:
 
     EditStore& store() const { return *store_; }
 
+    /// From now on the present may be in the survey's file already, in part or as a whole.
+    void expectHalfSaved() { *halfSaved_ = true; }
+
 private:
     void restore(const StoredField& stored);
     KeptField& begin(const std::string& name, Fiber::Field& field);
@@ -61,6 +65,7 @@ private:
 
     std::shared_ptr<const Survey> survey_;
     std::shared_ptr<EditStore> store_;
+    std::shared_ptr<std::atomic<bool>> halfSaved_ = std::make_shared<std::atomic<bool>>(false);
     std::map<std::string, KeptField> fields_;
     std::vector<char> hasBox_; // in the store, by fragment
     std::optional<SurveyIdentity> rebound_;

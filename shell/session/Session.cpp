@@ -24,7 +24,7 @@ EditedSurvey Session::openToEdit(const std::string& path) const {
             fmt::format("--original: {} is to be edited, and what was edited before cannot be left out.", path));
     SurveyOptions options;
     if (options_.memoryBytes) options.memoryBytes = *options_.memoryBytes;
-    return withEdits(std::make_shared<const Survey>(path, options), EditStore::Access::Write, options_.edits);
+    return corvane::openToEdit(path, options, options_.edits, options_.watch, options_.note);
 }
 
 std::vector<std::string> Session::save(const Survey& survey, const std::string& path, bool overwrite,

@@ -19,7 +19,7 @@ struct SessionOptions {
     std::optional<std::size_t> memoryBytes; ///< for the points of a survey; none: as the survey's default
     Watch watch;                            ///< of everything that takes time
     EditStoreOptions edits = {};
-    std::function<void(const std::string&)> note = [](const std::string&) {}; ///< gets what is worth knowing
+    Note note = [](const std::string&) {};
 };
 
 /// What every face of the program works with: the plug-in and the way to surveys. Prints nothing and takes no signal.

@@ -14,7 +14,7 @@ public:
     StrongPtr<Fiber::MemBase> make() const override {
         const auto made = beginning();
         fragment_.store->valuesOf(fragment_.field, fragment_.number, afterStep_,
-                                  std::as_writable_bytes(made->writableValues()));
+                                  std::as_writable_bytes(made->writableValues()), *fragment_.halfSaved);
         return made;
     }
 

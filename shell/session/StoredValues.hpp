@@ -4,6 +4,7 @@
 #include "Fiber/CreativeArray.hpp"
 #include "store/EditStore.hpp"
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -16,6 +17,7 @@ struct StoredFragment {
     std::uint32_t number = 0;
     Holdfast::StrongPtr<Fiber::CreativeArrayBase> original; ///< the survey's, or the zeros of a mask
     bool isZero = false;                                    ///< the original is known to be zeros
+    std::shared_ptr<const std::atomic<bool>> halfSaved;     ///< whether the original may be the present in part
 };
 
 /// Makes the values that the fragment has behind a step. Its values are unsigned integers of 8 or 16 bits.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/Watch.hpp"
 #include "session/EditKeeper.hpp"
 
 #include <functional>
@@ -25,9 +26,13 @@ SurveyIdentity identityOf(const LasFile& las);
 /// As checkMayWrite, for a survey: throws Failure, too, when edits are kept of the file that it would replace.
 void checkMayWriteSurvey(const std::string& path, bool overwrite);
 
-/// Throws Failure unless the store belongs to the survey that is this one now, or is taken for it.
+/// Throws Failure unless the store belongs to the survey that is this one now, or is taken for it. While a saving is
+/// open it belongs to the survey before and after that, and is taken for no other.
 void requireSameSurvey(const EditStore& store, const SurveyIdentity& now, const std::string& survey,
                        const EditStoreOptions& options);
+
+/// Whether both are known by the same size and head; the time changes when a file is copied.
+bool sameHead(const SurveyIdentity& a, const SurveyIdentity& b);
 
 /// A survey with the edits that are kept of it. The keeper is null when there are none.
 struct EditedSurvey {
@@ -35,15 +40,18 @@ struct EditedSurvey {
     std::unique_ptr<EditKeeper> keeper;
 };
 
-/// Puts the edits that are kept of a survey into it, which was just opened. To write, a store is made where there is
-/// none. Throws Failure when the store belongs to another survey, or cannot be read.
-EditedSurvey withEdits(const std::shared_ptr<const Survey>& survey, EditStore::Access access,
-                       const EditStoreOptions& options);
+/// Gets what is worth knowing: finished sentences.
+using Note = std::function<void(const std::string&)>;
+
+/// Opens a survey to edit it. A store is made where there is none, and a saving that is open is completed before
+/// anything else. Throws Failure when the store belongs to another survey, or cannot be read.
+EditedSurvey openToEdit(const std::string& path, const SurveyOptions& how, const EditStoreOptions& options,
+                        const Watch& watch, const Note& note);
 
 /// Opens a survey with the edits that are kept of it, and says in a sentence to `note` that there are some. One of
-/// which only the sound parts are read is shown without: its points have other numbers.
+/// which only the sound parts are read is shown without: its points have other numbers. While a saving in place is open
+/// the survey is shown as it will be, whatever of that is in the file.
 std::shared_ptr<const Survey> openWithEdits(const std::string& path, const SurveyOptions& how,
-                                            const EditStoreOptions& options,
-                                            const std::function<void(const std::string&)>& note);
+                                            const EditStoreOptions& options, const Note& note);
 
 } // namespace corvane

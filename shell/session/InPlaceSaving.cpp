@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+// The order of things is what makes a saving survive being cut off anywhere. The store is a journal of what the file
+// becomes, not of what it was: whatever part of a batch is in the file, writing the batch again completes it. Earlier
+// batches are in the file, and later ones are found again, since the store still says what was before and what is the
+// present, and each value in the file is one of the two.
+//
+// A file that takes the place of another is either there or not. The store knows both by size and checksum of the head
+// before the new one gets its name; where these are the same, the values tell as above.
+#include "session/InPlaceSaving.hpp"
+
+#include "base/InPlaceFile.hpp"
+#include "session/OpenSaving.hpp"
+#include "survey/SurveySaver.hpp"
+
+#include <fmt/format.h>
+
+namespace corvane {
+namespace {
+
+/// Finds all changes once before the first is written, if they might not fit. Returns the first.
+FileRuns firstBatch(const LasFile& las, InPlaceChange& change, const Watch& watch) {
+    FileRuns batch = change.next();
+    if (change.done() || !las.compression()) return batch;
+    while (!change.done()) {
+        watch(change.pointsDone(), change.points(), "Looking whether the edits fit");
+        change.next();
+    }
+    change.restart();
+    return change.next();
+}
+
+class InPlaceSaving {
+public:
+    /// `begun`: something was written to the file already.
+    InPlaceSaving(const EditedSurvey& edited, const Watch& watch, const BatchSize& size, bool begun)
+        : survey_(*edited.survey),
+          keeper_(*edited.keeper),
+          store_(edited.keeper->store()),
+          watch_(watch),
+          size_(size),
+          begun_(begun) {}
+
+    InPlaceSaved save();
+
+private:
+    void write();
+    void replace(const std::string& obstacle);
+    void note(const OpenSaving& saving);
+
+    const Survey& survey_;
+    EditKeeper& keeper_;
+    EditStore& store_;
+    const Watch& watch_;
+    BatchSize size_;
+    bool begun_;
+    InPlaceSaved saved_;
+};
+
+/// The present of all fields is what the file with this identity says, and no saving is open.
+void commitSaved(EditStore& store, const SurveyIdentity& identity) {
+    Commit commit;
+    for (const StoredField& field : store.fields())
+        if (field.origin == Origin::Survey) commit.saved.push_back(field.name);
+    commit.entries = {noOpenSaving()};
+    commit.identity = identity;
+    store.commit(commit);
+}
+
+InPlaceSaved InPlaceSaving::save() {
+    if (begun_) keeper_.expectHalfSaved();
+    checkMayBeSaved(survey_);
+    keeper_.expectHalfSaved();
+    try {
+        try {
+            write();
+        } catch (const NoRoom& noRoom) {
+            replace(noRoom.what());
+        }
+    } catch (const Interrupted&) {
+        throw;
+    } catch (const Failure& failure) {
+        if (!begun_) throw;
+        throw Failure(fmt::format("{} The saving of {} is not complete; the next command that may write to it or to "
+                                  "its edits completes it.",
+                                  failure.what(), survey_.path()));
+    }
+    return saved_;
+}
+
+void InPlaceSaving::write() {
+    const LasFile& las = survey_.las();
+    std::vector<PointRange> edited;
+    for (const std::uint32_t number : survey_.editedFragments()) edited.push_back(survey_.ranges()[number]);
+    InPlaceChange change(
+        las, edited, [this](const PointRange& range) { return survey_.pointEdits(range); }, size_);
+    InPlaceFile file(survey_.path());
+    FileRuns batch = firstBatch(las, change, watch_);
+    file.checkSame(*las.file);
+    las.file->checkUnchanged();
+    for (; !batch.empty(); batch = change.next()) {
+        watch_(change.pointsDone(), change.points(), "Saving " + survey_.path());
+        OpenSaving saving;
+        saving.runs = std::make_shared<const FileRuns>(std::move(batch));
+        note(saving);
+        file.write(*saving.runs);
+        file.sync();
+        saved_.bytes += saving.runs->bytes();
+    }
+    commitSaved(store_, identityOf(las));
+}
+
+void InPlaceSaving::replace(const std::string& obstacle) {
+    saved_.obstacle = obstacle;
+    saved_.losses = replaceSurvey(survey_, watch_, [this](const std::string& readable) {
+        OpenSaving saving;
+        saving.replacement = identityOf(LasFile::open(readable));
+        saving.begun = begun_;
+        note(saving);
+    });
+    commitSaved(store_, identityOf(LasFile::open(survey_.path())));
+}
+
+/// From now on the store says that it is open.
+void InPlaceSaving::note(const OpenSaving& saving) {
+    Commit commit;
+    commit.entries = {saving.entry()};
+    commit.identity = identityOf(survey_.las());
+    store_.commit(commit);
+    begun_ = true;
+}
+
+} // namespace
+
+InPlaceSaved saveInPlace(EditedSurvey edited, const Watch& watch, const BatchSize& size) {
+    InPlaceSaved saved = InPlaceSaving(edited, watch, size, false).save();
+    edited.keeper->close();
+    return saved;
+}
+
+std::string completeSaving(const std::string& path, const std::string& storePath, const SurveyOptions& how,
+                           const Watch& watch, const BatchSize& size) {
+    const auto store = std::make_shared<EditStore>(storePath, EditStore::Access::Write);
+    const auto saving = findOpenSaving(*store);
+    if (!saving) return "";
+    const SurveyIdentity now = identityOf(LasFile::open(path));
+    requireSameSurvey(*store, now, path, {});
+    const bool isOld = sameHead(store->identity(), now), isNew = saving->mayHaveMade(now);
+    if (isNew && !isOld) {
+        commitSaved(*store, now);
+        store->close();
+        return fmt::format("{}: the saving that was interrupted had put the new file there already; it is complete.",
+                           path);
+    }
+    if (!isNew && !saving->runs && !saving->begun) {
+        Commit commit;
+        commit.entries = {noOpenSaving()};
+        store->commit(commit);
+        store->close();
+        return fmt::format("{}: a saving was interrupted before the new file was there; the file is as it was, and its "
+                           "edits are kept.",
+                           path);
+    }
+    if (saving->runs) {
+        InPlaceFile file(path);
+        file.write(*saving->runs);
+        file.sync();
+    }
+    const auto survey = std::make_shared<const Survey>(path, how);
+    const EditedSurvey edited{survey, std::make_unique<EditKeeper>(survey, store, std::nullopt)};
+    InPlaceSaving(edited, watch, size, true).save();
+    edited.keeper->close();
+    return fmt::format("{}: a saving that was interrupted is complete now.", path);
+}
+
+} // namespace corvane
