@@ -28,7 +28,7 @@ SurveyOptions how() {
     options.fragmentPoints = fragmentPoints;
     return options;
 }
-constexpr BatchSize SmallBatches{.bytes = 200, .runs = 1000, .points = 300};
+constexpr BatchSize SmallBatches{.bytes = 400, .runs = 1000, .points = 300};
 const Note Nobody = [](const std::string&) {};
 
 Classes classesOf(const Survey& survey) {
@@ -256,11 +256,9 @@ TEST_P(InPlaceOf, isOldOrNewWheneverItIsKilled) {
 TEST_P(InPlaceOf, isOldOrNewWheneverTheDiscFails) {
     const Case of = prepared(GetParam());
     std::vector<Fate> fates{{.kind = Fate::Fails}, {.kind = Fate::Fails, .error = ENOSPC, .forGood = true}};
-    if (Long || of.form == Form::Plain) {
-        fates.push_back({.kind = Fate::Fails, .error = EIO, .forGood = true});
-        fates.push_back({.kind = Fate::Fails, .error = ENOSPC});
-        fates.push_back({.kind = Fate::WritesHalf});
-    }
+    if (of.form == Form::Plain) fates.push_back({.kind = Fate::WritesHalf});
+    if (Long) fates.push_back({.kind = Fate::Fails, .error = EIO, .forGood = true});
+    if (Long) fates.push_back({.kind = Fate::Fails, .error = ENOSPC});
     for (Fate fate : fates) {
         int refused = 0;
         for (fate.call = 0;; ++fate.call) {
@@ -438,7 +436,8 @@ using InPlaceOfReal = RealSurveys;
 TEST_F(InPlaceOfReal, layersReadAsThoseOfAnAtomicSave) {
     int fitted = 0;
     for (const auto& name : named("", ".laz")) {
-        if (fs::file_size(Data / name) > 2'000'000) continue;
+        const auto largest = LasFile::open(Data / name).compression()->layout.layered() ? 2'000'000u : 15'000u;
+        if (fs::file_size(Data / name) > largest) continue;
         SCOPED_TRACE(name);
         const std::string path = folder / "real.laz", original = bytesOf(Data / name);
         for (const char* where : {"Intensity >= 0", "Intensity % 2 == 0"}) {
