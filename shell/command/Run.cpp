@@ -42,7 +42,9 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
             fmt::format("{}: names no survey; add \"survey\" to it, or give --survey FILE.", arguments.network));
     if (!arguments.save.empty()) checkMayWriteSurvey(arguments.save, arguments.overwrite);
 
-    CommandSession session(options);
+    GlobalOptions withHistory = options; // networks may press undo
+    withHistory.edits.history = true;
+    CommandSession session(withHistory);
     const EditedSurvey edited = arguments.keep ? session.openToEdit(path) : EditedSurvey{session.open(path), nullptr};
     const auto& survey = edited.survey;
     Network network(survey, session.watch());

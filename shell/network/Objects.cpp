@@ -14,7 +14,9 @@ FieldObject::FieldObject(const std::string& name, std::shared_ptr<const Survey> 
 }
 
 bool FieldObject::unsychronized_update(Kesh::VRequest& request, double) {
-    const std::string exact = survey_->findField(fieldName_.get(*request.pool)).name;
+    const SurveyField& field = survey_->findField(fieldName_.get(*request.pool));
+    const std::string& exact = field.name;
+    survey_->expectField(field);
     const auto selector = survey_->selector(exact);
     if (field_.get(*request.pool) == selector) return true;
     field_->parameter()->setValue(*request.pool, Holdfast::create<Kesh::VValue<Fiber::FieldSelector>>(selector),

@@ -65,8 +65,12 @@ void append(std::vector<T>& all, const std::vector<T>& some) {
 } // namespace
 
 EditKeeper::EditKeeper(std::shared_ptr<const Survey> survey, std::shared_ptr<EditStore> store,
-                       const std::optional<SurveyIdentity>& rebound)
-    : survey_(std::move(survey)), store_(std::move(store)), hasBox_(survey_->ranges().size()), rebound_(rebound) {
+                       const std::optional<SurveyIdentity>& rebound, bool histories)
+    : survey_(std::move(survey)),
+      store_(std::move(store)),
+      hasBox_(survey_->ranges().size()),
+      rebound_(rebound),
+      histories_(histories || store_->mayWrite()) {
     for (const std::string& name : editableFields()) begin(name, *survey_->points().findField(name));
     for (const StoredField& stored : store_->fields()) restore(stored);
     if (!rebound_) restoreBoxes();
@@ -119,39 +123,46 @@ void EditKeeper::restore(const StoredField& stored) {
                                   "have.",
                                   store_->path(), stored.name, stored.width, survey_->path()));
     known->second.stored = true;
-    restoreSteps(stored, known->second, *field);
+    const Versions present = store_->versions(stored.name);
+    for (const auto& [number, step] : present)
+        if (!known->second.originals.contains(number))
+            throw Failure(fmt::format("{}: has edits of fragment {}, which the survey {} does not have.",
+                                      store_->path(), number, survey_->path()));
+    histories_ ? restoreSteps(stored, present, known->second, *field)
+               : restorePresent(stored, present, known->second, *field);
     restoreLabels(stored.name, *field);
     known->second.labelAge = field->attributeAge();
     if (!rebound_) restoreCounts(stored.name, known->second, *field);
 }
 
+void EditKeeper::restorePresent(const StoredField& stored, const Versions& present, KeptField& kept,
+                                Fiber::Field& field) {
+    for (const auto& [number, step] : present) {
+        kept.present[number] = arrayOf(fragmentOf(stored.name, kept, number), step);
+        field.setPersistentData(kept.present[number], field.fragments().at(number).id);
+    }
+}
+
 /// Versions that are the same share an array: a version of a fragment is known by the last step that changed it.
-void EditKeeper::restoreSteps(const StoredField& stored, KeptField& kept, Fiber::Field& field) {
+void EditKeeper::restoreSteps(const StoredField& stored, const Versions& present, KeptField& kept,
+                              Fiber::Field& field) {
     std::map<std::pair<std::uint32_t, StepId>, ArrayPtr> versions;
     const auto version = [&](std::uint32_t number, StepId step) {
         ArrayPtr& array = versions[{number, step}];
         if (!array) array = arrayOf(fragmentOf(stored.name, kept, number), step);
         return array;
     };
-    std::map<std::uint32_t, StepId> last;
-    for (const std::uint32_t number : store_->changedFragments(stored.name)) {
-        if (!kept.originals.contains(number))
-            throw Failure(fmt::format("{}: has edits of fragment {}, which the survey {} does not have.",
-                                      store_->path(), number, survey_->path()));
-        last[number] = Beginning;
-    }
-    std::map<std::uint32_t, StepId> present = last;
+    Versions last; // behind the step at hand
     Fiber::History history(survey_->points(), stored.name);
     for (const StoredStep& step : store_->steps(stored.name)) {
         const auto other = Holdfast::create<Fiber::Field>(field.getElementType());
         KeptStep keptStep{step.id, other, step.done, {}};
         for (const std::uint32_t number : store_->fragmentsOf(step.id)) {
-            const StepId before = std::exchange(last.at(number), step.id);
+            const StepId before = std::exchange(last[number], step.id);
             const ArrayPtr array = version(number, step.done ? before : step.id);
             other->setPersistentData(array, field.fragments().at(number).id);
             keptStep.others[number] = array;
         }
-        if (step.done) present = last;
         history.restore(other, {step.time, step.module, step.parameters, step.vertices, !step.done});
         kept.steps.push_back(std::move(keptStep));
     }

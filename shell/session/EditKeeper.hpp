@@ -24,8 +24,9 @@ public:
     /// Puts what the store has into the survey, which was just opened and has no edits yet. With `rebound` the store
     /// belongs to this survey from the next commit on. Throws Failure when the values that were edited are then not
     /// those of the survey.
+    /// Histories are put in only where somebody may go back, or the store is written to.
     EditKeeper(std::shared_ptr<const Survey> survey, std::shared_ptr<EditStore> store,
-               const std::optional<SurveyIdentity>& rebound);
+               const std::optional<SurveyIdentity>& rebound, bool histories);
     ~EditKeeper();
     EditKeeper(const EditKeeper&) = delete;
     EditKeeper& operator=(const EditKeeper&) = delete;
@@ -49,7 +50,9 @@ public:
 private:
     void restore(const StoredField& stored);
     KeptField& begin(const std::string& name, Fiber::Field& field);
-    void restoreSteps(const StoredField& stored, KeptField& kept, Fiber::Field& field);
+    using Versions = std::map<std::uint32_t, StepId>; // by fragment
+    void restorePresent(const StoredField& stored, const Versions& present, KeptField& kept, Fiber::Field& field);
+    void restoreSteps(const StoredField& stored, const Versions& present, KeptField& kept, Fiber::Field& field);
     void restoreLabels(const std::string& name, Fiber::Field& field);
     void restoreCounts(const std::string& name, KeptField& kept, Fiber::Field& field);
     void restoreBoxes();
@@ -69,6 +72,7 @@ private:
     std::map<std::string, KeptField> fields_;
     std::vector<char> hasBox_; // in the store, by fragment
     std::optional<SurveyIdentity> rebound_;
+    bool histories_;
     bool open_ = true;
 };
 

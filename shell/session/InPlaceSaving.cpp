@@ -166,7 +166,7 @@ std::string completeSaving(const std::string& path, const std::string& storePath
         file.sync();
     }
     const auto survey = std::make_shared<const Survey>(path, how);
-    const EditedSurvey edited{survey, std::make_unique<EditKeeper>(survey, store, std::nullopt)};
+    const EditedSurvey edited{survey, std::make_unique<EditKeeper>(survey, store, std::nullopt, false)};
     InPlaceSaving(edited, watch, size, true).save();
     edited.keeper->close();
     return fmt::format("{}: a saving that was interrupted is complete now.", path);

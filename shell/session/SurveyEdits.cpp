@@ -71,7 +71,7 @@ EditedSurvey withEdits(const std::shared_ptr<const Survey>& survey, const std::s
     requireSameSurvey(*store, identity, survey->path(), options);
     const bool halfSaved = findOpenSaving(*store).has_value();
     const auto rebound = store->identity() == identity || halfSaved ? std::nullopt : std::optional(identity);
-    EditedSurvey edited{survey, std::make_unique<EditKeeper>(survey, store, rebound)};
+    EditedSurvey edited{survey, std::make_unique<EditKeeper>(survey, store, rebound, options.history)};
     if (halfSaved) edited.keeper->expectHalfSaved();
     return edited;
 }

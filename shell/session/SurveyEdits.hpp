@@ -14,6 +14,7 @@ namespace corvane {
 struct EditStoreOptions {
     std::string path;      ///< empty: beside the survey
     bool original = false; ///< the survey is shown as its file has it
+    bool history = false;  ///< whoever only reads may go back through the history, too
     bool rebind = false;   ///< the store is taken for that of a survey with another head, if the values fit
 };
 

@@ -135,6 +135,15 @@ std::vector<std::uint32_t> EditStore::changedFragments(const std::string& field)
     return FragmentSet::united({&steps, &line.base}).numbers();
 }
 
+std::map<std::uint32_t, StepId> EditStore::versions(const std::string& field) const {
+    std::map<std::uint32_t, StepId> versions;
+    for (const std::uint32_t fragment : changedFragments(field)) versions[fragment] = Beginning;
+    const std::scoped_lock lock(state_->mutex);
+    const Line& line = state_->line(field);
+    for (const auto& [fragment, step] : line.versionsAt(line.present)) versions[fragment] = step;
+    return versions;
+}
+
 void EditStore::valuesOf(const std::string& field, std::uint32_t fragment, StepId afterStep,
                          std::span<std::byte> values, bool halfSaved) const {
     std::unique_lock lock(state_->mutex);

@@ -109,6 +109,9 @@ public:
     /// The fragments of a field that differ from the survey in any version, ascending: all others need no store.
     std::vector<std::uint32_t> changedFragments(const std::string& field) const;
 
+    /// Of each of them the last step up to the present that changed it; Beginning: none did.
+    std::map<std::uint32_t, StepId> versions(const std::string& field) const;
+
     /// Makes a version of a fragment. `values` holds the survey's (for an origin of zeros whatever it likes), then that
     /// version's. A step that became part of the base stands for Beginning; one that vanished is refused. With
     /// `halfSaved` the survey is being written to: of what differs from the present any part may be there already.

@@ -104,6 +104,10 @@ Fiber::FieldSelector Survey::selector(const std::string& fieldName) const {
     return {grid, fieldName};
 }
 
+void Survey::expectField(const SurveyField& field) const {
+    if (field.dimension != SurveyField::None) expectation_->alsoWanted({las_->asRead(field.dimension).place()});
+}
+
 Sextant::BoundingBox Survey::expressibleBox() const {
     const LasHeader& header = las_->header;
     Sextant::BoundingBox box;

@@ -61,6 +61,9 @@ public:
     /// The nodes of a COPC have boxes already.
     void expectBrush() const { expectation_->brush = !las_->copc; }
 
+    /// From now on whatever is decoded of a compressed fragment, the values of this field are decoded with it.
+    void expectField(const SurveyField& field) const;
+
     /// The box that holds every coordinate that the file's numbers can express, whatever the header says of bounds.
     Sextant::BoundingBox expressibleBox() const;
 
