@@ -317,6 +317,7 @@ EditKeeper::Kept EditKeeper::commit(const std::string& actions) {
     }
     if (!commit.steps.empty()) commit.update = Commit::Update{std::time(nullptr), actions};
     commit.identity = rebound_;
+    commit.pointsMayDiffer = rebound_.has_value(); // only the edited ones were compared
     if (isEmpty(commit)) return Kept::Nothing;
     addBoxes(commit);
     const Committed committed = store_->commit(commit);

@@ -30,10 +30,8 @@ public:
             for (const auto& [fragment, change] : amendment.changes) amend(touched(amendment.field), fragment, change);
         const Committed given = addSteps(commit);
         for (const auto& [field, value] : commit.attributes) setAttribute(touched(field), value);
-        if (commit.identity) {
-            survey_.identity = *commit.identity;
-            if (commit.saved.empty()) database_.run("DELETE FROM boxes; DELETE FROM counts");
-        }
+        if (commit.identity) survey_.identity = *commit.identity;
+        if (commit.pointsMayDiffer) database_.run("DELETE FROM boxes; DELETE FROM counts");
         for (const auto& box : commit.boxes) setBox(box);
         for (const auto& count : commit.counts) setCount(count);
         for (const auto& entry : commit.entries) setEntry(entry);

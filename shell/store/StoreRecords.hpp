@@ -134,8 +134,10 @@ struct Commit {
     /// Fields whose present is what stands in the survey now. Steps stay: undo goes back behind the survey's values.
     std::vector<std::string> saved{};
 
-    /// Unless fields were saved, what is known of boxes and counts goes: it may have been of other points.
     std::optional<SurveyIdentity> identity{};
+
+    /// Then what is known of boxes and counts goes, before those of this commit come.
+    bool pointsMayDiffer = false;
 };
 
 /// Numbers that a commit gave, in the order of its steps.
