@@ -12,10 +12,7 @@ turns=${3:-7}
 
 work_on "${1-}" "$points"
 
-# A square of one per cent of the area that eight points per square metre make, in its middle.
-within=$(awk -v n="$points" 'BEGIN {
-    side = sqrt(n / 8); a = 0.45 * side; b = 0.55 * side; x = 500000; y = 5200000
-    printf "POLYGON((%f %f, %f %f, %f %f, %f %f))", x + a, y + a, x + b, y + a, x + b, y + b, x + a, y + b }')
+within=$(square "$points" 0.1) # one per cent of the area
 "$corvane" --quiet edit survey.las reclassify --from any --to 21 --within "$within" >/dev/null
 changed=$("$corvane" --quiet save survey.las --in-place)
 sync
