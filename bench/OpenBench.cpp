@@ -13,7 +13,7 @@ namespace corvane::bench {
 namespace {
 
 constexpr std::uint64_t Points = 20'000'000;
-constexpr SurveyOptions Roomy{.memoryBytes = std::size_t{4} << 30};
+const SurveyOptions Roomy{.memoryBytes = std::size_t{4} << 30};
 
 void load(const Survey& survey, const std::string& field) {
     survey.points().findField(field)->iterate([](const auto&, const auto& array) {
