@@ -25,10 +25,38 @@ std::uint64_t steps(double distance, double perStep) {
 Sextant::BoundingBox boxOf(std::span<const Point> positions) {
     Sextant::BoundingBox box;
     for (const Point& position : positions) box.include(position);
+    if (isFinite(box.minimum) && isFinite(box.maximum) && !positions.empty()) return box;
+    box = {};
+    for (const Point& position : positions)
+        if (isFinite(position)) box.include(position);
     return box;
 }
 
+/// `numberOf(i)` is which of the positions comes at place i.
+template <class NumberOf>
+PackedPoints packAll(std::span<const Point> positions, const Point& unit, std::size_t count, NumberOf numberOf) {
+    PackedPoints packed;
+    packed.box = boxOf(positions);
+    if (packed.box.empty() || count == 0) return packed;
+    const Point corner = packed.box.minimum;
+    Point perStep;
+    for (int axis = 0; axis < 3; ++axis) {
+        packed.step[axis] = stepFor(packed.box.maximum[axis] - corner[axis], unit[axis]);
+        perStep[axis] = 1 / packed.step[axis];
+    }
+    packed.points.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const Point& position = positions[numberOf(i)];
+        packed.points[i] = steps(position.x - corner.x, perStep.x) |
+                           steps(position.y - corner.y, perStep.y) << PackedPoints::Bits |
+                           steps(position.z - corner.z, perStep.z) << 2 * PackedPoints::Bits;
+    }
+    return packed;
+}
+
 } // namespace
+
+bool isFinite(const Point& position) { return std::isfinite(position.x + position.y + position.z); }
 
 Point PackedPoints::position(std::size_t i) const {
     const auto axis = [&](unsigned n) { return double(points[i] >> (n * Bits) & Largest); };
@@ -36,21 +64,11 @@ Point PackedPoints::position(std::size_t i) const {
 }
 
 PackedPoints pack(std::span<const Point> positions, const Point& unit) {
-    PackedPoints packed;
-    if (positions.empty()) return packed;
-    packed.box = boxOf(positions);
-    const Point corner = packed.box.minimum;
-    Point perStep;
-    for (int axis = 0; axis < 3; ++axis) {
-        packed.step[axis] = stepFor(packed.box.maximum[axis] - corner[axis], unit[axis]);
-        perStep[axis] = 1 / packed.step[axis];
-    }
-    packed.points.resize(positions.size());
-    for (std::size_t i = 0; i < positions.size(); ++i)
-        packed.points[i] = steps(positions[i].x - corner.x, perStep.x) |
-                           steps(positions[i].y - corner.y, perStep.y) << PackedPoints::Bits |
-                           steps(positions[i].z - corner.z, perStep.z) << 2 * PackedPoints::Bits;
-    return packed;
+    return packAll(positions, unit, positions.size(), [](std::size_t i) { return i; });
+}
+
+PackedPoints pack(std::span<const Point> positions, const Point& unit, std::span<const std::uint32_t> order) {
+    return packAll(positions, unit, order.size(), [order](std::size_t i) { return order[i]; });
 }
 
 } // namespace corvane

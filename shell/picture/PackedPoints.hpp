@@ -28,4 +28,11 @@ struct PackedPoints {
 /// axis; where it is not a positive number the steps are as small as they can be.
 PackedPoints pack(std::span<const Sextant::PhysicalSpace::point> positions, const Sextant::PhysicalSpace::point& unit);
 
+/// The same of the points with these numbers, in their order; only those must be finite. The box is that of all
+/// positions that are, so that the corner and the steps are the same however many of them are packed.
+PackedPoints pack(std::span<const Sextant::PhysicalSpace::point> positions, const Sextant::PhysicalSpace::point& unit,
+                  std::span<const std::uint32_t> order);
+
+bool isFinite(const Sextant::PhysicalSpace::point& position);
+
 } // namespace corvane
