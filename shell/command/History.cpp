@@ -212,10 +212,11 @@ void addHistory(CLI::App& program, const GlobalOptions& options) {
         "history", "List the edits that are kept of a survey: when, by which module, how many points.");
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("FILE", arguments->survey, "The survey")->required();
-    command->add_flag("--network", arguments->network,
-                      "Print a network file that does the edits again, on another survey");
+    CLI::Option* network = command->add_flag("--network", arguments->network,
+                                             "Print a network file that does the edits again, on another survey");
     CLI::Option* drop = command->add_flag(
         "--drop", arguments->drop, "Forget how it came to the present: the edits stay, and cannot be undone any more");
+    drop->excludes(network);
     command->add_option("--older", arguments->older, "Only the edits from before this date, such as 2026-03-12")
         ->needs(drop);
     const auto json = addJsonFlag(*command);

@@ -30,7 +30,14 @@ void checkStores(const GlobalOptions& options, const Arguments& arguments) {
 
 std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arguments) {
     checkStores(options, arguments);
-    SurveyEdit edit(options, arguments);
+    GlobalOptions withHistory = options; // a dry run goes back through it, too
+    withHistory.edits.history = true;
+    SurveyEdit edit(withHistory, arguments);
+    const auto* const history = edit.survey().points().histories().find(edit.field().name);
+    if (arguments.other.empty() && (!history || history->done == 0))
+        throw Failure(fmt::format("{}: no edit of {} is kept that could be undone, so nobody knows what was before. "
+                                  "Give --values-of for the values of another file.",
+                                  arguments.in, edit.field().name));
     edit.addEditor(RestoreValuesType);
     edit.network().set("editor.values", arguments.other);
     if (edit.limit()) edit.draw(allWithin(edit.limit()));

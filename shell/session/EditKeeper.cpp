@@ -12,6 +12,7 @@
 #include <ctime>
 #include <fmt/format.h>
 #include <iterator>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -221,9 +222,16 @@ void EditKeeper::restoreBoxes() {
 
 /// Makes every version of the present: what is replaced in it must be what the store expects.
 void EditKeeper::compareValues() const {
-    for (const auto& [name, kept] : fields_)
+    for (const auto& [name, kept] : fields_) {
+        if (!kept.stored) continue;
         for (const auto& [number, array] : kept.present)
-            if (kept.stored && !(array == kept.originals.at(number))) array->getData();
+            if (!(array == kept.originals.at(number))) array->getData();
+        std::set<std::uint32_t>
+            changed; // of a file that was saved in place the way back is the one with values to compare
+        for (const StoredStep& step : store_->steps(name))
+            for (const std::uint32_t number : store_->fragmentsOf(step.id)) changed.insert(number);
+        for (const std::uint32_t number : changed) arrayOf(fragmentOf(name, kept, number), Beginning)->getData();
+    }
 }
 
 /// Those of the survey and masks, without the steps of histories.

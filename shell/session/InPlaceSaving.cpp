@@ -132,6 +132,7 @@ void InPlaceSaving::note(const OpenSaving& saving) {
 } // namespace
 
 InPlaceSaved saveInPlace(EditedSurvey edited, const Watch& watch, const BatchSize& size) {
+    edited.keeper->commit("{}"); // of a file with another time: what was known of its other points goes
     InPlaceSaved saved = InPlaceSaving(edited, watch, size, false).save();
     edited.keeper->close();
     return saved;

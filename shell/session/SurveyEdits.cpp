@@ -41,9 +41,11 @@ SurveyIdentity identityOf(const LasFile& las) {
 void checkMayWriteSurvey(const std::string& path, bool overwrite) {
     checkMayWrite(path, overwrite);
     if (const std::string store = editStorePath(path, {}); EditStore::exists(store))
-        throw Failure(fmt::format("{}: edits of this survey are kept in {}, and would belong to nothing once another "
-                                  "file is in its place. Write to another name, or forget them with corvane discard.",
-                                  path, store));
+        throw Failure(fmt::format(
+            "{}: edits of this survey are kept in {}, and would belong to nothing once another "
+            "file is in its place. Write to another name, write them into it with corvane save --in-place, or "
+            "forget them with corvane discard.",
+            path, store));
 }
 
 void requireSameSurvey(const EditStore& store, const SurveyIdentity& now, const std::string& survey,

@@ -250,6 +250,16 @@ TEST_F(EditStore, isOfOneSurveyOnly) {
     std::ranges::replace(classes, 5, 4);
     EXPECT_EQ(countsOf(in), countsOf(classes));
 
+    other = RawPoints(bytesOf(in));
+    const auto road = static_cast<std::uint64_t>(std::ranges::find(classes, 11) - classes.begin());
+    other.setClass(road, 12);
+    write(in, other.bytes());
+    fs::last_write_time(in, fs::last_write_time(in) + std::chrono::hours(1));
+    classes[road] = 12;
+    EXPECT_EQ(corvane({"save", in, "--in-place"}).status, 0);
+    EXPECT_EQ(countsOf(in), countsOf(classes)); // nor when the file was written to
+    EXPECT_EQ(classesOf(RawPoints(bytesOf(in))), classes);
+
     for (std::uint64_t i = 0; i < other.count(); ++i) other.setClass(i, 5);
     write(in, other.bytes());
     fs::last_write_time(in, fs::last_write_time(in) + std::chrono::hours(2));
@@ -281,7 +291,9 @@ TEST_F(EditStore, restoresWhatWasBefore) {
     edit({"reclassify", "--from", "9,5", "--to", "6"}, in);
     const RawPoints edited = saved(in);
     const std::string where = "Intensity % 3 == 0";
+    const json tried = corvane({"restore", in, "--where", where, "--json", "--dry-run"}).document();
     const json told = corvane({"restore", in, "--where", where, "--json"}).document();
+    EXPECT_EQ(tried["changed"], told["changed"]);
     RawPoints expected = edited;
     std::uint64_t changed = 0;
     for (std::uint64_t i = 0; i < original.count(); ++i) {
@@ -332,6 +344,8 @@ TEST_F(EditStore, forgetsHistoryAndKeepsEdits) {
     expectRefused({"undo", in}, 1, {"no edit"});
     ASSERT_EQ(corvane({"history", in, "--drop"}).status, 0);
     expectRefused({"redo", in}, 1, {"no edit"});
+    expectRefused({"restore", in}, 1, {"no edit of Classification"});
+    expectRefused({"history", in, "--drop", "--network"}, 2, {"--network"});
     EXPECT_TRUE(saved(in).bytes() == present);
     ASSERT_EQ(corvane({"discard", in}).status, 0);
 
