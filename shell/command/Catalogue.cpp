@@ -1,43 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane catalogue: the modules that the plug-in lists.
 #include "Kesh/catalogue/VCreator.hpp"
-#include "Kesh/values/BoxValue.hpp"
-#include "Kesh/values/VHistogram.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
+#include "network/NetworkFacts.hpp"
 
 #include <fmt/format.h>
-
-#include <map>
-#include <typeindex>
 
 namespace corvane {
 namespace {
 
 using Kesh::CreatorProperty;
 
-/// The kinds of values, in plain words.
-std::string kindOf(const std::type_info& type) {
-    static const std::map<std::type_index, std::string> kinds{{typeid(Fiber::FieldSelector), "field"},
-                                                              {typeid(Fiber::GridSelector), "grid"},
-                                                              {typeid(Kesh::Action), "action"},
-                                                              {typeid(Kesh::Enum), "choice"},
-                                                              {typeid(int), "integer"},
-                                                              {typeid(double), "number"},
-                                                              {typeid(std::string), "text"},
-                                                              {typeid(Kesh::Brush), "brush"},
-                                                              {typeid(Kesh::BoxPtr), "box"},
-                                                              {typeid(Kesh::LabelSet), "labels"},
-                                                              {typeid(Kesh::VHistogram), "histogram"}};
-    const auto known = kinds.find(type);
-    return known == kinds.end() ? Holdfast::Typename(type) : known->second;
-}
-
 /// What a parameter has not is left out.
 Json describe(const Kesh::ParameterIntroduction& parameter) {
-    Json description{
-        {"name", parameter.name},         {"kind", kindOf(parameter.initial.type())}, {"help", parameter.help},
-        {"level", parameter.expertLevel}, {"initial", (*parameter.initial).text()},   {"output", parameter.isOutput}};
+    Json description{{"name", parameter.name},
+                     {"kind", kindOfValues(parameter.initial.type())},
+                     {"help", parameter.help},
+                     {"level", parameter.expertLevel},
+                     {"initial", (*parameter.initial).text()},
+                     {"output", parameter.isOutput}};
     if (const auto* choice = dynamic_cast<const Kesh::VValue<Kesh::Enum>*>(&*parameter.initial))
         description["cases"] = choice->value.cases();
     if (!parameter.group.empty()) description["group"] = parameter.group;

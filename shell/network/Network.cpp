@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/Network.hpp"
 
-#include "Fiber/MaskField.hpp"
 #include "Kesh/catalogue/VInput.hpp"
+#include "Kesh/editing/EditField.hpp"
 #include "base/NearestName.hpp"
 #include "network/ClassTable.hpp"
 #include "network/FieldRange.hpp"
@@ -86,16 +86,16 @@ void Network::addObject(const std::string& name, const std::string& type) {
         throw UsageError(fmt::format("There are two objects called \"{}\"; give each a name of its own.", name));
     if (name.empty() || name.find('.') != std::string::npos)
         throw UsageError(fmt::format("\"{}\" cannot be the name of an object: it needs a letter, and no dots.", name));
-    add(name, make(name, type));
+    add(name, type, make(name, type));
     if (const auto depth = object(name)->findSlot("undodepth"); depth && undoDepth_)
         setValue(depth, Holdfast::create<Kesh::VValue<int>>(*undoDepth_));
     record_.addObject(name, type);
 }
 
-void Network::add(const std::string& name, const StrongPtr<VObject>& object) {
+void Network::add(const std::string& name, const std::string& type, const StrongPtr<VObject>& object) {
     byName_.emplace(name, objects_.size());
     const bool source = dynamic_cast<const FieldObject*>(&*object) || dynamic_cast<const BrushObject*>(&*object);
-    objects_.push_back({name, object, object->creator() ? nullptr : object, source});
+    objects_.push_back({name, type, object, object->creator() ? nullptr : object, source});
 }
 
 StrongPtr<VObject> Network::make(const std::string& name, const std::string& type) const {
@@ -169,8 +169,33 @@ std::string Network::connectThroughProvider(const std::string& from, const Stron
             fmt::format("{} cannot be connected to {}, and no module supplies it. {}", from, to, made.refusals));
     }
     if (!made.provider) return "";
-    add(made.provider->BaseName(), made.provider);
+    add(made.provider->BaseName(), made.provider->creator()->key(), made.provider);
     return made.provider->BaseName();
+}
+
+std::string Network::nameOf(const VObject& object) const {
+    const auto known = std::ranges::find_if(objects_, [&](const Entry& e) { return &*e.object.lock() == &object; });
+    return known == objects_.end() ? object.BaseName() : known->name;
+}
+
+void Network::disconnect(const std::string& input) {
+    const auto target = slot(input);
+    if (!target->source()) throw UsageError(fmt::format("{} is not connected to anything.", input));
+    target->setSource(nullptr);
+    record_.disconnect(input);
+}
+
+void Network::removeObject(const std::string& name) {
+    const auto removed = object(name);
+    for (const Entry& entry : objects_)
+        for (const auto& input : entry.object.lock()->allSlots())
+            if (const auto source = input->source(); source && &source->owner() == &*removed) input->setSource(nullptr);
+    const Entry entry = objects_[byName_.at(name)];
+    objects_.erase(objects_.begin() + std::ptrdiff_t(byName_.at(name)));
+    byName_.clear();
+    for (std::size_t i = 0; i < objects_.size(); ++i) byName_.emplace(objects_[i].name, i);
+    if (!entry.ownObject) Kesh::VCreatorBase::deleteInstance(entry.object);
+    record_.removeObject(name);
 }
 
 /// What only offers something changes no data, so it is brought up to date first: then it is known what every module
@@ -270,7 +295,16 @@ void Network::draw(const std::string& path, const Stroke& stroke) {
 }
 
 void Network::update() {
+    try {
+        bringUpToDate();
+    } catch (...) {
+        forgetTriggers();
+        throw;
+    }
     record_.update();
+}
+
+void Network::bringUpToDate() {
     const HostWatch hostWatch(watch_);
     checkBeforeUpdate();
     for (const Entry& entry : objects_) {
@@ -282,55 +316,12 @@ void Network::update() {
     }
 }
 
-Kesh::Status Network::status(const std::string& name) const { return object(name)->status(*pool_); }
-
-Fiber::FieldSelector Network::selectorOf(const std::string& name) const {
-    for (const auto& slot : object(name)->allSlots())
-        if (const auto value = Holdfast::cast<Kesh::VValue<Fiber::FieldSelector>>(slot->getValueBase(*pool_)))
-            return value->value;
-    throw UsageError(fmt::format("The object \"{}\" works on no field.", name));
-}
-
-StrongPtr<Fiber::Grid> Network::gridOf(const std::string& path) const {
-    const auto value = Holdfast::cast<Kesh::VValue<Fiber::GridSelector>>(slot(path)->getValueBase(*pool_));
-    if (!value) throw UsageError(fmt::format("{} selects no grid.", path));
-    return value->value.grid();
-}
-
-std::optional<Kesh::VHistogram> Network::histogramOf(const std::string& name) const {
-    for (const auto& slot : object(name)->outputs())
-        if (const auto value = Holdfast::cast<Kesh::VValue<Kesh::VHistogram>>(slot->getValueBase(*pool_)))
-            return value->value;
-    return std::nullopt;
-}
-
-std::optional<ClassTally> Network::tallyOf(const std::string& name) const {
-    for (const auto& slot : object(name)->outputs())
-        if (const auto value = Holdfast::cast<Kesh::VValue<ClassTally>>(slot->getValueBase(*pool_)))
-            return value->value;
-    return std::nullopt;
-}
-
-std::optional<std::uint64_t> Network::selectedPoints(const std::string& name) const {
-    const auto maskSlot = object(name)->findSlot("maskfield");
-    const auto maskName =
-        maskSlot ? Holdfast::cast<Kesh::VValue<std::string>>(maskSlot->getValueBase(*pool_)) : nullptr;
-    const auto fields = maskName ? selectorOf(name).representation() : nullptr;
-    const auto mask = fields ? fields->findField(maskName->value) : nullptr;
-    if (!mask || !Fiber::isMask(*mask)) return std::nullopt;
-    std::uint64_t selected = 0;
-    for (const auto& [number, fragment] : mask->fragments()) {
-        if (!fragment.array || fragment.array->knownZero()) continue;
-        if (const auto entries = Fiber::arrayOf<std::uint8_t>(fragment.array->getData()))
-            selected += entries->size() - std::ranges::count(entries->values(), Fiber::Unmasked);
-    }
-    return selected;
-}
-
-StrongPtr<Fiber::Field> Network::fieldOf(const std::string& name) const {
-    const auto field = selectorOf(name).field();
-    if (!field) throw UsageError(fmt::format("No field is selected for the object \"{}\"; connect it to one.", name));
-    return field;
+/// Editors that had not their turn would act at the next update, which is about something else.
+void Network::forgetTriggers() {
+    record_.dropTriggers();
+    for (const Entry& entry : objects_)
+        if (const auto editor = Holdfast::cast<Kesh::EditField>(entry.object.lock()))
+            editor->raiseAge(*pool_, Holdfast::Ageable::nextTime());
 }
 
 } // namespace corvane

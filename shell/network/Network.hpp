@@ -6,6 +6,7 @@
 #include "Kesh/values/VHistogram.hpp"
 #include "base/Watch.hpp"
 #include "network/ClassRules.hpp"
+#include "network/NetworkFacts.hpp"
 #include "network/NetworkRecord.hpp"
 #include "survey/Survey.hpp"
 
@@ -43,6 +44,19 @@ public:
     /// name is returned, else an empty one.
     std::string connect(const std::string& output, const std::string& input, bool fromAnything = false);
 
+    /// The input ("object.slot") reads its own value from now on. An editor whose brush is disconnected edits nothing,
+    /// as with an empty one, until another is connected. Throws UsageError for one that is not connected.
+    void disconnect(const std::string& input);
+
+    /// The object goes; what was connected to it is disconnected. What it did stays.
+    void removeObject(const std::string& name);
+
+    /// All objects, in the order in which they are brought up to date, with their slots.
+    std::vector<ObjectFacts> objects() const;
+
+    /// What a slot holds or is connected to, as text.
+    std::string value(const std::string& slot) const;
+
     /// Sets a parameter, or an output that a user may edit, within the parameter's bounds: to what the text says, or to
     /// the number or the labels.
     void set(const std::string& slot, const std::string& text);
@@ -58,7 +72,8 @@ public:
 
     /// Brings all objects up to date, in the order in which they were added. What was set, pressed and drawn since the
     /// last update happens together. Before anything happens it is checked that every module gets a field that it
-    /// accepts, and that no value is to be written which its field cannot hold.
+    /// accepts, and that no value is to be written which its field cannot hold. When it throws, what was pressed and
+    /// drawn is spent, and not recorded.
     void update();
 
     /// Ends the action at hand without doing it, for writing networks that nobody runs.
@@ -88,19 +103,22 @@ public:
 
 private:
     struct Entry {
-        std::string name;
+        std::string name, type;
         Holdfast::WeakPtr<Kesh::VObject> object;      // objects of modules belong to their creators
         Holdfast::StrongPtr<Kesh::VObject> ownObject; // the shell's
         bool source = false;                          // offers what it was given, and changes no data
     };
 
-    void add(const std::string& name, const Holdfast::StrongPtr<Kesh::VObject>& object);
+    void add(const std::string& name, const std::string& type, const Holdfast::StrongPtr<Kesh::VObject>& object);
+    std::string nameOf(const Kesh::VObject& object) const;
     Holdfast::StrongPtr<Kesh::VObject> object(const std::string& name) const;
     Holdfast::StrongPtr<Kesh::VSlot> slot(const std::string& path) const;
     Holdfast::StrongPtr<Kesh::VSlot> output(const std::string& path) const;
     Holdfast::StrongPtr<Kesh::VObject> make(const std::string& name, const std::string& type) const;
     std::string connectThroughProvider(const std::string& from, const Holdfast::StrongPtr<Kesh::VSlot>& source,
                                        const std::string& to, const Holdfast::StrongPtr<Kesh::VSlot>& target);
+    void bringUpToDate();
+    void forgetTriggers();
     void checkBeforeUpdate();
     void checkInputs(const Kesh::VObject& object) const;
     void checkAccepted(const Kesh::VSlot& target, const Kesh::VSlot& source, const std::string& input) const;

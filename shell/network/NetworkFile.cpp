@@ -120,9 +120,11 @@ public:
     }
 
     void act(const Reader& action) {
-        std::vector<std::string> keys{"set", "draw", "press", "report", "save"};
+        std::vector<std::string> keys{"disconnect", "remove", "add",    "connect", "set",
+                                      "draw",       "press",  "report", "save"};
         keys.insert(keys.end(), std::begin(Verbs), std::end(Verbs));
         action.expectKeys(keys);
+        rebuild(action);
         if (action.has("set"))
             for (const auto& [slot, value] : action.member("set").members()) set(slot, value);
         if (action.has("draw"))
@@ -143,6 +145,20 @@ public:
 private:
     /// Triggers of editors that are written as actions of their own: {"undo": "editor"}.
     static constexpr const char* Verbs[] = {"select", "unselect", "undo", "redo", "undoMask", "redoMask"};
+
+    /// Changes the network itself.
+    void rebuild(const Reader& action) {
+        if (action.has("disconnect"))
+            for (const Reader& input : action.member("disconnect").oneOrMore())
+                placed(input, [&] { network_.disconnect(input.text()); });
+        if (action.has("remove"))
+            for (const Reader& object : action.member("remove").oneOrMore())
+                placed(object, [&] { network_.removeObject(object.text()); });
+        if (action.has("add"))
+            for (const Reader& object : action.member("add").oneOrMore()) addObject(object);
+        if (action.has("connect"))
+            for (const Reader& connection : action.member("connect").oneOrMore()) connect(connection);
+    }
 
     void set(const std::string& slot, const Reader& value) {
         placed(value, [&] {

@@ -18,12 +18,18 @@ public:
 
     void addObject(const std::string& name, const std::string& type);
     void connect(const std::string& from, const std::string& to, bool fromAnything);
+    void disconnect(const std::string& input);
+    void removeObject(const std::string& name);
     void set(const std::string& slot, Json value);
     void press(const std::string& slot);
     void draw(const std::string& slot, const Stroke& stroke);
 
-    /// What was done since the last one happens together. Values that were set before the first one are initial.
+    /// What was done since the last one happens together. Objects, connections and values that were there before the
+    /// first one are initial.
     void update();
+
+    /// What was pressed and drawn since the last update did not happen.
+    void dropTriggers();
 
     /// The network file. What the one object has to say is reported before the actions, and the other behind them;
     /// where a name or `save` is empty, nothing is.
@@ -33,7 +39,8 @@ public:
     /// How many actions there were so far.
     std::size_t actions() const { return actions_.size(); }
 
-    /// The network file without a survey, with the actions from this one on: what led to an edit.
+    /// The network file without a survey, with the objects and connections that there were before this action, and the
+    /// actions from it on: what led to an edit.
     std::string textSince(std::size_t firstAction) const;
 
 private:
@@ -45,18 +52,33 @@ private:
         std::string from, to;
         bool fromAnything;
     };
+    /// Done in the order of the members.
     struct Action {
+        std::vector<std::string> disconnect, remove;
+        std::vector<Object> add;
+        std::vector<Connection> connect;
         std::vector<std::pair<std::string, Json>> set;
         std::vector<std::pair<std::string, Stroke>> draw;
         std::vector<std::string> press;
-        bool empty() const { return set.empty() && draw.empty() && press.empty(); }
-    };
-    static Json asJson(const Action& action);
-    Json objectsAsJson() const;
-    Json connectionsAsJson() const;
 
-    std::vector<Object> objects_;
-    std::vector<Connection> connections_;
+        bool empty() const;
+        void forget(const std::string& object);
+    };
+    struct Structure {
+        std::vector<Object> objects;
+        std::vector<Connection> connections;
+
+        void change(const Action& action);
+        void disconnect(const std::string& input);
+        void remove(const std::string& object);
+    };
+    static Json asJson(const Object& object);
+    static Json asJson(const Connection& connection);
+    static Json asJson(const Action& action);
+    template <class Things>
+    static Json listOf(const Things& things);
+
+    Structure initial_;
     std::vector<Action> actions_;
     Action present_;
     bool started_ = false;

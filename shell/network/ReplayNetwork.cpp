@@ -18,13 +18,8 @@ using Json = json::Value;
 /// The names of an update's objects, as they are called in the whole network.
 class Renaming {
 public:
-    Renaming(const Json& objects, std::set<std::string>& taken) {
-        for (const Json& object : objects) {
-            const std::string name = object.at("name");
-            std::string unique = name;
-            for (int number = 2; !taken.insert(unique).second; ++number) unique = fmt::format("{}{}", name, number);
-            names_[name] = unique;
-        }
+    Renaming(const Json& objects, std::set<std::string>& taken) : taken_(taken) {
+        for (const Json& object : objects) add(object.at("name"));
     }
 
     std::string object(const std::string& name) const {
@@ -38,13 +33,34 @@ public:
         return dot == path.npos ? object(path) : object(path.substr(0, dot)) + path.substr(dot);
     }
 
-    Json action(const Json& action) const {
+    Json connection(Json connection) const {
+        for (const char* end : {"from", "to"}) connection[end] = slot(connection.at(end));
+        return connection;
+    }
+
+    Json action(const Json& action) {
         Json renamed = Json::object();
-        for (const auto& [verb, what] : action.items()) renamed[verb] = paths(what);
+        for (const auto& [verb, what] : action.items())
+            if (verb == "add" || verb == "connect")
+                for (const Json& one : what) renamed[verb].push_back(verb == "add" ? added(one) : connection(one));
+            else
+                renamed[verb] = paths(what);
         return renamed;
     }
 
 private:
+    void add(const std::string& name) {
+        std::string unique = name;
+        for (int number = 2; !taken_.insert(unique).second; ++number) unique = fmt::format("{}{}", name, number);
+        names_[name] = unique;
+    }
+
+    Json added(Json object) {
+        add(object.at("name"));
+        object["name"] = names_.at(object.at("name"));
+        return object;
+    }
+
     /// The keys of an object, or a text, or a list of texts.
     Json paths(const Json& what) const {
         if (what.is_string()) return slot(what.get<std::string>());
@@ -56,6 +72,7 @@ private:
         return renamed;
     }
 
+    std::set<std::string>& taken_; // names in the whole network
     std::map<std::string, std::string> names_;
 };
 
@@ -75,10 +92,8 @@ Json replayNetwork(const std::vector<Json>& updates) {
                     object["name"] = renaming->object(object.at("name"));
                     network["objects"].push_back(std::move(object));
                 }
-                for (Json connection : objects[1]) {
-                    for (const char* end : {"from", "to"}) connection[end] = renaming->slot(connection.at(end));
-                    network["connections"].push_back(std::move(connection));
-                }
+                for (const Json& connection : objects[1])
+                    network["connections"].push_back(renaming->connection(connection));
                 present = objects;
             }
             for (const Json& action : update.at("actions")) network["actions"].push_back(renaming->action(action));
