@@ -59,6 +59,20 @@ void storeValue(std::byte* values, std::size_t i, Value value) {
     std::memcpy(values + i * sizeof(Value), &value, sizeof(Value));
 }
 
+/// How many of the values differ. Counted in numbers as wide as the values, so that the compiler makes vectors of them.
+template <class Value>
+std::size_t countDifferences(const std::byte* a, const std::byte* b, std::size_t count) {
+    constexpr std::size_t Block = 128; // which a byte can count
+    std::size_t differences = 0, i = 0;
+    for (; i + Block <= count; i += Block) {
+        Value some = 0;
+        for (std::size_t j = i; j < i + Block; ++j) some += loadValue<Value>(a, j) != loadValue<Value>(b, j);
+        differences += some;
+    }
+    for (; i < count; ++i) differences += loadValue<Value>(a, i) != loadValue<Value>(b, i);
+    return differences;
+}
+
 /// Calls `use` with a value of this width in bytes, so that what it does is compiled for each.
 template <class Use>
 auto withWidth(int width, Use use) {

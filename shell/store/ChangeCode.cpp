@@ -15,6 +15,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <limits>
+#include <utility>
 
 namespace corvane {
 namespace {
@@ -31,12 +32,14 @@ std::size_t bitsFor(std::size_t values) { return values <= 2 ? 1 : values <= 4 ?
 
 void putForm(Bytes& bytes, std::uint8_t form) { bytes.push_back(static_cast<std::byte>(form)); }
 
-/// `length` is how many bytes they take.
-void putRuns(Bytes& bytes, const std::vector<FragmentChange::Run>& runs, std::size_t length) {
+/// False, and nothing is put, when they take more bytes than that.
+bool putRuns(Bytes& bytes, const std::vector<FragmentChange::Run>& runs, std::size_t most) {
+    constexpr std::size_t TwoNumbers = 10; // bytes at most
+    if (lengthOfNumber(runs.size()) + 2 * runs.size() > most) return false;
     const std::size_t begin = bytes.size();
-    bytes.resize(begin + length);
-    std::byte* next = bytes.data() + begin;
-    const auto put = [&](std::uint32_t number) {
+    bytes.resize(begin + std::min(most, TwoNumbers * (runs.size() + 1)) + TwoNumbers);
+    std::byte *const first = bytes.data() + begin, *next = first;
+    const auto put = [&next](std::uint32_t number) {
         for (; number >= 0x80; number >>= 7) *next++ = static_cast<std::byte>(number | 0x80);
         *next++ = static_cast<std::byte>(number);
     };
@@ -46,7 +49,11 @@ void putRuns(Bytes& bytes, const std::vector<FragmentChange::Run>& runs, std::si
         put(run.first - end);
         put(run.count);
         end = run.end();
+        if (static_cast<std::size_t>(next - first) > most) break;
     }
+    const auto length = static_cast<std::size_t>(next - first);
+    bytes.resize(begin + (length <= most ? length : 0));
+    return length <= most;
 }
 
 void putBits(Bytes& bytes, const std::vector<FragmentChange::Run>& runs, std::uint32_t points) {
@@ -57,22 +64,11 @@ void putBits(Bytes& bytes, const std::vector<FragmentChange::Run>& runs, std::ui
         for (std::uint32_t i = run.first, end = run.end(); i < end; ++i) bits[i / 8] |= std::byte(1u << i % 8);
 }
 
-/// How many bytes runs take; or at least too many.
-std::size_t lengthOfRuns(const std::vector<FragmentChange::Run>& runs, std::size_t tooMany) {
-    std::size_t length = lengthOfNumber(runs.size());
-    if (length + 2 * runs.size() >= tooMany) return tooMany;
-    std::uint32_t end = 0;
-    for (const auto& run : runs) {
-        length += lengthOfNumber(run.first - end) + lengthOfNumber(run.count);
-        end = run.end();
-    }
-    return length;
-}
-
 void putPoints(Bytes& bytes, const FragmentChange& change) {
-    const std::size_t bits = bytesForBits(change.points()), runs = lengthOfRuns(change.runs(), bits + 1);
-    putForm(bytes, runs <= bits ? Runs : Bits);
-    runs <= bits ? putRuns(bytes, change.runs(), runs) : putBits(bytes, change.runs(), change.points());
+    putForm(bytes, Runs);
+    if (putRuns(bytes, change.runs(), bytesForBits(change.points()))) return;
+    bytes.back() = static_cast<std::byte>(Bits);
+    putBits(bytes, change.runs(), change.points());
 }
 
 std::vector<FragmentChange::Run> readRuns(ByteReader& reader, std::uint32_t points) {
@@ -130,12 +126,16 @@ class Values {
 public:
     static void put(Bytes& bytes, std::span<const std::byte> plain) {
         const Values values(plain);
-        const auto palette = values.findPalette();
+        const std::size_t runs = values.lengthOfRuns(plain.size() + 1);
+        // With fewer bytes than any palette takes there is no need to look for one.
+        const bool few = runs <= 1 + sizeof(Value) + bytesForBits(values.count_);
+        const auto palette = few ? std::vector<Value>() : values.findPalette();
         const std::size_t bits = bitsFor(palette.size());
-        const std::size_t packed = palette.size() > MostInPalette
-                                       ? plain.size()
-                                       : 1 + palette.size() * sizeof(Value) + bytesForBits(values.count_ * bits);
-        if (values.lengthOfRuns(packed + 1) <= packed) {
+        const std::size_t packed =
+            few || palette.size() > MostInPalette
+                ? plain.size()
+                : std::min(plain.size(), 1 + palette.size() * sizeof(Value) + bytesForBits(values.count_ * bits));
+        if (runs <= packed) {
             putForm(bytes, ValueRuns);
             values.forRuns([&](Value value, std::size_t length) {
                 putNumber(bytes, length);
@@ -189,21 +189,38 @@ private:
 
     /// How many bytes runs take; or at least too many.
     std::size_t lengthOfRuns(std::size_t tooMany) const {
+        constexpr std::size_t Block = 4096; // values, after which it may be known
         std::size_t runs = count_ > 0;
-        for (std::size_t i = 1; i < count_; ++i) runs += at(i) != at(i - 1);
-        if (runs * (1 + sizeof(Value)) >= tooMany) return tooMany;
+        for (std::size_t first = 1; first < count_; first += Block) {
+            const std::size_t count = std::min(Block, count_ - first);
+            runs += countDifferences<Value>(data_ + first * sizeof(Value), data_ + (first - 1) * sizeof(Value), count);
+            if (runs * (1 + sizeof(Value)) >= tooMany) return tooMany;
+        }
         std::size_t length = 0;
         forRuns([&](Value, std::size_t equal) { length += lengthOfNumber(equal) + sizeof(Value); });
         return length;
     }
 
-    /// The values that occur, ascending; more than a palette may have when there are too many.
+    /// The values that occur, ascending; more than a palette may have when there are too many. Passes over eight bytes
+    /// at once that are the same as those before.
     std::vector<Value> findPalette() const {
+        constexpr std::size_t Step = sizeof(std::uint64_t) / sizeof(Value);
         std::vector<char> occurs(std::size_t{1} << 8 * sizeof(Value));
-        forRuns([marks = occurs.data()](Value value, std::size_t) { marks[value] = 1; });
         std::vector<Value> palette;
-        for (std::size_t value = 0; value < occurs.size() && palette.size() <= MostInPalette; ++value)
-            if (occurs[value] != 0) palette.push_back(static_cast<Value>(value));
+        std::uint64_t before = 0;
+        for (std::size_t first = 0; first < count_ && palette.size() <= MostInPalette; first += Step) {
+            const std::size_t end = std::min(first + Step, count_);
+            if (end == first + Step) {
+                const auto word = loadValue<std::uint64_t>(data_ + first * sizeof(Value), 0);
+                if (word == std::exchange(before, word) && first > 0) continue;
+            }
+            for (std::size_t i = first; i < end; ++i) {
+                const Value value = at(i);
+                if (occurs[value] == 0) palette.push_back(value);
+                occurs[value] = 1;
+            }
+        }
+        std::ranges::sort(palette);
         return palette;
     }
 

@@ -15,14 +15,6 @@ namespace {
 using Run = FragmentChange::Run;
 using Mismatch = FragmentChange::Mismatch;
 
-/// How many values differ, in loops that the compiler vectorises.
-template <class Value>
-std::size_t countDifferences(const std::byte* a, const std::byte* b, std::size_t count) {
-    std::size_t differences = 0;
-    for (std::size_t i = 0; i < count; ++i) differences += loadValue<Value>(a, i) != loadValue<Value>(b, i);
-    return differences;
-}
-
 constexpr std::uint32_t LongRun = 16; // from which a call for all of it pays
 
 /// The first value that is neither what is to be replaced nor, where that will do, what it becomes.

@@ -238,6 +238,28 @@ private:
         return given;
     }
 
+    /// Encodes on all threads, in parts that are worth handing over.
+    void putChanges(StepId step, const std::vector<const ChangedFragment*>& changes) {
+        constexpr std::size_t Worth = 1 << 16; // changed points
+        std::vector<std::size_t> ends;         // of the parts
+        for (std::size_t i = 0, points = 0; i < changes.size(); ++i) {
+            points += changes[i]->change.changed();
+            if (points < Worth && i + 1 < changes.size()) continue;
+            ends.push_back(i + 1);
+            points = 0;
+        }
+        const auto beginOf = [&](std::size_t part) { return part == 0 ? 0 : ends[part - 1]; };
+        const auto encode = [&](std::size_t part) {
+            std::vector<Bytes> encoded;
+            for (std::size_t i = beginOf(part); i < ends[part]; ++i) encoded.push_back(changes[i]->change.encode());
+            return encoded;
+        };
+        inOrder(ends.size(), encode, [&](std::size_t part, const std::vector<Bytes>& encoded) {
+            for (std::size_t i = 0; i < encoded.size(); ++i)
+                putChange(step, changes[beginOf(part) + i]->fragment, encoded[i]);
+        });
+    }
+
     StepId addStep(UpdateId update, const Commit::Step& step) {
         Line& line = touched(step.field);
         keepSteps(line, 0, line.present);
@@ -250,13 +272,7 @@ private:
             requireWidth(line, changed->change);
             fragments.push_back(changed->fragment);
         }
-        const auto put = [&](std::size_t i, const Bytes& change) { putChange(id, fragments[i], change); };
-        constexpr std::size_t Many = 16; // for which threads pay
-        if (changes.size() < Many)
-            for (std::size_t i = 0; i < changes.size(); ++i) put(i, changes[i]->change.encode());
-        else
-            inOrder(
-                changes.size(), [&](std::size_t i) { return changes[i]->change.encode(); }, put);
+        putChanges(id, changes);
         Line::Step added{id, update, step.time, step.module, step.parameters, step.vertices, FragmentSet(fragments)};
         database_.put(
             "INSERT INTO steps VALUES(?,?,?,?,?,?,?,?,?)",
