@@ -55,6 +55,9 @@ void chooseJournal(Sqlite& database, bool log, bool sync) {
     database.number("SELECT count(*) FROM sqlite_schema"); // which needs the memory, and lets others in again
     database.run(sync ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     database.run("PRAGMA wal_autocheckpoint = 0"); // between commits, not in them
+    // Pages of a commit that do not fit into memory are written before its end, and those that change once more make
+    // the checksums of all behind them wrong: the log is read again then.
+    database.run("PRAGMA cache_size = -32768"); // KiB
 }
 
 void GoodLog::watch(Sqlite& database) {
