@@ -45,6 +45,7 @@ struct DrawnFragment {
 
     std::uint32_t number = Sample; ///< of the fragment
     std::size_t total = 0;         ///< points of the fragment, of which as many as are packed are here
+    std::size_t most = 0;          ///< as many of them there will be here at most
     std::shared_ptr<const PackedPoints> packed;
     std::map<std::string, std::shared_ptr<const DrawnColumn>> columns; ///< each as long as the packed points, or longer
     std::shared_ptr<const std::vector<std::uint32_t>> order; ///< null: that of the size; else some are not drawn at all

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "picture/PixelPasses.hpp"
 
+#include "picture/ProjectBlock.hpp"
+
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 
 namespace corvane {
@@ -16,54 +19,72 @@ Colour opaque(float red, float green, float blue) {
     return 0xFF000000U | byte(red) << 16 | byte(green) << 8 | byte(blue);
 }
 
-/// The depths, averaged over the pixels around: single points of trees would make the surface all grain.
-Grid<float> smoothedDepths(const Grid<Pixel>& pixels) {
-    Grid<float> depths{pixels.width, pixels.height, std::vector<float>(pixels.cells.size())};
-    for (int row = 0; row < pixels.height; ++row)
-        for (int column = 0; column < pixels.width; ++column) {
-            float sum = 0, weight = 0;
-            for (int y = std::max(row - 1, 0); y <= std::min(row + 1, pixels.height - 1); ++y)
-                for (int x = std::max(column - 1, 0); x <= std::min(column + 1, pixels.width - 1); ++x) {
-                    const Pixel pixel = pixels.at(x, y);
-                    if (pixel == NoPoint) continue;
-                    const float own = (x == column ? 2.0F : 1.0F) * (y == row ? 2.0F : 1.0F);
-                    sum += own * depthOf(pixel);
-                    weight += own;
-                }
-            depths.at(column, row) = weight > 0 ? sum / weight : 0;
+/// Of a row and those above and below, the nearest point in and around each empty pixel. Rows beyond the edge are the
+/// row itself.
+void growRow(const Pixel* above, const Pixel* here, const Pixel* below, int width, bool square, Pixel* grown) {
+    const auto nearest = [&](int left, int x, int right) {
+        const auto column = [&](int at) { return std::min(std::min(above[at], below[at]), here[at]); };
+        const Pixel sides = square ? std::min(column(left), column(right)) : std::min(here[left], here[right]);
+        return std::min(column(x), sides);
+    };
+    grown[0] = here[0] != NoPoint ? here[0] : nearest(0, 0, std::min(1, width - 1));
+    for (int x = 1; x < width - 1; ++x) grown[x] = here[x] != NoPoint ? here[x] : nearest(x - 1, x, x + 1);
+    const int last = width - 1;
+    if (last > 0) grown[last] = here[last] != NoPoint ? here[last] : nearest(last - 1, last, last);
+}
+
+/// The logarithm to base 2 of a positive number, linear between powers of two, from its bits.
+float roughLogarithm(float value) { return static_cast<float>(std::bit_cast<std::int32_t>(value)) * 0x1p-23F - 127.0F; }
+
+template <class DepthAt>
+DepthGrid depthGrid(const Grid<Pixel>& pixels, int margin, Team* team, DepthAt depthAt) {
+    DepthGrid depths(pixels.width, pixels.height, margin);
+    inBands(team, pixels.height, [&](int first, int end) {
+        for (int y = first; y < end; ++y) {
+            const Pixel* const from = pixels.row(y);
+            float* const to = depths.row(y);
+            for (int x = 0; x < pixels.width; ++x) {
+                const float depth = depthAt(depthOfOrdered(static_cast<std::uint32_t>(from[x] >> 32)));
+                to[x] = from[x] == NoPoint ? DepthGrid::None : depth;
+            }
         }
+    });
     return depths;
 }
 
-/// How much deeper it is from one pixel to the next along a direction; 0 where nothing is known.
-float slope(const Grid<Pixel>& pixels, const Grid<float>& depths, int column, int row, int right, int down) {
-    const bool before = pixels.holds(column - right, row - down) && pixels.at(column - right, row - down) != NoPoint;
-    const bool behind = pixels.holds(column + right, row + down) && pixels.at(column + right, row + down) != NoPoint;
-    const float here = depths.at(column, row);
-    const float from = before ? depths.at(column - right, row - down) : here;
-    const float to = behind ? depths.at(column + right, row + down) : here;
-    return (to - from) / (before && behind ? 2.0F : 1.0F);
+/// How much deeper it is from one pixel to the next; 0 where nothing is known. `none` is not a number.
+float slope(float before, float here, float behind) {
+    const bool hasBefore = before == before, hasBehind = behind == behind;
+    const float from = hasBefore ? before : here, to = hasBehind ? behind : here;
+    return (to - from) * (hasBefore & hasBehind ? 0.5F : 1.0F);
 }
 
 } // namespace
 
-Grid<Pixel> gridOf(const PointRaster& raster) {
-    const auto pixels = raster.pixels();
-    return {raster.screen().width, raster.screen().height, {pixels.begin(), pixels.end()}};
+void inBands(Team* team, int rows, const std::function<void(int, int)>& work) {
+    if (team)
+        team->bands(rows, work);
+    else
+        work(0, rows);
 }
 
-void grow(Grid<Pixel>& pixels, int rounds) {
+Grid<Pixel> gridOf(const Screen& screen, std::span<const Pixel> pixels) {
+    return {screen.width, screen.height, {pixels.begin(), pixels.end()}};
+}
+
+Grid<Pixel> gridOf(const PointRaster& raster) { return gridOf(raster.screen(), raster.pixels()); }
+
+void grow(Grid<Pixel>& pixels, int rounds, Team* team) {
+    if (rounds <= 0 || pixels.cells.empty()) return;
+    Grid<Pixel> grown = Grid<Pixel>::ofSize(pixels.width, pixels.height);
     for (int round = 0; round < rounds; ++round) {
-        const Grid<Pixel> before = pixels;
         const bool square = round % 2 == 0; // and a cross in between: what grows stays round
-        for (int row = 0; row < pixels.height; ++row)
-            for (int column = 0; column < pixels.width; ++column) {
-                Pixel& pixel = pixels.at(column, row);
-                if (pixel != NoPoint) continue;
-                for (int y = std::max(row - 1, 0); y <= std::min(row + 1, pixels.height - 1); ++y)
-                    for (int x = std::max(column - 1, 0); x <= std::min(column + 1, pixels.width - 1); ++x)
-                        if (square || x == column || y == row) pixel = std::min(pixel, before.at(x, y));
-            }
+        inBands(team, pixels.height, [&](int first, int end) {
+            for (int y = first; y < end; ++y)
+                growRow(pixels.row(std::max(y - 1, 0)), pixels.row(y), pixels.row(std::min(y + 1, pixels.height - 1)),
+                        pixels.width, square, grown.row(y));
+        });
+        pixels.cells.swap(grown.cells);
     }
 }
 
@@ -74,23 +95,109 @@ int roundsFor(std::uint64_t points, std::uint64_t pixelsBetween) {
     return static_cast<int>(std::clamp(std::ceil(spacing), 1.0, most));
 }
 
-Grid<float> hillshade(const Grid<Pixel>& pixels, double rise) {
-    constexpr float steepest = 2.5F;                           // walls and single points would be black or white
-    const std::array<float, 3> sun{-0.5F, -0.5F, 0.70710678F}; // to the upper left, 45 degrees high
-    const Grid<float> depths = smoothedDepths(pixels);
-    Grid<float> shade{pixels.width, pixels.height, std::vector<float>(pixels.cells.size(), 1.0F)};
-    for (int row = 0; row < pixels.height; ++row)
-        for (int column = 0; column < pixels.width; ++column) {
-            if (pixels.at(column, row) == NoPoint) continue;
-            const auto steepness = [&](int right, int down) {
-                return std::clamp(static_cast<float>(rise) * slope(pixels, depths, column, row, right, down), -steepest,
-                                  steepest);
-            };
-            // Where it gets deeper to the right the surface looks to the right.
-            const float x = steepness(1, 0), y = steepness(0, 1);
-            const float light = (x * sun[0] + y * sun[1] + sun[2]) / std::sqrt(x * x + y * y + 1);
-            shade.at(column, row) = light / sun[2];
+int roundsFor(const Grid<Pixel>& pixels) {
+    constexpr int side = 8; // of the squares that count as near points if there is one in them
+    constexpr double full = 0.97;
+    std::uint64_t filled = 0, near = 0;
+    for (int row = 0; row < pixels.height; row += side)
+        for (int column = 0; column < pixels.width; column += side) {
+            const int right = std::min(column + side, pixels.width), low = std::min(row + side, pixels.height);
+            std::uint64_t here = 0;
+            for (int y = row; y < low; ++y) {
+                const Pixel* const cells = pixels.row(y);
+                for (int x = column; x < right; ++x) here += cells[x] != NoPoint;
+            }
+            filled += here;
+            near += here > 0 ? std::uint64_t(right - column) * std::uint64_t(low - row) : 0;
         }
+    if (near == 0) return 0;
+    const double part = double(filled) / double(near);
+    if (part >= full) return 1;
+    const double pointsToPixel = -std::log(1 - part); // of points that fall anywhere
+    return static_cast<int>(std::clamp(std::ceil(0.8 / std::sqrt(pointsToPixel)), 1.0, 4.0));
+}
+
+DepthGrid depthsOf(const Grid<Pixel>& pixels, int margin, Team* team) {
+    return depthGrid(pixels, margin, team, [](float depth) { return depth; });
+}
+
+DepthGrid depthsInPixels(const Grid<Pixel>& pixels, bool affine, float rise, int margin, Team* team) {
+    if (affine) return depthGrid(pixels, margin, team, [rise](float depth) { return depth * rise; });
+    const float perOctave = rise * 0.69314718F;
+    return depthGrid(pixels, margin, team, [perOctave](float depth) { return roughLogarithm(depth) * perOctave; });
+}
+
+DepthGrid smoothed(const DepthGrid& depths, Team* team) {
+    DepthGrid result(depths.width(), depths.height(), 1);
+    inBands(team, depths.height(), [&](int first, int end) {
+        for (int y = first; y < end; ++y) {
+            const std::array<const float*, 3> rows{depths.row(y - 1), depths.row(y), depths.row(y + 1)};
+            float* const to = result.row(y);
+            for (int x = 0; x < depths.width(); ++x) {
+                float sum = 0, weight = 0;
+                for (std::size_t r = 0; r < 3; ++r)
+                    for (int dx = -1; dx <= 1; ++dx) {
+                        const float depth = rows[r][x + dx];
+                        const float own = (dx == 0 ? 2.0F : 1.0F) * (r == 1 ? 2.0F : 1.0F);
+                        sum += depth == depth ? own * depth : 0.0F;
+                        weight += depth == depth ? own : 0.0F;
+                    }
+                to[x] = rows[1][x] == rows[1][x] ? sum / weight : DepthGrid::None;
+            }
+        }
+    });
+    return result;
+}
+
+Grid<float> hillshade(const Grid<Pixel>& pixels, double rise) {
+    return hillshade(smoothed(depthsOf(pixels, 1)), static_cast<float>(rise));
+}
+
+Grid<float> hillshade(const DepthGrid& depths, float rise, Team* team) {
+    constexpr float steepest = 2.5F;                               // walls would be black or white
+    constexpr std::array<float, 3> sun{-0.5F, -0.5F, 0.70710678F}; // to the upper left, 45 degrees high
+    Grid<float> shade = Grid<float>::ofSize(depths.width(), depths.height());
+    inBands(team, depths.height(), [&](int first, int end) {
+        for (int y = first; y < end; ++y) {
+            const float *const above = depths.row(y - 1), *const here = depths.row(y), *const below = depths.row(y + 1);
+            float* const to = shade.row(y);
+            for (int x = 0; x < depths.width(); ++x) {
+                const auto steepness = [&](float before, float behind) {
+                    return std::min(std::max(rise * slope(before, here[x], behind), -steepest), steepest);
+                };
+                // Where it gets deeper to the right the surface looks to the right.
+                const float right = steepness(here[x - 1], here[x + 1]), down = steepness(above[x], below[x]);
+                const float light =
+                    (right * sun[0] + down * sun[1] + sun[2]) / std::sqrt(right * right + down * down + 1);
+                to[x] = here[x] == here[x] ? light / sun[2] : 1.0F;
+            }
+        }
+    });
+    return shade;
+}
+
+Grid<float> eyeDome(const DepthGrid& depths, int away, float strength, Team* team) {
+    constexpr float most = 6; // widths of a pixel that a neighbour counts at most: an edge is an edge
+    constexpr float darkest = 0.2F;
+    Grid<float> shade = Grid<float>::ofSize(depths.width(), depths.height());
+    const float factor = strength / 16;
+    inBands(team, depths.height(), [&](int first, int end) {
+        for (int y = first; y < end; ++y) {
+            const std::array<const float*, 3> rows{depths.row(y - away), depths.row(y), depths.row(y + away)};
+            const float* const here = rows[1];
+            float* const to = shade.row(y);
+            for (int x = 0; x < depths.width(); ++x) {
+                float inFront = 0;
+                for (const float* const row : rows)
+                    for (int dx = -away; dx <= away; dx += away) {
+                        const float nearer = here[x] - row[x + dx];
+                        inFront += nearer > 0 ? std::min(nearer, most) : 0.0F; // not where one is no number
+                    }
+                const float dark = inFront * factor;
+                to[x] = std::max(1.0F / (1.0F + dark + 0.5F * dark * dark), darkest); // nearly exp(-dark)
+            }
+        }
+    });
     return shade;
 }
 
@@ -108,7 +215,7 @@ Colour between(Colour from, Colour to, double part) {
 Grid<Colour> coloured(const Grid<Pixel>& pixels, const std::function<Colour(std::uint32_t mark)>& colourOf,
                       Colour background, const Grid<float>* shade) {
     constexpr float darkest = 0.45F, brightest = 1.2F;
-    Grid<Colour> colours{pixels.width, pixels.height, std::vector<Colour>(pixels.cells.size(), background)};
+    Grid<Colour> colours{pixels.width, pixels.height, Grid<Colour>::Cells(pixels.cells.size(), background)};
     for (std::size_t i = 0; i < pixels.cells.size(); ++i) {
         if (pixels.cells[i] == NoPoint) continue;
         const Colour own = colourOf(markOf(pixels.cells[i]));

@@ -21,6 +21,9 @@ struct Screen {
     std::size_t pixels() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
 };
 
+/// Throws std::invalid_argument for a screen without pixels, with too many of them, or without an extent.
+void requireSane(const Screen& screen);
+
 /// What is seen in a pixel: its depth above, what the point said of itself below. The smaller one is nearer to the eye.
 using Pixel = std::uint64_t;
 constexpr Pixel NoPoint = ~Pixel{0};

@@ -38,8 +38,8 @@ inline float depthOfOrdered(std::uint32_t ordered) {
 
 /// The pixel and the depth of each of `count` points.
 template <bool Affine>
-void projectBlock(const std::uint64_t* points, std::size_t count, const ToPixels& to, std::int32_t* pixels,
-                  std::uint32_t* depths) {
+[[gnu::always_inline]] inline void projectBlock(const std::uint64_t* points, std::size_t count, const ToPixels& to,
+                                                std::int32_t* pixels, std::uint32_t* depths) {
     const ToPixels by = to; // which no store below can change
     const auto sum = [](const std::array<float, 4>& f, float x, float y, float z) {
         return (f[0] * x + f[1] * y) + (f[2] * z + f[3]);

@@ -59,8 +59,8 @@ TEST(PixelPasses, colourByMarkWithShadeAndLeaveEmptyOnesAlone) {
     Grid<Pixel> pixels{2, 1, {Pixel{5} << 32 | 7, NoPoint}};
     const Grid<float> shade{2, 1, {0.5F, 0.5F}};
     const auto colourOf = [](std::uint32_t mark) { return mark == 7 ? 0xff804020 : 0xff000000; };
-    EXPECT_EQ(coloured(pixels, colourOf, 0xffffffff).cells, (std::vector<Colour>{0xff804020, 0xffffffff}));
-    EXPECT_EQ(coloured(pixels, colourOf, 0xffffffff, &shade).cells, (std::vector<Colour>{0xff402010, 0xffffffff}));
+    EXPECT_EQ(coloured(pixels, colourOf, 0xffffffff).cells, (Grid<Colour>::Cells{0xff804020, 0xffffffff}));
+    EXPECT_EQ(coloured(pixels, colourOf, 0xffffffff, &shade).cells, (Grid<Colour>::Cells{0xff402010, 0xffffffff}));
     EXPECT_EQ(rampColour(Ramp::Greys, -3), rampColour(Ramp::Greys, 0));
     EXPECT_EQ(rampColour(Ramp::Heights, 2), rampColour(Ramp::Heights, 1));
 }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The rasteriser against the loop that one writes first, and against itself.
 #include "picture/PointRaster.hpp"
+#include "Clouds.hpp"
 #include "Projection.hpp"
+#include "picture/Projector.hpp"
 
 #include <algorithm>
 #include <array>
@@ -12,40 +14,6 @@
 
 namespace corvane::test {
 namespace {
-
-using Point = Sextant::PhysicalSpace::point;
-using Points = std::vector<Point>;
-
-constexpr double Unit = 0.01;
-
-/// Points around a place far from the origin, in whole units.
-Points cloud(std::size_t count, const Point& extent, unsigned seed = 1) {
-    std::mt19937 random(seed);
-    const auto part = [&](double size) {
-        return Unit * std::round(std::uniform_real_distribution<double>(0, size)(random) / Unit);
-    };
-    Points points;
-    for (std::size_t i = 0; i < count; ++i)
-        points.push_back(Point(500'000, 5'200'000, 400) + Point(part(extent.x), part(extent.y), part(extent.z)));
-    return points;
-}
-
-Screen planOf(const Points& points, int width, int height) {
-    Sextant::BoundingBox box;
-    for (const Point& point : points) box.include(point);
-    const auto view = Sextant::View::fromAbove({box.minimum - 1.0, box.maximum + 1.0});
-    return {view, view.project(box.minimum - 0.5), view.project(box.maximum + 0.5), width, height};
-}
-
-Screen perspectiveOf(int width, int height) {
-    Sextant::Camera camera;
-    camera.eye = {500'050, 5'199'900, 500};
-    camera.target = {500'050, 5'200'050, 400};
-    camera.near = 1;
-    camera.far = 5000;
-    camera.aspect = double(width) / height;
-    return {Sextant::View::perspective(camera), glm::dvec2(-1), glm::dvec2(1), width, height};
-}
 
 /// What a screen shows, point by point in doubles: the pixel, with the point's depth.
 struct Seen {
@@ -142,22 +110,31 @@ TEST(PointRaster, showsTheSameToTheBitHoweverTheWorkIsDivided) {
 }
 
 TEST(PointRaster, projectsAlikeWithAllInstructions) {
-    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma"))
-        GTEST_SKIP() << "this processor has no wider instructions";
     const PackedPoints packed = pack(cloud(40 * BlockPoints + 7, {900, 900, 200}), Point(Unit));
+    std::vector<Instructions> available;
+    for (const Instructions instructions : {Instructions::Plain, Instructions::Avx2, Instructions::Avx512})
+        if (processorHas(instructions)) available.push_back(instructions);
+    const bool wide = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
     std::mt19937 random(5);
     std::uniform_real_distribution<float> factor(-3e-3f, 3e-3f), shift(-200, 800);
     for (int view = 0; view < 20; ++view) {
         const auto row = [&] { return std::array{factor(random), factor(random), factor(random), shift(random)}; };
         ToPixels to{row(), row(), row(), row(), 640, 480, 640 * 480};
         for (float& part : to.depth) part /= 1000;
-        std::vector<std::int32_t> plain(packed.points.size()), wide(plain.size());
-        std::vector<std::uint32_t> plainDepths(plain.size()), wideDepths(plain.size());
         for (const bool affine : {true, false}) {
+            std::vector<std::int32_t> plain(packed.points.size()), pixels(plain.size());
+            std::vector<std::uint32_t> plainDepths(plain.size()), depths(plain.size());
             projectPlain(affine, packed.points.data(), plain.size(), to, plain.data(), plainDepths.data());
-            projectWide(affine, packed.points.data(), wide.size(), to, wide.data(), wideDepths.data());
-            EXPECT_EQ(plain, wide) << affine;
-            EXPECT_EQ(plainDepths, wideDepths) << affine;
+            const auto expectSame = [&](const std::string& with) {
+                EXPECT_EQ(plain, pixels) << affine << with;
+                EXPECT_EQ(plainDepths, depths) << affine << with;
+            };
+            for (const Instructions instructions : available) {
+                projector(affine, instructions)(packed.points.data(), pixels.size(), to, pixels.data(), depths.data());
+                expectSame(" with set " + std::to_string(int(instructions)));
+            }
+            if (wide) projectWide(affine, packed.points.data(), pixels.size(), to, pixels.data(), depths.data());
+            expectSame(" vectorised, with multiplications that could be fused");
         }
     }
 }

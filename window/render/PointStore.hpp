@@ -41,10 +41,9 @@ public:
     struct Options {
         std::size_t memoryBytes = std::size_t{1} << 30; ///< for packed points and columns
         unsigned threads = 1;
-        Sextant::PhysicalSpace::point unit{0.01}; ///< of coordinates, as `pack` takes it
-        std::function<void()> changed;            ///< there is more to be drawn; from any thread, must not block
-        std::function<void(const std::string&)>
-            failed; ///< a fragment cannot be loaded; once, a sentence; from a loader
+        Sextant::PhysicalSpace::point unit{0.01};       ///< of coordinates, as `pack` takes it
+        std::function<void()> changed;                  ///< there is more to be drawn; from any thread, must not block
+        std::function<void(const std::string&)> failed; ///< the first time that something cannot be loaded: a sentence
     };
 
     explicit PointStore(Options options);
@@ -82,6 +81,7 @@ public:
 
     struct Progress {
         std::size_t loaded = 0, fragments = 0;
+        std::size_t failed = 0;                 ///< fragments that could not be loaded
         std::uint64_t drawable = 0, points = 0; ///< packed ones, and all of the fragments
         std::size_t bytes = 0;                  ///< of packed points and columns
         bool sample = false;                    ///< whether a sample is shown

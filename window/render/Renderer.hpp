@@ -2,7 +2,7 @@
 #pragma once
 
 #include "picture/Look.hpp"
-#include "picture/PixelPasses.hpp"
+#include "picture/Shading.hpp"
 #include "render/PointStore.hpp"
 
 #include <cstdint>
@@ -19,9 +19,6 @@ struct PictureRequest {
     Look look;
     bool moving = false; ///< another one follows soon: a picture of what can be drawn in 33 ms suffices
 };
-
-/// Which point each pixel shows. Shared by the pictures that show the same ones.
-struct ShownPoints;
 
 /// A picture of a view. Never changed once it is handed out.
 struct FinishedPicture {
@@ -69,10 +66,10 @@ public:
     /// The view that goes first.
     void activate(int view);
 
-    /// No more pictures of this view.
+    /// No more pictures of this view, but for one that is on its way.
     void forget(int view);
 
-    /// The store has changed. Does not wait.
+    /// The store has changed: what its options call. Does not wait.
     void wake();
 
     /// Ends the threads. No picture comes after it returned.

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "render/Renderer.hpp"
+
+#include "render/LowPriority.hpp"
+#include "render/ViewPicture.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace corvane {
+
+using Clock = std::chrono::steady_clock;
+
+/// The render thread and what it shares with others.
+class Renderer::Work {
+public:
+    Work(PointStore& store, Finished finished, unsigned threads)
+        : store_(store), finished_(std::move(finished)), threads_(std::max(threads, 1U)) {
+        thread_ = std::thread([this] { run(); });
+    }
+    ~Work() { stop(); }
+
+    void request(int view, PictureRequest request);
+    void activate(int view);
+    void forget(int view);
+    void wake();
+    void stop();
+
+private:
+    struct Slot {
+        std::optional<PictureRequest> asked;  // and not begun
+        Clock::time_point askedAt{};          // by the first request that was not begun
+        bool open = false;                    // more is to be drawn
+        std::shared_ptr<ViewPicture> picture; // of the render thread
+    };
+
+    void run();
+    bool isAsked() const;
+    std::map<int, Slot>::iterator next();
+    void step(std::unique_lock<std::mutex>& lock, int view, Team& team);
+    std::vector<Screen> screens() const;
+
+    PointStore& store_;
+    Finished finished_;
+    unsigned threads_;
+    std::mutex mutex_; // guards what follows
+    std::condition_variable wake_;
+    std::map<int, Slot> slots_;
+    int active_ = 0, last_ = 0; // views
+    bool stocked_ = false;      // the store has changed
+    Clock::time_point stockedAt_{};
+    bool ending_ = false;
+    std::atomic<bool> interrupt_ = false; // there is something newer to do
+    DrawingSpeed speed_;                  // of the render thread
+    std::thread thread_;
+};
+
+void Renderer::Work::request(int view, PictureRequest request) {
+    requireSane(request.screen);
+    {
+        const std::lock_guard lock(mutex_);
+        Slot& slot = slots_[view];
+        if (!slot.asked) slot.askedAt = Clock::now();
+        slot.asked = std::move(request);
+        interrupt_ = true;
+    }
+    wake_.notify_all();
+}
+
+void Renderer::Work::activate(int view) {
+    const std::lock_guard lock(mutex_);
+    active_ = view;
+}
+
+void Renderer::Work::forget(int view) {
+    const std::lock_guard lock(mutex_);
+    slots_.erase(view);
+}
+
+void Renderer::Work::wake() {
+    {
+        const std::lock_guard lock(mutex_);
+        stocked_ = true;
+    }
+    wake_.notify_all();
+}
+
+void Renderer::Work::stop() {
+    {
+        const std::lock_guard lock(mutex_);
+        ending_ = true;
+        interrupt_ = true;
+    }
+    wake_.notify_all();
+    if (thread_.joinable()) thread_.join();
+}
+
+/// A view with something to do: what was asked for goes before what is to be refined, and the active view before
+/// others.
+std::map<int, Renderer::Work::Slot>::iterator Renderer::Work::next() {
+    const auto choose = [this](auto wanted) {
+        if (const auto active = slots_.find(active_); active != slots_.end() && wanted(active->second)) return active;
+        const auto isWanted = [&](const auto& slot) { return wanted(slot.second); };
+        const auto behind = std::find_if(slots_.upper_bound(last_), slots_.end(), isWanted);
+        return behind != slots_.end() ? behind : std::find_if(slots_.begin(), slots_.end(), isWanted);
+    };
+    constexpr auto longest = std::chrono::milliseconds(100);
+    const auto now = Clock::now();
+    const auto waiting = std::ranges::find_if(
+        slots_, [&](const auto& slot) { return slot.second.asked && slot.second.askedAt + longest < now; });
+    if (waiting != slots_.end()) return waiting;
+    const auto asked = choose([](const Slot& slot) { return slot.asked.has_value(); });
+    return asked != slots_.end() ? asked : choose([](const Slot& slot) { return slot.open; });
+}
+
+bool Renderer::Work::isAsked() const {
+    return std::ranges::any_of(slots_, [](const auto& slot) { return slot.second.asked.has_value(); });
+}
+
+std::vector<Screen> Renderer::Work::screens() const {
+    std::vector<Screen> screens;
+    for (const auto& [view, slot] : slots_)
+        if (slot.picture) screens.push_back(slot.picture->screen());
+    return screens;
+}
+
+void Renderer::Work::run() {
+    constexpr auto betweenStocks = std::chrono::milliseconds(40); // while a survey is loaded
+    lowerPriority(RenderNiceness);
+    Team team(threads_);
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        if (ending_) return;
+        if (stocked_ && Clock::now() >= stockedAt_ + betweenStocks) {
+            stocked_ = false;
+            stockedAt_ = Clock::now();
+            for (auto& [view, slot] : slots_) slot.open = slot.open || slot.picture;
+        }
+        const auto slot = next();
+        if (slot != slots_.end()) {
+            last_ = slot->first;
+            step(lock, slot->first, team);
+        } else if (stocked_) {
+            wake_.wait_until(lock, stockedAt_ + betweenStocks);
+        } else {
+            wake_.wait(lock);
+        }
+    }
+}
+
+/// One part of the work for a view, with the lock released.
+void Renderer::Work::step(std::unique_lock<std::mutex>& lock, int view, Team& team) {
+    Slot& slot = slots_[view];
+    const std::optional<PictureRequest> asked = std::exchange(slot.asked, std::nullopt);
+    if (!slot.picture) slot.picture = std::make_shared<ViewPicture>(view);
+    const std::shared_ptr<ViewPicture> picture = slot.picture;
+    interrupt_ = isAsked();
+    lock.unlock();
+    if (asked) picture->ask(*asked);
+    picture->take(store_.stock());
+    picture->draw(team, speed_, [this] { return interrupt_.load(std::memory_order_relaxed); });
+    PicturePtr finished;
+    if (!interrupt_ || asked) finished = picture->finish(team);
+    const bool open = !picture->complete();
+    lock.lock();
+    const auto still = slots_.find(view);
+    const bool known = still != slots_.end() && still->second.picture == picture;
+    if (known) still->second.open = open;
+    const std::vector<Screen> shown = screens();
+    const bool tell = known && finished && !ending_;
+    lock.unlock();
+    store_.prefer(shown);
+    if (tell) finished_(finished);
+    lock.lock();
+}
+
+Renderer::Renderer(PointStore& store, Finished finished, unsigned threads)
+    : work_(std::make_unique<Work>(store, std::move(finished), threads)) {}
+Renderer::~Renderer() = default;
+
+void Renderer::request(int view, PictureRequest request) { work_->request(view, std::move(request)); }
+void Renderer::activate(int view) { work_->activate(view); }
+void Renderer::forget(int view) { work_->forget(view); }
+void Renderer::wake() { work_->wake(); }
+void Renderer::stop() { work_->stop(); }
+
+} // namespace corvane
