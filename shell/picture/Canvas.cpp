@@ -159,6 +159,10 @@ bool Canvas::sameFiltered(const DrawnFragment& one, const DrawnFragment& other) 
     return (hiddenClasses_.empty() || same(column::Class)) && (filter_.hidden.returns == 0 || same(column::Return));
 }
 
+bool Canvas::inOrder() const {
+    return std::ranges::is_sorted(entries_, {}, [](const Entry& entry) { return entry.fragment->number; });
+}
+
 std::size_t Canvas::target(const Entry& entry, double perPixel) {
     const std::size_t most = std::min(entry.room, entry.fragment->drawable());
     return static_cast<std::size_t>(std::min(std::ceil(perPixel * entry.perPixel), double(most)));

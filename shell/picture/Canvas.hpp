@@ -37,6 +37,10 @@ public:
     /// now. Only a new canvas helps then.
     bool take(const DrawnFragments& fragments);
 
+    /// Whether the fragments are in the order of their numbers, samples last. Of points at the same depth that of the
+    /// first fragment is seen, so what is drawn of fragments as they come may differ there.
+    bool inOrder() const;
+
     /// How many points are on the screen's fragments, and how many of them are drawn.
     std::uint64_t total() const { return total_; }
     std::uint64_t drawn() const { return drawn_; }

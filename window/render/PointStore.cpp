@@ -278,6 +278,7 @@ void PointStore::Loading::plan() {
         isShort_ = isShort_ || kept[i] < fragments[i].points;
     }
     firstOpen_ = 0;
+    ++version_; // it may not be complete any more
 }
 
 /// The order of loading: what the views show first, and of that, as of the rest, some of everywhere.

@@ -67,7 +67,7 @@ void ViewPicture::take(const std::shared_ptr<const PointStore::Stock>& stock) {
     reshade_ = reshade_ || stock != stock_;
     stock_ = stock;
     if (next_ && !next_->take(stock->fragments)) begin();
-    if (!next_ && !canvas_->take(stock->fragments)) begin();
+    if (!next_ && (!canvas_->take(stock->fragments) || (stock->complete && !canvas_->inOrder()))) begin();
 }
 
 /// For each pixel so many points that no more than those are missing.
