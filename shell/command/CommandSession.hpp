@@ -8,9 +8,6 @@
 
 namespace corvane {
 
-/// How many steps the histories of a survey keep whose edits are kept.
-constexpr int KeptSteps = 10000;
-
 /// Options that every command has.
 struct GlobalOptions {
     bool quiet = false;

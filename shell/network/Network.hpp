@@ -79,6 +79,9 @@ public:
     /// Ends the action at hand without doing it, for writing networks that nobody runs.
     void recordUpdate() { record_.update(); }
 
+    /// For whoever has taken back what the actions from this one on did to the data. Values that they set stay.
+    void forgetActionsSince(std::size_t first) { record_.forgetSince(first); }
+
     /// What was done.
     const NetworkRecord& record() const { return record_; }
 

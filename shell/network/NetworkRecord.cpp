@@ -95,6 +95,11 @@ void NetworkRecord::dropTriggers() {
     present_.press.clear();
 }
 
+void NetworkRecord::forgetSince(std::size_t firstAction) {
+    present_ = {};
+    actions_.erase(actions_.begin() + std::ptrdiff_t(std::min(firstAction, actions_.size())), actions_.end());
+}
+
 Json NetworkRecord::asJson(const Object& object) {
     Json json{{"name", object.name}, {"type", object.type}};
     if (!object.parameters.empty()) json["parameters"] = object.parameters;

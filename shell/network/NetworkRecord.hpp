@@ -36,6 +36,9 @@ public:
     Json asJson(const std::string& survey, const std::string& reportedBefore, const std::string& reportedBehind,
                 const std::string& save) const;
 
+    /// The actions from this one on, and what is under way, were taken back.
+    void forgetSince(std::size_t firstAction);
+
     /// How many actions there were so far.
     std::size_t actions() const { return actions_.size(); }
 

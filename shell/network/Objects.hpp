@@ -13,12 +13,13 @@ namespace corvane {
 inline const std::string FieldType = "Field";
 inline const std::string BrushType = "Brush";
 
-/// Offers a field of the survey: parameter `name` (which field), output `field`.
+/// Offers a field of the survey: parameter `name` (which field), output `field`. Labels that are set as the parameter
+/// `labels` are stored with it.
 class FieldObject : public Kesh::VObject {
 public:
     FieldObject(const std::string& name, std::shared_ptr<const Survey> survey);
 
-    static constexpr char Name[] = "name"; ///< the parameter
+    static constexpr char Name[] = "name", Labels[] = "labels"; ///< the parameters
 
 protected:
     bool unsychronized_update(Kesh::VRequest& request, double precision) override;
@@ -26,6 +27,7 @@ protected:
 private:
     std::shared_ptr<const Survey> survey_;
     Kesh::TypedSlot<std::string> fieldName_;
+    Kesh::TypedSlot<Kesh::LabelSet> labels_;
     Kesh::TypedSlot<Fiber::FieldSelector> field_;
 };
 

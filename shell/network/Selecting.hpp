@@ -34,6 +34,7 @@ Stroke limitedBy(const Stroke& stroke, const SelectionRule& rule, const std::str
 /// Network::update does.
 class MaskedEdits {
 public:
+    /// Names of the objects.
     static constexpr char Points[] = "points", Lasso[] = "lasso", Editor[] = "editor";
 
     /// Builds the network. The labels are the editor's at first; a class without a label that is flagged "editable"
@@ -52,16 +53,20 @@ public:
     void undoMask();
     void redoMask();
 
-    /// Labels for the editor; with `keep` they are stored with the field, too.
+    /// Labels for the editor, which are recorded with the next action; with `keep` they are an action, and stored with
+    /// the field, too.
     void setLabels(const Kesh::LabelSet& labels, bool keep);
     const Kesh::LabelSet& labels() const { return labels_; }
 
 private:
+    static constexpr char Labels[] = "labels";
+    static std::string path(const char* object, const char* slot);
     void press(const char* action);
 
     Network& network_;
     std::string field_;
     Kesh::LabelSet labels_;
+    bool relabelled_ = false; // since the network was built
 };
 
 } // namespace corvane

@@ -127,6 +127,16 @@ std::string asText(const Stroke::Places& places) {
     return text;
 }
 
+/// Those that are the same angle to the bit when they are read again, where there are any.
+double degreesOf(double radians) {
+    constexpr int Nearby = 4;
+    double degrees = glm::degrees(radians);
+    for (int i = 0; i < Nearby; ++i) degrees = std::nextafter(degrees, 0);
+    for (int i = 0; i < 2 * Nearby && glm::radians(degrees) != radians; ++i)
+        degrees = std::nextafter(degrees, HUGE_VAL);
+    return glm::radians(degrees) == radians ? degrees : glm::degrees(radians);
+}
+
 struct ViewAsJson {
     Value operator()(const Stroke::FromAbove&) const { return "above"; }
     Value operator()(const Stroke::Profile& p) const {
@@ -137,7 +147,7 @@ struct ViewAsJson {
                  {{"eye", asJson(camera.eye)},
                   {"target", asJson(camera.target)},
                   {"up", asJson(camera.up)},
-                  {"fov", glm::degrees(camera.verticalAngle)},
+                  {"fov", degreesOf(camera.verticalAngle)},
                   {"aspect", camera.aspect},
                   {"near", camera.near},
                   {"far", camera.far}}}};
@@ -170,6 +180,12 @@ Stroke readStroke(const Reader& stroke, const PolygonMaker& polygons) {
     }
     if (stroke.has("limit")) read.limit = readLimit(stroke.member("limit"), polygons);
     return read;
+}
+
+Stroke asRecorded(Stroke stroke) {
+    if (auto* camera = std::get_if<Sextant::Camera>(&stroke.view))
+        camera->verticalAngle = glm::radians(degreesOf(camera->verticalAngle));
+    return stroke;
 }
 
 Value strokeAsJson(const Stroke& stroke) {

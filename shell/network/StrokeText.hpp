@@ -21,6 +21,9 @@ auto drawing(const json::Reader& stroke, Function function) {
     }
 }
 
+/// The stroke as it is when what `strokeAsJson` writes of it is read again: a perspective's angle is in degrees there.
+Stroke asRecorded(Stroke stroke);
+
 /// The stroke as a network file has it.
 json::Value strokeAsJson(const Stroke& stroke);
 

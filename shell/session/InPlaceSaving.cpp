@@ -10,6 +10,7 @@
 
 #include "base/InPlaceFile.hpp"
 #include "session/OpenSaving.hpp"
+#include "session/StepList.hpp"
 #include "survey/SurveySaver.hpp"
 
 #include <fmt/format.h>
@@ -61,7 +62,7 @@ void commitSaved(EditStore& store, const SurveyIdentity& identity) {
     Commit commit;
     for (const StoredField& field : store.fields())
         if (field.origin == Origin::Survey) commit.saved.push_back(field.name);
-    commit.entries = {noOpenSaving()};
+    commit.entries = {noOpenSaving(), filePosition(store)};
     commit.identity = identity;
     store.commit(commit);
 }

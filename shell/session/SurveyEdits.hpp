@@ -10,6 +10,9 @@
 
 namespace corvane {
 
+/// How many steps the histories of a survey keep whose edits are kept.
+constexpr int KeptSteps = 10000;
+
 /// How the edit store beside a survey is used.
 struct EditStoreOptions {
     std::string path;      ///< empty: beside the survey

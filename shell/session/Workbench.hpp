@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "session/PointInfo.hpp"
 #include "session/Session.hpp"
 #include "session/StrokePreview.hpp"
 #include "session/WorkbenchState.hpp"
 
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace corvane {
 
@@ -77,9 +76,6 @@ public:
 
     /// The network file that does what was done since the survey was opened, on the survey as it was then.
     std::string record() const;
-
-    /// All fields of a point as texts, by name. Throws UsageError when there is no such point.
-    std::vector<std::pair<std::string, std::string>> pointInfo(std::uint32_t fragment, std::size_t index) const;
 
 private:
     struct Parts;

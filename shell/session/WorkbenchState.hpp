@@ -17,6 +17,12 @@ namespace corvane {
 
 class Session;
 
+/// The flag of a label that a class has which may be edited.
+inline const std::string EditableFlag = "editable";
+
+/// Whether a class has a label without that flag.
+bool isLockedClass(const Kesh::LabelSet& labels, int value);
+
 /// A survey that is open, for those who look at it from other threads. Immutable.
 struct OpenSurvey {
     std::shared_ptr<const Session> session; ///< the plug-in stays as long as anybody has what it made

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "session/StepList.hpp"
+
+#include "json/Document.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace corvane {
+namespace {
+
+using Json = json::Value;
+
+const std::string FilePosition = "filePosition"; // entry of the store
+constexpr std::size_t Explained = 200;           // steps of which the actions are read; what is older shows its module
+
+std::string className(int value, const Kesh::LabelSet& labels) {
+    const Kesh::Label* label = labels.find(value);
+    return label && !label->name.empty() ? fmt::format("{} {}", value, label->name) : std::to_string(value);
+}
+
+/// What an action of a network does, in few words.
+std::string wordsOf(const Json& action, const Kesh::LabelSet& labels) {
+    const std::string pressed = action.contains("press") ? action.at("press").dump() : "";
+    if (pressed.find(".applySelection") != std::string::npos)
+        for (const auto& [slot, value] : action.at("set").items())
+            if (slot.ends_with(".labels")) return className(value.at("selections").at("Assign").get<int>(), labels);
+    if (pressed.find(".unselect\"") != std::string::npos) return "Remove";
+    return action.contains("draw") ? "Select" : "";
+}
+
+/// Empty where the actions do not say it in few words.
+std::string wordsFromActions(const std::string& text, const Kesh::LabelSet& labels) {
+    try {
+        const Json network = Json::parse(text);
+        const Json& actions = network.at("actions");
+        return actions.empty() ? "" : wordsOf(actions.back(), labels);
+    } catch (const Json::exception&) {
+        return ""; // of another program, perhaps
+    }
+}
+
+} // namespace
+
+const std::string& StepLists::wordsFor(const EditStore& store, const StoredStep& step, const Kesh::LabelSet& labels) {
+    const auto [words, isNew] = words_.try_emplace(step.id);
+    if (!isNew) return words->second;
+    if (step.module.starts_with("Edit/MaskedLabels"))
+        words->second = wordsFromActions(store.actions(step.update), labels);
+    if (words->second.empty()) words->second = step.module;
+    return words->second;
+}
+
+HistoryList StepLists::of(const EditStore& store, const std::string& field, const Kesh::LabelSet& labels) {
+    const auto stored = store.findField(field) ? store.steps(field) : std::vector<StoredStep>();
+    auto steps = std::make_shared<std::vector<HistoryStep>>();
+    HistoryList list;
+    for (std::size_t i = 0; i < stored.size(); ++i) {
+        const StoredStep& step = stored[i];
+        const bool recent = i + Explained >= stored.size();
+        steps->push_back({step.time, recent ? wordsFor(store, step, labels) : step.module, step.module, step.vertices});
+        list.position += step.done;
+    }
+    list.steps = std::move(steps);
+    return list;
+}
+
+NamedBytes filePosition(const EditStore& store) {
+    Json positions = Json::object();
+    for (const StoredField& field : store.fields())
+        if (field.origin == Origin::Survey) json::append(positions, field.name, field.present);
+    const std::string text = positions.dump(-1, ' ', false, Json::error_handler_t::replace);
+    const auto bytes = std::as_bytes(std::span(text));
+    return {FilePosition, std::vector<std::byte>(bytes.begin(), bytes.end())};
+}
+
+StepId filePositionOf(const EditStore& store, const std::string& field) {
+    const auto entry = store.entry(FilePosition);
+    if (!entry) return Beginning;
+    const std::string text(reinterpret_cast<const char*>(entry->data()), entry->size());
+    const Json positions = Json::parse(text, nullptr, false);
+    const bool known = positions.is_object() && positions.contains(field) && positions.at(field).is_number_integer();
+    return known ? positions.at(field).get<StepId>() : Beginning;
+}
+
+int stepsBehind(const EditStore& store, const std::string& field, StepId step) {
+    if (!store.findField(field)) return 0;
+    int steps = 0;
+    bool isThere = step == Beginning;
+    StepId oldest = step;
+    for (const StoredStep& stored : store.steps(field)) {
+        steps += stored.done != (stored.id <= step);
+        isThere = isThere || stored.id == step;
+        oldest = std::min(oldest, stored.id);
+    }
+    const bool vanished = !isThere && oldest < step; // it was undone, and something else was done
+    return steps + vanished;
+}
+
+} // namespace corvane
