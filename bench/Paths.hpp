@@ -9,6 +9,7 @@ void benchHistogram();
 void benchHistory();
 void benchOpen();
 void benchPicture();
+void benchRender();
 void benchSave();
 void benchLasso();
 void benchLaz();

@@ -16,18 +16,14 @@ struct Path {
     void (*run)();
 };
 
-constexpr Path Paths[] = {{"count", corvane::bench::benchCount},
-                          {"decode", corvane::bench::benchDecode},
-                          {"histogram", corvane::bench::benchHistogram},
-                          {"history", corvane::bench::benchHistory},
-                          {"lasso", corvane::bench::benchLasso},
-                          {"laz", corvane::bench::benchLaz},
-                          {"mask", corvane::bench::benchMask},
-                          {"open", corvane::bench::benchOpen},
-                          {"picture", corvane::bench::benchPicture},
-                          {"save", corvane::bench::benchSave},
-                          {"statistics", corvane::bench::benchStatistics},
-                          {"store", corvane::bench::benchStore}};
+constexpr Path Paths[] = {
+    {"count", corvane::bench::benchCount},         {"decode", corvane::bench::benchDecode},
+    {"histogram", corvane::bench::benchHistogram}, {"history", corvane::bench::benchHistory},
+    {"lasso", corvane::bench::benchLasso},         {"laz", corvane::bench::benchLaz},
+    {"mask", corvane::bench::benchMask},           {"open", corvane::bench::benchOpen},
+    {"picture", corvane::bench::benchPicture},     {"render", corvane::bench::benchRender},
+    {"save", corvane::bench::benchSave},           {"statistics", corvane::bench::benchStatistics},
+    {"store", corvane::bench::benchStore}};
 
 } // namespace
 

@@ -40,7 +40,7 @@ public:
         if (classes_) hideClasses(first, count, nowhere, places);
         if (returnColumn_) {
             hide(*returnColumn_, first, count, nowhere, places,
-                 [this](unsigned number) { return (returns_ >> (number & 15) & 1) != 0; });
+                 [returns = returns_](unsigned number) { return (returns >> (number & 15) & 1) != 0; });
         }
         if (!heights_) return;
         for (std::size_t i = 0; i < count; ++i) {
@@ -65,7 +65,8 @@ private:
 
     void hideClasses(std::size_t first, std::size_t count, std::int32_t nowhere, std::int32_t* places) const {
         if (classColumn_)
-            hide(*classColumn_, first, count, nowhere, places, [this](unsigned code) { return classes_[code] != 0; });
+            hide(*classColumn_, first, count, nowhere, places,
+                 [classes = classes_](unsigned code) { return classes[code] != 0; });
         else if (classes_[0] != 0) // as long as nothing is known of classes they are 0
             std::fill_n(places, count, nowhere);
     }
@@ -74,7 +75,10 @@ private:
     static void hide(const DrawnColumn& column, std::size_t first, std::size_t count, std::int32_t nowhere,
                      std::int32_t* places, IsHidden isHidden) {
         const auto hideBy = [&](const auto* codes) {
-            for (std::size_t i = 0; i < count; ++i) places[i] = isHidden(codes[i]) ? nowhere : places[i];
+            for (std::size_t i = 0; i < count; ++i) {
+                const auto hidden = -static_cast<std::int32_t>(isHidden(codes[i])); // no branch, as none is foreseeable
+                places[i] = (places[i] & ~hidden) | (nowhere & hidden);
+            }
         };
         if (const auto* bytes = std::get_if<DrawnColumn::Bytes>(&column.values))
             hideBy(bytes->data() + first);

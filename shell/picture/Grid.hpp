@@ -3,6 +3,7 @@
 
 #include "Holdfast/BufferPool.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <vector>
@@ -38,11 +39,19 @@ class DepthGrid {
 public:
     static constexpr float None = std::numeric_limits<float>::quiet_NaN();
 
+    /// The margin is filled, the rest is not initialised.
     DepthGrid(int width, int height, int margin)
         : width_(width),
           height_(height),
           margin_(margin),
-          cells_(std::size_t(stride()) * std::size_t(height + 2 * margin), None) {}
+          cells_(std::size_t(stride()) * std::size_t(height + 2 * margin)) {
+        for (int y = -margin; y < height + margin; ++y) {
+            float* const cells = row(y);
+            const bool outside = y < 0 || y >= height;
+            std::fill(cells - margin, outside ? cells + width : cells, None);
+            std::fill(cells + width, cells + width + margin, None);
+        }
+    }
 
     int width() const { return width_; }
     int height() const { return height_; }

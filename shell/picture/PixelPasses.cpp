@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "picture/PixelPasses.hpp"
 
-#include "picture/ProjectBlock.hpp"
+#include "picture/Projector.hpp"
 
 #include <algorithm>
 #include <array>
@@ -21,16 +21,18 @@ Colour opaque(float red, float green, float blue) {
 
 /// Of a row and those above and below, the nearest point in and around each empty pixel. Rows beyond the edge are the
 /// row itself.
-void growRow(const Pixel* above, const Pixel* here, const Pixel* below, int width, bool square, Pixel* grown) {
+[[gnu::always_inline]] inline void growRow(const Pixel* above, const Pixel* here, const Pixel* below, int width,
+                                           bool square, Pixel* __restrict grown) {
     const auto nearest = [&](int left, int x, int right) {
         const auto column = [&](int at) { return std::min(std::min(above[at], below[at]), here[at]); };
         const Pixel sides = square ? std::min(column(left), column(right)) : std::min(here[left], here[right]);
-        return std::min(column(x), sides);
+        const Pixel grownInto = std::min(column(x), sides);
+        return here[x] != NoPoint ? here[x] : grownInto;
     };
-    grown[0] = here[0] != NoPoint ? here[0] : nearest(0, 0, std::min(1, width - 1));
-    for (int x = 1; x < width - 1; ++x) grown[x] = here[x] != NoPoint ? here[x] : nearest(x - 1, x, x + 1);
     const int last = width - 1;
-    if (last > 0) grown[last] = here[last] != NoPoint ? here[last] : nearest(last - 1, last, last);
+    grown[0] = nearest(0, 0, std::min(1, last));
+    for (int x = 1; x < last; ++x) grown[x] = nearest(x - 1, x, x + 1);
+    if (last > 0) grown[last] = nearest(last - 1, last, last);
 }
 
 /// The logarithm to base 2 of a positive number, linear between powers of two, from its bits.
@@ -38,14 +40,17 @@ float roughLogarithm(float value) { return static_cast<float>(std::bit_cast<std:
 
 template <class DepthAt>
 DepthGrid depthGrid(const Grid<Pixel>& pixels, int margin, Team* team, DepthAt depthAt) {
+    constexpr auto none = static_cast<std::uint32_t>(NoPoint >> 32); // which is no depth
     DepthGrid depths(pixels.width, pixels.height, margin);
     inBands(team, pixels.height, [&](int first, int end) {
+        const DepthAt at = depthAt; // which no store below can change
         for (int y = first; y < end; ++y) {
             const Pixel* const from = pixels.row(y);
-            float* const to = depths.row(y);
-            for (int x = 0; x < pixels.width; ++x) {
-                const float depth = depthAt(depthOfOrdered(static_cast<std::uint32_t>(from[x] >> 32)));
-                to[x] = from[x] == NoPoint ? DepthGrid::None : depth;
+            float* __restrict const to = depths.row(y);
+            for (int x = 0, width = pixels.width; x < width; ++x) {
+                const auto ordered = static_cast<std::uint32_t>(from[x] >> 32);
+                const float depth = at(depthOfOrdered(ordered));
+                to[x] = ordered == none ? DepthGrid::None : depth;
             }
         }
     });
@@ -57,6 +62,66 @@ float slope(float before, float here, float behind) {
     const bool hasBefore = before == before, hasBehind = behind == behind;
     const float from = hasBefore ? before : here, to = hasBehind ? behind : here;
     return (to - from) * (hasBefore & hasBehind ? 0.5F : 1.0F);
+}
+
+/// The two passes that take the longest, with the instructions that the processor has; the results are the same to the
+/// bit.
+struct RowPasses {
+    void (*grow)(const Pixel* above, const Pixel* here, const Pixel* below, int width, bool square, Pixel* grown);
+    void (*eyeDome)(const float* above, const float* here, const float* below, int width, int away, float factor,
+                    float* shade);
+};
+
+/// How much darker it is between two neighbours, by how much they are nearer. What goes down on one side counts half
+/// against what goes up on the other: slopes are a little darker than level places. What is no number does not count.
+inline float darkness(float one, float other) {
+    constexpr float most = 6; // widths of a pixel that a neighbour counts at most: an edge is an edge
+    const auto upTo = [](float by) { return by > 0.0F ? (by < most ? by : most) : 0.0F; };
+    const float dark = upTo(one) + upTo(other) - 0.5F * (upTo(-one) + upTo(-other));
+    return dark > 0.0F ? dark : 0.0F;
+}
+
+[[gnu::always_inline]] inline void eyeDomeRow(const float* above, const float* here, const float* below, int width,
+                                              int away, float factor, float* __restrict shade) {
+    constexpr float darkest = 0.2F;
+    for (int x = 0; x < width; ++x) {
+        const float depth = here[x];
+        const float dark = factor * (darkness(depth - above[x - away], depth - below[x + away]) +
+                                     darkness(depth - above[x], depth - below[x]) +
+                                     darkness(depth - above[x + away], depth - below[x - away]) +
+                                     darkness(depth - here[x - away], depth - here[x + away]));
+        const float light = 1.0F / (1.0F + dark + 0.5F * dark * dark); // nearly exp(-dark)
+        shade[x] = light > darkest ? light : darkest;
+    }
+}
+
+void growPlain(const Pixel* above, const Pixel* here, const Pixel* below, int width, bool square, Pixel* grown) {
+    growRow(above, here, below, width, square, grown);
+}
+void eyeDomePlain(const float* above, const float* here, const float* below, int width, int away, float factor,
+                  float* shade) {
+    eyeDomeRow(above, here, below, width, away, factor, shade);
+}
+
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void growAvx2(const Pixel* above, const Pixel* here, const Pixel* below, int width,
+                                              bool square, Pixel* grown) {
+    growRow(above, here, below, width, square, grown);
+}
+__attribute__((target("avx2"))) void eyeDomeAvx2(const float* above, const float* here, const float* below, int width,
+                                                 int away, float factor, float* shade) {
+    eyeDomeRow(above, here, below, width, away, factor, shade);
+}
+#endif
+
+const RowPasses& rowPasses() {
+#if defined(__x86_64__)
+    static const RowPasses passes =
+        processorHas(Instructions::Avx2) ? RowPasses{growAvx2, eyeDomeAvx2} : RowPasses{growPlain, eyeDomePlain};
+#else
+    static const RowPasses passes{growPlain, eyeDomePlain};
+#endif
+    return passes;
 }
 
 } // namespace
@@ -81,8 +146,8 @@ void grow(Grid<Pixel>& pixels, int rounds, Team* team) {
         const bool square = round % 2 == 0; // and a cross in between: what grows stays round
         inBands(team, pixels.height, [&](int first, int end) {
             for (int y = first; y < end; ++y)
-                growRow(pixels.row(std::max(y - 1, 0)), pixels.row(y), pixels.row(std::min(y + 1, pixels.height - 1)),
-                        pixels.width, square, grown.row(y));
+                rowPasses().grow(pixels.row(std::max(y - 1, 0)), pixels.row(y),
+                                 pixels.row(std::min(y + 1, pixels.height - 1)), pixels.width, square, grown.row(y));
         });
         pixels.cells.swap(grown.cells);
     }
@@ -177,26 +242,11 @@ Grid<float> hillshade(const DepthGrid& depths, float rise, Team* team) {
 }
 
 Grid<float> eyeDome(const DepthGrid& depths, int away, float strength, Team* team) {
-    constexpr float most = 6; // widths of a pixel that a neighbour counts at most: an edge is an edge
-    constexpr float darkest = 0.2F;
     Grid<float> shade = Grid<float>::ofSize(depths.width(), depths.height());
-    const float factor = strength / 16;
     inBands(team, depths.height(), [&](int first, int end) {
-        for (int y = first; y < end; ++y) {
-            const std::array<const float*, 3> rows{depths.row(y - away), depths.row(y), depths.row(y + away)};
-            const float* const here = rows[1];
-            float* const to = shade.row(y);
-            for (int x = 0; x < depths.width(); ++x) {
-                float inFront = 0;
-                for (const float* const row : rows)
-                    for (int dx = -away; dx <= away; dx += away) {
-                        const float nearer = here[x] - row[x + dx];
-                        inFront += nearer > 0 ? std::min(nearer, most) : 0.0F; // not where one is no number
-                    }
-                const float dark = inFront * factor;
-                to[x] = std::max(1.0F / (1.0F + dark + 0.5F * dark * dark), darkest); // nearly exp(-dark)
-            }
-        }
+        for (int y = first; y < end; ++y)
+            rowPasses().eyeDome(depths.row(y - away), depths.row(y), depths.row(y + away), depths.width(), away,
+                                strength / 12, shade.row(y));
     });
     return shade;
 }

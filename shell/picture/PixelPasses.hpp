@@ -46,7 +46,8 @@ Grid<float> hillshade(const Grid<Pixel>& pixels, double rise);
 Grid<float> hillshade(const DepthGrid& depths, float rise, Team* team = nullptr);
 
 /// How bright pixels are that have others in front of them among their eight neighbours, which are so many pixels away:
-/// edges between near and far things become dark. Depths are in widths of a pixel; at most the margin away.
+/// edges between near and far things become dark, slopes a little. Depths are in widths of a pixel; at most the margin
+/// away.
 Grid<float> eyeDome(const DepthGrid& depths, int away, float strength, Team* team = nullptr);
 
 /// A colour for each pixel: that of its mark, made darker or brighter by the shade, if there is one; `background` where

@@ -23,7 +23,7 @@ public:
 
     /// Whose number it is: the fragment, and the place in its order. The number must have been given.
     struct Place {
-        std::size_t fragment, point;
+        std::size_t fragment = 0, point = 0;
     };
     Place find(std::uint32_t number) const {
         std::size_t fragment = start_[number / Stretch];

@@ -13,29 +13,47 @@ namespace corvane {
 namespace {
 
 constexpr Colour Unknown = 0xff8c8c8c; // of points of which nothing is known yet
-constexpr std::size_t RampSteps = 1024;
 
-/// Where the values of a fragment's points lie; null or empty for what is not there.
-struct Columns {
-    const DrawnFragment* fragment;
-    const DrawnColumn *shown, *classes, *mask;
+/// The numbers of a fragment's points, as they lie in memory; null what is not there.
+struct Codes {
+    const std::uint8_t* bytes = nullptr;
+    const std::uint16_t* words = nullptr;
+
+    explicit Codes(const DrawnColumn* column) {
+        if (!column) return;
+        if (const auto* held = std::get_if<DrawnColumn::Bytes>(&column->values)) bytes = held->data();
+        if (const auto* held = std::get_if<DrawnColumn::Words>(&column->values)) words = held->data();
+    }
+    explicit operator bool() const { return bytes || words; }
+    std::uint32_t operator[](std::size_t i) const { return bytes ? bytes[i] : words[i]; }
 };
 
-std::uint32_t codeAt(const DrawnColumn& column, std::size_t i) {
-    if (const auto* bytes = std::get_if<DrawnColumn::Bytes>(&column.values)) return (*bytes)[i];
-    if (const auto* words = std::get_if<DrawnColumn::Words>(&column.values)) return (*words)[i];
-    return 0;
-}
+/// What is known of a fragment's points.
+struct Columns {
+    Columns(const DrawnFragment& fragment, const std::string& name, bool withMask)
+        : points(fragment.packed->points.data()),
+          lowest(fragment.packed->box.minimum.z),
+          step(fragment.packed->step.z),
+          shown(fragment.column(name)),
+          classes(fragment.column(column::Class)) {
+        const DrawnColumn* const column = fragment.column(name);
+        if (column) {
+            offset = column->offset;
+            if (const auto* held = std::get_if<DrawnColumn::Numbers>(&column->values)) numbers = held->data();
+            if (const auto* held = std::get_if<DrawnColumn::Colours>(&column->values)) colours = held->data();
+        }
+        const DrawnColumn* const selected = withMask ? fragment.column(column::Mask) : nullptr;
+        if (selected) mask = std::get_if<BitColumn>(&selected->values);
+    }
 
-double numberAt(const DrawnColumn& column, std::size_t i) {
-    if (const auto* numbers = std::get_if<DrawnColumn::Numbers>(&column.values)) return column.offset + (*numbers)[i];
-    return codeAt(column, i);
-}
-
-bool isSet(const DrawnColumn* column, std::size_t i) {
-    const auto* const bits = column ? std::get_if<BitColumn>(&column->values) : nullptr;
-    return bits && (*bits)[i];
-}
+    const std::uint64_t* points;
+    double lowest, step; // of heights
+    Codes shown, classes;
+    const float* numbers = nullptr;
+    double offset = 0; // of numbers
+    const Colour* colours = nullptr;
+    const BitColumn* mask = nullptr;
+};
 
 const std::string& columnFor(const Look& look) {
     static const std::string none;
@@ -56,48 +74,66 @@ const std::string& columnFor(const Look& look) {
     return none;
 }
 
-/// Colours of points, by what a look asks for.
-class Colours {
+/// Colours of numbers.
+class RampTable {
 public:
-    explicit Colours(const Look& look) : by_(look.by) {
-        if (by_ == ColourBy::Class || by_ == ColourBy::Return) {
-            if (look.palette) table_ = *look.palette;
-            return;
-        }
-        for (std::size_t i = 0; i < RampSteps; ++i)
-            table_.push_back(rampColour(look.ramp, double(i) / double(RampSteps - 1)));
-        low_ = look.range.first;
+    explicit RampTable(const Look& look) : low_(look.range.first) {
+        for (std::size_t i = 0; i < Steps; ++i) table_.push_back(rampColour(look.ramp, double(i) / double(Steps - 1)));
         const double extent = look.range.second - look.range.first;
-        perNumber_ = extent > 0 && std::isfinite(extent) ? double(RampSteps - 1) / extent : 0;
+        perNumber_ = extent > 0 && std::isfinite(extent) ? double(Steps - 1) / extent : 0;
     }
-
-    Colour operator()(const Columns& columns, std::size_t i) const {
-        if (by_ == ColourBy::Height) return ofNumber(heightAt(*columns.fragment->packed, i));
-        if (!columns.shown) return Unknown;
-        if (by_ == ColourBy::Rgb) {
-            const auto* const colours = std::get_if<DrawnColumn::Colours>(&columns.shown->values);
-            return colours ? (*colours)[i] | 0xFF000000U : Unknown;
-        }
-        if (by_ == ColourBy::Intensity || by_ == ColourBy::Field) return ofNumber(numberAt(*columns.shown, i));
-        const std::uint32_t code = codeAt(*columns.shown, i);
-        return code < table_.size() ? table_[code] | 0xFF000000U : Unknown;
-    }
-
-private:
-    static double heightAt(const PackedPoints& packed, std::size_t i) {
-        return packed.box.minimum.z +
-               packed.step.z * double(packed.points[i] >> 2 * PackedPoints::Bits & PackedPoints::Largest);
-    }
-
-    Colour ofNumber(double number) const {
-        const double place = std::min(std::max((number - low_) * perNumber_, 0.0), double(RampSteps - 1));
+    Colour operator()(double number) const {
+        const double place = std::min(std::max((number - low_) * perNumber_, 0.0), double(Steps - 1));
         return table_[place == place ? static_cast<std::size_t>(place + 0.5) : 0];
     }
 
-    ColourBy by_;
+private:
+    static constexpr std::size_t Steps = 1024;
+
+    double low_, perNumber_ = 0;
     std::vector<Colour> table_;
-    double low_ = 0, perNumber_ = 0;
 };
+
+/// Calls `use` with what gives a point's colour, `colourOf(columns, i)`, and with what has a point's values brought
+/// near beforehand, `near(columns, i)`.
+template <class Use>
+void withColours(const Look& look, Use use) {
+    const RampTable ramp(look);
+    const auto nearCode = [](const Columns& columns, std::size_t i) {
+        if (columns.shown.bytes) __builtin_prefetch(columns.shown.bytes + i);
+    };
+    switch (look.by) {
+    case ColourBy::Class:
+    case ColourBy::Return: {
+        const std::vector<Colour> table = look.palette ? *look.palette : std::vector<Colour>();
+        return use(
+            [&](const Columns& columns, std::size_t i) {
+                const std::uint32_t code = columns.shown ? columns.shown[i] : ~std::uint32_t{0};
+                return code < table.size() ? table[code] | 0xFF000000U : Unknown;
+            },
+            nearCode);
+    }
+    case ColourBy::Height:
+        return use(
+            [&](const Columns& columns, std::size_t i) {
+                const std::uint64_t height = columns.points[i] >> 2 * PackedPoints::Bits & PackedPoints::Largest;
+                return ramp(columns.lowest + columns.step * static_cast<double>(static_cast<std::int64_t>(height)));
+            },
+            [](const Columns& columns, std::size_t i) { __builtin_prefetch(columns.points + i); });
+    case ColourBy::Rgb:
+        return use([](const Columns& columns,
+                      std::size_t i) { return columns.colours ? columns.colours[i] | 0xFF000000U : Unknown; },
+                   nearCode);
+    case ColourBy::Intensity:
+    case ColourBy::Field:
+        return use(
+            [&](const Columns& columns, std::size_t i) {
+                if (columns.numbers) return ramp(columns.offset + double(columns.numbers[i]));
+                return columns.shown ? ramp(columns.shown[i]) : Unknown;
+            },
+            nearCode);
+    }
+}
 
 /// A colour times a brightness of 256 parts, and with a tint of 256 parts.
 Colour times(Colour colour, int brightness) {
@@ -116,59 +152,73 @@ Colour tinted(Colour colour, const Tint& tint) {
     return 0xFF000000U | part(16) | part(8) | part(0);
 }
 
-/// Colours one pixel after the other.
+/// Colours one row of pixels after the other.
 class Painter {
 public:
     Painter(const ShownPoints& points, const Grid<float>& light, const Look& look)
-        : points_(points), light_(light), look_(look), colours_(look) {
-        const std::string& shown = columnFor(look);
+        : points_(points), light_(light), look_(look) {
         for (const auto& fragment : points.fragments)
-            columns_.push_back({fragment.get(), fragment->column(shown), fragment->column(column::Class),
-                                look.mask.part > 0 ? fragment->column(column::Mask) : nullptr});
+            columns_.emplace_back(*fragment, columnFor(look), look.mask.part > 0);
         if (look.preview && look.preview->size() == points.pixels->cells.size() && look.previewTint.part > 0)
             preview_ = look.preview->data();
         flashes_ = look.flashClass >= 0 && look.flash.part > 0;
+        masks_ = std::ranges::any_of(columns_, [](const Columns& columns) { return columns.mask != nullptr; });
     }
 
-    void row(int y, Colour* to) const {
-        const Grid<Pixel>& pixels = *points_.pixels;
-        const Pixel* const from = pixels.row(y);
-        const float* const light = light_.cells.empty() ? nullptr : light_.row(y);
-        const std::uint8_t* const preview = preview_ ? preview_ + std::size_t(y) * std::size_t(pixels.width) : nullptr;
-        for (int x = 0; x < pixels.width; ++x) {
-            if (from[x] == NoPoint) {
-                to[x] = look_.background;
-                continue;
-            }
-            const auto place = points_.numbers->find(markOf(from[x]));
-            const Columns& columns = columns_[place.fragment];
-            Colour colour = colours_(columns, place.point);
-            if (light) colour = times(colour, static_cast<int>(light[x] * 256 + 0.5F));
-            if (columns.mask && isSet(columns.mask, place.point)) colour = tinted(colour, look_.mask);
-            if (flashes_ && isOf(look_.flashClass, columns, place.point)) colour = tinted(colour, look_.flash);
-            if (preview && preview[x] && isTouched(columns, place.point)) colour = tinted(colour, look_.previewTint);
-            to[x] = colour;
+    template <class ColourOf, class Near>
+    void row(int y, ColourOf colourOf, Near near, Colour* to) const {
+        const int width = points_.pixels->width;
+        const Pixel* const from = points_.pixels->row(y);
+        std::array<PointNumbers::Place, Ahead> places;
+        for (int first = 0; first < width; first += Ahead) {
+            const int count = std::min(Ahead, width - first);
+            find(from + first, count, places.data(), near);
+            for (int i = 0; i < count; ++i)
+                to[first + i] =
+                    from[first + i] == NoPoint
+                        ? look_.background
+                        : finished(first + i, y, places[std::size_t(i)],
+                                   colourOf(columns_[places[std::size_t(i)].fragment], places[std::size_t(i)].point));
         }
     }
 
 private:
-    static bool isOf(int code, const Columns& columns, std::size_t i) {
-        return columns.classes && codeAt(*columns.classes, i) == static_cast<std::uint32_t>(code);
+    static constexpr int Ahead = 128; // pixels whose points are looked for before the first is coloured
+
+    template <class Near>
+    void find(const Pixel* from, int count, PointNumbers::Place* places, Near near) const {
+        for (int i = 0; i < count; ++i) {
+            if (from[i] == NoPoint) continue;
+            places[i] = points_.numbers->find(markOf(from[i]));
+            near(columns_[places[i].fragment], places[i].point);
+        }
     }
 
-    bool isTouched(const Columns& columns, std::size_t i) const {
-        if (look_.previewClasses.empty() || !columns.classes) return true;
-        const std::uint32_t code = codeAt(*columns.classes, i);
-        return code < look_.previewClasses.size() && look_.previewClasses[code] != 0;
+    /// The colour with light and tints.
+    Colour finished(int x, int y, const PointNumbers::Place& place, Colour colour) const {
+        if (!light_.cells.empty()) colour = times(colour, static_cast<int>(light_.row(y)[x] * 256 + 0.5F));
+        if (!masks_ && !flashes_ && !preview_) return colour;
+        const Columns& columns = columns_[place.fragment];
+        if (columns.mask && (*columns.mask)[place.point]) colour = tinted(colour, look_.mask);
+        const int code = columns.classes ? static_cast<int>(columns.classes[place.point]) : -1;
+        if (flashes_ && code == look_.flashClass) colour = tinted(colour, look_.flash);
+        const auto pixel =
+            static_cast<std::size_t>(y) * static_cast<std::size_t>(points_.pixels->width) + std::size_t(x);
+        if (preview_ && preview_[pixel] && isTouched(code)) colour = tinted(colour, look_.previewTint);
+        return colour;
+    }
+
+    bool isTouched(int code) const {
+        if (look_.previewClasses.empty() || code < 0) return true;
+        return std::size_t(code) < look_.previewClasses.size() && look_.previewClasses[std::size_t(code)] != 0;
     }
 
     const ShownPoints& points_;
     const Grid<float>& light_;
     const Look& look_;
-    Colours colours_;
     std::vector<Columns> columns_; // by fragment
     const std::uint8_t* preview_ = nullptr;
-    bool flashes_ = false;
+    bool flashes_ = false, masks_ = false;
 };
 
 /// How many widths of a pixel a unit of depth goes; in a perspective, one by the width at a distance of one.
@@ -206,8 +256,10 @@ LitPixels litPixels(const Screen& screen, std::span<const Pixel> drawn, const Lo
 Grid<Colour> shaded(const ShownPoints& points, const Grid<float>& light, const Look& look, Team* team) {
     Grid<Colour> colours = Grid<Colour>::ofSize(points.pixels->width, points.pixels->height);
     const Painter painter(points, light, look);
-    inBands(team, colours.height, [&](int first, int end) {
-        for (int y = first; y < end; ++y) painter.row(y, colours.row(y));
+    withColours(look, [&](auto colourOf, auto near) {
+        inBands(team, colours.height, [&](int first, int end) {
+            for (int y = first; y < end; ++y) painter.row(y, colourOf, near, colours.row(y));
+        });
     });
     return colours;
 }

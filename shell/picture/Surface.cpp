@@ -136,7 +136,8 @@ Surface surfaceThrough(const Grid<Pixel>& points, int widestHole, Team* team) {
         for (int y = first; y < end; ++y)
             for (int x = 0; x < points.width; ++x) {
                 if (inside.at(x, y) == 0) surface.pixels.at(x, y) = NoPoint;
-                if (surface.pixels.at(x, y) != NoPoint) surface.depths.row(y)[x] = filled.depths.at(x, y);
+                surface.depths.row(y)[x] =
+                    surface.pixels.at(x, y) != NoPoint ? filled.depths.at(x, y) : DepthGrid::None;
             }
     });
     return surface;
