@@ -9,13 +9,13 @@
 
 namespace corvane {
 
-/// Hears what became of the calls to an UpdateThread. Called on its threads, one call at a time; must not wait for
-/// whoever called. Nothing is called after the UpdateThread is gone.
+/// Hears what became of the calls to an UpdateThread. Called on its threads, one at a time; must not wait for whoever
+/// called, nor call the UpdateThread. Nothing is called after the UpdateThread is gone.
 class UpdateListener {
 public:
     virtual ~UpdateListener() = default;
 
-    /// A survey was opened, a call was done, or the classes were counted: how everything is now.
+    /// A survey was opened, a call was done, or (call 0) the classes were counted: how everything is now.
     virtual void updated(std::uint64_t call, const WorkbenchState& state) = 0;
 
     /// A call has changed nothing. `interrupted`: because of cancel.
@@ -70,7 +70,7 @@ public:
     std::uint64_t preview(const Stroke& stroke, Selecting how, const SelectionRule& rule, int value);
     void stopPreview();
 
-    /// Stops the call that goes on. Those that wait are done.
+    /// Stops the call that goes on; those that wait are done. Without one, stops counting until a survey is opened.
     void cancel();
 
 private:
