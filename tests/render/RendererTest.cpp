@@ -44,16 +44,10 @@ public:
         : store_({.memoryBytes = std::size_t{1} << 30,
                   .threads = 2,
                   .unit = Point(Unit),
-                  .changed =
-                      [this] {
-                          if (Renderer* const renderer = renderer_.load()) renderer->wake();
-                          told_.tell();
-                      },
+                  .changed = [this] { told_.tell(); },
                   .failed = [this](const std::string& text) { told_.tell(text); }}),
           owned_(std::make_unique<Renderer>(
-              store_, [this](const PicturePtr& picture) { take(picture); }, threads)) {
-        renderer_ = owned_.get();
-    }
+              store_, [this](const PicturePtr& picture) { take(picture); }, threads)) {}
     ~Window() {
         store_.stop(); // and calls nobody any more
         owned_.reset();
@@ -98,7 +92,6 @@ private:
     std::map<int, PicturePtr> last_;
     std::size_t pictures_ = 0;
     Told told_;
-    std::atomic<Renderer*> renderer_ = nullptr;
     PointStore store_;
     std::unique_ptr<Renderer> owned_;
 };

@@ -3,7 +3,7 @@
 
 namespace corvane {
 
-constexpr int RenderNiceness = 5, LoaderNiceness = 15;
+constexpr int RenderNiceness = 2, LoaderNiceness = 5;
 
 /// Lets other threads go before the calling one, and those that it starts. Where that is not to be had nothing happens.
 void lowerPriority(int niceness);

@@ -47,6 +47,7 @@ public:
     void forget(const std::string& name);
     void showSample(DrawnFragments sample);
     void prefer(std::vector<Screen> screens);
+    void listen(std::function<void()> listener);
     void stop();
     std::shared_ptr<const Stock> stock();
     Progress progress();
@@ -73,6 +74,7 @@ private:
     void letGo(const ItemPtr& item, LoadJob& job);
     void plan();
     void sort();
+    void tellChange();
 
     Options options_;
     std::mutex mutex_; // guards what follows
@@ -88,8 +90,11 @@ private:
     bool isShort_ = false;      // of memory
     std::uint64_t version_ = 1; // of the stock
     std::shared_ptr<const Stock> stock_;
-    bool told_ = false; // a failure
+    bool told_ = false;  // a failure
+    bool sorts_ = false; // what the views show is to be looked at
     bool ending_ = false;
+    std::mutex listening_; // guards what follows
+    std::function<void()> listener_;
     std::vector<std::thread> threads_;
 };
 
@@ -131,7 +136,7 @@ void PointStore::Loading::load(std::vector<Source> sources) {
         ++version_;
     }
     wake_.notify_all();
-    if (options_.changed) options_.changed();
+    tellChange();
 }
 
 void PointStore::Loading::replace(const std::string& name, std::vector<std::pair<std::uint32_t, Arrays>> arrays) {
@@ -181,7 +186,7 @@ void PointStore::Loading::forget(const std::string& name) {
         ++version_;
     }
     wake_.notify_all();
-    if (options_.changed) options_.changed();
+    tellChange();
 }
 
 void PointStore::Loading::showSample(DrawnFragments sample) {
@@ -190,22 +195,33 @@ void PointStore::Loading::showSample(DrawnFragments sample) {
         sample_ = std::move(sample);
         ++version_;
     }
-    if (options_.changed) options_.changed();
+    tellChange();
 }
 
 void PointStore::Loading::prefer(std::vector<Screen> screens) {
     {
         const std::lock_guard lock(mutex_);
         const auto same = [](const Screen& a, const Screen& b) {
-            return a.view == b.view && a.minimum == b.minimum && a.maximum == b.maximum && a.width == b.width &&
-                   a.height == b.height;
+            return a.view == b.view && a.minimum == b.minimum && a.maximum == b.maximum;
         };
-        if (std::ranges::equal(screens, screens_, same)) return;
+        if (ending_ || std::ranges::equal(screens, screens_, same)) return;
         screens_ = std::move(screens);
         if (!isShort_ && firstOpen_ == order_.size()) return; // all is there
-        sort();
+        sorts_ = true;                                        // by a loader, since it takes its time
+        ++version_;
     }
     wake_.notify_all();
+}
+
+void PointStore::Loading::listen(std::function<void()> listener) {
+    const std::lock_guard lock(listening_);
+    listener_ = std::move(listener);
+}
+
+void PointStore::Loading::tellChange() {
+    if (options_.changed) options_.changed();
+    const std::lock_guard lock(listening_);
+    if (listener_) listener_();
 }
 
 void PointStore::Loading::stop() {
@@ -231,7 +247,7 @@ std::shared_ptr<const PointStore::Stock> PointStore::Loading::stock() {
     if (stock_ && stock_->version == version_) return stock_;
     auto stock = std::make_shared<Stock>();
     stock->version = version_;
-    bool all = true, open = false;
+    bool all = true, open = sorts_;
     for (const auto& item : items_) {
         if (item->drawn) stock->fragments.push_back(item->drawn);
         all = all && item->drawn;
@@ -345,9 +361,19 @@ void PointStore::Loading::run() {
     std::unique_lock lock(mutex_);
     for (;;) {
         ItemPtr item;
-        wake_.wait(lock, [&] { return ending_ || (item = next()); });
+        wake_.wait(lock, [&] { return ending_ || sorts_ || (item = next()); });
         if (ending_) return;
-        work(lock, item);
+        if (item) {
+            work(lock, item);
+            continue;
+        }
+        sorts_ = false;
+        sort();
+        ++version_;
+        lock.unlock();
+        wake_.notify_all();
+        tellChange();
+        lock.lock();
     }
 }
 
@@ -374,7 +400,7 @@ void PointStore::Loading::work(std::unique_lock<std::mutex>& lock, const ItemPtr
     lock.unlock();
     wake_.notify_all();
     if (tell && options_.failed) options_.failed(failure);
-    if (options_.changed) options_.changed();
+    tellChange();
     lock.lock();
 }
 
@@ -417,6 +443,7 @@ void PointStore::showSample(std::span<const Sextant::PhysicalSpace::point> posit
 }
 
 void PointStore::prefer(std::vector<Screen> screens) { loading_->prefer(std::move(screens)); }
+void PointStore::listen(std::function<void()> listener) { loading_->listen(std::move(listener)); }
 void PointStore::stop() { loading_->stop(); }
 std::shared_ptr<const PointStore::Stock> PointStore::stock() const { return loading_->stock(); }
 PointStore::Progress PointStore::progress() const { return loading_->progress(); }

@@ -65,8 +65,13 @@ public:
     /// Points to be shown until the fragments are there: positions, and as many classes or none.
     void showSample(std::span<const Sextant::PhysicalSpace::point> positions, std::span<const std::uint16_t> classes);
 
-    /// What the views show, the most important first: that is loaded first.
+    /// What the views show: that is loaded first, and has more points than the rest where memory is short. From any
+    /// thread; does not wait.
     void prefer(std::vector<Screen> screens);
+
+    /// Calls this, too, when there is more to be drawn; empty: nobody any more, and no call is under way afterwards.
+    /// Must not block, and must not call this.
+    void listen(std::function<void()> listener);
 
     /// Ends the threads and lets go of all arrays. What was packed stays.
     void stop();

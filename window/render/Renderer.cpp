@@ -23,6 +23,7 @@ public:
     Work(PointStore& store, Finished finished, unsigned threads)
         : store_(store), finished_(std::move(finished)), threads_(std::max(threads, 1U)) {
         thread_ = std::thread([this] { run(); });
+        store_.listen([this] { wake(); });
     }
     ~Work() { stop(); }
 
@@ -44,7 +45,6 @@ private:
     bool isAsked() const;
     std::map<int, Slot>::iterator next();
     void step(std::unique_lock<std::mutex>& lock, int view, Team& team);
-    std::vector<Screen> screens() const;
 
     PointStore& store_;
     Finished finished_;
@@ -92,6 +92,7 @@ void Renderer::Work::wake() {
 }
 
 void Renderer::Work::stop() {
+    store_.listen({});
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
@@ -121,13 +122,6 @@ std::map<int, Renderer::Work::Slot>::iterator Renderer::Work::next() {
 
 bool Renderer::Work::isAsked() const {
     return std::ranges::any_of(slots_, [](const auto& slot) { return slot.second.asked.has_value(); });
-}
-
-std::vector<Screen> Renderer::Work::screens() const {
-    std::vector<Screen> screens;
-    for (const auto& [view, slot] : slots_)
-        if (slot.picture) screens.push_back(slot.picture->screen());
-    return screens;
 }
 
 void Renderer::Work::run() {
@@ -172,10 +166,8 @@ void Renderer::Work::step(std::unique_lock<std::mutex>& lock, int view, Team& te
     const auto still = slots_.find(view);
     const bool known = still != slots_.end() && still->second.picture == picture;
     if (known) still->second.open = open;
-    const std::vector<Screen> shown = screens();
     const bool tell = known && finished && !ending_;
     lock.unlock();
-    store_.prefer(shown);
     if (tell) finished_(finished);
     lock.lock();
 }
@@ -187,7 +179,6 @@ Renderer::~Renderer() = default;
 void Renderer::request(int view, PictureRequest request) { work_->request(view, std::move(request)); }
 void Renderer::activate(int view) { work_->activate(view); }
 void Renderer::forget(int view) { work_->forget(view); }
-void Renderer::wake() { work_->wake(); }
 void Renderer::stop() { work_->stop(); }
 
 } // namespace corvane

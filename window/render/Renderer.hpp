@@ -54,7 +54,7 @@ public:
     /// Hears of each picture, on the render thread; must not block.
     using Finished = std::function<void(const PicturePtr&)>;
 
-    /// The store must live longer. `threads` draw, the render thread included.
+    /// The store must live longer, and has one renderer. `threads` draw, the render thread included.
     Renderer(PointStore& store, Finished finished, unsigned threads);
     ~Renderer(); ///< stops
     Renderer(const Renderer&) = delete;
@@ -68,9 +68,6 @@ public:
 
     /// No more pictures of this view, but for one that is on its way.
     void forget(int view);
-
-    /// The store has changed: what its options call. Does not wait.
-    void wake();
 
     /// Ends the threads. No picture comes after it returned.
     void stop();

@@ -41,8 +41,6 @@ public:
     /// The picture as it is now; null when it is as it was the last time, or worse than it.
     PicturePtr finish(Team& team);
 
-    const Screen& screen() const { return screen_; }
-
 private:
     void begin();
     double nextStage(const Canvas& canvas, double points) const;
