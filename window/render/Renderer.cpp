@@ -43,6 +43,7 @@ private:
 
     void run();
     bool isAsked() const;
+    bool isAllThere(std::unique_lock<std::mutex>& lock) const;
     std::map<int, Slot>::iterator next();
     void step(std::unique_lock<std::mutex>& lock, int view, Team& team);
 
@@ -124,6 +125,14 @@ bool Renderer::Work::isAsked() const {
     return std::ranges::any_of(slots_, [](const auto& slot) { return slot.second.asked.has_value(); });
 }
 
+/// Whether the store has nothing more to come: what an edit has changed is shown at once.
+bool Renderer::Work::isAllThere(std::unique_lock<std::mutex>& lock) const {
+    lock.unlock();
+    const bool complete = store_.stock()->complete;
+    lock.lock();
+    return complete;
+}
+
 void Renderer::Work::run() {
     constexpr auto betweenStocks = std::chrono::milliseconds(40); // while a survey is loaded
     lowerPriority(RenderNiceness);
@@ -131,7 +140,7 @@ void Renderer::Work::run() {
     std::unique_lock lock(mutex_);
     for (;;) {
         if (ending_) return;
-        if (stocked_ && Clock::now() >= stockedAt_ + betweenStocks) {
+        if (stocked_ && (Clock::now() >= stockedAt_ + betweenStocks || isAllThere(lock))) {
             stocked_ = false;
             stockedAt_ = Clock::now();
             for (auto& [view, slot] : slots_) slot.open = slot.open || slot.picture;
