@@ -140,7 +140,7 @@ bool Canvas::take(const DrawnFragments& fragments) {
 }
 
 void Canvas::add(const Key& key, const std::shared_ptr<const DrawnFragment>& fragment) {
-    const std::size_t room = numbers_.add(std::max(fragment->most, fragment->drawable()));
+    const std::size_t room = numbers_.add(fragment->most);
     placeOf_[key] = entries_.size();
     entries_.push_back({fragment, pointsForEachPixel(screen_, fragment->packed->box), 0, room});
     total_ += fragment->total;

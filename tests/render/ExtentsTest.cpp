@@ -76,5 +76,16 @@ TEST(MemoryPlan, leavesNoFragmentOutAndStaysWithinTheMemory) {
     EXPECT_TRUE(pointsWithin(100, {}).empty());
 }
 
+TEST(MemoryPlan, leavesNumbersForEveryFragmentOfTheLargestSurvey) {
+    constexpr std::size_t points = 131'072;
+    for (const std::uint64_t fragments : {1ul, 32'767ul, 32'769ul, 10'000'000ul}) {
+        const std::size_t numbered = numberedOf(points, fragments * points);
+        EXPECT_GE(numbered, 1u);
+        EXPECT_LT(numbered * fragments, 0xFFFF'FFFFu) << "none comes round";
+    }
+    EXPECT_EQ(numberedOf(points, 1000 * points), points);
+    EXPECT_EQ(numberedOf(0, 1ul << 40), 0u);
+}
+
 } // namespace
 } // namespace corvane::test

@@ -26,4 +26,10 @@ std::vector<std::size_t> pointsWithin(std::size_t memoryBytes, std::span<const P
     return kept;
 }
 
+std::size_t numberedOf(std::size_t points, std::uint64_t all) {
+    constexpr double numbers = 4e9;
+    if (double(all) <= numbers || points == 0) return points;
+    return std::max<std::size_t>(static_cast<std::size_t>(double(points) * (numbers / double(all))), 1);
+}
+
 } // namespace corvane

@@ -17,7 +17,6 @@
 #include <utility>
 
 namespace corvane {
-
 namespace {
 
 constexpr std::size_t Slack = 5; // what views show changes often: a part of this size is not loaded or dropped for it
@@ -62,9 +61,9 @@ private:
         bool busy = false, failed = false, shown = true;
     };
 
-    void run();
     using ItemPtr = std::shared_ptr<Item>; // a thread may have one that is forgotten
 
+    void run();
     static bool hasTooMany(const Item& item);
     static bool hasTooFew(const Item& item);
     static bool isOpen(const Item& item);
@@ -88,6 +87,7 @@ private:
     std::vector<Screen> screens_;  // the most important first
     DrawnFragments sample_;
     bool isShort_ = false;      // of memory
+    std::uint64_t points_ = 0;  // of all fragments
     std::uint64_t version_ = 1; // of the stock
     std::shared_ptr<const Stock> stock_;
     bool told_ = false;  // a failure
@@ -278,12 +278,14 @@ PointStore::Progress PointStore::Loading::progress() {
 /// How many points each fragment may have.
 void PointStore::Loading::plan() {
     std::vector<PlannedFragment> fragments;
+    points_ = 0;
     for (const auto& item : items_) {
         double bytes = sizeof(std::uint64_t);
         for (const auto& [name, arrays] : item->source.columns)
             if (!arrays.empty() && arrays.front()) bytes += columnBytes(name, arrays.front()->getFiberType());
         const std::size_t points = item->source.positions ? item->source.positions->size() : 0;
         fragments.push_back({points, bytes, item->shown});
+        points_ += points;
     }
     // Fragments may have a fifth more than they are to have.
     const std::vector<std::size_t> kept =
@@ -344,7 +346,7 @@ LoadJob PointStore::Loading::jobFor(Item& item) const {
     job.number = item.source.number;
     job.unit = options_.unit;
     job.keep = item.keep;
-    job.most = item.source.positions->size();
+    job.most = numberedOf(item.source.positions->size(), points_);
     job.before = item.drawn;
     if (hasTooFew(item)) {
         job.positions = item.source.positions;
