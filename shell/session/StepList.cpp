@@ -52,8 +52,7 @@ const std::string& StepLists::wordsFor(const EditStore& store, const StoredStep&
     return words->second;
 }
 
-HistoryList StepLists::of(const EditStore& store, const std::string& field, const Kesh::LabelSet& labels) {
-    const auto stored = store.findField(field) ? store.steps(field) : std::vector<StoredStep>();
+HistoryList StepLists::of(const EditStore& store, const std::vector<StoredStep>& stored, const Kesh::LabelSet& labels) {
     auto steps = std::make_shared<std::vector<HistoryStep>>();
     HistoryList list;
     for (std::size_t i = 0; i < stored.size(); ++i) {
@@ -84,18 +83,21 @@ StepId filePositionOf(const EditStore& store, const std::string& field) {
     return known ? positions.at(field).get<StepId>() : Beginning;
 }
 
-int stepsBehind(const EditStore& store, const std::string& field, StepId step) {
-    if (!store.findField(field)) return 0;
-    int steps = 0;
+std::vector<StoredStep> stepsOf(const EditStore& store, const std::string& field) {
+    return store.findField(field) ? store.steps(field) : std::vector<StoredStep>();
+}
+
+int stepsBehind(const std::vector<StoredStep>& steps, StepId step) {
+    int apart = 0;
     bool isThere = step == Beginning;
     StepId oldest = step;
-    for (const StoredStep& stored : store.steps(field)) {
-        steps += stored.done != (stored.id <= step);
+    for (const StoredStep& stored : steps) {
+        apart += stored.done != (stored.id <= step);
         isThere = isThere || stored.id == step;
         oldest = std::min(oldest, stored.id);
     }
     const bool vanished = !isThere && oldest < step; // it was undone, and something else was done
-    return steps + vanished;
+    return apart + vanished;
 }
 
 } // namespace corvane

@@ -6,14 +6,15 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace corvane {
 
 /// Histories as the store keeps them, in words.
 class StepLists {
 public:
-    /// Of a field or a mask. The labels name the classes that were assigned.
-    HistoryList of(const EditStore& store, const std::string& field, const Kesh::LabelSet& labels);
+    /// The labels name the classes that were assigned.
+    HistoryList of(const EditStore& store, const std::vector<StoredStep>& steps, const Kesh::LabelSet& labels);
 
 private:
     const std::string& wordsFor(const EditStore& store, const StoredStep& step, const Kesh::LabelSet& labels);
@@ -27,7 +28,10 @@ NamedBytes filePosition(const EditStore& store);
 /// Behind which step of a field's history the survey's file stands.
 StepId filePositionOf(const EditStore& store, const std::string& field);
 
-/// How many steps must be done or undone to come from there to the present.
-int stepsBehind(const EditStore& store, const std::string& field, StepId step);
+/// Of a field or a mask, the oldest first; none of one that the store does not have.
+std::vector<StoredStep> stepsOf(const EditStore& store, const std::string& field);
+
+/// How many steps of a field must be done or undone to come from behind that one to the present.
+int stepsBehind(const std::vector<StoredStep>& steps, StepId step);
 
 } // namespace corvane

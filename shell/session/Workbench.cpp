@@ -4,15 +4,14 @@
 #include "Fiber/FieldHistogramBase.hpp"
 #include "Fiber/FragmentBox.hpp"
 #include "Fiber/History.hpp"
-#include "Fiber/MaskField.hpp"
 #include "Kesh/values/LabelAttributes.hpp"
-#include "las/StandardClasses.hpp"
 #include "network/FieldRange.hpp"
 #include "network/ReplayNetwork.hpp"
+#include "session/EditableLabels.hpp"
 #include "session/FieldSnapshot.hpp"
 #include "session/InPlaceSaving.hpp"
+#include "session/MaskSummary.hpp"
 #include "session/StepList.hpp"
-#include "survey/StandardLabels.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -22,25 +21,7 @@
 namespace corvane {
 namespace {
 
-constexpr char MaskName[] = "mask"; // as the editor calls it
-
 std::string trimmed(const std::string& text) { return text.substr(std::min(text.find_first_not_of(' '), text.size())); }
-
-/// Arrays in which something may be selected.
-ArraysByFragment selectedArrays(const Fiber::Representation& points) {
-    const auto mask = points.findField(MaskName);
-    ArraysByFragment arrays = mask && Fiber::isMask(*mask) ? arraysOf(*mask) : ArraysByFragment();
-    std::erase_if(arrays, [](const auto& fragment) { return fragment.second->knownZero(); });
-    return arrays;
-}
-
-bool anySelected(const Fiber::Representation& points) {
-    const ArraysByFragment arrays = selectedArrays(points);
-    return std::ranges::any_of(arrays, [](const auto& fragment) {
-        const auto entries = Fiber::arrayOf<std::uint8_t>(fragment.second->getData());
-        return std::ranges::any_of(entries->values(), [](std::uint8_t entry) { return entry != Fiber::Unmasked; });
-    });
-}
 
 /// Fragments that have other arrays, or come or go.
 std::vector<std::uint32_t> differences(const ArraysByFragment& before, const ArraysByFragment& after) {
@@ -62,20 +43,6 @@ bool isCounted(const Fiber::Field& field, const std::string& name) {
         return !array ||
                (array->attributes().getAttribute<std::uint64_t>(attribute) && array->attributeAge() >= array->age());
     });
-}
-
-/// Those that the format names, over which go the survey's own and what was stored; what nobody locked is editable.
-Kesh::LabelSet labelsAtOpening(const Survey& survey, Fiber::Field& field) {
-    const std::uint8_t format = survey.las().header.pointFormat;
-    std::set<int> named;
-    for (int value = 0; value <= UINT8_MAX; ++value)
-        if (!isReservedClass(value, format) && standardLabels({value}, format)[value].name.find("User") != 0)
-            named.insert(value);
-    Kesh::LabelSet labels = standardLabels(named, format);
-    if (const auto stored = Kesh::readLabelSet(field.attributes()))
-        for (const auto& [value, label] : *stored) labels[value] = label;
-    for (auto& [value, label] : labels) label.flags.emplace(EditableFlag, true);
-    return labels;
 }
 
 } // namespace
@@ -148,7 +115,7 @@ void Workbench::Parts::open() {
 
     network = std::make_unique<Network>(edited.survey, session->watch());
     network->setUndoDepth(KeptSteps);
-    edits = std::make_unique<MaskedEdits>(*network, classes.name, labelsAtOpening(survey(), *field()));
+    edits = std::make_unique<MaskedEdits>(*network, classes.name, labelsForEditing(survey(), *field()));
     keptActions = 0;
     const bool first = !state.classes;
     state.classes = std::make_shared<const ArraysByFragment>(arraysOf(*field()));
@@ -227,19 +194,10 @@ void Workbench::Parts::relabel(const Kesh::LabelSet& labels) {
     refresh("");
 }
 
-/// Classes that nobody named can be edited, too; the editor wants labels for that.
+/// Classes that nobody named can be edited, too.
 void Workbench::Parts::label(const std::set<int>& values) {
-    const std::uint8_t format = survey().las().header.pointFormat;
-    Kesh::LabelSet labels = edits->labels();
-    bool added = false;
-    for (auto& [value, label] : standardLabels(values, format)) {
-        if (labels.find(value)) continue;
-        Kesh::Label& made = labels[value];
-        made = label;
-        made.flags[EditableFlag] = true;
-        added = true;
-    }
-    if (added) edits->setLabels(labels, false);
+    const auto labels = withLabelsFor(survey(), edits->labels(), values);
+    if (labels) edits->setLabels(*labels, false);
 }
 
 /// Labels for the classes that the fragments have which the stroke meets.
@@ -290,10 +248,11 @@ void Workbench::Parts::refresh(const std::string& status) {
     if (!state.changedMask.empty()) refreshMask();
     state.labels = std::make_shared<const Kesh::LabelSet>(edits->labels());
     const EditStore& store = edited.keeper->store();
-    state.data = lists.of(store, state.field, *state.labels);
-    state.maskHistory = lists.of(store, MaskName, *state.labels);
-    state.notInFile = stepsBehind(store, state.field, filePositionOf(store, state.field));
-    state.notInCopy = state.copyPath.empty() ? 0 : stepsBehind(store, state.field, copied);
+    const auto steps = stepsOf(store, state.field);
+    state.data = lists.of(store, steps, *state.labels);
+    state.maskHistory = lists.of(store, stepsOf(store, MaskName), *state.labels);
+    state.notInFile = stepsBehind(steps, filePositionOf(store, state.field));
+    state.notInCopy = state.copyPath.empty() ? 0 : stepsBehind(steps, copied);
     state.status = trimmed(status);
     ++state.number;
 }
@@ -323,20 +282,7 @@ void Workbench::Parts::refreshMask() {
     state.mask = {};
     if (state.selected->empty()) return;
     try {
-        const Count counted = countPoints(
-            survey(),
-            {.field = survey().selector(state.field), .region = CountTask::WhereNotZero{MaskName}, .secondary = "Z"},
-            session->watch());
-        const Kesh::VHistogram& histogram = counted.histogram;
-        state.mask.complete = counted.complete();
-        state.mask.points = histogram.total();
-        state.mask.counts = classCounts(histogram);
-        for (std::size_t i = 0; i < histogram.size() && histogram.hasStatistics(); ++i) {
-            const std::array heights = {histogram.minimum[i], histogram.maximum[i]};
-            state.mask.heights[static_cast<int>(histogram.value(i))] = heights;
-            state.mask.range[0] = i == 0 ? heights[0] : std::min(state.mask.range[0], heights[0]);
-            state.mask.range[1] = i == 0 ? heights[1] : std::max(state.mask.range[1], heights[1]);
-        }
+        state.mask = maskSummary(survey(), state.field, session->watch());
     } catch (const Failure&) {
         state.mask.complete = false;
     }

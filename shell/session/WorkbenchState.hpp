@@ -3,6 +3,7 @@
 
 #include "Kesh/values/LabelSet.hpp"
 #include "network/Counting.hpp"
+#include "session/EditableLabels.hpp"
 #include "session/FieldChange.hpp"
 
 #include <array>
@@ -16,12 +17,6 @@
 namespace corvane {
 
 class Session;
-
-/// The flag of a label that a class has which may be edited.
-inline const std::string EditableFlag = "editable";
-
-/// Whether a class has a label without that flag.
-bool isLockedClass(const Kesh::LabelSet& labels, int value);
 
 /// A survey that is open, for those who look at it from other threads. Immutable.
 struct OpenSurvey {
