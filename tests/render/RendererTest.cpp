@@ -3,6 +3,7 @@
 
 #include "Survey.hpp"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
 
@@ -151,6 +152,7 @@ TEST(Renderer, endsWithThePictureThatIsDrawnAnew) {
     auto sources = [&](std::uint8_t more) {
         auto all = sourcesOf(fragments);
         all[2].columns[column::Class] = {classesOf(2, fragments[2].size(), more)};
+        std::ranges::reverse(all); // in whatever order they are handed over
         return all;
     };
     const auto anew = [&](const PictureRequest& request, std::uint8_t more) {

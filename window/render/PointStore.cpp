@@ -124,6 +124,7 @@ void PointStore::Loading::load(std::vector<Source> sources) {
         replaced_.clear();
         order_.clear();
         told_ = false;
+        std::ranges::sort(sources, {}, &Source::number); // the order in which points at one depth hide each other
         for (Source& source : sources) {
             if (!source.positions) continue;
             const auto item = std::make_shared<Item>();
