@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+// The one function that the program calls.
+#include "base/Failure.hpp"
+#include "session/WindowLibrary.hpp"
+#include "window/MainWindow.hpp"
+#include "window/Screenshot.hpp"
+
+#include <QApplication>
+#include <QFile>
+#include <QFontInfo>
+#include <QTimer>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+namespace corvane {
+namespace {
+
+constexpr int AskEvery = 100; // milliseconds
+
+/// Without a display Qt would end the program.
+void requireDisplay(const WindowOptions& options) {
+    if (!options.screenshot.empty()) qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
+        qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        throw Failure("There is no display to open a window on. Log in at a desktop, or write a picture with corvane "
+                      "open FILE --screenshot OUT.png.");
+}
+
+/// Qt speaks of its own affairs; what concerns the user ends the program, and is said.
+void onlyFatal(QtMsgType type, const QMessageLogContext&, const QString& text) {
+    if (type == QtFatalMsg)
+        std::fprintf(stderr, "corvane: The window cannot be opened: %s\n", qPrintable(text.simplified()));
+}
+
+int show(const WindowOptions& options) {
+    requireDisplay(options);
+    qInstallMessageHandler(onlyFatal);
+    // Without a display the pixels are those of the picture; QT_SCALE_FACTOR counts all the same.
+    QApplication::setAttribute(options.screenshot.empty() ? Qt::AA_EnableHighDpiScaling : Qt::AA_DisableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    char program[] = "corvane";
+    std::array<char*, 2> arguments{program, nullptr};
+    int count = 1;
+    QApplication application(count, arguments.data());
+    if (QFontInfo(QFont()).family().isEmpty())
+        throw Failure("The window cannot be drawn: there are no fonts on this machine. Install some, such as DejaVu "
+                      "Sans (Debian: fonts-dejavu-core).");
+    MainWindow window(options);
+    window.show();
+    if (!options.file.empty()) window.open(QFile::decodeName(options.file.c_str()));
+    QTimer asking;
+    QObject::connect(&asking, &QTimer::timeout, &window, [&] {
+        if (options.shouldClose && options.shouldClose()) QApplication::exit(EXIT_FAILURE);
+    });
+    asking.start(AskEvery);
+    std::unique_ptr<Screenshot> screenshot;
+    if (!options.screenshot.empty()) screenshot = std::make_unique<Screenshot>(window, options);
+    const int status = QApplication::exec();
+    if (screenshot) screenshot->check();
+    return status;
+}
+
+} // namespace
+} // namespace corvane
+
+extern "C" int corvaneOpenWindow(const corvane::WindowOptions& options) { return corvane::show(options); }

@@ -1,0 +1,354 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the window does. What it is made of stands in MainWindowParts.cpp.
+#include "window/MainWindow.hpp"
+
+#include "base/Failure.hpp"
+#include "base/OutputFile.hpp"
+#include "sample/SampleSurvey.hpp"
+#include "window/AssignBar.hpp"
+#include "window/Child.hpp"
+#include "window/ClassColours.hpp"
+#include "window/ClassPanel.hpp"
+#include "window/HistoryPanel.hpp"
+#include "window/Numbers.hpp"
+#include "window/SaveStrip.hpp"
+#include "window/SelectionPanel.hpp"
+#include "window/StartPage.hpp"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QDragEnterEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMenu>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QStackedWidget>
+#include <QStandardPaths>
+#include <QTableWidget>
+#include <QToolButton>
+
+#include <set>
+#include <span>
+
+namespace corvane {
+namespace {
+
+constexpr int UsualWidth = 1400, UsualHeight = 900, DocksVersion = 1;
+const QString Surveys = QStringLiteral("Surveys (*.las *.laz *.LAS *.LAZ);;All files (*)");
+
+HistoryRow rowOf(const HistoryStep& step) {
+    const QString when = QDateTime::fromSecsSinceEpoch(step.time).toString(QStringLiteral("yyyy-MM-dd hh:mm"));
+    return {QString::fromStdString(step.what), QStringLiteral("%1 · %2").arg(points(step.points), when)};
+}
+
+std::vector<HistoryRow> rowsOf(const HistoryList& history) {
+    std::vector<HistoryRow> rows;
+    for (const HistoryStep& step : *history.steps) rows.push_back(rowOf(step));
+    return rows;
+}
+
+/// The classes that occur or have a label.
+std::vector<ClassRow> classRows(const WorkbenchState& state, const NotShown& notShown) {
+    std::set<int> values;
+    for (const auto& [value, label] : *state.labels) values.insert(value);
+    for (const auto& [value, count] : *state.counts) values.insert(value);
+    std::vector<ClassRow> rows;
+    for (const int value : values) {
+        const Kesh::Label* label = state.labels->find(value);
+        const auto count = state.counts->find(value);
+        ClassRow row;
+        row.value = value;
+        row.name = label ? QString::fromStdString(label->name) : QString();
+        row.colour = classColourOf(*state.labels, value);
+        row.shown = !notShown.classes.contains(value);
+        row.locked = state.isLocked(value);
+        row.count = count == state.counts->end() ? 0 : count->second;
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+QString toolHint(Tool tool) {
+    switch (tool) {
+    case Tool::Move:
+        return QStringLiteral("Drag: move the picture");
+    case Tool::Lasso:
+        return QStringLiteral("Drag: draw around points");
+    case Tool::Polygon:
+        return QStringLiteral("Click: a corner · Right click: select · Backspace: one back");
+    case Tool::Rectangle:
+        return QStringLiteral("Drag: from corner to corner");
+    case Tool::Circle:
+        return QStringLiteral("Drag: from the middle outwards");
+    case Tool::Paint:
+        return QStringLiteral("Drag: paint · Ctrl+wheel: size of the tip");
+    case Tool::Above:
+        return QStringLiteral("Click: points of a line · Right click: select all above it · Backspace: one back");
+    case Tool::Below:
+        return QStringLiteral("Click: points of a line · Right click: select all below it · Backspace: one back");
+    case Tool::Profile:
+        return QStringLiteral("Drag in a plan: the line of the profile · Arrows: walk it along");
+    }
+    return {};
+}
+
+} // namespace
+
+MainWindow::MainWindow(const WindowOptions& options)
+    : work_(std::make_unique<Workplace>(options.session, workEvents())) {
+    setWindowTitle(QStringLiteral("Corvane"));
+    addMiddle();
+    addFileMenu();
+    addEditMenu();
+    addViewMenu();
+    addToolBars();
+    addPanels();
+    addStatusBar();
+    restoreWindow(options);
+    start_->setRecentFiles(settings_.recentFiles());
+    const QString theme = options.theme.empty() ? settings_.theme() : QString::fromStdString(options.theme);
+    setTheme(themeOf(theme));
+    work_->setViews(options.views != 0 ? options.views : settings_.views());
+    showChoices();
+}
+
+MainWindow::~MainWindow() {
+    sample_.request_stop();
+    if (sample_.joinable()) sample_.join();
+}
+
+void MainWindow::restoreWindow(const WindowOptions& options) {
+    resize(UsualWidth, UsualHeight);
+    if (options.size)
+        resize((*options.size)[0], (*options.size)[1]);
+    else
+        restoreGeometry(settings_.geometry());
+    if (options.screenshot.empty()) restoreState(settings_.docks(), DocksVersion);
+}
+
+Workplace::Events MainWindow::workEvents() {
+    Workplace::Events events;
+    events.stateChanged = [this] { showState(); };
+    events.choicesChanged = [this] { showChoices(); };
+    events.said = [this](const QString& sentence, bool isError) { say(sentence, isError); };
+    events.progress = [this](std::uint64_t done, std::uint64_t total, const QString& work) {
+        showProgress(done, total, work);
+    };
+    events.cursor = [this](const QString& text) { cursor_->setText(text); };
+    events.pointInfo = [this](const auto& fields) { showPointInfo(fields); };
+    events.recorded = [this](const std::string& networkFile) { writeRecord(networkFile); };
+    events.drawn = [this](const QString& text) { drawn_->setText(text); };
+    events.key = [this](QKeyEvent& event) { return useKey(event); };
+    return events;
+}
+
+QAction* MainWindow::action(const QString& name) const { return findChild<QAction*>(name); }
+
+// ---------------------------------------------------------------------------------------------------------- the keys
+
+/// Keys of the views. They are no shortcuts of the window: digits and letters belong to whoever has the focus.
+bool MainWindow::useKey(QKeyEvent& event) {
+    const int key = event.key();
+    const auto with = event.modifiers() & ~Qt::KeypadModifier;
+    const double walk = with.testFlag(Qt::ShiftModifier) ? 5 : 1, along = with.testFlag(Qt::ShiftModifier) ? 0.5 : 0.1;
+    if (key == Qt::Key_Up || key == Qt::Key_Down) return work_->grid().walk(key == Qt::Key_Up ? walk : -walk, 0), true;
+    if (key == Qt::Key_Left || key == Qt::Key_Right)
+        return work_->grid().walk(0, key == Qt::Key_Right ? along : -along), true;
+    if (with != Qt::NoModifier) return false;
+    if (key >= Qt::Key_0 && key <= Qt::Key_9) return work_->type(key - Qt::Key_0), true;
+    if (key == Qt::Key_Return || key == Qt::Key_Enter) return work_->apply(), true;
+    for (QAction* tool : tools_->actions())
+        if (tool->property("key").toInt() == key) return tool->trigger(), true;
+    for (const auto& [letter, name] :
+         {std::pair(Qt::Key_X, "swap"), std::pair(Qt::Key_F, "fit"), std::pair(Qt::Key_I, "info")})
+        if (key == letter) return action(QLatin1String(name))->trigger(), true;
+    return false;
+}
+
+QString MainWindow::hintText() const {
+    QString text = toolHint(work_->choices().tool);
+    if (work_->choices().tool != Tool::Move && work_->choices().tool != Tool::Profile)
+        text += QStringLiteral(" · Shift: add · Ctrl: take out · ") +
+                (work_->choices().atOnce ? QStringLiteral("applied at once") : QStringLiteral("Enter: apply"));
+    return text + QStringLiteral(" · Wheel: zoom · Middle button: move · F: fit");
+}
+
+// --------------------------------------------------------------------------------------------------------- the files
+
+void MainWindow::open(const QString& path) {
+    saveInPlace_.reset();
+    saveStrip_->hide();
+    say(QStringLiteral("Opening %1").arg(QFileInfo(path).fileName()), false);
+    work_->open(QFile::encodeName(path).toStdString());
+}
+
+void MainWindow::chooseFile() {
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Open a survey"), {}, Surveys);
+    if (!path.isEmpty()) open(path);
+}
+
+void MainWindow::fillRecent() {
+    recent_->clear();
+    for (const QString& path : settings_.recentFiles())
+        recent_->addAction(path, this, [this, path] { open(path); })->setEnabled(QFileInfo::exists(path));
+}
+
+/// It lies with the data of the program, so that what is done in it is there the next time, too.
+void MainWindow::openSample() {
+    const QString folder =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/corvane");
+    const QString path = folder + QStringLiteral("/sample.las");
+    if (QFileInfo::exists(path)) return open(path);
+    if (!QDir().mkpath(folder)) return say(QStringLiteral("%1: cannot be made.").arg(folder), true);
+    if (sample_.joinable()) return;
+    say(QStringLiteral("Inventing a survey"), false);
+    sample_ = std::jthread([this, path](const std::stop_token& stop) {
+        QString failure;
+        try {
+            writeSampleSurvey(
+                QFile::encodeName(path).toStdString(), {},
+                Watch([&](std::uint64_t, std::uint64_t, const std::string&) { return !stop.stop_requested(); }));
+        } catch (const std::exception& error) {
+            failure = QString::fromStdString(error.what());
+        }
+        if (stop.stop_requested()) return;
+        QMetaObject::invokeMethod(
+            this,
+            [this, path, failure] {
+                sample_.join();
+                if (failure.isEmpty())
+                    open(path);
+                else
+                    say(failure, true);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void MainWindow::save() {
+    if (!work_->isOpen()) return;
+    if (!saveInPlace_) // asked once for each survey that is opened
+        return saveStrip_->ask(QFileInfo(QString::fromStdString(work_->state().path)).fileName());
+    if (*saveInPlace_)
+        work_->saveInPlace();
+    else if (!work_->state().copyPath.empty())
+        work_->saveCopy(work_->state().copyPath, true);
+    else
+        saveCopy();
+}
+
+void MainWindow::saveCopy() {
+    if (!work_->isOpen()) return;
+    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save a copy"),
+                                                      QString::fromStdString(work_->state().path), Surveys);
+    if (!path.isEmpty()) work_->saveCopy(QFile::encodeName(path).toStdString(), true); // the dialogue has asked
+}
+
+void MainWindow::chooseRecord() {
+    if (!work_->isOpen()) return;
+    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save what was done as a network"), {},
+                                                      QStringLiteral("Networks (*.json)"));
+    if (!path.isEmpty()) saveRecord(path);
+}
+
+void MainWindow::saveRecord(const QString& path) {
+    recordPath_ = path;
+    work_->record();
+}
+
+void MainWindow::writeRecord(const std::string& networkFile) {
+    try {
+        OutputFile file(QFile::encodeName(recordPath_).toStdString(), true);
+        file.write(std::as_bytes(std::span(networkFile)));
+        file.commit();
+        say(QStringLiteral("Wrote %1; corvane run does the same again, on other surveys, too.").arg(recordPath_),
+            false);
+    } catch (const Failure& failure) {
+        say(QString::fromStdString(failure.what()), true);
+    }
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    settings_.setWindow(saveGeometry(), saveState(DocksVersion));
+    QMainWindow::closeEvent(event);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+    const auto urls = event->mimeData()->urls();
+    if (!urls.isEmpty() && urls.front().isLocalFile()) open(urls.front().toLocalFile());
+}
+
+// -------------------------------------------------------------------------------------------------- what is shown
+
+void MainWindow::setTheme(Theme theme) {
+    theme_ = theme;
+    apply(theme, *qApp);
+    setIcons();
+    if (QAction* chosen = action(QStringLiteral("theme-") + nameOf(theme))) chosen->setChecked(true);
+    work_->setTheme(theme);
+}
+
+void MainWindow::showState() {
+    const WorkbenchState& state = work_->state();
+    if (!state.open) return;
+    if (middle_->currentWidget() == start_ || windowFilePath() != QString::fromStdString(state.path)) {
+        middle_->setCurrentIndex(1);
+        setWindowFilePath(QString::fromStdString(state.path));
+        settings_.addRecentFile(QFileInfo(QString::fromStdString(state.path)).absoluteFilePath());
+        work_->grid().activate(ViewGrid::Plan);
+    }
+    const QString unsaved =
+        state.notInFile == 0 ? QString() : QStringLiteral(" · %1 not in the file").arg(state.notInFile);
+    setWindowTitle(QStringLiteral("%1%2 – Corvane").arg(QFileInfo(windowFilePath()).fileName(), unsaved));
+    classes_->setRows(classRows(state, work_->notShown()), state.countsComplete);
+    data_->setRows(rowsOf(state.data), state.data.position);
+    mask_->setRows(rowsOf(state.maskHistory), state.maskHistory.position);
+    selection_->show(state.mask, *state.labels);
+    assign_->setLabels(*state.labels);
+    assign_->setCanApply(state.mask.points > 0);
+    action(QStringLiteral("undo"))->setEnabled(state.data.position > 0);
+    action(QStringLiteral("redo"))->setEnabled(state.data.position < state.data.size());
+    action(QStringLiteral("undoMask"))->setEnabled(state.maskHistory.position > 0);
+    action(QStringLiteral("redoMask"))->setEnabled(state.maskHistory.position < state.maskHistory.size());
+    action(QStringLiteral("save"))->setEnabled(true);
+}
+
+void MainWindow::showProgress(std::uint64_t done, std::uint64_t total, const QString& work) {
+    progress_->setVisible(total > 0);
+    cancel_->setVisible(total > 0);
+    constexpr int steps = 1000;
+    progress_->setMaximum(steps);
+    progress_->setValue(total == 0 ? 0
+                                   : static_cast<int>(static_cast<double>(done) / static_cast<double>(total) * steps));
+    progress_->setToolTip(work);
+}
+
+void MainWindow::showPointInfo(const std::vector<std::pair<std::string, std::string>>& fields) {
+    point_->setRowCount(static_cast<int>(fields.size()));
+    int row = 0;
+    for (const auto& [name, value] : fields) {
+        point_->setItem(row, 0, std::make_unique<QTableWidgetItem>(QString::fromStdString(name)).release());
+        point_->setItem(row, 1, std::make_unique<QTableWidgetItem>(QString::fromStdString(value)).release());
+        ++row;
+    }
+    point_->resizeColumnToContents(0);
+    pointDock_->show();
+}
+
+void MainWindow::say(const QString& sentence, bool isError) {
+    said_ = sentence;
+    failed_ = isError;
+    message_->setText(isError ? QStringLiteral("⚠ ") + sentence : sentence);
+    message_->setToolTip(sentence);
+}
+
+} // namespace corvane

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+namespace corvane {
+
+/// What is kept from one time to the next. Written at once; a file of settings that is damaged gives the usual ones.
+class Settings {
+public:
+    QStringList recentFiles() const;
+    void addRecentFile(const QString& path);
+
+    QString theme() const;
+    void setTheme(const QString& name);
+
+    int views() const;
+    void setViews(int count);
+
+    /// Geometry and docks of the window; empty at first.
+    QByteArray geometry() const;
+    QByteArray docks() const;
+    void setWindow(const QByteArray& geometry, const QByteArray& docks);
+};
+
+} // namespace corvane

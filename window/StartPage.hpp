@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QStringList>
+#include <QWidget>
+
+#include <functional>
+
+class QVBoxLayout;
+
+namespace corvane {
+
+/// What an empty window shows: what can be opened.
+class StartPage : public QWidget {
+public:
+    struct Actions {
+        std::function<void()> chooseFile, openSample;
+        std::function<void(const QString& path)> open;
+    };
+
+    explicit StartPage(Actions actions, QWidget* parent = nullptr);
+
+    /// Files that were open before; those that are not there any more are left out.
+    void setRecentFiles(const QStringList& files);
+
+private:
+    Actions actions_;
+    QWidget* recent_; // its parent is this
+};
+
+} // namespace corvane

@@ -1,0 +1,434 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "window/Workplace.hpp"
+
+#include "Fiber/FragmentBox.hpp"
+#include "window/ClassColours.hpp"
+#include "window/Numbers.hpp"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <cmath>
+#include <unistd.h>
+
+namespace corvane {
+namespace {
+
+constexpr int LargestClass = 255, Ground = 2;
+
+/// A quarter of the machine's memory is for points that are drawn.
+std::size_t memoryForPoints() {
+    const auto pages = static_cast<std::size_t>(std::max(sysconf(_SC_PHYS_PAGES), 0L));
+    return pages * static_cast<std::size_t>(sysconf(_SC_PAGE_SIZE)) / 4;
+}
+
+/// The column that a colouring needs beside the classes; empty: none.
+std::string columnOf(const ViewColours& colours) {
+    switch (colours.by) {
+    case ColourBy::Intensity:
+        return column::Intensity;
+    case ColourBy::Return:
+        return column::Return;
+    case ColourBy::Rgb:
+        return column::Rgb;
+    case ColourBy::Field:
+        return colours.field;
+    case ColourBy::Class:
+    case ColourBy::Height:
+        break;
+    }
+    return {};
+}
+
+/// "12,408 selected · 310 not visible": only what is not nothing.
+QString forecastOf(const StrokePreview& preview, Selecting how) {
+    QStringList parts;
+    const auto add = [&](std::uint64_t count, const char* what) {
+        if (count > 0) parts += grouped(count) + QLatin1Char(' ') + QLatin1String(what);
+    };
+    parts += grouped(preview.selected) + QLatin1String(how == Selecting::Remove ? " taken out" : " selected");
+    if (how != Selecting::Remove) {
+        add(preview.willChange, "will change");
+        add(preview.alreadyThatClass, "already that class");
+    }
+    add(preview.locked, "locked");
+    add(preview.otherClass, "of other classes");
+    add(preview.notVisible, "not visible");
+    return parts.join(QStringLiteral("\n"));
+}
+
+} // namespace
+
+Workplace::Workplace(const SessionOptions& session, Events events)
+    : events_(std::move(events)),
+      scene_(context_, sceneEvents(), memoryForPoints()),
+      mail_(context_, mailEvents()),
+      grid_(std::make_unique<ViewGrid>([this](int view) { return eventsOf(view); })),
+      updates_(mail_, session) {
+    clock_.start();
+    colours_[ViewGrid::OtherPlan].by = ColourBy::Height;
+    grid_->view(ViewGrid::Plan).setTitle(QStringLiteral("Plan"), {});
+}
+
+Workplace::~Workplace() = default;
+
+// ---------------------------------------------------------------------------------------- what comes from the threads
+
+UpdateMail::Events Workplace::mailEvents() {
+    UpdateMail::Events events;
+    events.updated = [this](std::uint64_t call, const WorkbenchState& state) { updated(call, state); };
+    events.failed = [this](std::uint64_t call, const QString& sentence, bool interrupted) {
+        pending_.erase(call);
+        events_.said(sentence, !interrupted);
+        events_.stateChanged();
+    };
+    events.previewed = [this](const StrokePreview& preview) { previewed(preview); };
+    events.pointInfo = [this](std::uint64_t call, const auto& fields) {
+        pending_.erase(call);
+        events_.pointInfo(fields);
+    };
+    events.recorded = [this](std::uint64_t call, const std::string& networkFile) {
+        pending_.erase(call);
+        events_.recorded(networkFile);
+    };
+    events.progress = [this](std::uint64_t done, std::uint64_t total, const QString& work) {
+        events_.progress(done, total, work);
+    };
+    events.note = [this](const QString& sentence) { events_.said(sentence, false); };
+    return events;
+}
+
+SurveyScene::Events Workplace::sceneEvents() {
+    SurveyScene::Events events;
+    events.finished = [this](const PicturePtr& picture) { finished(picture); };
+    events.stockChanged = [this] { stockChanged(); };
+    events.failed = [this](const QString& sentence) { events_.said(sentence, true); };
+    return events;
+}
+
+void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
+    pending_.erase(call);
+    const bool isNew = !state_.open || state.path != state_.path || call == openCall_;
+    const auto before = std::exchange(state_, state);
+    if (paletteOf_ != state_.labels) {
+        paletteOf_ = state_.labels;
+        palette_ = paletteOf(*state_.labels, LargestClass);
+    }
+    if (isNew)
+        startWith(state);
+    else
+        scene_.show(state);
+    updateLooks();
+    if (call == undoCall_ && !state.changedClasses.empty()) {
+        std::vector<Sextant::BoundingBox> where;
+        const Fiber::Field& positions = *state_.open->fields.at(Fiber::PositionsName);
+        for (const std::uint32_t number : state.changedClasses)
+            if (const auto box = Fiber::knownFragmentBBox(positions, positions.fragments().at(number).id))
+                where.push_back(*box);
+        grid_->forShown([&](View& view) { view.blink(where); });
+    }
+    if (!state.status.empty() && state.status != before.status)
+        events_.said(QString::fromStdString(state.status), false);
+    events_.stateChanged();
+}
+
+void Workplace::startWith(const WorkbenchState& state) {
+    fitted_ = moved_ = false;
+    ranges_.clear();
+    notShown_ = {};
+    scene_.show(state);
+    grid_->setSurvey(state.open->survey->expressibleBox(), scene_.boxToShow());
+    events_.said(points(state.points), false);
+    if (state.notInFile > 0)
+        events_.said(state.notInFile == 1
+                         ? QStringLiteral("1 step is here that is not yet in the file.")
+                         : QStringLiteral("%1 steps are here that are not yet in the file.").arg(state.notInFile),
+                     false);
+}
+
+/// The first time that there is something to be seen the views go there, unless somebody has moved them already.
+void Workplace::stockChanged() {
+    const auto progress = scene_.progress();
+    const bool all = progress.fragments > 0 && progress.loaded == progress.fragments;
+    if (!fitted_ && !moved_ && progress.drawable > 0) grid_->fitAll(scene_.boxToShow());
+    if (progress.drawable > 0) fitted_ = all || progress.sample;
+    ranges_.clear();
+    updateLooks();
+    tellDrawn();
+}
+
+void Workplace::finished(const PicturePtr& picture) {
+    if (grid_->isShown(picture->view)) grid_->view(picture->view).show(picture);
+    tellDrawn();
+}
+
+void Workplace::tellDrawn() {
+    const auto progress = scene_.progress();
+    const PicturePtr& picture = grid_->active().picture();
+    QString text;
+    if (progress.loaded < progress.fragments)
+        text = QStringLiteral("%1 %2 of the points")
+                   .arg(progress.sample ? QStringLiteral("a sample;") : QString(),
+                        percent(static_cast<double>(progress.loaded) / static_cast<double>(progress.fragments)))
+                   .trimmed();
+    else if (picture && !picture->complete)
+        text = QStringLiteral("%1 drawn").arg(points(picture->drawn));
+    else if (progress.drawable < progress.points)
+        text = QStringLiteral("%1 of %2 fit into memory").arg(grouped(progress.drawable), points(progress.points));
+    events_.drawn(text);
+}
+
+// ----------------------------------------------------------------------------------------------- what views are told
+
+SelectionRule Workplace::rule() const {
+    SelectionRule rule;
+    if (!choices_.from.empty()) rule.fromClasses = std::vector<int>(choices_.from.begin(), choices_.from.end());
+    rule.hiddenClasses.assign(notShown_.classes.begin(), notShown_.classes.end());
+    rule.hiddenReturns.assign(notShown_.returns.begin(), notShown_.returns.end());
+    rule.heights = notShown_.heights;
+    return rule;
+}
+
+Look Workplace::lookOf(int view) const {
+    const ViewColours& colours = colours_[static_cast<std::size_t>(view)];
+    Look look;
+    look.by = colours.by;
+    look.field = colours.field;
+    look.palette = palette_;
+    look.background = canvasColour(theme_).rgb();
+    const auto range = ranges_.find(columnOf(colours));
+    if (range != ranges_.end()) look.range = range->second;
+    look.ramp = colours.by == ColourBy::Intensity ? Ramp::Greys : Ramp::Heights;
+    if (colours.surface && !grid_->view(view).camera().isProfile()) look.surface = {Ground};
+    look.hidden.classes.resize(notShown_.classes.empty() ? 0 : LargestClass + 1);
+    for (const int value : notShown_.classes) look.hidden.classes[static_cast<std::size_t>(value)] = 1;
+    for (const int number : notShown_.returns)
+        look.hidden.returns = static_cast<std::uint16_t>(look.hidden.returns | 1U << static_cast<unsigned>(number));
+    if (notShown_.heights)
+        std::tie(look.hidden.lowest, look.hidden.highest) = std::tie((*notShown_.heights)[0], (*notShown_.heights)[1]);
+    if (!choices_.from.empty()) {
+        look.previewClasses.resize(LargestClass + 1);
+        for (const int value : choices_.from) look.previewClasses[static_cast<std::size_t>(value)] = 1;
+    }
+    return look;
+}
+
+std::set<std::string> Workplace::neededColumns() const {
+    std::set<std::string> columns;
+    for (int view = 0; view < ViewGrid::Views; ++view)
+        if (const std::string name = columnOf(colours(view)); !name.empty() && grid_->isShown(view))
+            columns.insert(name);
+    if (!notShown_.returns.empty()) columns.insert(column::Return);
+    return columns;
+}
+
+void Workplace::updateLooks() {
+    if (!isOpen()) return;
+    scene_.need(neededColumns());
+    for (int view = 0; view < ViewGrid::Views; ++view) {
+        const std::string column = columnOf(colours(view));
+        if (!ranges_.contains(column))
+            if (const auto range = scene_.range(column)) ranges_[column] = *range;
+    }
+    grid_->forShown([&](View& view) {
+        view.setLook(lookOf(view.number()));
+        const bool plan = !view.camera().isProfile();
+        view.setTitle(view.number() == ViewGrid::CrossProfile ? QStringLiteral("Profile across")
+                      : plan                                  ? QStringLiteral("Plan")
+                                                              : QStringLiteral("Profile"),
+                      signText());
+    });
+}
+
+QString Workplace::signText() const {
+    QStringList parts;
+    if (!notShown_.classes.empty()) {
+        QStringList classes;
+        for (const int value : notShown_.classes) classes += QString::number(value);
+        parts += QStringLiteral("classes %1").arg(classes.join(QStringLiteral(", ")));
+    }
+    if (!notShown_.returns.empty()) parts += QStringLiteral("returns");
+    if (notShown_.heights) parts += QStringLiteral("heights");
+    return parts.isEmpty() ? QString() : QStringLiteral("hidden: ") + parts.join(QStringLiteral(", "));
+}
+
+// -------------------------------------------------------------------------------------------------- what views tell
+
+View::Events Workplace::eventsOf(int view) {
+    View::Events events;
+    events.needsPicture = [this, view](const PictureRequest& request) {
+        if (request.moving && fitted_) moved_ = true;
+        scene_.request(request, view);
+        std::vector<Screen> screens;
+        grid_->forShown([&](View& shown) { screens.push_back(shown.camera().screen(1)); });
+        scene_.prefer(std::move(screens));
+    };
+    events.activated = [this, view] {
+        grid_->activate(view);
+        scene_.activate(view);
+        events_.choicesChanged();
+    };
+    events.drawing = [this](const std::optional<Stroke>& stroke, Selecting how) { drawing(stroke, how); };
+    events.drawn = [this](const Stroke& stroke, Selecting how) { drawn(stroke, how); };
+    events.profileDrawn = [this](const Stroke::Profile& profile) {
+        if (grid_->count() == 1) setViews(2);
+        grid_->setProfile(profile);
+    };
+    events.hovered = [this, view](const std::optional<PickedPoint>& point) { hovered(view, point); };
+    events.tipChanged = [this](double radius) {
+        Choices changed = choices_;
+        changed.tipRadius = radius;
+        choose(changed);
+    };
+    events.key = [this](QKeyEvent& key) { return events_.key(key); };
+    return events;
+}
+
+void Workplace::drawing(const std::optional<Stroke>& stroke, Selecting how) {
+    drawingNow_ = stroke.has_value();
+    if (!isOpen()) return;
+    if (stroke)
+        updates_.preview(*stroke, how, rule(), choices_.to);
+    else
+        updates_.stopPreview();
+}
+
+void Workplace::previewed(const StrokePreview& preview) {
+    if (!drawingNow_) return;
+    grid_->active().setForecast(forecastOf(preview, choices_.how));
+}
+
+void Workplace::drawn(const Stroke& stroke, Selecting how) {
+    if (!isOpen()) return;
+    if (choices_.atOnce && how != Selecting::Remove)
+        expect(updates_.selectAndAssign(stroke, rule(), choices_.to));
+    else
+        expect(updates_.select(stroke, how, rule()));
+}
+
+void Workplace::hovered(int from, const std::optional<PickedPoint>& point) {
+    underCursor_ = point;
+    grid_->forShown([&](View& view) {
+        view.setLinkedCursor(point && view.number() != from ? std::optional(point->position) : std::nullopt);
+    });
+    if (!point) return events_.cursor({});
+    const auto number = [](double value) { return QString::number(value, 'f', 2); };
+    events_.cursor(QStringLiteral("%1  %2  %3")
+                       .arg(number(point->position.x), number(point->position.y), number(point->position.z)));
+}
+
+void Workplace::askPointInfo() {
+    if (!underCursor_ || underCursor_->fragment == DrawnFragment::Sample || !isOpen()) return;
+    expect(updates_.pointInfo(underCursor_->fragment, underCursor_->point));
+}
+
+// ------------------------------------------------------------------------------------------------------------- calls
+
+void Workplace::open(const std::string& path) { openCall_ = expect(updates_.open(path)); }
+
+void Workplace::choose(const Choices& choices) {
+    if (choices == choices_) return;
+    const bool otherPreview = choices.from != choices_.from;
+    choices_ = choices;
+    for (int view = 0; view < ViewGrid::Views; ++view) grid_->view(view).setChoices(choices_);
+    if (otherPreview) updateLooks();
+    events_.choicesChanged();
+}
+
+void Workplace::type(int digit) {
+    Choices changed = choices_;
+    changed.to = typed_.type(digit, clock_.elapsed(), LargestClass);
+    grid_->active().setBanner(state_.labels ? className(*state_.labels, changed.to) : QString::number(changed.to));
+    choose(changed);
+}
+
+void Workplace::setNotShown(const NotShown& notShown) {
+    if (notShown == notShown_) return;
+    notShown_ = notShown;
+    updateLooks();
+    events_.stateChanged();
+}
+
+void Workplace::showClass(int value, bool shown) {
+    NotShown changed = notShown_;
+    if (shown)
+        changed.classes.erase(value);
+    else
+        changed.classes.insert(value);
+    setNotShown(changed);
+}
+
+void Workplace::showOnlyClass(int value) {
+    NotShown changed = notShown_;
+    changed.classes.clear();
+    for (int other = 0; other <= LargestClass; ++other)
+        if (other != value) changed.classes.insert(other);
+    if (changed.classes == notShown_.classes) changed.classes.clear(); // it is the only one already
+    setNotShown(changed);
+}
+
+void Workplace::setColours(int view, const ViewColours& colours) {
+    colours_[static_cast<std::size_t>(view)] = colours;
+    updateLooks();
+    events_.choicesChanged();
+}
+
+void Workplace::setTheme(Theme theme) {
+    theme_ = theme;
+    for (int view = 0; view < ViewGrid::Views; ++view) grid_->view(view).setTheme(theme);
+    updateLooks();
+}
+
+std::uint64_t Workplace::expect(std::uint64_t call) {
+    pending_.insert(call);
+    return call;
+}
+
+void Workplace::apply() {
+    if (isOpen()) expect(updates_.assign(choices_.to));
+}
+void Workplace::clearSelection() {
+    if (isOpen()) expect(updates_.clearMask());
+}
+void Workplace::undo() {
+    if (isOpen()) undoCall_ = expect(updates_.undo());
+}
+void Workplace::redo() {
+    if (isOpen()) undoCall_ = expect(updates_.redo());
+}
+void Workplace::undoMask() {
+    if (isOpen()) expect(updates_.undoMask());
+}
+void Workplace::redoMask() {
+    if (isOpen()) expect(updates_.redoMask());
+}
+void Workplace::goToStep(Which history, int done) { undoCall_ = expect(updates_.goToStep(history, done)); }
+void Workplace::setLocked(int value, bool locked) { expect(updates_.setLocked(value, locked)); }
+void Workplace::saveCopy(const std::string& path, bool overwrite) { expect(updates_.saveCopy(path, overwrite)); }
+void Workplace::saveInPlace() { expect(updates_.saveInPlace()); }
+void Workplace::record() {
+    if (isOpen()) expect(updates_.record());
+}
+void Workplace::cancel() { updates_.cancel(); }
+
+void Workplace::fit() {
+    if (isOpen()) grid_->fit(grid_->active(), scene_.boxToShow());
+}
+
+void Workplace::setViews(int count) {
+    for (int view = count; view < ViewGrid::Views; ++view) scene_.forget(view);
+    grid_->setCount(count);
+    updateLooks();
+    events_.choicesChanged();
+}
+
+bool Workplace::isComplete() const {
+    const auto progress = scene_.progress();
+    if (!pending_.empty() || !state_.open || progress.loaded < progress.fragments) return false;
+    bool complete = true;
+    for (int view = 0; view < ViewGrid::Views; ++view)
+        complete = complete && (!grid_->isShown(view) || grid_->view(view).isComplete());
+    return complete;
+}
+
+} // namespace corvane
