@@ -113,6 +113,7 @@ int run(int argc, char** argv) {
     corvane::addLabels(program, options);
     corvane::addLint(program, options);
     corvane::addMask(program, options);
+    corvane::addOpen(program, options);
     corvane::addPatch(program, options);
     corvane::addPicture(program, options);
     corvane::addPoints(program, options);

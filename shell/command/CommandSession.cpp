@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/CommandSession.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <fmt/format.h>
@@ -9,11 +10,8 @@ namespace corvane {
 namespace {
 
 SessionOptions sessionOptions(const GlobalOptions& options, Terminal& terminal) {
-    SessionOptions session;
-    session.pluginPath = options.pluginPath;
-    if (!options.memory.empty()) session.memoryBytes = parseMemory(options.memory);
+    SessionOptions session = corvane::sessionOptions(options);
     session.watch = terminal.watch();
-    session.edits = options.edits;
     session.note = [&terminal](const std::string& sentence) { terminal.note(sentence); };
     return session;
 }
@@ -37,6 +35,29 @@ std::size_t parseMemory(const std::string& text) {
     if (unit.empty() && bytes < LeastBytes)
         throw UsageError(fmt::format("--memory {}: is too little to work with. Did you mean {}M?", text, text));
     return static_cast<std::size_t>(bytes);
+}
+
+std::array<int, 2> parseSize(const std::string& option, const std::string& text) {
+    constexpr int least = 600, most = 20000; // pixels
+    std::array<int, 2> size{};
+    const char* end = text.data() + text.size();
+    const auto [x, wrong] = std::from_chars(text.data(), end, size[0]);
+    const bool two = wrong == std::errc() && x != end && *x == 'x';
+    const auto [rest, alsoWrong] = std::from_chars(two ? x + 1 : end, end, size[1]);
+    if (!two || alsoWrong != std::errc() || rest != end || std::min(size[0], size[1]) < least ||
+        std::max(size[0], size[1]) > most)
+        throw UsageError(fmt::format("{} {}: is no size of a picture; give width and height in pixels, {} to {} "
+                                     "each, such as 1600x1200.",
+                                     option, text, least, most));
+    return size;
+}
+
+SessionOptions sessionOptions(const GlobalOptions& options) {
+    SessionOptions session;
+    session.pluginPath = options.pluginPath;
+    if (!options.memory.empty()) session.memoryBytes = parseMemory(options.memory);
+    session.edits = options.edits;
+    return session;
 }
 
 std::shared_ptr<const Survey> openSurvey(const GlobalOptions& options, const std::string& path, Reading reading) {

@@ -4,6 +4,7 @@
 #include "command/Terminal.hpp"
 #include "session/Session.hpp"
 
+#include <array>
 #include <string>
 
 namespace corvane {
@@ -19,6 +20,12 @@ struct GlobalOptions {
 
 /// Bytes that a text such as "256M" or "1.5G" says. Throws UsageError.
 std::size_t parseMemory(const std::string& text);
+
+/// Width and height of a picture, such as "1600x1000". Throws UsageError, naming the option.
+std::array<int, 2> parseSize(const std::string& option, const std::string& text);
+
+/// How surveys are opened, by whoever has no terminal; nobody watches.
+SessionOptions sessionOptions(const GlobalOptions& options);
 
 /// Opens a survey with the edits that are kept of it, for commands that read records and need no session.
 std::shared_ptr<const Survey> openSurvey(const GlobalOptions& options, const std::string& path, Reading reading);

@@ -18,6 +18,7 @@ void addHistogram(CLI::App& program, const GlobalOptions& options);
 void addInfo(CLI::App& program, const GlobalOptions& options);
 void addLabels(CLI::App& program, const GlobalOptions& options);
 void addLint(CLI::App& program, const GlobalOptions& options);
+void addOpen(CLI::App& program, const GlobalOptions& options);
 void addPicture(CLI::App& program, const GlobalOptions& options);
 void addPoints(CLI::App& program, const GlobalOptions& options);
 void addApply(CLI::App& program, const GlobalOptions& options);

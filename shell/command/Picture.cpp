@@ -15,7 +15,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <functional>
@@ -32,23 +31,6 @@ struct Arguments {
     LimitArguments limits;
     bool overwrite = false;
 };
-
-/// "1600x1000"
-std::optional<std::array<int, 2>> sizeOf(const std::string& text) {
-    if (text.empty()) return std::nullopt;
-    constexpr int least = 600, most = 20000;
-    std::array<int, 2> size{};
-    const char* end = text.data() + text.size();
-    const auto [x, wrong] = std::from_chars(text.data(), end, size[0]);
-    const bool two = wrong == std::errc() && x != end && *x == 'x';
-    const auto [rest, alsoWrong] = std::from_chars(two ? x + 1 : end, end, size[1]);
-    if (!two || alsoWrong != std::errc() || rest != end || std::min(size[0], size[1]) < least ||
-        std::max(size[0], size[1]) > most)
-        throw UsageError(fmt::format("--size {}: is no size of a picture; give width and height in pixels, {} to {} "
-                                     "each, such as 1600x1200.",
-                                     text, least, most));
-    return size;
-}
 
 std::optional<Slice> sliceOf(const std::vector<double>& numbers) {
     if (numbers.empty()) return std::nullopt;
@@ -88,7 +70,7 @@ void draw(const GlobalOptions& options, const Arguments& arguments, Reading read
     PictureTask task;
     task.by = arguments.by;
     task.profile = sliceOf(arguments.profile);
-    task.size = sizeOf(arguments.size);
+    task.size = arguments.size.empty() ? std::nullopt : std::optional(parseSize("--size", arguments.size));
     if (!options.memory.empty()) task.memory = parseMemory(options.memory) / 4;
     checkCanPlot(arguments.out);
     checkMayWrite(arguments.out, arguments.overwrite);
