@@ -4,6 +4,7 @@ set(documents ${CMAKE_INSTALL_DATAROOTDIR}/doc)
 install(DIRECTORY docs/ DESTINATION ${documents}/corvane)
 install(FILES LICENSE DESTINATION ${documents}/corvane RENAME copyright)
 install(FILES LICENSE DESTINATION ${documents}/corvane-geo RENAME copyright COMPONENT geo)
+install(FILES LICENSE DESTINATION ${documents}/corvane-window RENAME copyright COMPONENT window)
 
 # Man pages and completion are written by the program itself.
 set(reference ${CMAKE_BINARY_DIR}/reference)
@@ -27,7 +28,7 @@ set(CPACK_PACKAGE_VENDOR Corvane)
 set(CPACK_PACKAGE_CONTACT "The developers of Corvane")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL corvane geo)
+set(CPACK_COMPONENTS_ALL corvane geo window)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -39,7 +40,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_CORVANE_PACKAGE_NAME corvane)
 set(CPACK_DEBIAN_CORVANE_PACKAGE_DEPENDS fonts-dejavu-core) # of the texts in pictures
-set(CPACK_DEBIAN_CORVANE_PACKAGE_RECOMMENDS corvane-geo)
+set(CPACK_DEBIAN_CORVANE_PACKAGE_RECOMMENDS "corvane-geo, corvane-window")
 set(CPACK_COMPONENT_CORVANE_DESCRIPTION
     "corrects the classification of LIDAR point clouds
 Gives exactly the points that are meant another class, and returns the LAS,
@@ -52,6 +53,13 @@ set(CPACK_COMPONENT_GEO_DESCRIPTION
     "coordinate systems and polygon files for corvane
 Lets corvane transform polygons to the coordinates of a survey, and read them
 from GeoPackage, Shapefile, KML, FlatGeobuf and CSV.")
+
+set(CPACK_DEBIAN_WINDOW_PACKAGE_NAME corvane-window)
+set(CPACK_DEBIAN_WINDOW_PACKAGE_DEPENDS "corvane (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_WINDOW_DESCRIPTION
+    "window to look at point clouds and edit them by hand, for corvane
+Shows surveys from above and in profiles, and corrects classes by lasso, brush
+and line: corvane open FILE.")
 include(CPack)
 
 add_test(NAME packages CONFIGURATIONS Packages

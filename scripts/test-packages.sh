@@ -23,6 +23,7 @@ package() { # NAME: its newest file
 }
 program=$(package corvane)
 geo=$(package corvane-geo)
+window=$(package corvane-window)
 
 [ "$(id -u)" -eq 0 ] || skip "a root of its own can be made only by the superuser; run this as root."
 for tool in debootstrap wget apt-get; do
@@ -64,6 +65,7 @@ quietly inside apt-get update
 mkdir "$root/packages"
 cp "$program" "$root/packages/corvane.deb"
 cp "$geo" "$root/packages/corvane-geo.deb"
+cp "$window" "$root/packages/corvane-window.deb"
 
 say "installing corvane"
 quietly inside apt-get install -y --no-install-recommends /packages/corvane.deb
@@ -112,10 +114,19 @@ degrees='POLYGON((8.9 46.9, 9.1 46.9, 9.1 47, 8.9 47))'
 [ "$(counts --within "$degrees" --polygon-crs EPSG:4326)" = "$(counts)" ] ||
     fail "a polygon in degrees around the survey does not hold all its points."
 
-say "removing both"
+say "a window, without and with corvane-window"
+status=0
+said=$(inside corvane open /job/in.las --screenshot /job/window.png 2>&1) || status=$?
+[ $status -eq 1 ] || fail "a window without corvane-window ended with status $status: $said"
+grep -q 'Install the package corvane-window' <<<"$said" || fail "no word of corvane-window: $said"
+quietly inside apt-get install -y --no-install-recommends /packages/corvane-window.deb
+quietly inside corvane open /job/in.las --screenshot /job/window.png
+[ -s "$root/job/window.png" ] || fail "there is no picture of the window."
+
+say "removing all"
 rm -r "$root/job"
-files=$(inside dpkg -L corvane corvane-geo | sort -u)
-quietly inside apt-get purge -y corvane corvane-geo
+files=$(inside dpkg -L corvane corvane-geo corvane-window | sort -u)
+quietly inside apt-get purge -y corvane corvane-geo corvane-window
 rm -r "$root/packages"
 left=$(while read -r file; do
     [ ! -e "$root$file" ] || [ -d "$root$file" ] || echo "$file"
