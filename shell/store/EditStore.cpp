@@ -247,6 +247,17 @@ std::optional<std::vector<std::byte>> EditStore::entry(const std::string& name) 
 
 Committed EditStore::commit(const Commit& commit) {
     const std::scoped_lock lock(state_->mutex);
+    return carriedOut(commit);
+}
+
+void EditStore::commitAndClose(const Commit& commit) {
+    const std::scoped_lock lock(state_->mutex);
+    state_->leaveSyncToClosing();
+    carriedOut(commit);
+    state_->close();
+}
+
+Committed EditStore::carriedOut(const Commit& commit) {
     return state_->writing([&] {
         SqliteTransaction transaction(state_->database());
         const Committed given = carryOut(commit, *state_);

@@ -138,6 +138,9 @@ public:
     /// fit is refused: a field that is not there, a step that is not next to the present, a change of another width.
     Committed commit(const Commit& commit);
 
+    /// The same, and closes. It is synced with what closing writes; when that fails it may have happened or not.
+    void commitAndClose(const Commit& commit);
+
     /// For idle moments of a long session: makes reading quick where much was edited, and copies the log into the file.
     /// `close` does so, too.
     void tidy();
@@ -153,6 +156,7 @@ public:
 
 private:
     explicit EditStore(std::unique_ptr<StoreState> state);
+    Committed carriedOut(const Commit& commit);
 
     std::unique_ptr<StoreState> state_;
 };

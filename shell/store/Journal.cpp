@@ -55,6 +55,8 @@ void chooseJournal(Sqlite& database, bool log, bool sync) {
     database.number("SELECT count(*) FROM sqlite_schema"); // which needs the memory, and lets others in again
     database.run(sync ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     database.run("PRAGMA wal_autocheckpoint = 0"); // between commits, not in them
+    // What is deleted need not be overwritten: it would double what is written.
+    database.run("PRAGMA secure_delete = OFF");
     // Pages of a commit that do not fit into memory are written before its end, and those that change once more make
     // the checksums of all behind them wrong: the log is read again then.
     database.run("PRAGMA cache_size = -32768"); // KiB

@@ -140,6 +140,10 @@ void StoreState::close() {
     if (problem) std::rethrow_exception(problem);
 }
 
+void StoreState::leaveSyncToClosing() {
+    if (database().text("PRAGMA journal_mode") == "wal") database().run("PRAGMA synchronous = NORMAL");
+}
+
 void StoreState::keepCommit() {
     constexpr int ManyPages = 16384; // 64 MiB
     log_.keep(*database_);

@@ -53,6 +53,9 @@ public:
     /// Forgets what is in memory and reads it again.
     void load();
 
+    /// Commits are no more synced by themselves, where copying the log syncs it first.
+    void leaveSyncToClosing();
+
     /// Notes that a commit is on the disc.
     void keepCommit();
 
