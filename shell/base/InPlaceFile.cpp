@@ -2,6 +2,7 @@
 #include "base/InPlaceFile.hpp"
 
 #include "base/Failure.hpp"
+#include "base/FileLock.hpp"
 
 #include <cerrno>
 #include <cstring>
@@ -20,6 +21,13 @@ InPlaceFile::InPlaceFile(const std::string& path) : path_(path) {
                                   "another file. Nothing was written.",
                                   path, std::strerror(errno)));
     size_ = static_cast<std::uint64_t>(status.st_size);
+    constexpr std::chrono::seconds Patience{2}; // in which most who only look at it have ended
+    if (lockFile(descriptor_, LockKind::Exclusive, Patience) != Locked::Held) return;
+    close(descriptor_); // the destructor of what was never constructed does not run
+    throw Failure(
+        fmt::format("{}: is open in another program, which would read a part of the old and a part of the new. "
+                    "Nothing was written. Save it in place when that has ended, or save to another file.",
+                    path));
 }
 
 InPlaceFile::~InPlaceFile() {

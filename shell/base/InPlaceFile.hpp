@@ -12,7 +12,8 @@ namespace corvane {
 /// operation throws Failure.
 class InPlaceFile {
 public:
-    /// Opens it for writing, and writes nothing.
+    /// Opens it for writing, and writes nothing. As long as it lives nobody else opens the file as an InputFile; who
+    /// has it open keeps this from being made, unless they gave their lock up.
     explicit InPlaceFile(const std::string& path);
     ~InPlaceFile();
     InPlaceFile(const InPlaceFile&) = delete;

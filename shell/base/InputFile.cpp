@@ -2,6 +2,7 @@
 #include "base/InputFile.hpp"
 
 #include "base/Failure.hpp"
+#include "base/FileLock.hpp"
 
 #include <cerrno>
 #include <cstring>
@@ -15,31 +16,56 @@ namespace corvane {
 
 InputFile::InputFile(std::string path, std::shared_ptr<const FileRuns> overlay)
     : path_(std::move(path)), overlay_(std::move(overlay)) {
+    try { // the destructor of what was never constructed does not run
+        openAndLock();
+        // Before the lock was ours another file may have taken the place of this one.
+        if (struct stat named{}; !isNamed() && stat(path_.c_str(), &named) == 0) {
+            close(std::exchange(descriptor_, -1));
+            openAndLock();
+        }
+    } catch (...) {
+        if (descriptor_ >= 0) close(descriptor_);
+        throw;
+    }
+    struct stat status {};
+    fstat(descriptor_, &status);
+    size_ = static_cast<std::uint64_t>(status.st_size);
+    changed_ = status.st_mtim;
+}
+
+void InputFile::openAndLock() {
+    constexpr std::chrono::seconds Patience{2}; // in which most savings end
     // Non-blocking, since opening a pipe for reading would wait for its writer. Regular files do not care.
     descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor_ < 0)
         throw Failure(fmt::format("{}: cannot be opened: {}. Check the name and that you may read it.", path_,
                                   std::strerror(errno)));
     struct stat status {};
-    if (fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
-        size_ = static_cast<std::uint64_t>(status.st_size);
-        changed_ = status.st_mtim;
-        return;
-    }
-    close(descriptor_); // the destructor of what was never constructed does not run
-    throw Failure(fmt::format("{}: is not a regular file; name a file, not a folder, pipe or device.", path_));
+    if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))
+        throw Failure(fmt::format("{}: is not a regular file; name a file, not a folder, pipe or device.", path_));
+    if (lockFile(descriptor_, LockKind::Shared, Patience) == Locked::Held)
+        throw Failure(fmt::format("{}: is being saved in place by another program just now. Do it again when that has "
+                                  "ended.",
+                                  path_));
 }
+
+bool InputFile::isNamed() const {
+    struct stat own {
+    }, named{};
+    return fstat(descriptor_, &own) == 0 && stat(path_.c_str(), &named) == 0 && named.st_dev == own.st_dev &&
+           named.st_ino == own.st_ino;
+}
+
+void InputFile::letBeWritten() const { unlockFile(descriptor_); }
 
 InputFile::~InputFile() { close(descriptor_); }
 
 void InputFile::checkUnchanged() const {
-    struct stat now {
-    }, named{};
+    struct stat now {};
     const bool looked = fstat(descriptor_, &now) == 0;
     const bool same = looked && static_cast<std::uint64_t>(now.st_size) == size_ &&
                       now.st_mtim.tv_sec == changed_.tv_sec && now.st_mtim.tv_nsec == changed_.tv_nsec;
-    const bool itself =
-        replaced_ || (stat(path_.c_str(), &named) == 0 && named.st_dev == now.st_dev && named.st_ino == now.st_ino);
+    const bool itself = replaced_ || isNamed();
     if (same && itself) return;
     throw Failure(fmt::format("{}: {} while it was read, so what was read of it may not belong together; nothing was "
                               "written. Try again when no other program writes to it.",

@@ -15,11 +15,12 @@ namespace corvane {
 
 /// A file opened for reading. Reads are positioned, so that several threads may share one.
 ///
-/// The file is read, never mapped: one that shrinks while it is open ends in a sentence and not in a signal.
+/// The file is read, never mapped: one that shrinks while it is open ends in a sentence and not in a signal. While it
+/// is open no program of ours writes into it (InPlaceFile), where the file system knows locks.
 class InputFile {
 public:
-    /// Throws Failure when there is no such file, it is not a regular file, or it cannot be read. With an `overlay` it
-    /// reads as if those bytes were in it.
+    /// Throws Failure when there is no such file, it is not a regular file, it cannot be read, or it is being written
+    /// in place and that does not end in a moment. With an `overlay` it reads as if those bytes were in it.
     explicit InputFile(std::string path, std::shared_ptr<const FileRuns> overlay = nullptr);
     ~InputFile();
     InputFile(const InputFile&) = delete;
@@ -38,6 +39,9 @@ public:
     /// change, or because its name belongs to another file.
     void checkUnchanged() const;
 
+    /// From now on this process may write into the file.
+    void letBeWritten() const;
+
     /// From now on the name may belong to another file: this process put one in its place.
     void expectReplaced() const { replaced_ = true; }
 
@@ -45,6 +49,9 @@ public:
     void read(std::uint64_t offset, std::span<std::byte> bytes) const;
 
 private:
+    void openAndLock();
+    bool isNamed() const;
+
     std::string path_;
     std::shared_ptr<const FileRuns> overlay_; // null: there is none
     std::uint64_t size_ = 0;

@@ -44,9 +44,10 @@ public:
     InPlaceSaved save();
 
 private:
-    void write();
+    void write(InPlaceFile& file);
     void replace(const std::string& obstacle);
     void note(const OpenSaving& saving);
+    std::string incomplete(const Failure& failure) const;
 
     const Survey& survey_;
     EditKeeper& keeper_;
@@ -57,14 +58,14 @@ private:
     InPlaceSaved saved_;
 };
 
-/// The present of all fields is what the file with this identity says, and no saving is open.
+/// The present of all fields is what the file with this identity says, and no saving is open. Closes the store.
 void commitSaved(EditStore& store, const SurveyIdentity& identity) {
     Commit commit;
     for (const StoredField& field : store.fields())
         if (field.origin == Origin::Survey) commit.saved.push_back(field.name);
     commit.entries = {noOpenSaving(), filePosition(store)};
     commit.identity = identity;
-    store.commit(commit);
+    store.commitAndClose(commit);
 }
 
 InPlaceSaved InPlaceSaving::save() {
@@ -72,29 +73,35 @@ InPlaceSaved InPlaceSaving::save() {
     checkMayBeSaved(survey_);
     keeper_.expectHalfSaved();
     try {
+        survey_.las().file->letBeWritten();
+        InPlaceFile file(survey_.path()); // until the store says what is in it: nobody reads it meanwhile
         try {
-            write();
+            write(file);
         } catch (const NoRoom& noRoom) {
             replace(noRoom.what());
         }
-    } catch (const Interrupted&) {
-        throw;
+    } catch (const Interrupted& interrupted) {
+        if (!begun_) throw;
+        throw Interrupted(incomplete(interrupted));
     } catch (const Failure& failure) {
         if (!begun_) throw;
-        throw Failure(fmt::format("{} The saving of {} is not complete; the next command that may write to it or to "
-                                  "its edits completes it.",
-                                  failure.what(), survey_.path()));
+        throw Failure(incomplete(failure));
     }
     return saved_;
 }
 
-void InPlaceSaving::write() {
+std::string InPlaceSaving::incomplete(const Failure& failure) const {
+    return fmt::format("{} The saving of {} is not complete; the next command that may write to it or to its edits "
+                       "completes it.",
+                       failure.what(), survey_.path());
+}
+
+void InPlaceSaving::write(InPlaceFile& file) {
     const LasFile& las = survey_.las();
     std::vector<PointRange> edited;
     for (const std::uint32_t number : survey_.editedFragments()) edited.push_back(survey_.ranges()[number]);
     InPlaceChange change(
         las, edited, [this](const PointRange& range) { return survey_.pointEdits(range); }, size_);
-    InPlaceFile file(survey_.path());
     FileRuns batch = firstBatch(las, change, watch_);
     file.checkSame(*las.file);
     las.file->checkUnchanged();
@@ -149,7 +156,6 @@ std::string completeSaving(const std::string& path, const std::string& storePath
     const bool isOld = sameHead(store->identity(), now), isNew = saving->mayHaveMade(now);
     if (isNew && !isOld) {
         commitSaved(*store, now);
-        store->close();
         return fmt::format("{}: the saving that was interrupted had put the new file there already; it is complete.",
                            path);
     }

@@ -119,6 +119,7 @@ EditedSurvey openToEdit(const std::string& path, const SurveyOptions& how, const
                                                  : EditStore::create(storePath, identityOf(survey->las())));
     if (findOpenSaving(*store)) {
         store->close();
+        survey.reset(); // which would not let it be written to
         if (const std::string done = completeSaving(path, storePath, how, watch); !done.empty()) note(done);
         survey = std::make_shared<const Survey>(path, how);
         store = std::make_shared<EditStore>(storePath, EditStore::Access::Write);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/WriterLock.hpp"
 
+#include "base/FileLock.hpp"
 #include "base/Text.hpp"
 #include "store/EditStore.hpp"
 
@@ -15,8 +16,6 @@
 
 namespace corvane {
 namespace {
-
-constexpr off_t LockedByte = off_t{1} << 40;
 
 bool isNamed(int descriptor, const std::string& path) {
     struct stat opened {
@@ -54,13 +53,9 @@ WriterLock::~WriterLock() {
 bool WriterLock::tryLock(const std::string& store) {
     descriptor_ = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
     if (descriptor_ < 0) throw cannotLock(store, path_);
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = LockedByte;
-    lock.l_len = 1;
-    if (fcntl(descriptor_, F_OFD_SETLK, &lock) == 0) return isNamed(descriptor_, path_);
-    if (errno != EAGAIN && errno != EACCES) throw cannotLock(store, path_);
+    const Locked locked = lockFile(descriptor_, LockKind::Exclusive);
+    if (locked == Locked::Yes) return isNamed(descriptor_, path_);
+    if (locked == Locked::No) throw cannotLock(store, path_);
     throw StoreHeld(fmt::format("{}: is being edited by {}; end that first, or wait for it.", store, holder()));
 }
 
