@@ -2,10 +2,14 @@
 #pragma once
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <linux/audit.h>
 #include <linux/filter.h>
@@ -31,6 +35,15 @@ struct Fate {
     bool forGood = false; ///< all later ones fail, too
 };
 
+/// One of those calls, as it was begun.
+struct FileCall {
+    enum Kind { Writes, Cuts, Syncs, Removes, Names };
+    Kind kind = Names;
+    std::string path{};
+    std::uint64_t offset = 0; ///< of a write; the new length of what is cut
+    std::string bytes{};
+};
+
 /// How a traced process ended.
 struct TracedEnd {
     int status = 0;      ///< 128 and more: by a signal
@@ -49,8 +62,10 @@ public:
         false;
 #endif
 
-    /// The function ends the process, by exec or by returning; 0: well. What it says goes to the file.
-    static TracedEnd run(const std::function<int()>& function, const Fate& fate, const std::string& output) {
+    /// The function ends the process, by exec or by returning; 0: well. What it says goes to the file. What it did is
+    /// added to `seen`.
+    static TracedEnd run(const std::function<int()>& function, const Fate& fate, const std::string& output,
+                         std::vector<FileCall>* seen = nullptr) {
         const pid_t child = fork();
         if (child == 0) begin(function, output);
         int status = 0;
@@ -64,7 +79,7 @@ public:
                 end.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
                 break;
             }
-            if (status >> 8 == (SIGTRAP | PTRACE_EVENT_SECCOMP << 8)) meet(stopped, child, fate, end);
+            if (status >> 8 == (SIGTRAP | PTRACE_EVENT_SECCOMP << 8)) meet(stopped, child, fate, end, seen);
             const int signal = WSTOPSIG(status);
             const bool ours = signal == SIGTRAP || signal == SIGSTOP;
             ptrace(PTRACE_CONT, stopped, 0, ours ? 0 : signal);
@@ -109,12 +124,58 @@ private:
         return descriptor > STDERR_FILENO && stat(link.c_str(), &about) == 0 && S_ISREG(about.st_mode);
     }
 
-    static void meet(pid_t thread, pid_t process, const Fate& fate, TracedEnd& end) {
+#ifdef __x86_64__
+    static std::string proc(pid_t thread, const std::string& name) {
+        return "/proc/" + std::to_string(thread) + "/" + name;
+    }
+
+    static std::string memory(pid_t thread, unsigned long long address, std::size_t length) {
+        std::string bytes(length, '\0');
+        std::ifstream(proc(thread, "mem"), std::ios::binary)
+            .seekg(static_cast<std::streamoff>(address))
+            .read(bytes.data(), static_cast<std::streamsize>(length));
+        return bytes;
+    }
+
+    static std::uint64_t position(pid_t thread, unsigned long long descriptor) {
+        std::ifstream about(proc(thread, "fdinfo/" + std::to_string(descriptor)));
+        std::string key;
+        std::uint64_t value = 0;
+        about >> key >> value; // "pos:"
+        return value;
+    }
+
+    static FileCall seenAs(pid_t thread, const user_regs_struct& registers) {
+        FileCall call;
+        const auto number = static_cast<long>(registers.orig_rax);
+        if (number == SYS_unlink || number == SYS_unlinkat) {
+            call.kind = FileCall::Removes;
+            call.path = memory(thread, number == SYS_unlink ? registers.rdi : registers.rsi, PATH_MAX).c_str();
+            return call;
+        }
+        std::error_code error;
+        call.path = std::filesystem::read_symlink(proc(thread, "fd/" + std::to_string(registers.rdi)), error);
+        if (number == SYS_write || number == SYS_pwrite64) {
+            call.kind = FileCall::Writes;
+            call.offset = number == SYS_write ? position(thread, registers.rdi) : registers.r10;
+            call.bytes = memory(thread, registers.rsi, registers.rdx);
+        } else if (number == SYS_ftruncate) {
+            call.kind = FileCall::Cuts;
+            call.offset = registers.rsi;
+        } else if (number == SYS_fsync || number == SYS_fdatasync) {
+            call.kind = FileCall::Syncs;
+        }
+        return call;
+    }
+#endif
+
+    static void meet(pid_t thread, pid_t process, const Fate& fate, TracedEnd& end, std::vector<FileCall>* seen) {
 #ifdef __x86_64__
         user_regs_struct registers{};
         ptrace(PTRACE_GETREGS, thread, 0, &registers);
         const bool writes = registers.orig_rax == SYS_write || registers.orig_rax == SYS_pwrite64;
         if (registers.orig_rax == SYS_write && !writesFile(thread, registers.rdi)) return;
+        if (seen) seen->push_back(seenAs(thread, registers));
         const int call = end.calls++;
         const bool now = call == fate.call || (call > fate.call && fate.forGood);
         if (fate.kind == Fate::Nothing || !now) return;
