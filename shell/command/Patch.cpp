@@ -17,7 +17,7 @@ namespace {
 
 struct Arguments {
     std::string survey, patch;
-    bool overwrite = false, reverse = false;
+    bool overwrite = false, reverse = false, unsaved = false;
 };
 
 void write(const GlobalOptions& options, const Arguments& arguments) {
@@ -30,7 +30,8 @@ void write(const GlobalOptions& options, const Arguments& arguments) {
         if (field.origin != Origin::Survey) continue; // masks stay
         patch.beginField(field.name, field.width);
         for (const std::uint32_t fragment : store.changedFragments(field.name))
-            if (const auto change = store.changeFromOrigin(field.name, fragment, field.present)) {
+            if (const auto change = arguments.unsaved ? store.changeFromOrigin(field.name, fragment, field.present)
+                                                      : store.changeOfAll(field.name, fragment)) {
                 patch.add(survey.ranges().at(fragment).first, *change);
                 changed += change->changed();
             }
@@ -113,9 +114,13 @@ void addPatch(CLI::App& program, const GlobalOptions& options) {
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("FILE", arguments->survey, "The survey")->required();
     command->add_option("OUT", arguments->patch, "The patch to write")->required();
+    command->add_flag("--unsaved", arguments->unsaved,
+                      "Only what FILE does not have: without the edits that were saved in place");
     command->add_flag("--overwrite", arguments->overwrite, "Replace OUT if it exists");
     command->callback([&options, arguments] { write(options, *arguments); });
-    command->footer("Examples:\n  corvane patch tile.laz tile.patch");
+    command->footer("The patch is for a copy of FILE from before the first edit that is kept, also when FILE was saved "
+                    "in place since. Examples:\n  corvane patch tile.laz tile.patch\n"
+                    "  corvane patch tile.laz more.patch --unsaved");
 }
 
 void addApply(CLI::App& program, const GlobalOptions& options) {

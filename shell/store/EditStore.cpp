@@ -178,6 +178,17 @@ std::optional<FragmentChange> EditStore::changeFromOrigin(const std::string& fie
     return state_->sumOf(part, legs);
 }
 
+std::optional<FragmentChange> EditStore::changeOfAll(const std::string& field, std::uint32_t fragment) const {
+    std::unique_lock lock(state_->mutex);
+    const Line& line = state_->line(field);
+    // Saved in place, the survey is a version amid the others.
+    const auto legs = line.anchor == 0 ? state_->legsFromOrigin(line, fragment, line.present)
+                                       : state_->legsBetween(line, fragment, 0, line.present);
+    const StoreState::Part part = {field, fragment, line.width};
+    lock.unlock();
+    return state_->sumOf(part, legs);
+}
+
 std::optional<FragmentChange> EditStore::changeBetween(const std::string& field, std::uint32_t fragment, StepId from,
                                                        StepId to) const {
     std::unique_lock lock(state_->mutex);

@@ -122,6 +122,10 @@ public:
     std::optional<FragmentChange> changeFromOrigin(const std::string& field, std::uint32_t fragment,
                                                    StepId afterStep) const;
 
+    /// What all edits that are kept come to: from the survey before the oldest of them, also when it was saved in place
+    /// since, to the present. None for a fragment that none of them changed.
+    std::optional<FragmentChange> changeOfAll(const std::string& field, std::uint32_t fragment) const;
+
     /// What leads from one version to another; none for a fragment that no step between them changed.
     std::optional<FragmentChange> changeBetween(const std::string& field, std::uint32_t fragment, StepId from,
                                                 StepId to) const;

@@ -224,6 +224,16 @@ TEST_F(EditStore, aReplayAndAPatchGiveTheSameBytes) {
         ASSERT_EQ(corvane({"undo", survey, "2"}).status, 0);
         EXPECT_TRUE(saved(survey).bytes() == before);
     }
+    // Saved in place, they are still what was done to the survey as others have it.
+    ASSERT_EQ(corvane({"save", in, "--in-place"}).status, 0);
+    ASSERT_EQ(corvane({"patch", in, patch, "--overwrite"}).status, 0);
+    ASSERT_EQ(corvane({"apply", copy, patch}).status, 0);
+    EXPECT_TRUE(saved(copy).bytes() == expected.bytes());
+    ASSERT_EQ(corvane({"undo", in}).status, 0);
+    ASSERT_EQ(corvane({"patch", in, patch, "--overwrite", "--unsaved"}).status, 0);
+    ASSERT_EQ(corvane({"apply", copy, patch}).status, 0);
+    EXPECT_TRUE(saved(copy).bytes() == saved(in).bytes());
+
     write(patch, bytesOf(patch).substr(0, bytesOf(patch).size() / 2));
     expectRefused({"apply", copy, patch}, 1, {"edits.patch"});
 }
