@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane save and discard: what becomes of the edits that are kept of a survey.
+#include "Kesh/values/LabelAttributes.hpp"
 #include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/KeptEdits.hpp"
@@ -17,7 +18,7 @@ namespace {
 
 struct Arguments {
     std::string survey, out;
-    bool overwrite = false, inPlace = false;
+    bool overwrite = false, inPlace = false, withLabels = false;
 };
 
 void save(const GlobalOptions& options, const Arguments& arguments) {
@@ -26,7 +27,10 @@ void save(const GlobalOptions& options, const Arguments& arguments) {
     CommandSession session(options);
     const auto survey = session.open(arguments.survey);
     const auto begin = std::chrono::steady_clock::now();
-    session.save(*survey, arguments.out, arguments.overwrite);
+    const auto labels = Kesh::readLabelSet(survey->points().findField(ClassificationName)->attributes());
+    if (arguments.withLabels && !labels)
+        throw Failure(fmt::format("{}: no names of its classes are kept that could be written.", arguments.survey));
+    session.save(*survey, arguments.out, arguments.overwrite, arguments.withLabels ? &*labels : nullptr);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     std::error_code error; // the file may have been taken away already
     const auto bytes = std::filesystem::file_size(arguments.out, error);
@@ -58,6 +62,10 @@ void saveInPlace(const GlobalOptions& options, const std::string& path) {
 void run(const GlobalOptions& options, const Arguments& arguments) {
     if (arguments.inPlace != arguments.out.empty())
         throw UsageError("save: name the file to write, or give --in-place to write into FILE itself.");
+    if (arguments.inPlace && arguments.withLabels)
+        throw UsageError(
+            "--with-labels: the names of classes lie in the head of FILE, by which its edits know it; give "
+            "another file to write instead of --in-place.");
     if (options.edits.original) throw UsageError("--original: the file is there already; save writes the edits.");
     arguments.inPlace ? saveInPlace(options, arguments.survey) : save(options, arguments);
 }
@@ -94,6 +102,7 @@ void addSave(CLI::App& program, const GlobalOptions& options) {
     command->add_option("OUT", arguments->out, "The file to write");
     command->add_flag("--in-place", arguments->inPlace,
                       "Write into FILE itself what differs, and nothing else; undo goes back behind it all the same");
+    command->add_flag("--with-labels", arguments->withLabels, "Save the names of the classes in OUT, too");
     command->add_flag("--overwrite", arguments->overwrite, "Replace OUT if it exists");
     command->callback([&options, arguments] { run(options, *arguments); });
     command->footer("The edits and their history stay with FILE. Examples:\n  corvane save tile.laz fixed.laz\n"

@@ -336,6 +336,22 @@ TEST_F(EditStore, restoresWhatWasBefore) {
     expectRefused({"restore", in, "--values-of", copy}, 1, {"1999 points", "2000", "not the same points"});
 }
 
+TEST_F(EditStore, writesLabelsThatItKeeps) {
+    const std::string path = folder / "labels.json";
+    write(path, R"({"objects": [{"name": "points", "type": "Field", "parameters": {"name": "Classification"}},
+        {"name": "labels", "type": "Compute/Labels"}],
+        "connections": [{"from": "points.field", "to": "labels.inputfield"}],
+        "actions": [{"set": {"points.name": "Classification"}}]})");
+    edit({"run", path}, in);
+    expectRefused({"save", in, "--in-place", "--with-labels"}, 2, {"--with-labels", "another file"});
+    ASSERT_EQ(corvane({"save", in, out, "--with-labels"}).status, 0);
+    const json derived = corvane({"labels", in, "--derive", "--json"}).document()["labels"];
+    const json written = corvane({"labels", out, "--json"}).document()["labels"];
+    ASSERT_EQ(written.size(), derived.size());
+    for (std::size_t i = 0; i < written.size(); ++i)
+        EXPECT_TRUE(written[i]["value"] == derived[i]["value"] && written[i]["name"] == derived[i]["name"]);
+}
+
 TEST_F(EditStore, forgetsHistoryAndKeepsEdits) {
     const std::string before = bytesOf(in);
     edit({"run", network(Select)}, in);
