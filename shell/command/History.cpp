@@ -144,7 +144,7 @@ Commit endingOf(const EditStore& store) {
     return commit;
 }
 
-void drop(const GlobalOptions& options, const Arguments& arguments) {
+void drop(const GlobalOptions& options, const Arguments& arguments, bool json) {
     if (!arguments.older.empty()) parseTime(arguments.older);
     EditStore store = openEdits(options, arguments.survey, EditStore::Access::Write);
     const std::size_t before = entriesOf(store).size();
@@ -157,6 +157,13 @@ void drop(const GlobalOptions& options, const Arguments& arguments) {
     store.close();
     if (empty) EditStore::remove(store.path());
     const std::uintmax_t now = empty ? 0 : std::filesystem::file_size(store.path());
+    if (json)
+        return printJson({{"survey", arguments.survey},
+                          {"store", store.path()},
+                          {"forgotten", before - left},
+                          {"left", left},
+                          {"bytesBefore", bytes},
+                          {"bytes", now}});
     fmt::print("forgot how {} of {} edits were made; {} had {} bytes and has {}\n", before - left, before,
                escaped(store.path()), bytes, now);
 }
@@ -221,7 +228,7 @@ void addHistory(CLI::App& program, const GlobalOptions& options) {
         ->needs(drop);
     const auto json = addJsonFlag(*command);
     command->callback([&options, arguments, json] {
-        arguments->drop ? ::corvane::drop(options, *arguments) : show(options, *arguments, *json);
+        arguments->drop ? ::corvane::drop(options, *arguments, *json) : show(options, *arguments, *json);
     });
     command->footer("Examples:\n  corvane history tile.laz\n  corvane history tile.laz --network > again.json\n"
                     "  corvane run again.json --survey other.laz --save fixed.laz\n"
