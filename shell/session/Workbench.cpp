@@ -196,7 +196,8 @@ void Workbench::Parts::relabel(const Kesh::LabelSet& labels) {
 
 /// Classes that nobody named can be edited, too.
 void Workbench::Parts::label(const std::set<int>& values) {
-    const auto labels = withLabelsFor(survey(), edits->labels(), values);
+    const Survey& labelled = survey(); // throws when it is not open any more
+    const auto labels = withLabelsFor(labelled, edits->labels(), values);
     if (labels) edits->setLabels(*labels, false);
 }
 

@@ -271,6 +271,25 @@ TEST_F(Benches, looksAtSurveysOfNoPointAndOfOne) {
     }
 }
 
+/// What was done is kept all the same.
+TEST_F(Benches, aFileThatIsGoneEndsTheWork) {
+    makeSurvey("in.las", 1000);
+    auto bench = open(in);
+    Stroke all = allWithin(nullptr);
+    all.outline = Stroke::Rectangle{{-1e7, -1e7}, {1e7, 1e7}};
+    bench->selectAndAssign(all, {}, 6);
+    const Seen before = seen(bench->state());
+    std::filesystem::rename(in, in + ".elsewhere");
+    EXPECT_THROW(bench->saveInPlace(), Failure);
+    EXPECT_THROW(bench->setLocked(2, true), Failure);
+    EXPECT_THROW(bench->undo(), Failure);
+    EXPECT_THROW(bench->select(all, Selecting::Add), Failure);
+    EXPECT_FALSE(bench->record().empty());
+    bench.reset();
+    std::filesystem::rename(in + ".elsewhere", in);
+    EXPECT_TRUE(seen(open(in)->state()) == before);
+}
+
 /// Nobody is left with a store for having looked.
 TEST_F(Benches, lookingLeavesNothingBehind) {
     makeSurvey("in.las", 1000);
