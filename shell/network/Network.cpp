@@ -29,6 +29,12 @@ std::vector<std::string> namesOf(const std::vector<StrongPtr<VSlot>>& slots) {
     return names;
 }
 
+/// Whether there is a value, and of this type. There is none where what makes values of a type was never loaded.
+bool holds(const VSlot& slot, const Kesh::ValuePool& pool, const std::type_info& type) {
+    const auto value = slot.getValueBase(pool);
+    return value && value->type() == type;
+}
+
 /// "object.slot" in its two parts.
 std::pair<std::string, std::string> splitPath(const std::string& path) {
     const std::size_t dot = path.rfind('.');
@@ -220,7 +226,7 @@ void Network::checkInputs(const VObject& object) const {
 
 /// The module's own rule for the fields that it works on.
 void Network::checkAccepted(const VSlot& target, const VSlot& source, const std::string& input) const {
-    if (source.getValueBase(*pool_)->type() != typeid(Fiber::FieldSelector)) return;
+    if (!holds(source, *pool_, typeid(Fiber::FieldSelector))) return;
     const auto accepted = target.owner().accept(source, *pool_);
     if (accepted && !*accepted)
         throw UsageError(fmt::format("{}.{} cannot be connected to {}: {}", source.owner().BaseName(), source.name(),
@@ -247,7 +253,7 @@ void Network::set(const std::string& path, const std::string& text) {
 template <class T>
 void Network::setTyped(const std::string& path, const T& value, const std::string& what) {
     const auto target = slot(path);
-    if (target->getValueBase(*pool_)->type() != typeid(T)) throw UsageError(fmt::format("{} holds no {}.", path, what));
+    if (!holds(*target, *pool_, typeid(T))) throw UsageError(fmt::format("{} holds no {}.", path, what));
     const auto made = Holdfast::create<Kesh::VValue<T>>(value);
     setValue(target, made);
     record_.set(path, recorded(*made));
@@ -279,7 +285,7 @@ void Network::setValue(const StrongPtr<VSlot>& target, const StrongPtr<Kesh::VVa
 void Network::press(const std::string& path) {
     using Action = StrongPtr<Kesh::VAction>;
     const auto target = slot(path);
-    if (target->getValueBase(*pool_)->type() != typeid(Action))
+    if (!holds(*target, *pool_, typeid(Action)))
         throw UsageError(fmt::format("{} is no action and cannot be pressed; set it instead.", path));
     setValue(target, Holdfast::create<Kesh::VValue<Action>>(Holdfast::create<Kesh::VAction>()));
     record_.press(path);
@@ -287,7 +293,7 @@ void Network::press(const std::string& path) {
 
 void Network::draw(const std::string& path, const Stroke& stroke) {
     const auto target = slot(path);
-    if (target->getValueBase(*pool_)->type() != typeid(Kesh::Brush))
+    if (!holds(*target, *pool_, typeid(Kesh::Brush)))
         throw UsageError(fmt::format("{} holds no brush; draw into the \"{}\" of an object of type \"{}\".", path,
                                      BrushObject::Output, BrushType));
     setValue(target, Holdfast::create<Kesh::VValue<Kesh::Brush>>(brushOf(stroke, *survey_)));
