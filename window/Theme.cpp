@@ -66,10 +66,13 @@ QString nameOf(Theme theme) {
     return QLatin1String(theme == Theme::Light ? "light" : theme == Theme::Dark ? "dark" : "auto");
 }
 
-bool isDark(Theme theme) { return theme == Theme::Dark || (theme == Theme::Auto && desktopIsDark()); }
+bool isDark(Theme theme) {
+    const bool desktop = desktopIsDark(); // is asked first in any case, before the desktop's palette is replaced
+    return theme == Theme::Dark || (theme == Theme::Auto && desktop);
+}
 
 void apply(Theme theme, QApplication& application) {
-    const bool dark = isDark(theme); // asks the desktop before its palette is replaced
+    const bool dark = isDark(theme);
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
     QApplication::setPalette(paletteOf(shadesOf(dark)));
     application.setStyleSheet(QStringLiteral("QToolTip { padding: 3px; }"
