@@ -6,7 +6,6 @@
 #include "window/Screenshot.hpp"
 
 #include <QApplication>
-#include <QFile>
 #include <QFontInfo>
 #include <QTimer>
 
@@ -50,7 +49,7 @@ int show(const WindowOptions& options) {
                       "Sans (Debian: fonts-dejavu-core).");
     MainWindow window(options);
     window.show();
-    if (!options.file.empty()) window.open(QFile::decodeName(options.file.c_str()));
+    if (!options.file.empty()) window.open(options.file);
     QTimer asking;
     QObject::connect(&asking, &QTimer::timeout, &window, [&] {
         if (options.shouldClose && options.shouldClose()) QApplication::exit(EXIT_FAILURE);

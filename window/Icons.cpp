@@ -154,14 +154,6 @@ void paintSign(QPainter& painter, Sign sign) {
         return paintSave(painter);
     case Sign::Open:
         return polyline(painter, {{3, 19}, {3, 5}, {9, 5}, {11, 8}, {20, 8}, {20, 19}, {3, 19}});
-    case Sign::Apply:
-        return polyline(painter, {{4, 13}, {10, 19}, {20, 6}});
-    case Sign::Clear:
-        polyline(painter, {{6, 6}, {18, 18}});
-        return polyline(painter, {{18, 6}, {6, 18}});
-    case Sign::Back:
-        polyline(painter, {{20, 12}, {5, 12}});
-        return polyline(painter, {{11, 6}, {5, 12}, {11, 18}});
     }
 }
 

@@ -14,7 +14,7 @@ void paintLock(QPainter& painter, const QRect& area, const QColor& ink, bool clo
 
 QIcon toolIcon(Tool tool, const QColor& ink);
 
-enum class Sign { Undo, Redo, Fit, Save, Open, Apply, Clear, Back };
+enum class Sign { Undo, Redo, Fit, Save, Open };
 QIcon signIcon(Sign sign, const QColor& ink);
 
 } // namespace corvane

@@ -180,11 +180,13 @@ QString MainWindow::hintText() const {
 
 // --------------------------------------------------------------------------------------------------------- the files
 
-void MainWindow::open(const QString& path) {
+void MainWindow::open(const QString& path) { open(QFile::encodeName(path).toStdString()); }
+
+void MainWindow::open(const std::string& path) {
     saveInPlace_.reset();
     saveStrip_->hide();
-    say(QStringLiteral("Opening %1").arg(QFileInfo(path).fileName()), false);
-    work_->open(QFile::encodeName(path).toStdString());
+    say(QStringLiteral("Opening %1").arg(QFileInfo(QFile::decodeName(path.c_str())).fileName()), false);
+    work_->open(path);
 }
 
 void MainWindow::chooseFile() {
@@ -299,7 +301,12 @@ void MainWindow::setTheme(Theme theme) {
 
 void MainWindow::showState() {
     const WorkbenchState& state = work_->state();
-    if (!state.open) return;
+    if (!state.open) {
+        start_->setRecentFiles(settings_.recentFiles());
+        middle_->setCurrentWidget(start_);
+        setWindowTitle(QStringLiteral("Corvane"));
+        return;
+    }
     if (middle_->currentWidget() == start_ || windowFilePath() != QString::fromStdString(state.path)) {
         middle_->setCurrentIndex(1);
         setWindowFilePath(QString::fromStdString(state.path));

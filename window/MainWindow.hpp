@@ -34,6 +34,8 @@ public:
     explicit MainWindow(const WindowOptions& options);
     ~MainWindow() override;
 
+    /// As bytes, since names of files need not be UTF-8.
+    void open(const std::string& path);
     void open(const QString& path);
 
     /// Writes what was done since then as a network file, when the update thread has come to that.

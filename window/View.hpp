@@ -40,6 +40,7 @@ public:
     /// Looks with another camera, of which the present one can be gone back to.
     void look(Camera camera);
     void lookBack();
+    void forgetEarlier() { earlier_.clear(); } ///< there is no way back from here
     void fit(const PlaceBox& box);
     void centreOn(const Sextant::PhysicalSpace::point& position);
 

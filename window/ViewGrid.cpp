@@ -85,6 +85,7 @@ void ViewGrid::setSurvey(const BoundingBox& expressible, const BoundingBox& box)
     box_ = box;
     setProfile(throughMiddle(box));
     fitAll(box);
+    for (View* view : views_) view->forgetEarlier(); // cameras of another survey
 }
 
 void ViewGrid::fit(View& view, const BoundingBox& box) {

@@ -79,6 +79,7 @@ UpdateMail::Events Workplace::mailEvents() {
     events.updated = [this](std::uint64_t call, const WorkbenchState& state) { updated(call, state); };
     events.failed = [this](std::uint64_t call, const QString& sentence, bool interrupted) {
         pending_.erase(call);
+        if (call == openCall_) nothingIsOpen();
         events_.said(sentence, !interrupted);
         events_.stateChanged();
     };
@@ -130,6 +131,12 @@ void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
     if (!state.status.empty() && state.status != before.status)
         events_.said(QString::fromStdString(state.status), false);
     events_.stateChanged();
+}
+
+/// The update thread has closed what was open before it tried.
+void Workplace::nothingIsOpen() {
+    state_ = {};
+    scene_.close();
 }
 
 void Workplace::startWith(const WorkbenchState& state) {
@@ -286,6 +293,7 @@ View::Events Workplace::eventsOf(int view) {
 
 void Workplace::drawing(const std::optional<Stroke>& stroke, Selecting how) {
     drawingNow_ = stroke.has_value();
+    drawingHow_ = how;
     if (!isOpen()) return;
     if (stroke)
         updates_.preview(*stroke, how, rule(), choices_.to);
@@ -295,7 +303,7 @@ void Workplace::drawing(const std::optional<Stroke>& stroke, Selecting how) {
 
 void Workplace::previewed(const StrokePreview& preview) {
     if (!drawingNow_) return;
-    grid_->active().setForecast(forecastOf(preview, choices_.how));
+    grid_->active().setForecast(forecastOf(preview, drawingHow_));
 }
 
 void Workplace::drawn(const Stroke& stroke, Selecting how) {

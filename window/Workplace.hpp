@@ -107,6 +107,7 @@ private:
     SurveyScene::Events sceneEvents();
 
     void updated(std::uint64_t call, const WorkbenchState& state);
+    void nothingIsOpen();
     void startWith(const WorkbenchState& state);
     void drawing(const std::optional<Stroke>& stroke, Selecting how);
     void drawn(const Stroke& stroke, Selecting how);
@@ -135,6 +136,7 @@ private:
     std::shared_ptr<const Kesh::LabelSet> paletteOf_;
     std::map<std::string, std::pair<double, double>> ranges_; // of columns; heights have no name
     bool fitted_ = false, moved_ = false, drawingNow_ = false;
+    Selecting drawingHow_ = Selecting::Replace;
     std::uint64_t openCall_ = 0, undoCall_ = 0;
     std::set<std::uint64_t> pending_; // calls that are not answered
     std::optional<PickedPoint> underCursor_;

@@ -201,6 +201,7 @@ TEST_F(Window, opensWhateverSurveyThereIs) {
     driver.window().open(QString::fromStdString(folder / "nowhere.las"));
     EXPECT_TRUE(driver.until([&] { return driver.window().failed(); }));
     EXPECT_NE(driver.said().find("nowhere.las"), std::string::npos) << driver.said();
+    EXPECT_FALSE(driver.work().isOpen());
     driver.open(in);
     EXPECT_EQ(driver.state().points, 20000u);
 }
