@@ -23,7 +23,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct CompareArguments {
     std::string before, after, field = ClassificationName, changes, suffix;
     std::vector<std::string> only;
     LimitArguments limits;
@@ -57,7 +57,7 @@ struct Compared {
 };
 
 Compared compare(const GlobalOptions& options, const Survey& survey, const LasFile& before, const LasFile& after,
-                 const Arguments& arguments) {
+                 const CompareArguments& arguments) {
     Terminal terminal(options.quiet);
     CallLimits limits(arguments.limits);
     ComparisonOptions how;
@@ -72,7 +72,7 @@ Compared compare(const GlobalOptions& options, const Survey& survey, const LasFi
 }
 
 /// Returns what was lost of a file that it replaces: sentences.
-std::vector<std::string> writeChanges(const Arguments& arguments, const Survey& before,
+std::vector<std::string> writeChanges(const CompareArguments& arguments, const Survey& before,
                                       const SurveyComparison& comparison) {
     const bool classes = comparison.field == ClassificationName;
     OutputFile file(arguments.changes, arguments.overwrite);
@@ -83,13 +83,13 @@ std::vector<std::string> writeChanges(const Arguments& arguments, const Survey& 
     return file.commit();
 }
 
-std::vector<std::string> permittedNames(const Arguments& arguments) {
+std::vector<std::string> permittedNames(const CompareArguments& arguments) {
     std::vector<std::string> names = arguments.only;
     if (contains(names, Labels)) names.insert(names.end(), LabelParts.begin(), LabelParts.end());
     return names;
 }
 
-void requireOnly(const Arguments& arguments, const SurveyComparison& comparison) {
+void requireOnly(const CompareArguments& arguments, const SurveyComparison& comparison) {
     std::vector<std::string> others = comparison.differing();
     const std::vector<std::string> permitted = permittedNames(arguments);
     std::erase_if(others, [&](const std::string& name) { return contains(permitted, name); });
@@ -101,7 +101,7 @@ void requireOnly(const Arguments& arguments, const SurveyComparison& comparison)
 
 /// Compares two files; `say` gets what was found before it is told that it is not as it should be.
 using Found = std::function<void(const Compared& compared, const LasFile& before, const LasFile& after)>;
-void run(const GlobalOptions& options, const Arguments& arguments, Reading reading, const Found& say) {
+void run(const GlobalOptions& options, const CompareArguments& arguments, Reading reading, const Found& say) {
     const auto earlier = openSurvey(options, arguments.before, reading);
     const auto later = openSurvey(options, arguments.after, reading);
     const LasFile before = earlier->edited(), after = later->edited();
@@ -120,7 +120,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, Reading readi
                                    arguments.after, arguments.before));
 }
 
-void runOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void runOne(const GlobalOptions& options, const CompareArguments& arguments, bool json) {
     if (!arguments.changes.empty()) {
         if (listingFormatOf(arguments.changes) != ListingFormat::GeoJson)
             throw UsageError(fmt::format("--changes {}: changes are written as GeoJSON; give the file the ending "
@@ -136,7 +136,7 @@ void runOne(const GlobalOptions& options, const Arguments& arguments, bool json)
     });
 }
 
-void answerFor(const GlobalOptions& options, const Arguments& arguments, Json& answer) {
+void answerFor(const GlobalOptions& options, const CompareArguments& arguments, Json& answer) {
     readingWhatIsSound({arguments.before, arguments.after}, [&](Reading reading) {
         run(options, arguments, reading, [&](const Compared& compared, const LasFile& before, const LasFile& after) {
             answer = {{"file", arguments.after}};
@@ -189,7 +189,7 @@ std::vector<std::string> unpaired(const std::map<std::string, std::string>& thes
     return sentences;
 }
 
-void runMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
+void runMany(const CLI::App& command, const GlobalOptions& options, const CompareArguments& arguments,
              const BatchArguments& batch, bool json) {
     if (!arguments.changes.empty()) throw UsageError("--changes: takes the changes of one pair of files.");
     const auto before = surveysByTile(surveysNamed({arguments.before}));
@@ -202,7 +202,7 @@ void runMany(const CLI::App& command, const GlobalOptions& options, const Argume
             partners[path] = partner->second;
         }
     const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
-        Arguments one = arguments;
+        CompareArguments one = arguments;
         one.before = partners.at(task.in);
         one.after = task.in;
         answerFor(given, one, answer);
@@ -232,7 +232,7 @@ void addCompare(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "compare", "Count how the classes changed between two surveys of the same points, and name everything else "
                    "that differs. Says with --only, by its exit status, whether an edit did what it should.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<CompareArguments>();
     const auto batch = std::make_shared<BatchArguments>();
     command->add_option("BEFORE", arguments->before, "The survey as it was, or a folder or pattern of many")
         ->required();

@@ -20,7 +20,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct ConvertArguments {
     std::string in, out;
     std::optional<std::uint32_t> chunkPoints;
     std::optional<unsigned> pointFormat;
@@ -62,7 +62,7 @@ struct Plan {
     std::vector<std::string> notices;
 };
 
-Plan planFor(const LasFile& las, const Arguments& arguments) {
+Plan planFor(const LasFile& las, const ConvertArguments& arguments) {
     Plan plan{Packing::forName(arguments.out, las), {}, {}};
     if (arguments.copc && !plan.packing.compressed)
         throw UsageError(
@@ -102,7 +102,7 @@ struct Written {
     double seconds;
 };
 
-Written convert(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
+Written convert(const GlobalOptions& options, const ConvertArguments& arguments, Reading reading) {
     checkMayWriteSurvey(arguments.out, arguments.overwrite);
     const auto survey = openSurvey(options, arguments.in, reading);
     LasFile las = survey->edited();
@@ -132,20 +132,22 @@ Written convert(const GlobalOptions& options, const Arguments& arguments, Readin
 }
 
 /// Says what was written of a file even if that is not all of it.
-void run(const GlobalOptions& options, const Arguments& arguments, const std::function<void(const Written&)>& say) {
+void run(const GlobalOptions& options, const ConvertArguments& arguments,
+         const std::function<void(const Written&)>& say) {
     readingWhatIsSound({arguments.in}, [&](Reading reading) {
         say(convert(options, arguments, reading));
         if (reading == Reading::Sound) requireWhole(LasFile::open(arguments.in, reading));
     });
 }
 
-Json asJson(const Arguments& arguments, const Written& written) {
+Json asJson(const ConvertArguments& arguments, const Written& written) {
     return {{"file", arguments.in},
             {"points", written.points},
             {"written", {{"file", arguments.out}, {"bytes", written.bytes}, {"seconds", written.seconds}}}};
 }
 
-void convertOne(const GlobalOptions& options, Arguments& arguments, const std::vector<std::string>& files, bool json) {
+void convertOne(const GlobalOptions& options, ConvertArguments& arguments, const std::vector<std::string>& files,
+                bool json) {
     if (files.size() < 2) throw UsageError("OUT is missing: name the file to write, or a folder with --out-dir.");
     arguments.in = files[0];
     arguments.out = files[1];
@@ -155,8 +157,8 @@ void convertOne(const GlobalOptions& options, Arguments& arguments, const std::v
     });
 }
 
-void convertMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, BatchArguments& batch,
-                 bool json) {
+void convertMany(const CLI::App& command, const GlobalOptions& options, ConvertArguments& arguments,
+                 BatchArguments& batch, bool json) {
     if (batch.outDir.empty()) throw UsageError("Several files are converted into a folder: give --out-dir FOLDER.");
     if (batch.suffix.empty() && arguments.copc) batch.suffix = ".copc.laz";
     batch.overwrite = arguments.overwrite;
@@ -166,7 +168,7 @@ void convertMany(const CLI::App& command, const GlobalOptions& options, Argument
     const auto answers = forEachFile(
         command, options, batch, tasks,
         [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
-            Arguments one = arguments;
+            ConvertArguments one = arguments;
             one.in = task.in;
             one.out = task.out;
             run(given, one, [&](const Written& written) { answer = asJson(one, written); });
@@ -185,7 +187,7 @@ void convertMany(const CLI::App& command, const GlobalOptions& options, Argument
     requireAllWell(answers);
 }
 
-void addOptions(CLI::App& command, Arguments& arguments) {
+void addOptions(CLI::App& command, ConvertArguments& arguments) {
     CLI::Option* chunk =
         command
             .add_option("--chunk", arguments.chunkPoints,
@@ -210,7 +212,7 @@ void addConvert(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "convert", "Write the same survey compressed or not, as the name of OUT says (.laz, .las), or in another point "
                    "format. All else stays as it is.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ConvertArguments>();
     const auto batch = std::make_shared<BatchArguments>();
     command
         ->add_option("FILES", batch->files,

@@ -19,7 +19,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct HelpArguments {
     std::string command, manFolder, shell;
 };
 
@@ -49,7 +49,7 @@ CLI::Validator isCommand(const std::vector<std::string>& names) {
     return {check, fmt::format("{{{}}}", fmt::join(names, ","))};
 }
 
-void run(const CLI::App& program, const std::string& version, const Arguments& arguments) {
+void run(const CLI::App& program, const std::string& version, const HelpArguments& arguments) {
     if (!arguments.manFolder.empty()) return writeManPages(program, version, arguments.manFolder);
     if (!arguments.shell.empty()) return fmt::print("{}", completionFor(arguments.shell, program));
     fmt::print("{}", helpOf(arguments.command.empty() ? program : *program.get_subcommand(arguments.command)));
@@ -59,7 +59,7 @@ void run(const CLI::App& program, const std::string& version, const Arguments& a
 
 void addHelp(CLI::App& program, const std::string& version) {
     CLI::App* command = program.add_subcommand("help", "Show the help of the program or of a command.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<HelpArguments>();
     std::vector<std::string> names;
     for (const CLI::App* known : commandsOf(program)) names.push_back(known->get_name());
     command->add_option("COMMAND", arguments->command, "The command, as in: corvane help info")

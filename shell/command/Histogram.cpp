@@ -31,14 +31,14 @@ constexpr std::size_t OnePassMemory = std::size_t{16} << 20;
 /// The same where an expression is looked at before the points are counted: what is counted stays meanwhile.
 constexpr std::size_t WhereMemory = std::size_t{64} << 20;
 
-struct Arguments {
+struct HistogramArguments {
     std::string field = ClassificationName, mask, secondary, labels, plot;
     LimitArguments limits;
     bool overwrite = false;
 };
 
 /// Checks what can be checked before the survey is opened.
-void checkCall(const Arguments& arguments) {
+void checkCall(const HistogramArguments& arguments) {
     if (!arguments.mask.empty() && arguments.limits.any())
         throw UsageError("--mask: counts where a field is not zero, and takes no other limit.");
     if (arguments.plot.empty()) return;
@@ -70,7 +70,7 @@ std::string maskField(const Survey& survey, const std::string& name) {
 }
 
 /// Names for every class; none for the values of another field.
-Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
+Kesh::LabelSet labelsOf(const Survey& survey, const HistogramArguments& arguments) {
     std::set<int> classes;
     if (survey.findField(arguments.field).name == ClassificationName)
         for (int value = 0; value <= std::numeric_limits<std::uint8_t>::max(); ++value) classes.insert(value);
@@ -81,12 +81,12 @@ Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
 std::string fileName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
 
 /// What was counted, for the picture.
-std::string regionText(const Arguments& arguments) {
+std::string regionText(const HistogramArguments& arguments) {
     if (!arguments.mask.empty()) return fmt::format("where {} is not zero", arguments.mask);
     return arguments.limits.any() ? limitText(arguments.limits) : "whole survey";
 }
 
-CountTask::Region regionOf(const Survey& survey, const Arguments& arguments, const Kesh::LimitPtr& limit) {
+CountTask::Region regionOf(const Survey& survey, const HistogramArguments& arguments, const Kesh::LimitPtr& limit) {
     if (!arguments.mask.empty()) return CountTask::WhereNotZero{maskField(survey, arguments.mask)};
     if (limit) return brushOf(allWithin(limit), survey);
     return CountTask::WholeSurvey();
@@ -107,7 +107,7 @@ void print(const Counted& counted) {
 }
 
 /// Counts one file, and draws it if that is wanted; `say` gets the answer before what is not whole of it is told.
-void count(const GlobalOptions& options, const Arguments& arguments, const std::string& path, Reading reading,
+void count(const GlobalOptions& options, const HistogramArguments& arguments, const std::string& path, Reading reading,
            const std::function<void(const Counted&)>& say) {
     checkCall(arguments);
     CallLimits limits(arguments.limits);
@@ -142,7 +142,7 @@ void count(const GlobalOptions& options, const Arguments& arguments, const std::
     if (!result.complete()) throw NotClean(path + ": the count is incomplete: some points could not be had.");
 }
 
-void countOne(const GlobalOptions& options, const Arguments& arguments, const std::string& path, bool json) {
+void countOne(const GlobalOptions& options, const HistogramArguments& arguments, const std::string& path, bool json) {
     readingWhatIsSound({path}, [&](Reading reading) {
         count(options, arguments, path, reading, [&](const Counted& counted) {
             if (!counted.miss.empty()) throw Failure(path + ": " + counted.miss);
@@ -151,7 +151,8 @@ void countOne(const GlobalOptions& options, const Arguments& arguments, const st
     });
 }
 
-void answerFor(const GlobalOptions& options, const Arguments& arguments, const std::string& path, Json& answer) {
+void answerFor(const GlobalOptions& options, const HistogramArguments& arguments, const std::string& path,
+               Json& answer) {
     readingWhatIsSound({path}, [&](Reading reading) {
         count(options, arguments, path, reading, [&](const Counted& counted) {
             answer = {{"file", counted.file}};
@@ -161,8 +162,8 @@ void answerFor(const GlobalOptions& options, const Arguments& arguments, const s
     });
 }
 
-void countMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, const BatchArguments& batch,
-               bool json) {
+void countMany(const CLI::App& command, const GlobalOptions& options, HistogramArguments& arguments,
+               const BatchArguments& batch, bool json) {
     if (!arguments.plot.empty()) throw UsageError("--plot: draws one file.");
     const auto tasks = tasksFor(surveysNamed(batch.files), batch);
     readPolygonsOnce(arguments.limits);
@@ -196,7 +197,7 @@ void countMany(const CLI::App& command, const GlobalOptions& options, Arguments&
     requireAllWell(answers);
 }
 
-void addOptions(CLI::App& command, Arguments& a) {
+void addOptions(CLI::App& command, HistogramArguments& a) {
     command.add_option("--field", a.field, "Field to count")->capture_default_str();
     addLimitOptions(command, a.limits);
     command.add_option("--mask", a.mask, "Count where this field of 8 bits is not zero");
@@ -213,7 +214,7 @@ void addOptions(CLI::App& command, Arguments& a) {
 void addHistogram(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "histogram", "Count the points of each class: of the whole survey, within limits, or in a mask.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<HistogramArguments>();
     const auto batch = std::make_shared<BatchArguments>();
     command->add_option("FILES", batch->files, "Surveys, folders of them, and patterns such as 'tiles/*.laz'")
         ->required();

@@ -16,7 +16,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct HistoryArguments {
     std::string survey, older;
     unsigned count = 1;
     bool network = false, drop = false;
@@ -93,7 +93,7 @@ void printNetwork(const EditStore& store, const std::vector<Entry>& entries) {
     printJson(replayNetwork(updates));
 }
 
-void show(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void show(const GlobalOptions& options, const HistoryArguments& arguments, bool json) {
     const EditStore store = openEdits(options, arguments.survey, EditStore::Access::Read);
     const std::vector<Entry> entries = entriesOf(store);
     if (arguments.network) return printNetwork(store, entries);
@@ -144,7 +144,7 @@ Commit endingOf(const EditStore& store) {
     return commit;
 }
 
-void drop(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void drop(const GlobalOptions& options, const HistoryArguments& arguments, bool json) {
     if (!arguments.older.empty()) parseTime(arguments.older);
     EditStore store = openEdits(options, arguments.survey, EditStore::Access::Write);
     const std::size_t before = entriesOf(store).size();
@@ -170,7 +170,7 @@ void drop(const GlobalOptions& options, const Arguments& arguments, bool json) {
 
 enum class Way { Back, Forth };
 
-void go(const GlobalOptions& options, const Arguments& arguments, Way way) {
+void go(const GlobalOptions& options, const HistoryArguments& arguments, Way way) {
     EditStore store = openEdits(options, arguments.survey, EditStore::Access::Write);
     std::vector<Entry> entries = entriesOf(store);
     if (way == Way::Back) std::ranges::reverse(entries);
@@ -202,7 +202,7 @@ void addWay(CLI::App& program, const GlobalOptions& options, Way way) {
         way == Way::Back
             ? program.add_subcommand("undo", "Take back the last edit that is kept of a survey, or several.")
             : program.add_subcommand("redo", "Do again what was undone last, or several edits.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<HistoryArguments>();
     command->add_option("FILE", arguments->survey, "The survey")->required();
     command->add_option("N", arguments->count, "How many edits")
         ->check(CLI::Range(1u, 1000000u))
@@ -217,7 +217,7 @@ void addWay(CLI::App& program, const GlobalOptions& options, Way way) {
 void addHistory(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "history", "List the edits that are kept of a survey: when, by which module, how many points.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<HistoryArguments>();
     command->add_option("FILE", arguments->survey, "The survey")->required();
     CLI::Option* network = command->add_flag("--network", arguments->network,
                                              "Print a network file that does the edits again, on another survey");

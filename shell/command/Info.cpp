@@ -232,7 +232,7 @@ void print(const LasFile& las, const Statistics& statistics) {
                        percentText(points, total));
 }
 
-struct Arguments {
+struct InfoArguments {
     std::string survey;
     bool statistics = false;
 };
@@ -273,7 +273,7 @@ void warnOfOrphans(const GlobalOptions& options, const std::vector<std::string>&
 
 /// What one file says; `say` gets it before it is told that it is damaged.
 using Answered = std::function<void(const LasFile& las, const std::optional<Statistics>& statistics)>;
-void look(const GlobalOptions& options, const Arguments& arguments, Reading reading, const Answered& say) {
+void look(const GlobalOptions& options, const InfoArguments& arguments, Reading reading, const Answered& say) {
     if (!arguments.statistics) {
         const LasFile las = openHead(options, arguments.survey, reading);
         say(las, std::nullopt);
@@ -294,7 +294,7 @@ Json answerOf(const LasFile& las, const std::optional<Statistics>& statistics) {
     return document;
 }
 
-void lookAtOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void lookAtOne(const GlobalOptions& options, const InfoArguments& arguments, bool json) {
     requireSurvey(options, arguments.survey);
     readingWhatIsSound({arguments.survey}, [&](Reading reading) {
         look(options, arguments, reading, [&](const LasFile& las, const std::optional<Statistics>& statistics) {
@@ -305,7 +305,7 @@ void lookAtOne(const GlobalOptions& options, const Arguments& arguments, bool js
     });
 }
 
-void answerFor(const GlobalOptions& options, const Arguments& arguments, Json& answer) {
+void answerFor(const GlobalOptions& options, const InfoArguments& arguments, Json& answer) {
     readingWhatIsSound({arguments.survey}, [&](Reading reading) {
         look(options, arguments, reading, [&](const LasFile& las, const std::optional<Statistics>& statistics) {
             answer = {{"file", arguments.survey}};
@@ -314,10 +314,10 @@ void answerFor(const GlobalOptions& options, const Arguments& arguments, Json& a
     });
 }
 
-void lookAtMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
+void lookAtMany(const CLI::App& command, const GlobalOptions& options, const InfoArguments& arguments,
                 const BatchArguments& batch, bool json) {
     const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
-        Arguments one = arguments;
+        InfoArguments one = arguments;
         one.survey = task.in;
         answerFor(given, one, answer);
     };
@@ -350,7 +350,7 @@ void lookAtMany(const CLI::App& command, const GlobalOptions& options, const Arg
 void addInfo(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command =
         program.add_subcommand("info", "Show what a LAS file says of itself; without --stats no point is read.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<InfoArguments>();
     const auto batch = std::make_shared<BatchArguments>();
     command->add_option("FILES", batch->files, "Surveys, folders of them, and patterns such as 'tiles/*.laz'")
         ->required();

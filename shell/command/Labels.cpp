@@ -20,7 +20,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct LabelsArguments {
     std::string survey, field = ClassificationName, out;
     bool standard = false, derive = false, overwrite = false;
 };
@@ -64,7 +64,7 @@ Kesh::LabelSet derived(CommandSession& session, const std::string& path, const s
     return *labels;
 }
 
-Kesh::LabelSet labelsOf(const GlobalOptions& options, const Arguments& arguments) {
+Kesh::LabelSet labelsOf(const GlobalOptions& options, const LabelsArguments& arguments) {
     if (arguments.derive) {
         CommandSession session(options);
         return derived(session, arguments.survey, arguments.field);
@@ -88,7 +88,7 @@ void print(const Kesh::LabelSet& labels) {
 
 Json asJson(const Kesh::LabelSet& labels) { return Json::parse(Kesh::VValueTrait<Kesh::LabelSet>::Text(labels)); }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void run(const GlobalOptions& options, const LabelsArguments& arguments, bool json) {
     if (!arguments.out.empty()) checkMayWrite(arguments.out, arguments.overwrite);
     const Kesh::LabelSet labels = labelsOf(options, arguments);
     if (!arguments.out.empty())
@@ -98,11 +98,11 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
 }
 
 /// A line for each class of each file.
-void runMany(const CLI::App& command, const GlobalOptions& options, const Arguments& arguments,
+void runMany(const CLI::App& command, const GlobalOptions& options, const LabelsArguments& arguments,
              const BatchArguments& batch, bool json) {
     if (!arguments.out.empty()) throw UsageError("--out: takes the labels of one file.");
     const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
-        Arguments one = arguments;
+        LabelsArguments one = arguments;
         one.survey = task.in;
         answer = {{"file", task.in}, {"labels", asJson(labelsOf(given, one))["labels"]}};
     };
@@ -124,7 +124,7 @@ void addLabels(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "labels", "Show what the classes of a survey are called, and write it as a label file: what the file's own "
                   "Classification Lookup says, or else the standard names of the classes that occur.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<LabelsArguments>();
     const auto batch = std::make_shared<BatchArguments>();
     command->add_option("FILES", batch->files, "Surveys, folders of them, and patterns")->required();
     CLI::Option* standard =

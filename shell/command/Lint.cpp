@@ -23,7 +23,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct LintArguments {
     std::string survey, rules, points;
     std::vector<std::string> classes, ignored;
     LimitArguments limits;
@@ -69,7 +69,7 @@ std::vector<std::string> linesOf(const LasFile& las, const LintReport& report) {
 }
 
 /// Writes every point that a finding is about, once for each. Returns what was lost of a file that it replaces.
-std::vector<std::string> writePoints(const Arguments& arguments, const LasFile& las, const LintReport& report,
+std::vector<std::string> writePoints(const LintArguments& arguments, const LasFile& las, const LintReport& report,
                                      const std::optional<Kesh::LabelSet>& names, const Kesh::LimitPtr& limit,
                                      const Watch& watch) {
     OutputFile file(arguments.points, arguments.overwrite);
@@ -93,7 +93,7 @@ void checkRules(const std::set<std::string>& rules, const std::string& where) {
             throw UsageError(fmt::format("{} {}: there is no such rule. {}", where, rule, suggestNames(rule, known)));
 }
 
-LintOptions optionsOf(const Arguments& arguments, const Survey& survey) {
+LintOptions rulesOf(const LintArguments& arguments, const Survey& survey) {
     LintOptions options;
     options.ignored = {arguments.ignored.begin(), arguments.ignored.end()};
     checkRules(options.ignored, "--ignore");
@@ -107,7 +107,7 @@ LintOptions optionsOf(const Arguments& arguments, const Survey& survey) {
     return options;
 }
 
-void checkPlace(const Arguments& arguments) {
+void checkPlace(const LintArguments& arguments) {
     if (arguments.points.empty()) return;
     if (!listingFormatOf(arguments.points))
         throw UsageError(fmt::format("--points {}: points are written as CSV or GeoJSON; give the file the ending .csv "
@@ -123,12 +123,12 @@ struct Found {
     std::vector<std::string> lines;
     std::string miss;
 };
-using Answered = std::function<void(const Found& found)>;
-void check(const GlobalOptions& options, const Arguments& arguments, Reading reading, const Answered& say) {
+using Checked = std::function<void(const Found& found)>;
+void check(const GlobalOptions& options, const LintArguments& arguments, Reading reading, const Checked& say) {
     checkPlace(arguments);
     const auto opened = openSurvey(options, arguments.survey, reading);
     const Survey& survey = *opened;
-    LintOptions rules = optionsOf(arguments, survey);
+    LintOptions rules = rulesOf(arguments, survey);
     CallLimits limits(arguments.limits);
     Terminal terminal(options.quiet);
     rules.limit = limits.on(survey, [&](const std::string& sentence) { terminal.note(sentence); });
@@ -150,7 +150,7 @@ void check(const GlobalOptions& options, const Arguments& arguments, Reading rea
                                count == 1 ? "" : "s", pointsText(report.points), las.header.pointFormat));
 }
 
-void checkOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void checkOne(const GlobalOptions& options, const LintArguments& arguments, bool json) {
     readingWhatIsSound({arguments.survey}, [&](Reading reading) {
         check(options, arguments, reading, [&](const Found& found) {
             if (!found.miss.empty()) throw Failure(fmt::format("{}: {}", arguments.survey, found.miss));
@@ -160,7 +160,7 @@ void checkOne(const GlobalOptions& options, const Arguments& arguments, bool jso
     });
 }
 
-void answerFor(const GlobalOptions& options, const Arguments& arguments, Json& answer) {
+void answerFor(const GlobalOptions& options, const LintArguments& arguments, Json& answer) {
     readingWhatIsSound({arguments.survey}, [&](Reading reading) {
         check(options, arguments, reading, [&](const Found& found) {
             answer = {{"file", arguments.survey}};
@@ -171,12 +171,12 @@ void answerFor(const GlobalOptions& options, const Arguments& arguments, Json& a
     });
 }
 
-void checkMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, const BatchArguments& batch,
-               bool json) {
+void checkMany(const CLI::App& command, const GlobalOptions& options, LintArguments& arguments,
+               const BatchArguments& batch, bool json) {
     if (!arguments.points.empty()) throw UsageError("--points: takes the points of one file.");
     readPolygonsOnce(arguments.limits);
     const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
-        Arguments one = arguments;
+        LintArguments one = arguments;
         one.survey = task.in;
         answerFor(given, one, answer);
     };
@@ -222,7 +222,7 @@ Examples:
   corvane lint tiles/ --rules contract.json --jobs 4)";
 }
 
-void addOptions(CLI::App& command, Arguments& a) {
+void addOptions(CLI::App& command, LintArguments& a) {
     command
         .add_option("--classes", a.classes,
                     "The classes that may occur: numbers, names, lists and ranges, e.g. 1,2,6,9,64-67; they are not "
@@ -244,7 +244,7 @@ void addLint(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand("lint", "Check the classes of a survey, and what its header says of the "
                                                        "points. The exit status is 3 when there are findings.");
     command->footer(listOfRules());
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<LintArguments>();
     const auto batch = std::make_shared<BatchArguments>();
     command->add_option("FILES", batch->files, "Surveys, folders of them, and patterns such as 'tiles/*.laz'")
         ->required();

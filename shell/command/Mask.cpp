@@ -13,7 +13,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct MaskArguments {
     std::string survey;
     bool clear = false, undo = false, redo = false;
 };
@@ -55,7 +55,7 @@ std::uint64_t selectedIn(const EditStore& store, const StoredField& mask) {
     return selected;
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void run(const GlobalOptions& options, const MaskArguments& arguments, bool json) {
     const bool writes = arguments.clear || arguments.undo || arguments.redo;
     EditStore store = openEdits(options, arguments.survey, writes ? EditStore::Access::Write : EditStore::Access::Read);
     if (arguments.clear) clear(store, masksOf(store));
@@ -80,7 +80,7 @@ void addMask(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "mask", "Say how many points are selected in the masks that are kept of a survey, clear them, or undo a "
                 "selection.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<MaskArguments>();
     command->add_option("FILE", arguments->survey, "The survey")->required();
     CLI::Option* clear = command->add_flag("--clear", arguments->clear, "Select nothing, and forget how it was");
     CLI::Option* undo = command->add_flag("--undo", arguments->undo, "Take back the last selection")->excludes(clear);

@@ -10,13 +10,13 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct OpenArguments {
     std::string survey, screenshot, theme, size;
     int views = 0;
     bool overwrite = false;
 };
 
-void run(const GlobalOptions& options, const Arguments& arguments) {
+void run(const GlobalOptions& options, const OpenArguments& arguments) {
     if (!arguments.screenshot.empty()) {
         if (arguments.survey.empty())
             throw UsageError("--screenshot: of which survey? Give FILE, too, as in corvane open FILE --screenshot "
@@ -39,7 +39,7 @@ void run(const GlobalOptions& options, const Arguments& arguments) {
 
 void addOpen(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand("open", "Open a window to look at a survey and edit it by hand.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<OpenArguments>();
     command->add_option("FILE", arguments->survey, "The survey; without one the window offers some");
     command->add_option("--views", arguments->views, "How many views: 1, 2 or 4")->check(CLI::IsMember({1, 2, 4}));
     command->add_option("--theme", arguments->theme, "auto, light or dark")

@@ -15,12 +15,12 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct PatchArguments {
     std::string survey, patch;
     bool overwrite = false, reverse = false, unsaved = false;
 };
 
-void write(const GlobalOptions& options, const Arguments& arguments) {
+void write(const GlobalOptions& options, const PatchArguments& arguments) {
     checkMayWrite(arguments.patch, arguments.overwrite);
     const EditStore store = openEdits(options, arguments.survey, EditStore::Access::Read);
     const Survey survey(arguments.survey);
@@ -80,7 +80,7 @@ Commit::Step stepFor(const EditPatch& patch, std::size_t number, const Survey& s
 }
 
 /// All or nothing: everything is checked before anything is stored.
-void apply(const GlobalOptions& options, const Arguments& arguments) {
+void apply(const GlobalOptions& options, const PatchArguments& arguments) {
     const EditPatch patch(arguments.patch);
     CommandSession session(options);
     const EditedSurvey edited = session.openToEdit(arguments.survey);
@@ -111,7 +111,7 @@ void apply(const GlobalOptions& options, const Arguments& arguments) {
 void addPatch(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "patch", "Write all edits that are kept of a survey as one small file, for somebody who has a copy of it.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<PatchArguments>();
     command->add_option("FILE", arguments->survey, "The survey")->required();
     command->add_option("OUT", arguments->patch, "The patch to write")->required();
     command->add_flag("--unsaved", arguments->unsaved,
@@ -127,7 +127,7 @@ void addApply(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "apply", "Do what a patch says, and keep it beside the survey as one edit that can be undone. Every point is "
                  "checked before anything changes.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<PatchArguments>();
     command->add_option("FILE", arguments->survey, "The survey: the same points as those of the patch, LAS or LAZ")
         ->required();
     command->add_option("PATCH", arguments->patch, "The patch")->required();

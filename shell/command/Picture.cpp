@@ -25,7 +25,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct PictureArguments {
     std::string survey, out, before, by = "class", labels, size;
     std::vector<double> profile;
     LimitArguments limits;
@@ -44,7 +44,7 @@ std::optional<Slice> sliceOf(const std::vector<double>& numbers) {
     return slice;
 }
 
-Kesh::LabelSet labelsOf(const Survey& survey, const Arguments& arguments) {
+Kesh::LabelSet labelsOf(const Survey& survey, const PictureArguments& arguments) {
     std::set<int> classes;
     if (Colouring(survey.las(), arguments.by).isClass())
         for (int value = 0; value <= std::numeric_limits<std::uint8_t>::max(); ++value) classes.insert(value);
@@ -66,7 +66,7 @@ struct Drawn {
 
 /// Draws one picture; `say` gets what came of it before it is told that the survey is damaged.
 using DrawnTaker = std::function<void(const Drawn& drawn)>;
-void draw(const GlobalOptions& options, const Arguments& arguments, Reading reading, const DrawnTaker& say) {
+void draw(const GlobalOptions& options, const PictureArguments& arguments, Reading reading, const DrawnTaker& say) {
     PictureTask task;
     task.by = arguments.by;
     task.profile = sliceOf(arguments.profile);
@@ -98,13 +98,13 @@ void draw(const GlobalOptions& options, const Arguments& arguments, Reading read
         if (one) requireWhole(one->las());
 }
 
-std::vector<std::string> surveysOf(const Arguments& arguments) {
+std::vector<std::string> surveysOf(const PictureArguments& arguments) {
     std::vector<std::string> surveys{arguments.survey};
     if (!arguments.before.empty()) surveys.push_back(arguments.before);
     return surveys;
 }
 
-Json answerOf(const Arguments& arguments, const Drawn& drawn) {
+Json answerOf(const PictureArguments& arguments, const Drawn& drawn) {
     Json answer{{"file", arguments.survey}, {"picture", arguments.out}, {"points", drawn.points}};
     if (!drawn.miss.empty()) {
         answer["picture"] = nullptr;
@@ -113,7 +113,7 @@ Json answerOf(const Arguments& arguments, const Drawn& drawn) {
     return answer;
 }
 
-void drawOne(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void drawOne(const GlobalOptions& options, const PictureArguments& arguments, bool json) {
     readingWhatIsSound(surveysOf(arguments), [&](Reading reading) {
         draw(options, arguments, reading, [&](const Drawn& drawn) {
             if (!drawn.miss.empty()) throw Failure(fmt::format("{}: {}", arguments.survey, drawn.miss));
@@ -135,15 +135,15 @@ std::vector<FileTask> pictureTasks(BatchArguments batch) {
     return tasks;
 }
 
-void drawMany(const CLI::App& command, const GlobalOptions& options, Arguments& arguments, const BatchArguments& batch,
-              bool json) {
+void drawMany(const CLI::App& command, const GlobalOptions& options, PictureArguments& arguments,
+              const BatchArguments& batch, bool json) {
     if (batch.outDir.empty())
         throw UsageError("picture: takes a survey and the picture to write; for many surveys give --out-dir.");
     readPolygonsOnce(arguments.limits);
     std::map<std::string, std::string> before;
     if (!arguments.before.empty()) before = surveysByTile(surveysNamed({arguments.before}));
     const auto job = [&](const FileTask& task, const GlobalOptions& given, Json& answer) {
-        Arguments one = arguments;
+        PictureArguments one = arguments;
         one.survey = task.in;
         one.out = task.out;
         if (!arguments.before.empty()) {
@@ -172,7 +172,7 @@ void drawMany(const CLI::App& command, const GlobalOptions& options, Arguments& 
     requireAllWell(answers);
 }
 
-void addOptions(CLI::App& command, Arguments& a) {
+void addOptions(CLI::App& command, PictureArguments& a) {
     command
         .add_option(
             "--profile", a.profile,
@@ -198,7 +198,7 @@ void addOptions(CLI::App& command, Arguments& a) {
 void addPicture(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "picture", "Draw the points of a survey for a report: from above, the highest on top, or in a profile.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<PictureArguments>();
     const auto batch = std::make_shared<BatchArguments>();
     command
         ->add_option(

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::uint64_t ShownPoints = 100; // on a terminal, when nobody says how many
 
-struct Arguments {
+struct PointsArguments {
     std::string survey, out, format;
     std::vector<std::uint64_t> indices;
     std::vector<std::string> classes;
@@ -31,7 +31,7 @@ struct Arguments {
     bool overwrite = false;
 };
 
-ListingFormat formatOf(const Arguments& arguments) {
+ListingFormat formatOf(const PointsArguments& arguments) {
     if (arguments.format == "csv") return ListingFormat::Csv;
     if (arguments.format == "geojson") return ListingFormat::GeoJson;
     if (arguments.format == "table" || arguments.out.empty()) return ListingFormat::Table;
@@ -44,7 +44,7 @@ ListingFormat formatOf(const Arguments& arguments) {
 /// Where the text goes.
 class Destination {
 public:
-    explicit Destination(const Arguments& arguments) {
+    explicit Destination(const PointsArguments& arguments) {
         if (!arguments.out.empty()) file_.emplace(arguments.out, arguments.overwrite);
     }
 
@@ -102,13 +102,13 @@ bool addWanted(const LasFile& las, const Wanted& wanted, std::uint64_t most, Poi
     return false;
 }
 
-std::uint64_t mostOf(const Arguments& arguments, ListingFormat format) {
+std::uint64_t mostOf(const PointsArguments& arguments, ListingFormat format) {
     if (arguments.counted) return arguments.most;
     const bool onTerminal = format == ListingFormat::Table && arguments.out.empty();
     return onTerminal ? ShownPoints : std::numeric_limits<std::uint64_t>::max();
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, Reading reading) {
+void run(const GlobalOptions& options, const PointsArguments& arguments, Reading reading) {
     const ListingFormat format = formatOf(arguments);
     if (!arguments.out.empty()) checkMayWrite(arguments.out, arguments.overwrite);
     CallLimits limits(arguments.limits);
@@ -143,7 +143,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, Reading readi
     requireWhole(las);
 }
 
-void addOptions(CLI::App& command, Arguments& a) {
+void addOptions(CLI::App& command, PointsArguments& a) {
     command.add_option("FILE", a.survey, "The survey")->required();
     CLI::Option* index =
         command.add_option("--index", a.indices, "Numbers of points in the file, from 0, separated by commas")
@@ -168,7 +168,7 @@ void addOptions(CLI::App& command, Arguments& a) {
 void addPoints(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
         "points", "Show points with all that the file says of them: by their numbers, or those of some classes.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<PointsArguments>();
     addOptions(*command, *arguments);
     command->footer(R"(Examples:
   corvane points tile.laz --index 4711

@@ -17,13 +17,13 @@ namespace {
 constexpr std::size_t Sources = 4; // of the module
 constexpr char EditorType[] = "Edit/ModifyClassification";
 
-struct Arguments : EditArguments {
+struct ReclassifyArguments : EditArguments {
     std::vector<std::string> from, map;
     std::string to;
     std::string exchange; // number of a source; empty: none
 };
 
-void checkCall(const Arguments& arguments) {
+void checkCall(const ReclassifyArguments& arguments) {
     if (!arguments.map.empty()) {
         if (!arguments.limits.classFrom.empty()) throw UsageError("--map: does not go with --class-from.");
         if (!arguments.from.empty() || !arguments.to.empty() || !arguments.exchange.empty())
@@ -60,7 +60,7 @@ void setUpModule(Network& network, std::vector<int> sources, int target, const s
     if (!exchange.empty()) network.set("editor.switch", exchange);
 }
 
-ClassRules tableOf(const Arguments& arguments, const ClassNames& names) {
+ClassRules tableOf(const ReclassifyArguments& arguments, const ClassNames& names) {
     ClassNaming naming;
     naming.classes = [&](const std::string& word) { return names.values("--map", {word}); };
     naming.oneClass = [&](const std::string& word) { return names.value("--map", word); };
@@ -73,7 +73,7 @@ ClassRules tableOf(const Arguments& arguments, const ClassNames& names) {
 }
 
 /// A rule for each feature; points of all classes are meant unless --from says which.
-ClassRules featureRules(const SurveyEdit& edit, const Arguments& arguments, const ClassNames& names) {
+ClassRules featureRules(const SurveyEdit& edit, const ReclassifyArguments& arguments, const ClassNames& names) {
     const auto from = arguments.from.empty() ? std::nullopt : names.values("--from", arguments.from);
     ClassRules rules;
     for (const ClassFeature& feature : edit.features())
@@ -82,7 +82,7 @@ ClassRules featureRules(const SurveyEdit& edit, const Arguments& arguments, cons
     return rules;
 }
 
-void setUp(SurveyEdit& edit, const Arguments& arguments) {
+void setUp(SurveyEdit& edit, const ReclassifyArguments& arguments) {
     const ClassNames names(edit.survey(), edit.field(), edit.labels());
     if (!edit.features().empty()) {
         edit.addEditor(ClassTableType);
@@ -104,7 +104,7 @@ void setUp(SurveyEdit& edit, const Arguments& arguments) {
     edit.network().set("editor.rules", ClassRules{{{sources, {}, nullptr, target, {}}}});
 }
 
-std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arguments) {
+std::optional<EditResult> run(const GlobalOptions& options, const ReclassifyArguments& arguments) {
     checkCall(arguments);
     SurveyEdit edit(options, arguments);
     setUp(edit, arguments);
@@ -122,7 +122,7 @@ void addReclassify(CLI::App& program, const GlobalOptions& options, const KeptSu
         kept ? "Give points of some classes another class, inside limits or everywhere."
              : "Give points of some classes another class, inside limits or everywhere, and save the survey with "
                "nothing else changed.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ReclassifyArguments>();
     command
         ->add_option("--from", arguments->from,
                      "Classes to be changed: numbers, names, ranges, lists: 2, ground, 1-5, \"2,3\", any")

@@ -19,7 +19,7 @@ namespace {
 const std::string Editable = "editable"; // flag
 const std::string Assign = "Assign";     // selection
 
-struct Arguments : EditArguments {
+struct RelabelArguments : EditArguments {
     std::string assign;
     std::vector<std::string> editable;
     std::vector<std::string> unselect;
@@ -29,7 +29,7 @@ struct Arguments : EditArguments {
 };
 
 /// Classes that may change: those of --editable, else those that the label file flags.
-std::set<int> editableClasses(const SurveyEdit& edit, const Arguments& arguments, const ClassNames& names) {
+std::set<int> editableClasses(const SurveyEdit& edit, const RelabelArguments& arguments, const ClassNames& names) {
     std::set<int> classes;
     if (arguments.editable.empty()) {
         for (const auto& [value, label] : edit.labels())
@@ -46,7 +46,7 @@ std::set<int> editableClasses(const SurveyEdit& edit, const Arguments& arguments
 }
 
 /// Exactly these classes are editable, and the label to assign is chosen.
-Kesh::LabelSet preparedLabels(const SurveyEdit& edit, const Arguments& arguments) {
+Kesh::LabelSet preparedLabels(const SurveyEdit& edit, const RelabelArguments& arguments) {
     const ClassNames names(edit.survey(), edit.field(), edit.labels());
     const int assign = names.value("--assign", arguments.assign);
     const std::set<int> editable = editableClasses(edit, arguments, names);
@@ -88,14 +88,14 @@ Stroke::Places readPlaces(const char* option, const std::string& text) {
     return places;
 }
 
-Stroke::Outline profileOutline(const Arguments& arguments) {
+Stroke::Outline profileOutline(const RelabelArguments& arguments) {
     if (!arguments.above.empty()) return Stroke::Above{readPlaces("--above", arguments.above)};
     if (!arguments.below.empty()) return Stroke::Below{readPlaces("--below", arguments.below)};
     return Stroke::Lasso{readPlaces("--polygon", arguments.profilePolygon)};
 }
 
 /// The stroke in the vertical slice, if one was given.
-std::optional<Stroke> profileStroke(const Arguments& arguments) {
+std::optional<Stroke> profileStroke(const RelabelArguments& arguments) {
     const std::string* outlines[] = {&arguments.profilePolygon, &arguments.above, &arguments.below};
     const auto given =
         std::count_if(std::begin(outlines), std::end(outlines), [](auto* text) { return !text->empty(); });
@@ -123,7 +123,7 @@ Stroke selection(const std::optional<Stroke>& inProfile, const SurveyEdit& edit)
     return stroke;
 }
 
-std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arguments) {
+std::optional<EditResult> run(const GlobalOptions& options, const RelabelArguments& arguments) {
     const auto inProfile = profileStroke(arguments);
     SurveyEdit edit(options, arguments);
     edit.addEditor("Edit/MaskedLabels");
@@ -143,7 +143,7 @@ std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arg
     return edit.finish(arguments.withLabels ? &labels : nullptr);
 }
 
-void addOptions(CLI::App& command, Arguments& a) {
+void addOptions(CLI::App& command, RelabelArguments& a) {
     command.add_option("--assign", a.assign, "Class that the points get, by number or name")->required();
     command
         .add_option(
@@ -171,7 +171,7 @@ void addOptions(CLI::App& command, Arguments& a) {
 void addRelabel(CLI::App& program, const GlobalOptions& options, const KeptSurvey& kept) {
     CLI::App* command = program.add_subcommand(
         "relabel", "Select points into a mask, only in classes that may change, and give them another class.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<RelabelArguments>();
     addOptions(*command, *arguments);
     const EditJob job = [arguments](const GlobalOptions& given) { return run(given, *arguments); };
     if (kept) return makeKeptEditCommand(*command, options, *arguments, job, kept);

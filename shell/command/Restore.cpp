@@ -8,12 +8,12 @@
 namespace corvane {
 namespace {
 
-struct Arguments : EditArguments {
+struct RestoreArguments : EditArguments {
     std::string other;
 };
 
 /// Without edits there is nothing to go back to, and of those of the other file nothing is taken.
-void checkStores(const GlobalOptions& options, const Arguments& arguments) {
+void checkStores(const GlobalOptions& options, const RestoreArguments& arguments) {
     if (arguments.other.empty()) {
         if (const std::string path = editStorePath(arguments.in, options.edits); !EditStore::exists(path))
             throw Failure(fmt::format("{}: no edits are kept of this survey, so there is nothing to restore: there is "
@@ -28,7 +28,7 @@ void checkStores(const GlobalOptions& options, const Arguments& arguments) {
                               arguments.other, path));
 }
 
-std::optional<EditResult> run(const GlobalOptions& options, const Arguments& arguments) {
+std::optional<EditResult> run(const GlobalOptions& options, const RestoreArguments& arguments) {
     checkStores(options, arguments);
     GlobalOptions withHistory = options; // a dry run goes back through it, too
     withHistory.edits.history = true;
@@ -54,7 +54,7 @@ void addRestore(CLI::App& program, const GlobalOptions& options) {
                    "limits or everywhere; or those that another file of the same points has. It is kept as one more "
                    "edit, which can be undone.");
     const auto survey = std::make_shared<std::string>();
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<RestoreArguments>();
     command->add_option("FILE", *survey, "The survey")->required();
     command->add_option("--values-of", arguments->other, "Another file of the same points, whose values they get");
     const EditJob job = [arguments](const GlobalOptions& given) { return run(given, *arguments); };

@@ -11,7 +11,7 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct RunArguments {
     std::string network, survey, save;
     bool overwrite = false, discard = false, strict = false;
     bool keep = false; ///< edits, in the store beside the survey
@@ -34,7 +34,7 @@ void print(const Report& report, const LasHeader& header) {
     if (report.selected) fmt::print("{} selected\n", pointsText(*report.selected));
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void run(const GlobalOptions& options, const RunArguments& arguments, bool json) {
     const NetworkFile file(readTextFile(arguments.network), arguments.network);
     const std::string path = arguments.survey.empty() ? file.surveyPath() : arguments.survey;
     if (path.empty())
@@ -94,7 +94,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
 void addRun(CLI::App& program, const GlobalOptions& options, const KeptSurvey& kept) {
     CLI::App* command = program.add_subcommand(
         "run", "Run a network: objects, connections, parameters and actions in a JSON file (see docs/network.md).");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<RunArguments>();
     command->add_option("NETWORK", arguments->network, "The network file")->required();
     if (!kept)
         command->add_option("--survey", arguments->survey,

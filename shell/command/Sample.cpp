@@ -9,12 +9,12 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct SampleArguments {
     std::string out;
     SampleOptions sample;
 };
 
-void run(const GlobalOptions& options, const Arguments& arguments) {
+void run(const GlobalOptions& options, const SampleArguments& arguments) {
     if (Packing::namesCompressed(arguments.out))
         throw UsageError(
             fmt::format("OUT: {} names a compressed file, and samples are not; name it .las, and pack it with "
@@ -36,7 +36,7 @@ void addSample(CLI::App& program, const GlobalOptions& options) {
         "sample",
         "Write an invented airborne survey: ground, river, trees, buildings, power lines, noise, and mistakes "
         "in the classes.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SampleArguments>();
     command->add_option("OUT", arguments->out, "The LAS file to write")->required();
     command->add_option("--points", arguments->sample.points, "How many points")
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000'000'000}))

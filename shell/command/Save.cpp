@@ -16,12 +16,12 @@
 namespace corvane {
 namespace {
 
-struct Arguments {
+struct SaveArguments {
     std::string survey, out;
     bool overwrite = false, inPlace = false, withLabels = false;
 };
 
-void save(const GlobalOptions& options, const Arguments& arguments) {
+void save(const GlobalOptions& options, const SaveArguments& arguments) {
     checkMayWriteSurvey(arguments.out, arguments.overwrite);
     openEdits(options, arguments.survey, EditStore::Access::Read); // without which nobody needs this
     CommandSession session(options);
@@ -59,7 +59,7 @@ void saveInPlace(const GlobalOptions& options, const std::string& path) {
                    saved.bytes == 1 ? "" : "s", taken.count());
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments) {
+void run(const GlobalOptions& options, const SaveArguments& arguments) {
     if (arguments.inPlace != arguments.out.empty())
         throw UsageError("save: name the file to write, or give --in-place to write into FILE itself.");
     if (arguments.inPlace && arguments.withLabels)
@@ -97,7 +97,7 @@ void discard(const GlobalOptions& options, const std::string& survey) {
 void addSave(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command =
         program.add_subcommand("save", "Write a survey with the edits that are kept of it into a file.");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SaveArguments>();
     command->add_option("FILE", arguments->survey, "The survey")->required();
     command->add_option("OUT", arguments->out, "The file to write");
     command->add_flag("--in-place", arguments->inPlace,

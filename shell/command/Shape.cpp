@@ -17,7 +17,7 @@ namespace {
 
 constexpr char ModuleType[] = "Compute/BrushToWorldShape";
 
-struct Arguments {
+struct ShapeArguments {
     std::string survey;
     std::vector<std::string> within;
     PolygonOptions polygons;
@@ -50,7 +50,7 @@ void print(const Fiber::LineSet& lines, bool json) {
     fmt::print("LINESTRING Z ({})\n", wkt);
 }
 
-void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
+void run(const GlobalOptions& options, const ShapeArguments& arguments, bool json) {
     if (!std::isfinite(arguments.viewDepth)) throw UsageError("--viewdepth: a number is expected, such as 0.5.");
     CommandSession session(options);
     Network network(session.open(arguments.survey), session.watch());
@@ -71,7 +71,7 @@ void run(const GlobalOptions& options, const Arguments& arguments, bool json) {
 void addShape(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command =
         program.add_subcommand("shape", "Print the outline of polygons as a closed line in the space of the survey.");
-    const auto a = std::make_shared<Arguments>();
+    const auto a = std::make_shared<ShapeArguments>();
     command->add_option("FILE", a->survey, "The survey")->required();
     command->add_option("--within", a->within, "Polygon: WKT, or a file of WKT or GeoJSON. Several mean their union")
         ->required()

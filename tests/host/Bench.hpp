@@ -17,7 +17,8 @@ using Holdfast::Ageable;
 using Holdfast::StrongPtr;
 using Point = Sextant::PhysicalSpace::point;
 
-constexpr std::size_t Plenty = 1 << 20; // bytes
+constexpr std::size_t Plenty = 1 << 20;           // bytes
+inline const std::string Name = "Classification"; // of the field that is edited
 
 /// Makes given values, counts how often, and fails on demand.
 template <class T>

@@ -6,8 +6,6 @@
 namespace corvane::test {
 namespace {
 
-const std::string Name = "Classification";
-
 /// Gives vertices a value, counts those that had another, and can be made to throw.
 class Painter : public Kesh::EditField {
 public:

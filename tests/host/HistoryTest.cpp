@@ -8,8 +8,6 @@
 namespace corvane::test {
 namespace {
 
-const std::string Name = "Classification";
-
 /// One field of one value, and edits of it that are recorded.
 class History : public Bench {
 protected:

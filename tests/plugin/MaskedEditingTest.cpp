@@ -13,7 +13,6 @@ namespace corvane::test {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-const std::string Name = "Classification";
 constexpr int Fragments = 3, VerticesEach = 4, Vertices = Fragments * VerticesEach;
 
 /// x of a vertex, as Bench::positions places them.

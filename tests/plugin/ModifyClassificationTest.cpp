@@ -6,8 +6,6 @@
 namespace corvane::test {
 namespace {
 
-const std::string Name = "Classification";
-
 /// The settings of an edit.
 struct Edit {
     int newValue = 0;
