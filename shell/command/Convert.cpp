@@ -67,6 +67,9 @@ Plan planFor(const LasFile& las, const ConvertArguments& arguments) {
     if (arguments.copc && !plan.packing.compressed)
         throw UsageError(
             fmt::format("--copc: {} names a file that is not compressed; name it .copc.laz.", arguments.out));
+    if (arguments.out.ends_with(".copc.laz") && !arguments.copc && (!las.copc || arguments.pointFormat))
+        throw UsageError(
+            fmt::format("{}: the name says that it is an octree; add --copc, or name it .laz.", arguments.out));
     if (arguments.copc && las.compatibility)
         throw Failure(
             fmt::format("{}: its points are stored in a form for older programs, which no octree holds; convert it "

@@ -5,6 +5,7 @@
 #include "las/PointCodec.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <memory>
 
@@ -34,40 +35,47 @@ Ranges spreadRuns(std::uint64_t points, std::size_t wanted) {
     return ranges;
 }
 
+using Chunks = std::vector<const LazChunk*>;
+
+std::uint64_t pointsOf(const Chunks& chunks) {
+    std::uint64_t points = 0;
+    for (const LazChunk* chunk : chunks) points += chunk->sound;
+    return points;
+}
+
 /// The first points of chunks: of all, or of as many that each has a run.
-Ranges chunkHeads(const LazBlock& block, std::uint64_t points, std::size_t wanted) {
-    const std::size_t chunks = block.chunks.size();
-    const std::size_t used = std::clamp<std::size_t>(wanted / HeadPoints, 1, chunks);
-    const double share = double(wanted) / double(points) * double(chunks) / double(used);
+Ranges headsOf(const Chunks& chunks, std::size_t wanted) {
+    const std::size_t used = std::clamp<std::size_t>(wanted / HeadPoints, 1, chunks.size());
+    const double share = double(wanted) / double(pointsOf(chunks)) * double(chunks.size()) / double(used);
     Ranges ranges;
     for (std::size_t i = 0; i < used; ++i) {
-        const LazChunk& chunk = block.chunks[i * chunks / used];
+        const LazChunk& chunk = *chunks[i * chunks.size() / used];
         const auto count = static_cast<std::uint64_t>(double(chunk.sound) * share + 0.5);
-        ranges.push_back({chunk.first, static_cast<std::size_t>(std::clamp<std::uint64_t>(count, 1, wanted))});
-        if (ranges.back().count > chunk.sound) ranges.back().count = static_cast<std::size_t>(chunk.sound);
+        const std::uint64_t most = std::min<std::uint64_t>(chunk.sound, wanted);
+        ranges.push_back({chunk.first, static_cast<std::size_t>(std::clamp<std::uint64_t>(count, 1, most))});
     }
     return ranges;
 }
 
-/// Whole nodes, level by level from the root, as many as fit; of a level that does not fit, every so manieth.
+Ranges chunkHeads(const LazBlock& block, std::size_t wanted) {
+    Chunks chunks;
+    for (const LazChunk& chunk : block.chunks)
+        if (chunk.sound > 0) chunks.push_back(&chunk);
+    return chunks.empty() ? Ranges() : headsOf(chunks, wanted);
+}
+
+/// Whole nodes, level by level from the root, as many as fit; of a level that does not fit, the heads of nodes.
 Ranges upperNodes(const Copc& copc, const LazBlock& block, std::size_t wanted) {
-    std::map<std::int32_t, std::vector<const LazChunk*>> levels;
+    std::map<std::int32_t, Chunks> levels;
     for (std::size_t i = 0; i < block.chunks.size(); ++i)
         if (block.chunks[i].sound > 0) levels[copc.entries[copc.nodeOfChunk[i]].level].push_back(&block.chunks[i]);
     Ranges ranges;
-    std::uint64_t taken = 0;
+    std::uint64_t room = wanted;
     for (const auto& [level, chunks] : levels) {
-        std::uint64_t points = 0;
-        for (const LazChunk* chunk : chunks) points += chunk->sound;
-        const std::uint64_t room = wanted - std::min<std::uint64_t>(taken, wanted);
-        if (room == 0) break;
-        const std::uint64_t step = (points + room - 1) / room;
-        for (std::size_t i = 0; i < chunks.size(); i += step) {
-            const std::uint64_t count = std::min<std::uint64_t>(chunks[i]->sound, 2 * wanted - taken);
-            ranges.push_back({chunks[i]->first, static_cast<std::size_t>(count)});
-            taken += count;
-            if (taken == 2 * wanted) break;
-        }
+        const std::uint64_t points = std::min(pointsOf(chunks), room);
+        if (points == 0) break;
+        std::ranges::copy(headsOf(chunks, static_cast<std::size_t>(points)), std::back_inserter(ranges));
+        room -= points;
     }
     std::ranges::sort(ranges, {}, &PointRange::first);
     return ranges;
@@ -94,7 +102,7 @@ Ranges rangesFor(const LasFile& las, std::size_t wanted) {
     const bool nodes = las.copc && las.copc->nodeOfChunk.size() == block->chunks.size();
     const std::size_t decoded = std::max(wanted, QuicklyDecoded);
     return nodes ? upperNodes(*las.copc, *block, decoded)
-                 : chunkHeads(*block, points, static_cast<std::size_t>(std::min<std::uint64_t>(decoded, points)));
+                 : chunkHeads(*block, static_cast<std::size_t>(std::min<std::uint64_t>(decoded, points)));
 }
 
 /// The points of records, of which every so manieth is kept.

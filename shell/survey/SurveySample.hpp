@@ -21,9 +21,9 @@ struct SurveySample {
 };
 
 /// About `wanted` points, no more than twice as many: of an uncompressed file runs of records spread evenly over it, of
-/// a compressed one the heads of chunks, of a COPC those nodes that come first from the root. All points of a survey
-/// with no more than that. Decodes in proportion to `wanted` (or a quarter of a million), and not to the survey; uses
-/// no cache and knows no edits. Throws Failure for what cannot be read, and Interrupted.
+/// a compressed one the heads of chunks, of a COPC those nodes that come first from the root and the heads of more. All
+/// points of a survey with no more than that. Decodes in proportion to `wanted` (or a quarter of a million), and not to
+/// the survey; uses no cache and knows no edits. Throws Failure for what cannot be read, and Interrupted.
 SurveySample sampleOf(const LasFile& las, std::size_t wanted, const Watch& watch = {});
 
 } // namespace corvane

@@ -95,6 +95,7 @@ TEST_F(Compressed, octreesAreWrittenReadAndEdited) {
     expectRefused({"convert", Data / "ahn3_pf1.laz", folder / "no.copc.laz", "--copc"}, 1,
                   {"format 1", "convert them"});
     expectRefused({"convert", from, folder / "no.las", "--copc"}, 2, {"--copc", "not compressed"});
+    expectRefused({"convert", from, folder / "no.copc.laz"}, 2, {"no.copc.laz", "--copc"});
 }
 
 TEST_F(Compressed, damageIsReadAroundAndToldButNotEdited) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "../support/Files.hpp"
-#include "network/NetworkFile.hpp"
+#include "../support/Replay.hpp"
 #include "sample/SampleSurvey.hpp"
 #include "session/Workbench.hpp"
 
@@ -18,39 +18,6 @@
 
 namespace corvane::test {
 
-/// What can be seen of a survey that is edited, by value.
-struct Seen {
-    std::vector<std::uint8_t> classes, mask;
-    std::vector<std::pair<std::uint64_t, bool>> data, maskHistory; ///< points of each step, and whether it is done
-
-    bool operator==(const Seen&) const = default;
-};
-
-inline std::vector<std::pair<std::uint64_t, bool>> stepsOf(const HistoryList& list) {
-    std::vector<std::pair<std::uint64_t, bool>> steps;
-    for (int i = 0; i < list.size(); ++i)
-        steps.emplace_back((*list.steps)[static_cast<std::size_t>(i)].points, i < list.position);
-    return steps;
-}
-
-inline Seen seen(const WorkbenchState& state) {
-    Seen found;
-    for (const auto& [number, array] : *state.classes) {
-        const auto values = Fiber::arrayOf<std::uint8_t>(array->getData());
-        found.classes.insert(found.classes.end(), values->values().begin(), values->values().end());
-        const auto selected = state.selected->find(number);
-        if (selected == state.selected->end()) {
-            found.mask.resize(found.classes.size());
-            continue;
-        }
-        const auto mask = Fiber::arrayOf<std::uint8_t>(selected->second->getData());
-        for (const std::uint8_t entry : mask->values()) found.mask.push_back(entry != 0);
-    }
-    found.data = stepsOf(state.data);
-    found.maskHistory = stepsOf(state.maskHistory);
-    return found;
-}
-
 /// A survey in a folder of its own, and the plug-in, whose work `stopAt` ends: at the so manieth time that somebody
 /// asks from now on.
 class Benches : public testing::Test {
@@ -63,7 +30,7 @@ protected:
         const std::string las = folder / "made.las";
         writeSampleSurvey(las, {.points = points, .overwrite = true});
         if (name.ends_with(".laz"))
-            run(fmt::format("convert {} {} --overwrite -q", las, in));
+            run(fmt::format("convert {} {} --overwrite -q{}", las, in, name.ends_with(".copc.laz") ? " --copc" : ""));
         else
             std::filesystem::copy_file(las, in, std::filesystem::copy_options::overwrite_existing);
     }
@@ -83,22 +50,7 @@ protected:
 
     std::unique_ptr<Workbench> open(const std::string& path) { return std::make_unique<Workbench>(session(), path); }
 
-    /// The survey as it was made, edited as the record says, and opened again.
-    Seen replayed(const std::string& record) {
-        const std::string copy = folder / ("copy-" + std::filesystem::path(in).filename().string());
-        std::filesystem::copy_file(in, copy, std::filesystem::copy_options::overwrite_existing);
-        EditStore::remove(copy + ".edits");
-        {
-            const auto ours = session();
-            const EditedSurvey edited = ours->openToEdit(copy);
-            Network network(edited.survey);
-            network.setUndoDepth(KeptSteps);
-            NetworkHooks hooks;
-            hooks.acted = [&] { edited.keeper->commit("{}"); };
-            NetworkFile(record, "record").run(network, hooks);
-        }
-        return seen(open(copy)->state());
-    }
+    Seen replayed(const std::string& record) { return test::replayed(session(), in, record); }
 
     /// Extent of the survey from above, as its header has it.
     static glm::dvec4 extent(const WorkbenchState& state) {
