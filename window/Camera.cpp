@@ -8,9 +8,9 @@
 namespace corvane {
 namespace {
 
-constexpr double Margin = 1.06;           // around what is fitted
-constexpr double LeastPixel = 1e-6;       // units of the survey
-constexpr double MostExaggeration = 1000; // times
+constexpr double Margin = 1.06;          // around what is fitted
+constexpr double LeastPixel = 1e-13;     // of the largest number
+constexpr double MostExaggeration = 1e8; // times: metres over degrees
 
 glm::dvec2 lengthAndHeight(const Stroke::Profile& profile) { return profile.to - profile.from; }
 
@@ -51,6 +51,13 @@ bool Camera::holds(const Sextant::PhysicalSpace::point& position) const {
 
 void Camera::setExaggeration(double times) {
     if (isProfile() && times > 0) exaggeration_ = std::clamp(times, 1 / MostExaggeration, MostExaggeration);
+}
+
+void Camera::stretch(double factor, const glm::dvec2& at) {
+    const glm::dvec2 fixed = placeAt(at);
+    setExaggeration(exaggeration_ * factor);
+    middle_ += fixed - placeAt(at);
+    keepWithin();
 }
 
 void Camera::zoom(double factor, const glm::dvec2& at) {
@@ -104,7 +111,9 @@ void Camera::keepWithin() {
     if (reach_.empty()) return;
     const glm::dvec2 reach = reach_.maximum - reach_.minimum;
     const double most = std::max(reach.x, reach.y * exaggeration_) / std::min(size_.x, size_.y);
-    pixelWidth_ = std::clamp(pixelWidth_, LeastPixel, std::max(LeastPixel, most));
+    const double largest = std::max(glm::length(reach_.minimum), glm::length(reach_.maximum));
+    const double least = largest * LeastPixel;
+    pixelWidth_ = std::clamp(pixelWidth_, least, std::max(least, most));
     middle_ = glm::clamp(middle_, reach_.minimum, reach_.maximum);
 }
 

@@ -54,6 +54,9 @@ public:
     double exaggeration() const { return exaggeration_; }
     void setExaggeration(double times);
 
+    /// Exaggerates so many times as much. What is at the pixel stays there.
+    void stretch(double factor, const glm::dvec2& pixel);
+
     /// A factor above 1 shows more of less. What is at the pixel stays there.
     void zoom(double factor, const glm::dvec2& pixel);
 

@@ -2,8 +2,6 @@
 // What the window does. What it is made of stands in MainWindowParts.cpp.
 #include "window/MainWindow.hpp"
 
-#include "base/Failure.hpp"
-#include "base/OutputFile.hpp"
 #include "sample/SampleSurvey.hpp"
 #include "window/AssignBar.hpp"
 #include "window/Child.hpp"
@@ -33,7 +31,6 @@
 #include <QToolButton>
 
 #include <set>
-#include <span>
 
 namespace corvane {
 namespace {
@@ -141,7 +138,7 @@ Workplace::Events MainWindow::workEvents() {
     };
     events.cursor = [this](const QString& text) { cursor_->setText(text); };
     events.pointInfo = [this](const auto& fields) { showPointInfo(fields); };
-    events.recorded = [this](const std::string& networkFile) { writeRecord(networkFile); };
+    events.recorded = [this](const std::string& path) { sayRecorded(path); };
     events.drawn = [this](const QString& text) { drawn_->setText(text); };
     events.key = [this](QKeyEvent& event) { return useKey(event); };
     return events;
@@ -258,21 +255,12 @@ void MainWindow::chooseRecord() {
     if (!path.isEmpty()) saveRecord(path);
 }
 
-void MainWindow::saveRecord(const QString& path) {
-    recordPath_ = path;
-    work_->record();
-}
+void MainWindow::saveRecord(const QString& path) { work_->saveRecord(QFile::encodeName(path).toStdString()); }
 
-void MainWindow::writeRecord(const std::string& networkFile) {
-    try {
-        OutputFile file(QFile::encodeName(recordPath_).toStdString(), true);
-        file.write(std::as_bytes(std::span(networkFile)));
-        file.commit();
-        say(QStringLiteral("Wrote %1; corvane run does the same again, on other surveys, too.").arg(recordPath_),
-            false);
-    } catch (const Failure& failure) {
-        say(QString::fromStdString(failure.what()), true);
-    }
+void MainWindow::sayRecorded(const std::string& path) {
+    say(QStringLiteral("Wrote %1; corvane run does the same again, on other surveys, too.")
+            .arg(QFile::decodeName(path.c_str())),
+        false);
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -292,7 +280,6 @@ void MainWindow::dropEvent(QDropEvent* event) {
 // -------------------------------------------------------------------------------------------------- what is shown
 
 void MainWindow::setTheme(Theme theme) {
-    theme_ = theme;
     apply(theme, *qApp);
     setIcons();
     if (QAction* chosen = action(QStringLiteral("theme-") + nameOf(theme))) chosen->setChecked(true);

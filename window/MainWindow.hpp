@@ -78,7 +78,7 @@ private:
     void save();
     void saveCopy();
     void chooseRecord();
-    void writeRecord(const std::string& networkFile);
+    void sayRecorded(const std::string& path);
     void fillRecent();
 
     void showState();
@@ -90,8 +90,7 @@ private:
 
     std::optional<bool> saveInPlace_; // none: nobody was asked yet
     Settings settings_;
-    Theme theme_ = Theme::Auto;
-    QString said_, recordPath_;
+    QString said_;
     bool failed_ = false;
     std::unique_ptr<Workplace> work_;
     std::jthread sample_; // that is being written

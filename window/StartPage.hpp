@@ -6,8 +6,6 @@
 
 #include <functional>
 
-class QVBoxLayout;
-
 namespace corvane {
 
 /// What an empty window shows: what can be opened.

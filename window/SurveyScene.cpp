@@ -3,6 +3,7 @@
 
 #include "Fiber/FragmentBox.hpp"
 #include "render/Extents.hpp"
+#include "survey/SurveySample.hpp"
 
 #include <cmath>
 #include <map>
@@ -13,6 +14,9 @@ namespace corvane {
 namespace {
 
 using Sextant::BoundingBox;
+
+constexpr std::size_t SampledFrom = 3'000'000; // surveys with no more points are there as fast as a sample of them
+constexpr std::size_t SamplePoints = 400'000;
 
 /// The names of the fields that a column is made of.
 std::vector<std::string> fieldsOfColumn(const std::string& column) {
@@ -104,23 +108,22 @@ SurveyScene::~SurveyScene() {
 void SurveyScene::close() {
     letGo();
     survey_.reset();
-    opening_ = 0;
 }
 
 /// Their threads are waited for elsewhere: a fragment that is being read takes its time.
 void SurveyScene::letGo() {
     struct Ending {
         std::shared_ptr<const OpenSurvey> survey; // goes last
-        std::unique_ptr<PointStore> store;
+        std::shared_ptr<PointStore> store;
         std::unique_ptr<Renderer> renderer;
     };
     if (!store_) return;
     auto ending = std::make_shared<Ending>(Ending{survey_, std::move(store_), std::move(renderer_)});
-    ending_.start([ending = std::move(ending)]() mutable { ending.reset(); });
+    beside_.start([ending = std::move(ending)]() mutable { ending.reset(); });
 }
 
 void SurveyScene::show(const WorkbenchState& state) {
-    if (state.opening != opening_ || !store_) return open(state);
+    if (state.open != survey_) return open(state);
     replace(column::Class, state.changedClasses, *state.classes);
     replace(column::Mask, state.changedMask, *state.selected);
 }
@@ -128,7 +131,6 @@ void SurveyScene::show(const WorkbenchState& state) {
 void SurveyScene::open(const WorkbenchState& state) {
     letGo();
     survey_ = state.open;
-    opening_ = state.opening;
     const auto& header = survey_->survey->las().header;
     PointStore::Options options;
     options.memoryBytes = memoryBytes_;
@@ -136,7 +138,7 @@ void SurveyScene::open(const WorkbenchState& state) {
     options.unit = {std::abs(header.scale[0]), std::abs(header.scale[1]), std::abs(header.scale[2])};
     options.changed = [mail = mail_] { mail->stock(); };
     options.failed = [mail = mail_](const std::string& sentence) { mail->failure(sentence); };
-    store_ = std::make_unique<PointStore>(std::move(options));
+    store_ = std::make_shared<PointStore>(std::move(options));
     renderer_ = std::make_unique<Renderer>(
         *store_, [mail = mail_](const PicturePtr& picture) { mail->picture(picture); }, threadsBesideTheWindow());
 
@@ -154,6 +156,22 @@ void SurveyScene::open(const WorkbenchState& state) {
         sources.push_back(std::move(source));
     }
     store_->load(std::move(sources));
+    if (state.points > SampledFrom) showSampleMeanwhile();
+}
+
+/// What is shown until the fragments are there. It ends when the store has been let go of.
+void SurveyScene::showSampleMeanwhile() {
+    beside_.start([survey = survey_, store = std::weak_ptr(store_), mail = mail_] {
+        const auto stillOpen = [&store](auto&&...) { return !store.expired(); };
+        try {
+            const SurveySample sample = sampleOf(survey->survey->las(), SamplePoints, Watch(stillOpen));
+            const std::vector<std::uint16_t> classes(sample.classes.begin(), sample.classes.end());
+            if (const auto open = store.lock()) open->showSample(sample.positions, classes);
+        } catch (const Interrupted&) {
+        } catch (const std::exception& error) {
+            mail->failure(error.what());
+        }
+    });
 }
 
 void SurveyScene::replace(const std::string& column, const std::vector<std::uint32_t>& fragments,

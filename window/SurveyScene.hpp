@@ -59,6 +59,7 @@ private:
     class Mail;
 
     void open(const WorkbenchState& state);
+    void showSampleMeanwhile();
     void letGo();
     void replace(const std::string& column, const std::vector<std::uint32_t>& fragments,
                  const ArraysByFragment& arrays);
@@ -67,11 +68,10 @@ private:
     std::shared_ptr<Mail> mail_;
     std::size_t memoryBytes_;
     std::shared_ptr<const OpenSurvey> survey_;
-    std::uint64_t opening_ = 0;
     std::set<std::string> columns_;
-    std::unique_ptr<PointStore> store_;
+    std::shared_ptr<PointStore> store_;
     std::unique_ptr<Renderer> renderer_; // ends before the store
-    QThreadPool ending_;                 // waits for what ends when this goes
+    QThreadPool beside_;                 // waits for what it still does when this goes
 };
 
 } // namespace corvane

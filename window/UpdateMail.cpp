@@ -23,8 +23,8 @@ void UpdateMail::pointInfo(std::uint64_t call, const std::vector<std::pair<std::
     post([this, call, fields] { events_.pointInfo(call, fields); });
 }
 
-void UpdateMail::recorded(std::uint64_t call, const std::string& networkFile) {
-    post([this, call, networkFile] { events_.recorded(call, networkFile); });
+void UpdateMail::recorded(std::uint64_t call, const std::string& path) {
+    post([this, call, path] { events_.recorded(call, path); });
 }
 
 void UpdateMail::progress(std::uint64_t done, std::uint64_t total, const std::string& work) {

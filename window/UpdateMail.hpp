@@ -20,7 +20,7 @@ public:
         std::function<void(std::uint64_t call, const QString& sentence, bool interrupted)> failed;
         std::function<void(const StrokePreview&)> previewed;
         std::function<void(std::uint64_t call, const std::vector<std::pair<std::string, std::string>>&)> pointInfo;
-        std::function<void(std::uint64_t call, const std::string& networkFile)> recorded;
+        std::function<void(std::uint64_t call, const std::string& path)> recorded;
         std::function<void(std::uint64_t done, std::uint64_t total, const QString& work)> progress;
         std::function<void(const QString&)> note;
     };
@@ -33,7 +33,7 @@ private:
     void failed(std::uint64_t call, const std::string& sentence, bool interrupted) override;
     void previewed(std::uint64_t call, const StrokePreview& preview) override;
     void pointInfo(std::uint64_t call, const std::vector<std::pair<std::string, std::string>>& fields) override;
-    void recorded(std::uint64_t call, const std::string& networkFile) override;
+    void recorded(std::uint64_t call, const std::string& path) override;
     void progress(std::uint64_t done, std::uint64_t total, const std::string& work) override;
     void note(const std::string& sentence) override;
 

@@ -256,7 +256,9 @@ void View::wheelEvent(QWheelEvent* event) {
     if (event->modifiers().testFlag(Qt::ControlModifier)) {
         events_.tipChanged(std::max(choices_.tipRadius * std::pow(ZoomOfStep, steps), camera_.pixelWidth()));
     } else {
-        camera_.zoom(std::pow(ZoomOfStep, steps), vec(event->position()));
+        const bool stretches = event->modifiers().testFlag(Qt::ShiftModifier) && camera_.isProfile();
+        const double factor = std::pow(ZoomOfStep, steps);
+        stretches ? camera_.stretch(factor, vec(event->position())) : camera_.zoom(factor, vec(event->position()));
         cameraMoved();
     }
     event->accept();

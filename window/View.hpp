@@ -40,12 +40,12 @@ public:
     /// Looks with another camera, of which the present one can be gone back to.
     void look(Camera camera);
     void lookBack();
-    void forgetEarlier() { earlier_.clear(); } ///< there is no way back from here
+    void setUnit(const QString& unit) { unit_ = unit; } ///< of lengths, behind their numbers
+    void forgetEarlier() { earlier_.clear(); }          ///< there is no way back from here
     void fit(const PlaceBox& box);
     void centreOn(const Sextant::PhysicalSpace::point& position);
 
     void setLook(const Look& look);
-    const Look& wantedLook() const { return look_; }
     void setChoices(const Choices& choices);
     void setTheme(Theme theme);
 
@@ -130,7 +130,7 @@ private:
     Look look_;
     Choices choices_;
     Theme theme_ = Theme::Auto;
-    QString title_, sign_, banner_, forecast_;
+    QString title_, unit_, sign_, banner_, forecast_;
 
     PicturePtr picture_;
     std::uint64_t lastRequest_ = 0;

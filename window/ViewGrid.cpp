@@ -14,11 +14,12 @@ namespace {
 
 using Sextant::BoundingBox;
 
-constexpr double ProfileShare = 100; // the width of a first profile is this part of its length
+constexpr double ProfileShare = 100;   // the width of a first profile is this part of its length
+constexpr double MostHigherThan = 100; // a profile is that much higher than long only where the length is in degrees
 
 /// Through the middle of the box, from side to side.
 Stroke::Profile throughMiddle(const BoundingBox& box) {
-    const double length = std::max(box.maximum.x - box.minimum.x, 1.0);
+    const double wide = box.maximum.x - box.minimum.x, length = wide > 0 ? wide : 1;
     const double y = (box.minimum.y + box.maximum.y) / 2, x = (box.minimum.x + box.maximum.x) / 2;
     return {{x - length / 2, y}, {x + length / 2, y}, length / ProfileShare};
 }
@@ -79,13 +80,25 @@ void ViewGrid::activate(int number) {
     view(number).setFocus();
 }
 
-void ViewGrid::setSurvey(const BoundingBox& expressible, const BoundingBox& box) {
+void ViewGrid::setSurvey(const BoundingBox& expressible, const BoundingBox& box, const QString& unit) {
     expressible_ = expressible;
+    for (View* view : views_) view->setUnit(unit);
     for (const int plan : {Plan, OtherPlan}) view(plan).look(Camera(Stroke::FromAbove(), expressible));
+    showAll(box);
+}
+
+void ViewGrid::showAll(const BoundingBox& box) {
     box_ = box;
-    setProfile(throughMiddle(box));
-    fitAll(box);
-    for (View* view : views_) view->forgetEarlier(); // cameras of another survey
+    profile_ = throughMiddle(box);
+    const double length = glm::distance(profile_.from, profile_.to), heights = box.maximum.z - box.minimum.z;
+    const double exaggeration = heights > MostHigherThan * length ? length / heights : 1;
+    lookAlong(Profile, profile_, exaggeration);
+    lookAlong(CrossProfile, across(profile_), exaggeration);
+    setCount(count_); // shows the line
+    for (View* view : views_) {
+        fit(*view, box);
+        view->forgetEarlier(); // cameras of another survey, or of a box that was not that of the points
+    }
 }
 
 void ViewGrid::fit(View& view, const BoundingBox& box) {
@@ -93,24 +106,20 @@ void ViewGrid::fit(View& view, const BoundingBox& box) {
     view.fit(placesOf(box, view.camera()));
 }
 
-void ViewGrid::fitAll(const BoundingBox& box) {
-    for (int i = 0; i < Views; ++i) fit(view(i), box);
-}
-
 /// A profile keeps its scale and its heights when only its line moves.
-void ViewGrid::lookAlong(int number, const Stroke::Profile& profile) {
+void ViewGrid::lookAlong(int number, const Stroke::Profile& profile, double exaggeration) {
     View& view = this->view(number);
     Camera camera(profile, expressible_);
     camera.resize({view.width(), view.height()});
-    camera.setExaggeration(view.camera().exaggeration());
+    camera.setExaggeration(exaggeration);
     camera.fit(placesOf(box_, camera));
     view.look(camera);
 }
 
 void ViewGrid::setProfile(const Stroke::Profile& profile) {
     profile_ = profile;
-    lookAlong(Profile, profile);
-    lookAlong(CrossProfile, across(profile));
+    lookAlong(Profile, profile, view(Profile).camera().exaggeration());
+    lookAlong(CrossProfile, across(profile), view(CrossProfile).camera().exaggeration());
     setCount(count_); // shows the line
 }
 

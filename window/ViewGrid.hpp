@@ -42,12 +42,14 @@ public:
     View& active() { return view(active_); }
     void activate(int view);
 
-    /// New cameras for a survey: all of the box, and a profile through its middle.
-    void setSurvey(const Sextant::BoundingBox& expressible, const Sextant::BoundingBox& box);
+    /// New cameras for a survey: all of the box, and a profile through its middle. `unit` is that of lengths, in short.
+    void setSurvey(const Sextant::BoundingBox& expressible, const Sextant::BoundingBox& box, const QString& unit);
 
-    /// Shows all of the box in the view, or in all of them.
+    /// The same, when it is known better where the points are.
+    void showAll(const Sextant::BoundingBox& box);
+
+    /// Shows all of the box in the view.
     void fit(View& view, const Sextant::BoundingBox& box);
-    void fitAll(const Sextant::BoundingBox& box);
 
     /// Looks along another line; the profile across goes through its middle.
     void setProfile(const Stroke::Profile& profile);
@@ -59,7 +61,7 @@ public:
     void setFollow(bool follow) { follow_ = follow; }
 
 private:
-    void lookAlong(int view, const Stroke::Profile& profile);
+    void lookAlong(int view, const Stroke::Profile& profile, double exaggeration);
 
     QSplitter *rows_, *upper_, *lower_; // their parents are this
     std::array<View*, Views> views_{};

@@ -34,10 +34,10 @@ double roundLength(double most) {
     return power;
 }
 
-QString lengthText(double length) {
+QString lengthText(double length, const QString& unit) {
     constexpr double kilo = 1000;
-    if (length >= kilo) return QStringLiteral("%1 km").arg(length / kilo);
-    return QStringLiteral("%1 m").arg(length);
+    if (unit == QLatin1String("m") && length >= kilo) return QStringLiteral("%1 km").arg(length / kilo);
+    return QStringLiteral("%1 %2").arg(length).arg(unit).trimmed();
 }
 
 } // namespace
@@ -178,7 +178,7 @@ void View::paintScaleBar(QPainter& painter) const {
     const OverlayColours colours = overlayColours(theme_);
     stroke(painter, bar, colours, colours.line);
     QPainterPath text;
-    const QString words = lengthText(length);
+    const QString words = lengthText(length, unit_);
     text.addText(right - QPointF(painter.fontMetrics().horizontalAdvance(words) + 4, 8), font(), words);
     painter.setPen(QPen(colours.under, 3));
     painter.drawPath(text);

@@ -2,6 +2,7 @@
 #include "window/Workplace.hpp"
 
 #include "Fiber/FragmentBox.hpp"
+#include "las/CoordinateUnit.hpp"
 #include "window/ClassColours.hpp"
 #include "window/Numbers.hpp"
 
@@ -20,6 +21,14 @@ constexpr int LargestClass = 255, Ground = 2;
 std::size_t memoryForPoints() {
     const auto pages = static_cast<std::size_t>(std::max(sysconf(_SC_PHYS_PAGES), 0L));
     return pages * static_cast<std::size_t>(sysconf(_SC_PAGE_SIZE)) / 4;
+}
+
+/// As it stands behind a number.
+QString shortUnit(const std::string& unit) {
+    if (unit == "metre") return QStringLiteral("m");
+    if (unit == "foot" || unit == "US survey foot") return QStringLiteral("ft");
+    if (unit == "degree") return QStringLiteral("°");
+    return QString::fromStdString(unit);
 }
 
 /// The column that a colouring needs beside the classes; empty: none.
@@ -88,9 +97,9 @@ UpdateMail::Events Workplace::mailEvents() {
         pending_.erase(call);
         events_.pointInfo(fields);
     };
-    events.recorded = [this](std::uint64_t call, const std::string& networkFile) {
+    events.recorded = [this](std::uint64_t call, const std::string& path) {
         pending_.erase(call);
-        events_.recorded(networkFile);
+        events_.recorded(path);
     };
     events.progress = [this](std::uint64_t done, std::uint64_t total, const QString& work) {
         events_.progress(done, total, work);
@@ -144,7 +153,8 @@ void Workplace::startWith(const WorkbenchState& state) {
     ranges_.clear();
     notShown_ = {};
     scene_.show(state);
-    grid_->setSurvey(state.open->survey->expressibleBox(), scene_.boxToShow());
+    const Survey& survey = *state.open->survey;
+    grid_->setSurvey(survey.expressibleBox(), scene_.boxToShow(), shortUnit(coordinateUnit(survey.las().crs)));
     events_.said(points(state.points), false);
     if (state.notInFile > 0)
         events_.said(state.notInFile == 1
@@ -157,7 +167,7 @@ void Workplace::startWith(const WorkbenchState& state) {
 void Workplace::stockChanged() {
     const auto progress = scene_.progress();
     const bool all = progress.fragments > 0 && progress.loaded == progress.fragments;
-    if (!fitted_ && !moved_ && progress.drawable > 0) grid_->fitAll(scene_.boxToShow());
+    if (!fitted_ && !moved_ && progress.drawable > 0) grid_->showAll(scene_.boxToShow());
     if (progress.drawable > 0) fitted_ = all || progress.sample;
     ranges_.clear();
     updateLooks();
@@ -278,6 +288,7 @@ View::Events Workplace::eventsOf(int view) {
     events.drawing = [this](const std::optional<Stroke>& stroke, Selecting how) { drawing(stroke, how); };
     events.drawn = [this](const Stroke& stroke, Selecting how) { drawn(stroke, how); };
     events.profileDrawn = [this](const Stroke::Profile& profile) {
+        moved_ = true;
         if (grid_->count() == 1) setViews(2);
         grid_->setProfile(profile);
     };
@@ -414,8 +425,8 @@ void Workplace::goToStep(Which history, int done) { undoCall_ = expect(updates_.
 void Workplace::setLocked(int value, bool locked) { expect(updates_.setLocked(value, locked)); }
 void Workplace::saveCopy(const std::string& path, bool overwrite) { expect(updates_.saveCopy(path, overwrite)); }
 void Workplace::saveInPlace() { expect(updates_.saveInPlace()); }
-void Workplace::record() {
-    if (isOpen()) expect(updates_.record());
+void Workplace::saveRecord(const std::string& path) {
+    if (isOpen()) expect(updates_.saveRecord(path));
 }
 void Workplace::cancel() { updates_.cancel(); }
 
@@ -433,6 +444,7 @@ void Workplace::setViews(int count) {
 bool Workplace::isComplete() const {
     const auto progress = scene_.progress();
     if (!pending_.empty() || !state_.open || progress.loaded < progress.fragments) return false;
+    if (progress.drawable > 0 && !fitted_ && !moved_) return false; // views are about to move
     bool complete = true;
     for (int view = 0; view < ViewGrid::Views; ++view)
         complete = complete && (!grid_->isShown(view) || grid_->view(view).isComplete());

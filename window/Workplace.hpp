@@ -47,7 +47,7 @@ public:
         std::function<void(std::uint64_t done, std::uint64_t total, const QString& work)> progress;
         std::function<void(const QString&)> cursor; ///< what lies under it
         std::function<void(const std::vector<std::pair<std::string, std::string>>&)> pointInfo;
-        std::function<void(const std::string& networkFile)> recorded;
+        std::function<void(const std::string& path)> recorded;
         std::function<void(const QString&)> drawn; ///< how much of the survey is in the picture
         std::function<bool(QKeyEvent&)> key;
     };
@@ -89,7 +89,7 @@ public:
     void setLocked(int value, bool locked);
     void saveCopy(const std::string& path, bool overwrite);
     void saveInPlace();
-    void record();
+    void saveRecord(const std::string& path);
     void cancel();
 
     /// All fields of the point under the cursor.

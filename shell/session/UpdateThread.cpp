@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "session/UpdateThread.hpp"
 
+#include "base/OutputFile.hpp"
+
 #include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <exception>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <thread>
 #include <utility>
 
@@ -298,9 +301,13 @@ std::uint64_t UpdateThread::saveInPlace() {
     return parts_->change([](Workbench& bench) { return bench.saveInPlace(); });
 }
 
-std::uint64_t UpdateThread::record() {
-    return parts_->post([parts = parts_.get()](std::uint64_t call) {
-        parts->tell(&UpdateListener::recorded, call, parts->opened().record());
+std::uint64_t UpdateThread::saveRecord(const std::string& path) {
+    return parts_->post([parts = parts_.get(), path](std::uint64_t call) {
+        const std::string record = parts->opened().record();
+        OutputFile file(path, true);
+        file.write(std::as_bytes(std::span(record)));
+        file.commit();
+        parts->tell(&UpdateListener::recorded, call, path);
     });
 }
 

@@ -23,7 +23,7 @@ public:
 
     virtual void previewed(std::uint64_t call, const StrokePreview& preview) = 0;
     virtual void pointInfo(std::uint64_t call, const std::vector<std::pair<std::string, std::string>>& fields) = 0;
-    virtual void recorded(std::uint64_t call, const std::string& networkFile) = 0;
+    virtual void recorded(std::uint64_t call, const std::string& path) = 0;
 
     /// How far what goes on has come; total 0: nothing goes on any more.
     virtual void progress(std::uint64_t done, std::uint64_t total, const std::string& work) = 0;
@@ -62,7 +62,10 @@ public:
     std::uint64_t setLabel(int value, const std::string& name, const Sextant::rgba_float_t& colour);
     std::uint64_t saveCopy(const std::string& path, bool overwrite);
     std::uint64_t saveInPlace();
-    std::uint64_t record();
+
+    /// Writes the record as a network file, in the place of one that is there.
+    std::uint64_t saveRecord(const std::string& path);
+
     std::uint64_t pointInfo(std::uint32_t fragment, std::size_t index);
 
     /// Says what a stroke would do to the last state. The newest wins: one that is asked for before is stopped, and

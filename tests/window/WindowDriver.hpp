@@ -20,10 +20,10 @@ namespace corvane::test {
 /// A window that is used as by somebody with mouse and keys: events go to the window, not to its widgets.
 class WindowDriver {
 public:
-    explicit WindowDriver(int views = 1) {
+    explicit WindowDriver(int views = 1, const std::string& plugin = CORVANE_PLUGIN) {
         QSettings(QStringLiteral("corvane"), QStringLiteral("window")).clear();
         WindowOptions options;
-        options.session.pluginPath = CORVANE_PLUGIN;
+        options.session.pluginPath = plugin;
         options.size = {{1100, 800}};
         options.views = views;
         options.theme = "dark";

@@ -4,6 +4,7 @@
 #include "WindowDriver.hpp"
 
 #include "../shell/ProgramTestSupport.hpp"
+#include "../support/Replay.hpp"
 #include "window/ClassColours.hpp"
 
 #include <filesystem>
@@ -20,24 +21,35 @@ protected:
 
     static Outcome corvane(const Arguments& arguments) { return execute(CORVANE_PROGRAM, arguments); }
 
+    static std::shared_ptr<const Session> session() {
+        SessionOptions options;
+        options.pluginPath = CORVANE_PLUGIN;
+        return std::make_shared<const Session>(options);
+    }
+
+    /// What was done, as a network file.
+    std::string recordOf(WindowDriver& driver) const {
+        fs::remove(recordPath);
+        driver.window().saveRecord(QString::fromStdString(recordPath));
+        EXPECT_TRUE(driver.until([&] { return fs::exists(recordPath); })) << driver.said();
+        return bytesOf(recordPath);
+    }
+
     /// What was done, replayed by the program on the survey as it was, gives the survey as the window saves it.
     void expectReplayed(WindowDriver& driver, const std::string& original) {
         const std::string saved = folder / "saved.las", replayed = folder / "replayed.las";
         driver.work().saveCopy(saved, true);
         driver.settle();
         ASSERT_TRUE(driver.until([&] { return fs::exists(saved); })) << driver.said();
-        const std::string file = folder / "network.json";
-        driver.window().saveRecord(QString::fromStdString(file));
-        ASSERT_TRUE(driver.until([&] { return holds(driver.said(), file); })) << driver.said();
-        const std::string network = bytesOf(file);
-        const Outcome run =
-            corvane({"run", file, "--survey", original, "--save", replayed, "--overwrite", "--plugin", CORVANE_PLUGIN});
+        const std::string network = recordOf(driver);
+        const Outcome run = corvane(
+            {"run", recordPath, "--survey", original, "--save", replayed, "--overwrite", "--plugin", CORVANE_PLUGIN});
         ASSERT_EQ(run.status, 0) << run.err << network;
         EXPECT_TRUE(bytesOf(replayed) == bytesOf(saved)) << network;
     }
 
     const Folder folder;
-    const std::string in = folder / "in.las";
+    const std::string in = folder / "in.las", recordPath = folder / "network.json";
 };
 
 QPointF middleOf(const View& view) { return {view.width() / 2.0, view.height() / 2.0}; }
@@ -113,52 +125,88 @@ TEST_F(Window, showsPointsWhereTheyAreInTheColourOfTheirClass) {
     }
 }
 
+/// Gestures, keys and sizes at random.
+class Gestures {
+public:
+    Gestures(WindowDriver& driver, unsigned seed) : driver_(driver), random_(seed) {}
+
+    void one() {
+        View& view = driver_.view(below(2));
+        switch (below(16)) {
+        case 0:
+            return driver_.wheel(view, placeIn(view), below(5) - 2);
+        case 1:
+        case 7:
+        case 8:
+            return driver_.key(Qt::Key_Return);
+        case 2:
+            return driver_.trigger(below(2) == 0 ? "undo" : "redo");
+        case 3:
+            return driver_.trigger(below(2) == 0 ? "undoMask" : "redoMask");
+        case 4:
+            return driver_.key(static_cast<Qt::Key>(Qt::Key_0 + below(10)));
+        case 5:
+            return driver_.key(below(2) == 0 ? Qt::Key_X : Qt::Key_Up);
+        case 6:
+            return change();
+        default:
+            return draw(view);
+        }
+    }
+
+private:
+    int below(int most) { return static_cast<int>(random_() % static_cast<unsigned>(most)); }
+    QPointF placeIn(const View& view) { return {5.0 + below(view.width() - 10), 5.0 + below(view.height() - 10)}; }
+
+    void change() {
+        Workplace& work = driver_.work();
+        switch (below(5)) {
+        case 0:
+            return driver_.window().resize(700 + below(600), 500 + below(500));
+        case 1:
+            return work.showClass(below(8), below(3) > 0);
+        case 2:
+            return work.setLocked(below(8), below(3) == 0);
+        case 3:
+            return work.goToStep(Which::Data, below(driver_.state().data.size() + 1));
+        default:
+            return driver_.key(below(2) == 0 ? Qt::Key_F : Qt::Key_Escape);
+        }
+    }
+
+    void draw(View& view) {
+        constexpr Qt::Key tools[] = {Qt::Key_L, Qt::Key_R, Qt::Key_C, Qt::Key_B, Qt::Key_P, Qt::Key_A, Qt::Key_U};
+        constexpr Qt::KeyboardModifier with[] = {Qt::NoModifier, Qt::ShiftModifier, Qt::ControlModifier};
+        driver_.key(tools[below(std::size(tools))]);
+        const Tool tool = driver_.work().choices().tool;
+        if (tool != Tool::Polygon && tool != Tool::Above && tool != Tool::Below)
+            return driver_.drag(view, {placeIn(view), placeIn(view), placeIn(view)}, with[below(std::size(with))]);
+        for (int corner = 0; corner < 4; ++corner) driver_.click(view, placeIn(view));
+        driver_.click(view, placeIn(view), Qt::RightButton);
+    }
+
+    WindowDriver& driver_;
+    std::mt19937 random_;
+};
+
 TEST_F(Window, doesWhatItsRecordDoesAgain) {
+    const bool isLong = std::getenv("CORVANE_LONG_TESTS") != nullptr;
+    const int gestures = isLong ? 3000 : 200, between = isLong ? 10 : 40;
     const std::string original = folder / "original.las";
     fs::copy_file(in, original);
     WindowDriver driver(2);
     driver.open(in);
-    std::mt19937 random(7);
-    const auto upTo = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
-    const auto placeIn = [&](const View& view) {
-        return QPointF(5 + upTo(view.width() - 10), 5 + upTo(view.height() - 10));
-    };
-    constexpr Qt::Key tools[] = {Qt::Key_L, Qt::Key_R, Qt::Key_C, Qt::Key_B, Qt::Key_P, Qt::Key_A, Qt::Key_U};
-    constexpr Qt::KeyboardModifier with[] = {Qt::NoModifier, Qt::ShiftModifier, Qt::ControlModifier};
-    for (int i = 0; i < 60; ++i) {
-        View& view = driver.view(upTo(2));
-        switch (upTo(8)) {
-        case 0:
-            driver.wheel(view, placeIn(view), upTo(5) - 2);
-            break;
-        case 1:
-            driver.key(Qt::Key_Return);
-            break;
-        case 2:
-            driver.trigger(upTo(2) == 0 ? "undo" : "redo");
-            break;
-        case 3:
-            driver.trigger(upTo(2) == 0 ? "undoMask" : "redoMask");
-            break;
-        case 4:
-            driver.key(static_cast<Qt::Key>(Qt::Key_0 + upTo(10)));
-            break;
-        case 5:
-            driver.key(upTo(2) == 0 ? Qt::Key_X : Qt::Key_Up);
-            break;
-        default: {
-            driver.key(tools[upTo(7)]);
-            if (driver.work().choices().tool == Tool::Polygon || driver.work().choices().tool == Tool::Above ||
-                driver.work().choices().tool == Tool::Below) {
-                for (int corner = 0; corner < 4; ++corner) driver.click(view, placeIn(view));
-                driver.click(view, placeIn(view), Qt::RightButton);
-            } else {
-                driver.drag(view, {placeIn(view), placeIn(view), placeIn(view)}, with[upTo(3)]);
-            }
-        }
-        }
+    Gestures hand(driver, 7);
+    int steps = 0;
+    for (int i = 1; i <= gestures; ++i) {
+        hand.one();
         driver.settle();
+        steps = std::max(steps, driver.state().data.size());
+        if (i % between != 0) continue;
+        const std::string record = recordOf(driver);
+        ASSERT_TRUE(seen(driver.state()) == replayed(session(), original, record)) << i << ": " << record;
     }
+    EXPECT_GT(steps, 3);
     expectReplayed(driver, original);
 }
 
@@ -185,6 +233,87 @@ TEST_F(Window, neverWaitsForOthersNorForADisc) {
     driver.settle();
     EXPECT_EQ(takeWaitingCalls(), std::vector<std::string>());
     EXPECT_FALSE(driver.window().failed()) << driver.said();
+}
+
+constexpr std::size_t PointsAt = 96, Scales = 131, Offsets = 155, Bounds = 179; // in a header, and of Z in a record
+constexpr std::size_t HeightIn = 8;
+
+template <class T>
+void put(std::string& bytes, std::size_t at, T value) {
+    std::memcpy(bytes.data() + at, &value, sizeof value);
+}
+
+std::string withWrongBounds(std::string las) {
+    for (std::size_t i = 0; i < 6; ++i) put(las, Bounds + i * sizeof(double), i % 2 == 0 ? -7e5 : 9e6);
+    return las;
+}
+
+std::string withOneFarUp(std::string las) {
+    std::uint32_t points = 0;
+    std::memcpy(&points, las.data() + PointsAt, sizeof points);
+    put(las, points + HeightIn, std::int32_t(1'000'000)); // hundredths of a metre
+    return las;
+}
+
+std::string inDegrees(std::string las) {
+    const double scale[] = {1e-7, 1e-7, 0.01}, offset[] = {5.1, 52.2, 0};
+    for (std::size_t i = 0; i < 3; ++i) {
+        put(las, Scales + i * sizeof(double), scale[i]);
+        put(las, Offsets + i * sizeof(double), offset[i]);
+    }
+    return withWrongBounds(las);
+}
+
+TEST_F(Window, editsStrangeSurveys) {
+    WindowDriver driver(2);
+    driver.key(Qt::Key_9);
+    const std::string las = bytesOf(in);
+    const std::string laz = folder / "in.laz", copc = folder / "in.copc.laz";
+    ASSERT_EQ(corvane({"convert", in, laz, "-q"}).status, 0);
+    ASSERT_EQ(corvane({"convert", in, copc, "--copc", "-q"}).status, 0);
+    const std::pair<const char*, std::string> surveys[] = {{"bounds.las", withWrongBounds(las)},
+                                                           {"up.las", withOneFarUp(las)},
+                                                           {"degrees.las", inDegrees(las)},
+                                                           {"packed.laz", bytesOf(laz)},
+                                                           {"packed.copc.laz", bytesOf(copc)}};
+    for (const auto& [name, bytes] : surveys) {
+        SCOPED_TRACE(name);
+        const std::string file = folder / name, original = folder / ("original-" + std::string(name));
+        write(file, bytes);
+        write(original, bytes);
+        driver.open(file);
+        driver.drag(driver.view(), around(middleOf(driver.view()), 60));
+        driver.settle();
+        EXPECT_GT(driver.state().mask.points, 200u) << "the survey fills the view: " << driver.said();
+        driver.key(Qt::Key_Return);
+        driver.settle();
+        EXPECT_EQ(driver.state().data.size(), 1);
+        EXPECT_TRUE(seen(driver.state()) == replayed(session(), original, recordOf(driver)));
+    }
+}
+
+TEST_F(Window, outlivesTheFileItShows) {
+    WindowDriver driver;
+    driver.open(in);
+    fs::remove(in);
+    driver.drag(driver.view(), around(middleOf(driver.view()), 100));
+    driver.settle();
+    driver.key(Qt::Key_Return);
+    driver.settle();
+    EXPECT_EQ(driver.state().data.size(), 1);
+    driver.work().saveInPlace();
+    EXPECT_TRUE(driver.until([&] { return driver.window().failed(); }));
+    EXPECT_NE(driver.said().find("in.las"), std::string::npos) << driver.said();
+    driver.work().open(in);
+    EXPECT_TRUE(driver.until([&] { return !driver.work().isOpen(); }));
+}
+
+TEST_F(Window, saysThatAPluginCannotBeLoaded) {
+    WindowDriver driver(1, folder / "nothing.so");
+    driver.window().open(in);
+    EXPECT_TRUE(driver.until([&] { return driver.window().failed(); }));
+    EXPECT_NE(driver.said().find("nothing.so"), std::string::npos) << driver.said();
+    EXPECT_FALSE(driver.work().isOpen());
 }
 
 TEST_F(Window, opensWhateverSurveyThereIs) {

@@ -37,9 +37,9 @@ public:
         const std::scoped_lock lock(mutex_);
         answer(call, fields.at(0).first);
     }
-    void recorded(std::uint64_t call, const std::string& networkFile) override {
+    void recorded(std::uint64_t call, const std::string& path) override {
         const std::scoped_lock lock(mutex_);
-        answer(call, networkFile);
+        answer(call, path);
     }
     void progress(std::uint64_t, std::uint64_t, const std::string&) override {}
     void note(const std::string&) override {}
@@ -119,7 +119,7 @@ TEST_F(UpdateThreads, callsAreAnsweredInOrderWhateverIsCancelled) {
         calls.push_back(updates.pointInfo(0, 1));
         EXPECT_EQ(ear.answerTo(calls.back()), "Point");
         for (const std::uint64_t call : calls) EXPECT_TRUE(ear.isAnswered(call));
-        record = ear.answerTo(updates.record());
+        record = bytesOf(ear.answerTo(updates.saveRecord(folder / "record.json")));
     }
     EXPECT_TRUE(seen(ear.state()) == replayed(record)) << record;
 }

@@ -39,13 +39,14 @@ double valueAt(const DrawnColumn& column, std::size_t i) {
     return column.offset + std::visit([&](const auto& values) { return double(values[i]); }, column.values);
 }
 
-/// A range that has an extent, as wide as the others are.
+/// A range that has an extent, as wide as the others are. Heights do not count beside degrees.
 void widen(Sextant::BoundingBox& box) {
     const glm::dvec3 size = box.maximum - box.minimum;
-    const double least = std::max({size.x, size.y, size.z, 1.0}) * 1e-3;
+    const double wide = std::max(size.x, size.y), all = std::max({wide, size.z, 1.0});
+    const glm::dvec3 least = glm::dvec3(wide > 0 ? wide : all, wide > 0 ? wide : all, all) * 1e-3;
     // A number of millions has few digits behind its point.
     for (int axis = 0; axis < 3; ++axis)
-        if (const double half = std::max(least, std::abs(box.minimum[axis]) * 1e-12); size[axis] < 2 * half) {
+        if (const double half = std::max(least[axis], std::abs(box.minimum[axis]) * 1e-12); size[axis] < 2 * half) {
             const double middle = box.minimum[axis] / 2 + box.maximum[axis] / 2;
             box.minimum[axis] = middle - half;
             box.maximum[axis] = middle + half;

@@ -21,8 +21,8 @@ namespace corvane {
 ///
 /// Whoever owns the survey hands over arrays; the threads load them, pack, and let go of the values. When there is not
 /// memory enough for all points each fragment has fewer, never none, and those that views show have more than others.
-/// The owner's calls (`load`, `replace`, `forget`, `showSample`, `stop`) come from one thread, which is also the one on
-/// which arrays are let go of; the others may come from any.
+/// The owner's calls (`load`, `replace`, `forget`, `stop`) come from one thread, which is also the one on which arrays
+/// are let go of; the others may come from any.
 class PointStore {
 public:
     using Array = Holdfast::StrongPtr<Fiber::CreativeArrayBase>;
