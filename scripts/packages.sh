@@ -2,7 +2,7 @@
 # Sourced by the scripts at the root: installs the Debian packages that are missing, or says which.
 build_packages="g++ cmake ninja-build libfmt-dev nlohmann-json3-dev libcli11-dev libglm-dev libgeos-dev qtbase5-dev
 libqt5svg5-dev libqwt-qt5-dev fonts-dejavu-core libproj-dev libgdal-dev libsqlite3-dev zlib1g-dev"
-test_packages="libgtest-dev binutils"
+test_packages="libgtest-dev binutils xvfb xauth"
 
 need_packages() {
     local missing=()
