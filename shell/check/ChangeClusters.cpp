@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "check/ChangeClusters.hpp"
 
-#include "check/CoordinateText.hpp"
 #include "check/PointListing.hpp"
+#include "las/CoordinateText.hpp"
 #include "json/Document.hpp"
 
 #include <algorithm>

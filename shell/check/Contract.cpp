@@ -4,7 +4,7 @@
 #include "base/Failure.hpp"
 #include "base/InputFile.hpp"
 #include "base/NearestName.hpp"
-#include "check/CoordinateText.hpp"
+#include "las/CoordinateText.hpp"
 #include "las/CrsText.hpp"
 #include "las/PointCodec.hpp"
 #include "json/Reader.hpp"

@@ -3,9 +3,9 @@
 
 #include "Kesh/values/LabelSet.hpp"
 #include "check/Contract.hpp"
-#include "check/CoordinateText.hpp"
 #include "check/PointFacts.hpp"
 #include "check/PointTally.hpp"
+#include "las/CoordinateText.hpp"
 
 #include <array>
 #include <cstdint>

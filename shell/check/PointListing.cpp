@@ -3,7 +3,7 @@
 
 #include "base/Text.hpp"
 #include "check/ClassNames.hpp"
-#include "check/CoordinateText.hpp"
+#include "las/CoordinateText.hpp"
 #include "las/CrsText.hpp"
 #include "las/PointCodec.hpp"
 #include "json/Document.hpp"

@@ -2,12 +2,12 @@
 // corvane info: what a LAS file says of itself, without reading the points; with --stats what they say, too.
 #include "base/Text.hpp"
 #include "check/ClassNames.hpp"
-#include "check/CoordinateText.hpp"
 #include "check/PointTally.hpp"
 #include "command/Batch.hpp"
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
+#include "las/CoordinateText.hpp"
 #include "las/CoordinateUnit.hpp"
 #include "las/CrsText.hpp"
 #include "survey/SurveyFields.hpp"

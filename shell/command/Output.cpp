@@ -3,8 +3,8 @@
 
 #include "base/Text.hpp"
 #include "check/ClassNames.hpp"
-#include "check/CoordinateText.hpp"
 #include "command/Terminal.hpp"
+#include "las/CoordinateText.hpp"
 #include "survey/LabelFile.hpp"
 
 #include <fmt/format.h>

@@ -2,13 +2,13 @@
 // corvane points: single points with all that the file says of them.
 #include "base/OutputFile.hpp"
 #include "base/Text.hpp"
-#include "check/CoordinateText.hpp"
 #include "check/PointListing.hpp"
 #include "check/RecordColumns.hpp"
 #include "command/Commands.hpp"
 #include "command/LimitOptions.hpp"
 #include "command/Output.hpp"
 #include "command/SoundParts.hpp"
+#include "las/CoordinateText.hpp"
 #include "survey/ClassNames.hpp"
 
 #include <fmt/format.h>

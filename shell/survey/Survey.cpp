@@ -5,6 +5,7 @@
 #include "Kesh/values/LabelAttributes.hpp"
 #include "base/Failure.hpp"
 #include "base/NearestName.hpp"
+#include "las/CoordinateText.hpp"
 #include "survey/ClassLookup.hpp"
 
 #include <algorithm>
@@ -207,8 +208,10 @@ std::vector<std::string> Survey::lateWarnings() const {
             warnings.push_back(fmt::format("The header's bounds are wrong: {} is {} to {} there, and {} to {} in "
                                            "the points that were read. The "
                                            "points count; the header is left as it is.",
-                                           "XYZ"[axis], header.minimum[a], header.maximum[a], seen.minimum[axis],
-                                           seen.maximum[axis]));
+                                           "XYZ"[axis], plainCoordinate(header, a, header.minimum[a]),
+                                           plainCoordinate(header, a, header.maximum[a]),
+                                           coordinateText(header, a, seen.minimum[axis]),
+                                           coordinateText(header, a, seen.maximum[axis])));
     }
     return warnings;
 }

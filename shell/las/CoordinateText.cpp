@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "check/CoordinateText.hpp"
+#include "las/CoordinateText.hpp"
 
 #include <algorithm>
 #include <cmath>
