@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fmt/format.h>
+#include <fstream>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -29,6 +30,23 @@ void printSentence(const char* grade, const char* colour, const std::string& sen
 int columnsOfWindow() {
     struct winsize window {};
     return ioctl(STDERR_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0 ? window.ws_col : 80;
+}
+
+/// What the process has read or written so far, whichever is more: all works move bytes, whatever they count in. See
+/// proc(5), "io".
+std::uint64_t movedBytes() {
+    std::ifstream counters("/proc/self/io");
+    std::string name;
+    std::uint64_t value = 0, most = 0;
+    while (counters >> name >> value)
+        if (name == "rchar:" || name == "wchar:") most = std::max(most, value);
+    return most;
+}
+
+/// Nothing for less than a megabyte a second, as where points are in memory already.
+std::string rateText(std::uint64_t bytes, double seconds) {
+    const double rate = static_cast<double>(bytes) / 1e6 / seconds;
+    return rate >= 1 ? fmt::format(", {:.0f} MB/s", rate) : "";
 }
 
 std::string timeText(double seconds) {
@@ -72,6 +90,7 @@ void Terminal::show(std::uint64_t done, std::uint64_t total, const std::string& 
         clearBar();
         work_ = work;
         begin_ = now;
+        movedBefore_ = parent >= 0 ? 0 : movedBytes();
     }
     const auto shownAfter = parent >= 0 ? Clock::duration::zero() : ShownAfter;
     if (now - begin_ <= shownAfter || now - last_ <= RedrawnEvery) return;
@@ -82,7 +101,8 @@ void Terminal::show(std::uint64_t done, std::uint64_t total, const std::string& 
 
 void Terminal::draw(double part, double seconds) {
     const std::string left = part > 0 ? ", " + timeText(seconds / part - seconds) + " left" : "";
-    const std::string end = fmt::format("] {:3.0f} %{}", part * 100, left);
+    const std::string rate = rateText(movedBytes() - movedBefore_, seconds);
+    const std::string end = fmt::format("] {:3.0f} %{}{}", part * 100, left, rate);
     const int columns = columnsOfWindow() - 1; // a full line would wrap
     const int room = columns - static_cast<int>(end.size()) - 3;
     std::string work = escaped(work_);

@@ -54,6 +54,7 @@ private:
     bool shown_ = false;
     std::string work_; // at hand
     Clock::time_point begin_, last_;
+    std::uint64_t movedBefore_ = 0; // bytes, when the work began
 };
 
 } // namespace corvane
