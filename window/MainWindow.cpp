@@ -11,6 +11,7 @@
 #include "window/Numbers.hpp"
 #include "window/SaveStrip.hpp"
 #include "window/SelectionPanel.hpp"
+#include "window/ShownPanel.hpp"
 #include "window/StartPage.hpp"
 
 #include <QActionGroup>
@@ -298,12 +299,17 @@ void MainWindow::showState() {
         middle_->setCurrentIndex(1);
         setWindowFilePath(QString::fromStdString(state.path));
         settings_.addRecentFile(QFileInfo(QString::fromStdString(state.path)).absoluteFilePath());
+        std::vector<std::string> fields;
+        for (const auto& [name, field] : state.open->fields) fields.push_back(name);
+        fillColours(fields);
+        showChoices();
         work_->grid().activate(ViewGrid::Plan);
     }
     const QString unsaved =
         state.notInFile == 0 ? QString() : QStringLiteral(" · %1 not in the file").arg(state.notInFile);
     setWindowTitle(QStringLiteral("%1%2 – Corvane").arg(QFileInfo(windowFilePath()).fileName(), unsaved));
     classes_->setRows(classRows(state, work_->notShown()), state.countsComplete);
+    shown_->show(work_->notShown());
     data_->setRows(rowsOf(state.data), state.data.position);
     mask_->setRows(rowsOf(state.maskHistory), state.maskHistory.position);
     selection_->show(state.mask, *state.labels);

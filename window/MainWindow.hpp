@@ -12,6 +12,7 @@
 
 class QActionGroup;
 class QComboBox;
+class QDockWidget;
 class QLabel;
 class QProgressBar;
 class QStackedWidget;
@@ -26,6 +27,7 @@ class ClassPanel;
 class HistoryPanel;
 class SaveStrip;
 class SelectionPanel;
+class ShownPanel;
 class StartPage;
 
 /// The window: views in the middle, panels around them, and everything that can be done as actions with keys.
@@ -64,12 +66,13 @@ private:
     void addViewMenu();
     void addToolBars();
     void addTools(QToolBar& bar);
+    void fillColours(const std::vector<std::string>& fields);
     void addColours(QToolBar& bar);
     void addMiddle();
     void addPanels();
     void addStatusBar();
     void restoreWindow(const WindowOptions& options);
-    QWidget* addDock(const char* name, const QString& title, QWidget* content);
+    QDockWidget* addDock(const char* name, const QString& title, QWidget* content);
 
     void setTheme(Theme theme);
     void setIcons();
@@ -102,6 +105,7 @@ private:
     ClassPanel* classes_ = nullptr;
     HistoryPanel *data_ = nullptr, *mask_ = nullptr;
     SelectionPanel* selection_ = nullptr;
+    ShownPanel* shown_ = nullptr;
     QTableWidget* point_ = nullptr;
     SaveStrip* saveStrip_ = nullptr;
     QWidget* pointDock_ = nullptr;
@@ -109,6 +113,7 @@ private:
     QProgressBar* progress_ = nullptr;
     QToolButton* cancel_ = nullptr;
     QComboBox* colours_ = nullptr;
+    std::vector<ViewColours> colourings_; // by row of the box
     QMenu* recent_ = nullptr;
     QActionGroup *tools_ = nullptr, *viewCounts_ = nullptr, *hows_ = nullptr;
 };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the window is made of: menus, tool bars, panels. What they do stands in MainWindow.cpp.
+#include "Fiber/FragmentBox.hpp"
 #include "window/AssignBar.hpp"
 #include "window/Child.hpp"
 #include "window/ClassPanel.hpp"
@@ -8,6 +9,7 @@
 #include "window/MainWindow.hpp"
 #include "window/SaveStrip.hpp"
 #include "window/SelectionPanel.hpp"
+#include "window/ShownPanel.hpp"
 #include "window/StartPage.hpp"
 
 #include <QActionGroup>
@@ -27,6 +29,7 @@
 #include <QVBoxLayout>
 
 #include <array>
+#include <set>
 
 namespace corvane {
 namespace {
@@ -65,7 +68,7 @@ struct ColoursText {
     const char* text;
 };
 
-const std::array<ColoursText, 6>& colourings() {
+const std::array<ColoursText, 6>& usualColours() {
     static const std::array<ColoursText, 6> texts{{{{ColourBy::Class, {}, false}, "Class"},
                                                    {{ColourBy::Height, {}, false}, "Height"},
                                                    {{ColourBy::Intensity, {}, false}, "Intensity"},
@@ -73,6 +76,12 @@ const std::array<ColoursText, 6>& colourings() {
                                                    {{ColourBy::Rgb, {}, false}, "RGB"},
                                                    {{ColourBy::Class, {}, true}, "Ground surface"}}};
     return texts;
+}
+
+/// Coordinates, and what has a colouring of its own.
+bool isUsualField(const std::string& name) {
+    static const std::set<std::string> usual{Fiber::PositionsName, "Intensity", "ReturnNumber", "Red", "Green", "Blue"};
+    return usual.contains(name);
 }
 
 constexpr int IconSide = 22; // logical pixels
@@ -146,7 +155,7 @@ void MainWindow::addViewMenu() {
     QAction* follow = add(menu, "follow", QStringLiteral("The plan &follows the profile"), {}, [] {});
     follow->setCheckable(true);
     connect(follow, &QAction::toggled, this, [this](bool on) { work_->grid().setFollow(on); });
-    add(menu, "showAll", QStringLiteral("Show &all classes"), {}, [this] { work_->setNotShown({}); });
+    add(menu, "showAll", QStringLiteral("Show &all points"), {}, [this] { work_->setNotShown({}); });
     menu->addSeparator();
     auto* themes = childOf<QActionGroup>(static_cast<QObject*>(this));
     for (const Theme theme : {Theme::Auto, Theme::Light, Theme::Dark}) {
@@ -185,11 +194,26 @@ void MainWindow::addColours(QToolBar& bar) {
     colours_ = childOf<QComboBox>(static_cast<QWidget*>(&bar));
     colours_->setFocusPolicy(Qt::NoFocus);
     colours_->setToolTip(QStringLiteral("By what the points of the view are coloured"));
-    for (const ColoursText& colouring : colourings()) colours_->addItem(QString::fromLatin1(colouring.text));
     connect(colours_, QOverload<int>::of(&QComboBox::activated), this, [this](int row) {
-        work_->setColours(work_->grid().active().number(), colourings()[static_cast<std::size_t>(row)].colours);
+        work_->setColours(work_->grid().active().number(), colourings_[static_cast<std::size_t>(row)]);
     });
     bar.addWidget(colours_);
+    fillColours({});
+}
+
+/// The usual ones, and the other fields of the survey.
+void MainWindow::fillColours(const std::vector<std::string>& fields) {
+    colours_->clear();
+    colourings_.clear();
+    for (const ColoursText& usual : usualColours()) {
+        colours_->addItem(QString::fromLatin1(usual.text));
+        colourings_.push_back(usual.colours);
+    }
+    for (const std::string& field : fields) {
+        if (isUsualField(field)) continue;
+        colours_->addItem(QString::fromStdString(field));
+        colourings_.push_back({ColourBy::Field, field, false});
+    }
 }
 
 void MainWindow::addToolBars() {
@@ -274,7 +298,7 @@ void MainWindow::addMiddle() {
     setAcceptDrops(true);
 }
 
-QWidget* MainWindow::addDock(const char* name, const QString& title, QWidget* content) {
+QDockWidget* MainWindow::addDock(const char* name, const QString& title, QWidget* content) {
     auto* dock = childOf<QDockWidget>(static_cast<QWidget*>(this), title);
     dock->setObjectName(QLatin1String(name));
     dock->setWidget(content); // owns it
@@ -311,7 +335,11 @@ void MainWindow::addPanels() {
     tabs->setDocumentMode(true);
     addDock("historyDock", QStringLiteral("History"), tabs);
     selection_ = childOf<SelectionPanel>(self);
-    addDock("selectionDock", QStringLiteral("Selection"), selection_);
+    QDockWidget* selectionDock = addDock("selectionDock", QStringLiteral("Selection"), selection_);
+    shown_ = childOf<ShownPanel>(self, [this](const NotShown& notShown) { work_->setNotShown(notShown); });
+    QDockWidget* shownDock = addDock("shownDock", QStringLiteral("Shown"), shown_);
+    tabifyDockWidget(selectionDock, shownDock);
+    selectionDock->raise();
     point_ = childOf<QTableWidget>(self);
     point_->setColumnCount(2);
     point_->horizontalHeader()->hide();
@@ -325,6 +353,8 @@ void MainWindow::addPanels() {
     for (const char* name : {"classesDock", "historyDock", "selectionDock"})
         docks += findChild<QDockWidget*>(QLatin1String(name));
     resizeDocks(docks, {12, 7, 6}, Qt::Vertical); // shares
+    constexpr int width = 440;                    // logical pixels, for names of classes and their numbers
+    resizeDocks({docks.front()}, {width}, Qt::Horizontal);
 }
 
 void MainWindow::addStatusBar() {
@@ -367,8 +397,8 @@ void MainWindow::showChoices() {
         action->setChecked(action->data().toInt() == static_cast<int>(choices.how));
     for (QAction* action : viewCounts_->actions()) action->setChecked(action->data().toInt() == work_->grid().count());
     const ViewColours present = work_->colours(work_->grid().active().number());
-    for (std::size_t row = 0; row < colourings().size(); ++row)
-        if (colourings()[row].colours == present) colours_->setCurrentIndex(static_cast<int>(row));
+    for (std::size_t row = 0; row < colourings_.size(); ++row)
+        if (colourings_[row] == present) colours_->setCurrentIndex(static_cast<int>(row));
     assign_->setChoices(choices);
     hint_->setText(hintText());
 }

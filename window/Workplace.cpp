@@ -5,11 +5,10 @@
 #include "las/CoordinateUnit.hpp"
 #include "window/ClassColours.hpp"
 #include "window/Numbers.hpp"
+#include "window/Wording.hpp"
 
-#include <QStringList>
 
 #include <algorithm>
-#include <cmath>
 #include <unistd.h>
 
 namespace corvane {
@@ -21,14 +20,6 @@ constexpr int LargestClass = 255, Ground = 2;
 std::size_t memoryForPoints() {
     const auto pages = static_cast<std::size_t>(std::max(sysconf(_SC_PHYS_PAGES), 0L));
     return pages * static_cast<std::size_t>(sysconf(_SC_PAGE_SIZE)) / 4;
-}
-
-/// As it stands behind a number.
-QString shortUnit(const std::string& unit) {
-    if (unit == "metre") return QStringLiteral("m");
-    if (unit == "foot" || unit == "US survey foot") return QStringLiteral("ft");
-    if (unit == "degree") return QStringLiteral("°");
-    return QString::fromStdString(unit);
 }
 
 /// The column that a colouring needs beside the classes; empty: none.
@@ -47,23 +38,6 @@ std::string columnOf(const ViewColours& colours) {
         break;
     }
     return {};
-}
-
-/// "12,408 selected · 310 not visible": only what is not nothing.
-QString forecastOf(const StrokePreview& preview, Selecting how) {
-    QStringList parts;
-    const auto add = [&](std::uint64_t count, const char* what) {
-        if (count > 0) parts += grouped(count) + QLatin1Char(' ') + QLatin1String(what);
-    };
-    parts += grouped(preview.selected) + QLatin1String(how == Selecting::Remove ? " taken out" : " selected");
-    if (how != Selecting::Remove) {
-        add(preview.willChange, "will change");
-        add(preview.alreadyThatClass, "already that class");
-    }
-    add(preview.locked, "locked");
-    add(preview.otherClass, "of other classes");
-    add(preview.notVisible, "not visible");
-    return parts.join(QStringLiteral("\n"));
 }
 
 } // namespace
@@ -152,6 +126,8 @@ void Workplace::startWith(const WorkbenchState& state) {
     fitted_ = moved_ = false;
     ranges_.clear();
     notShown_ = {};
+    for (ViewColours& colours : colours_)
+        if (colours.by == ColourBy::Field && !state.open->fields.contains(colours.field)) colours = {};
     scene_.show(state);
     const Survey& survey = *state.open->survey;
     grid_->setSurvey(survey.expressibleBox(), scene_.boxToShow(), shortUnit(coordinateUnit(survey.las().crs)));
@@ -253,20 +229,8 @@ void Workplace::updateLooks() {
         view.setTitle(view.number() == ViewGrid::CrossProfile ? QStringLiteral("Profile across")
                       : plan                                  ? QStringLiteral("Plan")
                                                               : QStringLiteral("Profile"),
-                      signText());
+                      hiddenText(notShown_));
     });
-}
-
-QString Workplace::signText() const {
-    QStringList parts;
-    if (!notShown_.classes.empty()) {
-        QStringList classes;
-        for (const int value : notShown_.classes) classes += QString::number(value);
-        parts += QStringLiteral("classes %1").arg(classes.join(QStringLiteral(", ")));
-    }
-    if (!notShown_.returns.empty()) parts += QStringLiteral("returns");
-    if (notShown_.heights) parts += QStringLiteral("heights");
-    return parts.isEmpty() ? QString() : QStringLiteral("hidden: ") + parts.join(QStringLiteral(", "));
 }
 
 // -------------------------------------------------------------------------------------------------- what views tell
@@ -332,8 +296,11 @@ void Workplace::hovered(int from, const std::optional<PickedPoint>& point) {
     });
     if (!point) return events_.cursor({});
     const auto number = [](double value) { return QString::number(value, 'f', 2); };
-    events_.cursor(QStringLiteral("%1  %2  %3")
-                       .arg(number(point->position.x), number(point->position.y), number(point->position.z)));
+    const QString place = QStringLiteral("%1  %2  %3")
+                              .arg(number(point->position.x), number(point->position.y), number(point->position.z));
+    events_.cursor(point->value && state_.labels
+                       ? place + QStringLiteral("  ") + className(*state_.labels, *point->value)
+                       : place);
 }
 
 void Workplace::askPointInfo() {

@@ -3,6 +3,7 @@
 
 #include "session/UpdateThread.hpp"
 #include "window/Choices.hpp"
+#include "window/NotShown.hpp"
 #include "window/SurveyScene.hpp"
 #include "window/UpdateMail.hpp"
 #include "window/ViewGrid.hpp"
@@ -25,15 +26,6 @@ struct ViewColours {
     bool surface = false; ///< the ground as a surface that is lit, instead
 
     bool operator==(const ViewColours&) const = default;
-};
-
-/// What of the survey is neither shown nor touched.
-struct NotShown {
-    std::set<int> classes, returns;
-    std::optional<std::array<double, 2>> heights; ///< only what lies between them is shown
-
-    bool none() const { return classes.empty() && returns.empty() && !heights; }
-    bool operator==(const NotShown&) const = default;
 };
 
 /// The work at hand: the survey that is open, what is chosen, and the views on it. Turns what is done in views into
@@ -119,7 +111,6 @@ private:
     void updateLooks();
     Look lookOf(int view) const;
     std::set<std::string> neededColumns() const;
-    QString signText() const;
     SelectionRule rule() const;
     std::uint64_t expect(std::uint64_t call);
 

@@ -162,18 +162,27 @@ private:
 
     void change() {
         Workplace& work = driver_.work();
-        switch (below(5)) {
+        switch (below(6)) {
         case 0:
             return driver_.window().resize(700 + below(600), 500 + below(500));
         case 1:
             return work.showClass(below(8), below(3) > 0);
         case 2:
             return work.setLocked(below(8), below(3) == 0);
+        case 4:
+            return work.setNotShown(hidden());
         case 3:
             return work.goToStep(Which::Data, below(driver_.state().data.size() + 1));
         default:
             return driver_.key(below(2) == 0 ? Qt::Key_F : Qt::Key_Escape);
         }
+    }
+
+    NotShown hidden() {
+        NotShown hidden;
+        if (below(2) == 0) hidden.returns = {1 + below(3)};
+        if (below(2) == 0) hidden.heights = {400.0 + below(5), below(2) == 0 ? HUGE_VAL : 420.0};
+        return hidden;
     }
 
     void draw(View& view) {

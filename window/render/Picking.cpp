@@ -22,6 +22,14 @@ const Pixel* nearest(const Grid<Pixel>& pixels, int column, int row, int radius)
     return best;
 }
 
+std::optional<int> classAt(const DrawnFragment& fragment, std::size_t place) {
+    const DrawnColumn* const classes = fragment.column(column::Class);
+    if (!classes) return std::nullopt;
+    if (const auto* bytes = std::get_if<DrawnColumn::Bytes>(&classes->values)) return (*bytes)[place];
+    if (const auto* words = std::get_if<DrawnColumn::Words>(&classes->values)) return (*words)[place];
+    return std::nullopt;
+}
+
 } // namespace
 
 std::optional<PickedPoint> pick(const FinishedPicture& picture, int column, int row, int radius) {
@@ -31,7 +39,8 @@ std::optional<PickedPoint> pick(const FinishedPicture& picture, int column, int 
     if (!pixel) return std::nullopt;
     const auto place = shown.numbers->find(markOf(*pixel));
     const DrawnFragment& fragment = *shown.fragments[place.fragment];
-    return PickedPoint{fragment.number, fragment.pointAt(place.point), fragment.packed->position(place.point)};
+    return PickedPoint{fragment.number, fragment.pointAt(place.point), fragment.packed->position(place.point),
+                       classAt(fragment, place.point)};
 }
 
 } // namespace corvane

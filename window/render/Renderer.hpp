@@ -38,6 +38,7 @@ struct PickedPoint {
     std::uint32_t fragment = 0;                ///< DrawnFragment::Sample for one that is known from a sample only
     std::size_t point = 0;                     ///< its number in the fragment
     Sextant::PhysicalSpace::point position{0}; ///< exact where fragments are smaller than 2 million units
+    std::optional<int> value;                  ///< its class, where that is loaded
 };
 
 /// The point under a pixel of the picture, else the one that is nearest to it within so many pixels. Takes
