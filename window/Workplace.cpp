@@ -7,7 +7,6 @@
 #include "window/Numbers.hpp"
 #include "window/Wording.hpp"
 
-
 #include <algorithm>
 #include <unistd.h>
 
