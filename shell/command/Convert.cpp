@@ -60,17 +60,25 @@ struct Plan {
     Packing packing;
     FileChange change;
     std::vector<std::string> notices;
+    bool copc = false; ///< the points are put into an octree
 };
 
+/// Told by the option, or by the name; an octree whose chunks are copied stays one.
+bool makesOctree(const LasFile& las, const ConvertArguments& arguments) {
+    return arguments.copc || (arguments.out.ends_with(".copc.laz") && (!las.copc || arguments.pointFormat));
+}
+
 Plan planFor(const LasFile& las, const ConvertArguments& arguments) {
-    Plan plan{Packing::forName(arguments.out, las), {}, {}};
-    if (arguments.copc && !plan.packing.compressed)
+    Plan plan{Packing::forName(arguments.out, las), {}, {}, makesOctree(las, arguments)};
+    if (plan.copc && !plan.packing.compressed)
         throw UsageError(
             fmt::format("--copc: {} names a file that is not compressed; name it .copc.laz.", arguments.out));
-    if (arguments.out.ends_with(".copc.laz") && !arguments.copc && (!las.copc || arguments.pointFormat))
+    if (plan.copc && arguments.chunkPoints)
         throw UsageError(
-            fmt::format("{}: the name says that it is an octree; add --copc, or name it .laz.", arguments.out));
-    if (arguments.copc && las.compatibility)
+            fmt::format("--chunk: {} will be an octree, whose chunks are its nodes; name it .laz, or leave "
+                        "the option out.",
+                        arguments.out));
+    if (plan.copc && las.compatibility)
         throw Failure(
             fmt::format("{}: its points are stored in a form for older programs, which no octree holds; convert it "
                         "with --point-format {} first.",
@@ -115,10 +123,10 @@ Written convert(const GlobalOptions& options, const ConvertArguments& arguments,
     for (const std::string& notice : plan.notices) terminal.note(arguments.out + ": " + notice);
     const auto begin = std::chrono::steady_clock::now();
     const Watch watch = terminal.watch();
-    const bool copies = las.compression() && plan.packing.compressed && !arguments.copc;
+    const bool copies = las.compression() && plan.packing.compressed && !plan.copc;
     if (copies) checkPoints(las, watch);
     OutputFile output(arguments.out, arguments.overwrite);
-    if (arguments.copc) {
+    if (plan.copc) {
         const std::size_t memory = options.memory.empty() ? SurveyOptions().memoryBytes : parseMemory(options.memory);
         const auto& records = plan.packing.records;
         writeCopc(las, records ? *records : *las.points, records ? plan.packing.pointFormat : las.header.pointFormat,
@@ -202,9 +210,11 @@ void addOptions(CLI::App& command, ConvertArguments& arguments) {
                     "the file version 1.4, where classes above 31 have room.")
         ->check(CLI::Range(0u, 10u));
     command
-        .add_flag("--copc", arguments.copc,
-                  "Write an octree (COPC), in which programs find the points of a place without reading the others. "
-                  "Point formats 6 to 8 with WKT; the points come in another order.")
+        .add_flag(
+            "--copc", arguments.copc,
+            "Write an octree (COPC), in which programs find the points of a place without reading the others. "
+            "Point formats 6 to 8 with WKT; the points come in another order. A name that ends with .copc.laz says "
+            "the same.")
         ->excludes(chunk);
     command.add_flag("--overwrite", arguments.overwrite, "Replace OUT if it exists");
 }
@@ -213,8 +223,9 @@ void addOptions(CLI::App& command, ConvertArguments& arguments) {
 
 void addConvert(CLI::App& program, const GlobalOptions& options) {
     CLI::App* command = program.add_subcommand(
-        "convert", "Write the same survey compressed or not, as the name of OUT says (.laz, .las), or in another point "
-                   "format. All else stays as it is.");
+        "convert",
+        "Write the same survey compressed or not, as the name of OUT says (.las, .laz, .copc.laz), or in another "
+        "point format. All else stays as it is.");
     const auto arguments = std::make_shared<ConvertArguments>();
     const auto batch = std::make_shared<BatchArguments>();
     command

@@ -95,7 +95,10 @@ TEST_F(Compressed, octreesAreWrittenReadAndEdited) {
     expectRefused({"convert", Data / "ahn3_pf1.laz", folder / "no.copc.laz", "--copc"}, 1,
                   {"format 1", "convert them"});
     expectRefused({"convert", from, folder / "no.las", "--copc"}, 2, {"--copc", "not compressed"});
-    expectRefused({"convert", from, folder / "no.copc.laz"}, 2, {"no.copc.laz", "--copc"});
+    // The name says it, too.
+    EXPECT_EQ(corvane({"convert", from, folder / "named.copc.laz"}).status, 0);
+    EXPECT_EQ(corvane({"info", folder / "named.copc.laz", "--json"}).document()["compression"]["kind"], "COPC");
+    expectRefused({"convert", from, folder / "no.copc.laz", "--chunk", "100"}, 2, {"--chunk", "octree"});
 }
 
 TEST_F(Compressed, damageIsReadAroundAndToldButNotEdited) {
