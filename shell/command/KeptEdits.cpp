@@ -32,7 +32,7 @@ EditStore openEdits(const GlobalOptions& options, const std::string& survey, Edi
         edited.keeper->close();
     }
     EditStore store(editStorePath(survey, options.edits), access);
-    requireSameSurvey(store, identityOf(LasFile::open(survey)), survey, options.edits);
+    requireSameSurvey(store, LasFile::open(survey), options.edits);
     if (access == EditStore::Access::Read || !findOpenSaving(store)) return store;
     store.close();
     completeOpenSaving(options, survey);

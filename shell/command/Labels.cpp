@@ -9,7 +9,6 @@
 #include "command/Commands.hpp"
 #include "command/Output.hpp"
 #include "network/Network.hpp"
-#include "survey/ClassLookup.hpp"
 #include "survey/LabelFile.hpp"
 #include "survey/StandardLabels.hpp"
 
@@ -33,22 +32,12 @@ void checkNamesClasses(const std::string& field) {
                                      field, ClassificationName));
 }
 
-std::optional<Kesh::LabelSet> fromFile(const GlobalOptions& options, const std::string& path) {
-    const LasFile las = LasFile::open(path);
-    std::vector<std::string> warnings = las.warnings;
-    const auto labels = readClassLookup(las, warnings);
-    for (const std::string& warning : warnings)
-        if (!options.quiet) printWarning(fmt::format("{}: {}", path, warning));
-    return labels;
-}
-
-Kesh::LabelSet standardFor(CommandSession& session, const std::string& path) {
-    const auto survey = session.open(path);
+Kesh::LabelSet standardFor(CommandSession& session, const Survey& survey) {
     std::set<int> values;
-    const Count counted = countPoints(*survey, {.field = survey->selector(ClassificationName)}, session.watch());
-    if (!counted.complete()) throw Failure(path + ": some of its classes could not be read.");
+    const Count counted = countPoints(survey, {.field = survey.selector(ClassificationName)}, session.watch());
+    if (!counted.complete()) throw Failure(survey.path() + ": some of its classes could not be read.");
     for (const auto& [value, count] : classCounts(counted.histogram)) values.insert(value);
-    return standardLabels(values, survey->las().header.pointFormat);
+    return standardLabels(values, survey.las().header.pointFormat);
 }
 
 /// By the module, which stores them with the field.
@@ -65,17 +54,15 @@ Kesh::LabelSet derived(CommandSession& session, const std::string& path, const s
 }
 
 Kesh::LabelSet labelsOf(const GlobalOptions& options, const LabelsArguments& arguments) {
-    if (arguments.derive) {
-        CommandSession session(options);
-        return derived(session, arguments.survey, arguments.field);
-    }
-    checkNamesClasses(arguments.field);
-    if (!arguments.standard)
-        if (auto own = fromFile(options, arguments.survey)) return std::move(*own);
     CommandSession session(options);
-    if (!arguments.standard)
+    if (arguments.derive) return derived(session, arguments.survey, arguments.field);
+    checkNamesClasses(arguments.field);
+    const auto survey = session.open(arguments.survey);
+    if (!arguments.standard) {
+        if (auto own = survey->labels()) return std::move(*own);
         session.note(arguments.survey + ": names no classes itself; these are the standard names of those that occur.");
-    return standardFor(session, arguments.survey);
+    }
+    return standardFor(session, *survey);
 }
 
 void print(const Kesh::LabelSet& labels) {

@@ -133,7 +133,7 @@ void check(const GlobalOptions& options, const LintArguments& arguments, Reading
     Terminal terminal(options.quiet);
     rules.limit = limits.on(survey, [&](const std::string& sentence) { terminal.note(sentence); });
     const LasFile las = survey.edited();
-    const auto& names = survey.labels();
+    const auto names = survey.labels();
     const LintReport report = lint(las, names, terminal.watch(), rules);
     Found found{describe(las, report), linesOf(las, report), ""};
     if (report.points == 0 && rules.limit && !limits.allowMiss())

@@ -121,7 +121,8 @@ void run(const GlobalOptions& options, const PointsArguments& arguments, Reading
         wanted.classes = ClassNames(survey, survey.findField(ClassificationName)).values("--class", arguments.classes);
 
     Destination destination(arguments);
-    PointListing listing(las, format, "", survey.labels(), [&](std::string_view text) {
+    const auto labels = survey.labels();
+    PointListing listing(las, format, "", labels, [&](std::string_view text) {
         terminal.clearBar();
         destination.write(text);
     });

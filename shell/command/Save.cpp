@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // corvane save and discard: what becomes of the edits that are kept of a survey.
-#include "Kesh/values/LabelAttributes.hpp"
 #include "base/Text.hpp"
 #include "command/Commands.hpp"
 #include "command/KeptEdits.hpp"
@@ -21,31 +20,40 @@ struct SaveArguments {
     bool overwrite = false, inPlace = false, withLabels = false;
 };
 
+/// The names of classes that are to be in the file; none: those that are.
+std::optional<Kesh::LabelSet> labelsToWrite(const SaveArguments& arguments, const Survey& survey) {
+    if (!arguments.withLabels) return std::nullopt;
+    auto labels = survey.labels();
+    if (!labels)
+        throw Failure(fmt::format("{}: no names of its classes are kept that could be written.", arguments.survey));
+    return labels;
+}
+
 void save(const GlobalOptions& options, const SaveArguments& arguments) {
     checkMayWriteSurvey(arguments.out, arguments.overwrite);
     openEdits(options, arguments.survey, EditStore::Access::Read); // without which nobody needs this
     CommandSession session(options);
     const auto survey = session.open(arguments.survey);
     const auto begin = std::chrono::steady_clock::now();
-    const auto labels = Kesh::readLabelSet(survey->points().findField(ClassificationName)->attributes());
-    if (arguments.withLabels && !labels)
-        throw Failure(fmt::format("{}: no names of its classes are kept that could be written.", arguments.survey));
-    session.save(*survey, arguments.out, arguments.overwrite, arguments.withLabels ? &*labels : nullptr);
+    const auto labels = labelsToWrite(arguments, *survey);
+    session.save(*survey, arguments.out, arguments.overwrite, labels ? &*labels : nullptr);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     std::error_code error; // the file may have been taken away already
     const auto bytes = std::filesystem::file_size(arguments.out, error);
     printWritten(arguments.out, survey->las().header.pointCount, error ? 0 : bytes, taken.count());
 }
 
-void saveInPlace(const GlobalOptions& options, const std::string& path) {
+void saveInPlace(const GlobalOptions& options, const SaveArguments& arguments) {
+    const std::string& path = arguments.survey;
     requireEdits(options, path);
     Terminal terminal(options.quiet);
     const Note note = [&](const std::string& sentence) { terminal.note(sentence); };
     SurveyOptions how;
     if (!options.memory.empty()) how.memoryBytes = parseMemory(options.memory);
     const auto begin = std::chrono::steady_clock::now();
-    const InPlaceSaved saved =
-        corvane::saveInPlace(openToEdit(path, how, options.edits, terminal.watch(), note), terminal.watch());
+    EditedSurvey edited = openToEdit(path, how, options.edits, terminal.watch(), note);
+    const auto labels = labelsToWrite(arguments, *edited.survey);
+    const InPlaceSaved saved = corvane::saveInPlace(std::move(edited), labels ? &*labels : nullptr, terminal.watch());
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     terminal.clearBar();
     for (const std::string& loss : saved.losses) terminal.warn(fmt::format("{}: {}", path, loss));
@@ -62,12 +70,8 @@ void saveInPlace(const GlobalOptions& options, const std::string& path) {
 void run(const GlobalOptions& options, const SaveArguments& arguments) {
     if (arguments.inPlace != arguments.out.empty())
         throw UsageError("save: name the file to write, or give --in-place to write into FILE itself.");
-    if (arguments.inPlace && arguments.withLabels)
-        throw UsageError(
-            "--with-labels: the names of classes lie in the head of FILE, by which its edits know it; give "
-            "another file to write instead of --in-place.");
     if (options.edits.original) throw UsageError("--original: the file is there already; save writes the edits.");
-    arguments.inPlace ? saveInPlace(options, arguments.survey) : save(options, arguments);
+    arguments.inPlace ? saveInPlace(options, arguments) : save(options, arguments);
 }
 
 /// A saving that is open is completed: the file would be neither what it was nor what it was to be. The edits of a
@@ -77,8 +81,8 @@ void settle(const GlobalOptions& options, const std::string& survey, const std::
     try {
         const EditStore store(path, EditStore::Access::Read);
         const auto saving = findOpenSaving(store);
-        const SurveyIdentity now = identityOf(LasFile::open(survey));
-        open = saving && (sameHead(store.identity(), now) || saving->mayHaveMade(now));
+        if (saving) requireSameSurvey(store, LasFile::open(survey), {});
+        open = saving.has_value();
     } catch (const Failure&) {
     }
     if (open) completeOpenSaving(options, survey);
@@ -102,7 +106,7 @@ void addSave(CLI::App& program, const GlobalOptions& options) {
     command->add_option("OUT", arguments->out, "The file to write");
     command->add_flag("--in-place", arguments->inPlace,
                       "Write into FILE itself what differs, and nothing else; undo goes back behind it all the same");
-    command->add_flag("--with-labels", arguments->withLabels, "Save the names of the classes in OUT, too");
+    command->add_flag("--with-labels", arguments->withLabels, "Save the names of the classes in the file, too");
     command->add_flag("--overwrite", arguments->overwrite, "Replace OUT if it exists");
     command->callback([&options, arguments] { run(options, *arguments); });
     command->footer("The edits and their history stay with FILE. Examples:\n  corvane save tile.laz fixed.laz\n"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/SurveyEdit.hpp"
 
+#include "Kesh/values/LabelAttributes.hpp"
 #include "base/Text.hpp"
 #include "network/FieldRange.hpp"
 #include "network/Objects.hpp"
@@ -219,6 +220,8 @@ std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
                                   arguments_.in, pointsText(result.changed), arguments_.expect));
     if (arguments_.dryRun) return result;
     if (edited_.keeper) {
+        const auto field = survey_->points().findField(field_.name);
+        if (labels) Kesh::storeLabelSet(*labels, *field, Holdfast::Ageable::nextTime());
         edited_.keeper->commit(network_.record().textSince(0));
         result.kept = edited_.keeper->store().path();
         edited_.keeper->close();

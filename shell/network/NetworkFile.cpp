@@ -49,7 +49,7 @@ std::optional<Kesh::LabelSet> labelsElsewhere(const Network& network, const Read
     if (value.has("file")) return loadLabels(value.member("file").text());
     if (!value.has("from")) return std::nullopt;
     if (value.member("from").text() != "survey") value.member("from").fail("only \"survey\" has labels to give");
-    const auto& labels = network.survey().labels();
+    auto labels = network.survey().labels();
     if (!labels) value.fail("the survey names no classes: it has no Classification Lookup record");
     return labels;
 }

@@ -8,12 +8,15 @@
 // before the new one gets its name; where these are the same, the values tell as above.
 #include "session/InPlaceSaving.hpp"
 
+#include "Kesh/values/LabelSet.hpp"
 #include "base/InPlaceFile.hpp"
 #include "session/OpenSaving.hpp"
 #include "session/StepList.hpp"
 #include "survey/SurveySaver.hpp"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 
 namespace corvane {
 namespace {
@@ -30,6 +33,22 @@ FileRuns firstBatch(const LasFile& las, InPlaceChange& change, const Watch& watc
     return change.next();
 }
 
+/// A change outside the points as bytes that stay where they are. Throws NoRoom where they do not.
+OpenSaving savingOf(const LasFile& las, const FileChange& change) {
+    FileRuns runs;
+    for (const FileChange::Splice& splice : change.splices()) {
+        if (splice.end - splice.begin != splice.bytes.size())
+            throw NoRoom("it has no record for the names of its classes");
+        std::vector<std::byte> before(splice.bytes.size());
+        las.file->read(splice.begin, before);
+        runs.addDifferences(splice.begin, before, splice.bytes);
+    }
+    OpenSaving saving;
+    saving.runs = std::make_shared<const FileRuns>(std::move(runs));
+    saving.becomes = identityOf(las, *saving.runs);
+    return saving;
+}
+
 class InPlaceSaving {
 public:
     /// `begun`: something was written to the file already.
@@ -41,10 +60,11 @@ public:
           size_(size),
           begun_(begun) {}
 
-    InPlaceSaved save();
+    InPlaceSaved save(const Kesh::LabelSet* labels = nullptr);
 
 private:
     void write(InPlaceFile& file);
+    void write(InPlaceFile& file, const OpenSaving& saving);
     void replace(const std::string& obstacle);
     void note(const OpenSaving& saving);
     std::string incomplete(const Failure& failure) const;
@@ -55,6 +75,7 @@ private:
     const Watch& watch_;
     BatchSize size_;
     bool begun_;
+    FileChange change_; // outside the points
     InPlaceSaved saved_;
 };
 
@@ -68,10 +89,11 @@ void commitSaved(EditStore& store, const SurveyIdentity& identity) {
     store.commitAndClose(commit);
 }
 
-InPlaceSaved InPlaceSaving::save() {
+InPlaceSaved InPlaceSaving::save(const Kesh::LabelSet* labels) {
     if (begun_) keeper_.expectHalfSaved();
     checkMayBeSaved(survey_);
     keeper_.expectHalfSaved();
+    if (labels) change_ = changeOfLabels(survey_.las(), *labels, saved_.losses);
     try {
         survey_.las().file->letBeWritten();
         InPlaceFile file(survey_.path()); // until the store says what is in it: nobody reads it meanwhile
@@ -103,28 +125,35 @@ void InPlaceSaving::write(InPlaceFile& file) {
     InPlaceChange change(
         las, edited, [this](const PointRange& range) { return survey_.pointEdits(range); }, size_);
     FileRuns batch = firstBatch(las, change, watch_);
+    const OpenSaving head = savingOf(las, change_);
     file.checkSame(*las.file);
     las.file->checkUnchanged();
+    if (!head.runs->empty()) write(file, head);
     for (; !batch.empty(); batch = change.next()) {
         watch_(change.pointsDone(), change.points(), "Saving " + survey_.path());
         OpenSaving saving;
         saving.runs = std::make_shared<const FileRuns>(std::move(batch));
-        note(saving);
-        file.write(*saving.runs);
-        file.sync();
-        saved_.bytes += saving.runs->bytes();
+        write(file, saving);
     }
     commitSaved(store_, identityOf(las));
 }
 
+void InPlaceSaving::write(InPlaceFile& file, const OpenSaving& saving) {
+    note(saving);
+    file.write(*saving.runs);
+    file.sync();
+    saved_.bytes += saving.runs->bytes();
+}
+
 void InPlaceSaving::replace(const std::string& obstacle) {
     saved_.obstacle = obstacle;
-    saved_.losses = replaceSurvey(survey_, watch_, [this](const std::string& readable) {
+    const auto noteIt = [this](const std::string& readable) {
         OpenSaving saving;
-        saving.replacement = identityOf(LasFile::open(readable));
+        saving.becomes = identityOf(LasFile::open(readable));
         saving.begun = begun_;
         note(saving);
-    });
+    };
+    std::ranges::move(replaceSurvey(survey_, change_, watch_, noteIt), std::back_inserter(saved_.losses));
     commitSaved(store_, identityOf(LasFile::open(survey_.path())));
 }
 
@@ -137,11 +166,18 @@ void InPlaceSaving::note(const OpenSaving& saving) {
     begun_ = true;
 }
 
+/// Of the file, which must be the store's survey, and is not open afterwards.
+SurveyIdentity identityOfSurvey(const EditStore& store, const std::string& path) {
+    const LasFile las = LasFile::open(path);
+    requireSameSurvey(store, las, {});
+    return identityOf(las);
+}
+
 } // namespace
 
-InPlaceSaved saveInPlace(EditedSurvey edited, const Watch& watch, const BatchSize& size) {
+InPlaceSaved saveInPlace(EditedSurvey edited, const Kesh::LabelSet* labels, const Watch& watch, const BatchSize& size) {
     edited.keeper->commit("{}"); // of a file with another time: what was known of its other points goes
-    InPlaceSaved saved = InPlaceSaving(edited, watch, size, false).save();
+    InPlaceSaved saved = InPlaceSaving(edited, watch, size, false).save(labels);
     edited.keeper->close();
     return saved;
 }
@@ -151,8 +187,7 @@ std::string completeSaving(const std::string& path, const std::string& storePath
     const auto store = std::make_shared<EditStore>(storePath, EditStore::Access::Write);
     const auto saving = findOpenSaving(*store);
     if (!saving) return "";
-    const SurveyIdentity now = identityOf(LasFile::open(path));
-    requireSameSurvey(*store, now, path, {});
+    const SurveyIdentity now = identityOfSurvey(*store, path);
     const bool isOld = sameHead(store->identity(), now), isNew = saving->mayHaveMade(now);
     if (isNew && !isOld) {
         commitSaved(*store, now);

@@ -9,42 +9,56 @@ namespace corvane {
 namespace {
 
 const std::string EntryName = "saving";
-constexpr std::uint8_t Version = 1;
-enum class Kind : std::uint8_t { Runs = 0, Replacement = 1 };
+constexpr std::uint8_t Version = 1, VersionOfHeads = 2; // so that who does not know of them says so
+enum class Kind : std::uint8_t { Runs = 0, Replacement = 1, Head = 2 };
+
+SurveyIdentity readIdentity(ByteReader& reader) {
+    SurveyIdentity identity;
+    identity.size = reader.fixed<std::uint64_t>();
+    identity.headChecksum = reader.fixed<std::uint64_t>();
+    return identity;
+}
+
+void put(Bytes& bytes, const SurveyIdentity& identity) {
+    putFixed(bytes, identity.size);
+    putFixed(bytes, identity.headChecksum);
+}
 
 std::optional<OpenSaving> decoded(std::span<const std::byte> bytes, std::uint64_t fileSize) {
     ByteReader reader(bytes);
-    if (reader.byte() != Version) return std::nullopt;
+    const auto version = reader.byte();
+    const Kind kind{reader.byte()};
+    if (version != (kind == Kind::Head ? VersionOfHeads : Version) || kind > Kind::Head) return std::nullopt;
     OpenSaving saving;
-    if (Kind(reader.byte()) == Kind::Runs) {
+    if (kind != Kind::Runs) saving.becomes = readIdentity(reader);
+    if (kind != Kind::Replacement) {
         auto runs = FileRuns::decode(reader.bytes(reader.left()), fileSize);
         if (!runs) return std::nullopt;
         saving.runs = std::make_shared<const FileRuns>(std::move(*runs));
         return saving;
     }
-    saving.replacement.size = reader.fixed<std::uint64_t>();
-    saving.replacement.headChecksum = reader.fixed<std::uint64_t>();
     saving.begun = reader.byte() != 0;
     return saving;
 }
 
 } // namespace
 
-bool OpenSaving::mayHaveMade(const SurveyIdentity& file) const {
-    return !runs && file.size == replacement.size && file.headChecksum == replacement.headChecksum;
+bool OpenSaving::mayHaveMade(const SurveyIdentity& file) const { return !runs && sameHead(file, *becomes); }
+
+bool OpenSaving::isWritingTo(const LasFile& las, const SurveyIdentity& known) const {
+    return runs && sameHead(identityOf(las, *runs), becomes.value_or(known));
 }
 
 NamedBytes OpenSaving::entry() const {
     Bytes bytes;
-    putFixed(bytes, Version);
-    putFixed(bytes, runs ? Kind::Runs : Kind::Replacement);
-    if (runs) {
+    const Kind kind = !runs ? Kind::Replacement : becomes ? Kind::Head : Kind::Runs;
+    putFixed(bytes, kind == Kind::Head ? VersionOfHeads : Version);
+    putFixed(bytes, kind);
+    if (becomes) put(bytes, *becomes);
+    if (runs)
         putBytes(bytes, runs->encode());
-    } else {
-        putFixed(bytes, replacement.size);
-        putFixed(bytes, replacement.headChecksum);
+    else
         putFixed(bytes, std::uint8_t{begun});
-    }
     return {EntryName, std::move(bytes)};
 }
 

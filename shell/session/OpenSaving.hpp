@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/FileRuns.hpp"
+#include "session/IdentityOf.hpp"
 #include "store/EditStore.hpp"
 
 #include <memory>
@@ -16,13 +17,18 @@ struct OpenSaving {
     /// after it is not. Null: the file is being replaced.
     std::shared_ptr<const FileRuns> runs{};
 
-    /// Size and checksum of the file that takes the place of the survey's.
-    SurveyIdentity replacement{};
+    /// Size and checksum of the file that takes the place of the survey's; of the survey's with the runs in it where
+    /// they change its head, by which it is known. None: the head stays as it is.
+    std::optional<SurveyIdentity> becomes{};
 
     bool begun = true; ///< something was written into the file that is to be replaced
 
     /// Whether a file with this identity is the one that was to take the place.
     bool mayHaveMade(const SurveyIdentity& file) const;
+
+    /// Whether the file is the one with this identity into which the runs are being written, however many of them are
+    /// in it.
+    bool isWritingTo(const LasFile& las, const SurveyIdentity& known) const;
 
     /// As the store keeps it.
     NamedBytes entry() const;

@@ -5,37 +5,13 @@
 #include "base/OutputFile.hpp"
 #include "session/InPlaceSaving.hpp"
 #include "session/OpenSaving.hpp"
-#include "store/Checksum.hpp"
 
-#include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 namespace corvane {
 
-bool sameHead(const SurveyIdentity& a, const SurveyIdentity& b) {
-    return a.size == b.size && a.headChecksum == b.headChecksum;
-}
-
 std::string editStorePath(const std::string& survey, const EditStoreOptions& options) {
     return options.path.empty() ? survey + ".edits" : options.path;
-}
-
-SurveyIdentity identityOf(const LasFile& las) {
-    struct stat state {};
-    if (fstat(las.file->descriptor(), &state) != 0)
-        throw Failure(fmt::format("{}: its time cannot be read: {}.", las.file->path(), std::strerror(errno)));
-    std::vector<std::byte> head(las.storedHeader().offsetToPoints);
-    las.file->read(0, head);
-    std::uint32_t checksum = crc32Of(head);
-    if (const LazBlock* block = las.compression())
-        for (const LazChunk& chunk : block->chunks) {
-            const std::array numbers = {chunk.points, chunk.offset, chunk.bytes};
-            checksum = crc32Of(std::as_bytes(std::span(numbers)), checksum);
-        }
-    constexpr std::int64_t Second = 1'000'000'000; // in nanoseconds
-    return {las.file->size(), checksum, state.st_mtim.tv_sec * Second + state.st_mtim.tv_nsec};
 }
 
 void checkMayWriteSurvey(const std::string& path, bool overwrite) {
@@ -48,11 +24,11 @@ void checkMayWriteSurvey(const std::string& path, bool overwrite) {
             path, store));
 }
 
-void requireSameSurvey(const EditStore& store, const SurveyIdentity& now, const std::string& survey,
-                       const EditStoreOptions& options) {
-    const SurveyIdentity known = store.identity();
+void requireSameSurvey(const EditStore& store, const LasFile& las, const EditStoreOptions& options) {
+    const std::string& survey = las.file->path();
+    const SurveyIdentity known = store.identity(), now = identityOf(las);
     const auto saving = findOpenSaving(store);
-    if (sameHead(known, now) || (saving && saving->mayHaveMade(now))) return;
+    if (sameHead(known, now) || (saving && (saving->mayHaveMade(now) || saving->isWritingTo(las, known)))) return;
     if (saving)
         throw Failure(fmt::format("{}: says that a saving of {} was not completed, and that file is another one now. "
                                   "Put back the file that was saved, or give --original to see this one, or forget the "
@@ -70,7 +46,7 @@ namespace {
 EditedSurvey withEdits(const std::shared_ptr<const Survey>& survey, const std::shared_ptr<EditStore>& store,
                        const EditStoreOptions& options) {
     const SurveyIdentity identity = identityOf(survey->las());
-    requireSameSurvey(*store, identity, survey->path(), options);
+    requireSameSurvey(*store, survey->las(), options);
     const bool halfSaved = findOpenSaving(*store).has_value();
     const auto rebound = store->identity() == identity || halfSaved ? std::nullopt : std::optional(identity);
     EditedSurvey edited{survey, std::make_unique<EditKeeper>(survey, store, rebound, options.history)};
@@ -81,8 +57,7 @@ EditedSurvey withEdits(const std::shared_ptr<const Survey>& survey, const std::s
 /// What is being written into the file of this survey; null for nothing.
 std::shared_ptr<const FileRuns> runsFor(const Survey& survey, const EditStore& store) {
     const auto saving = findOpenSaving(store);
-    const bool same = saving && saving->runs && sameHead(store.identity(), identityOf(survey.las()));
-    return same ? saving->runs : nullptr;
+    return saving && saving->isWritingTo(survey.las(), store.identity()) ? saving->runs : nullptr;
 }
 
 /// Who wants the file without edits gets it, unless it is being changed: then there is no such file any more.

@@ -24,19 +24,12 @@ struct EditStoreOptions {
 /// Where the edits of a survey are kept.
 std::string editStorePath(const std::string& survey, const EditStoreOptions& options);
 
-/// What a survey is known by: size, time, and a checksum of header, records and the table of chunks.
-SurveyIdentity identityOf(const LasFile& las);
-
 /// As checkMayWrite, for a survey: throws Failure, too, when edits are kept of the file that it would replace.
 void checkMayWriteSurvey(const std::string& path, bool overwrite);
 
 /// Throws Failure unless the store belongs to the survey that is this one now, or is taken for it. While a saving is
 /// open it belongs to the survey before and after that, and is taken for no other.
-void requireSameSurvey(const EditStore& store, const SurveyIdentity& now, const std::string& survey,
-                       const EditStoreOptions& options);
-
-/// Whether both are known by the same size and head; the time changes when a file is copied.
-bool sameHead(const SurveyIdentity& a, const SurveyIdentity& b);
+void requireSameSurvey(const EditStore& store, const LasFile& las, const EditStoreOptions& options);
 
 /// A survey with the edits that are kept of it. The keeper is null when there are none.
 struct EditedSurvey {

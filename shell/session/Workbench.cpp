@@ -378,7 +378,7 @@ const WorkbenchState& Workbench::saveInPlace() {
     std::string said;
     std::exception_ptr problem;
     try {
-        const InPlaceSaved saved = corvane::saveInPlace(std::move(parts_->edited), parts_->session->watch());
+        const InPlaceSaved saved = corvane::saveInPlace(std::move(parts_->edited), nullptr, parts_->session->watch());
         for (const std::string& loss : saved.losses) parts_->options.note(parts_->path + ": " + loss);
         said = saved.obstacle.empty() ? "Saved." : fmt::format("Saved as a new file, since {}.", saved.obstacle);
     } catch (const Failure&) {

@@ -76,8 +76,8 @@ ClassNames::ClassNames(const Survey& survey, const SurveyField& field, const Kes
                          remedyFor(survey.las().dimensions[field.dimension], survey.las().header.pointFormat))) {
     for (const auto& [value, label] : labels) add(0, value, label.name);
     if (field.name != ClassificationName) return;
-    if (survey.labels())
-        for (const auto& [value, label] : *survey.labels()) add(1, value, label.name);
+    if (const auto own = survey.labels())
+        for (const auto& [value, label] : *own) add(1, value, label.name);
     const std::uint8_t format = survey.las().header.pointFormat;
     for (int value = 0; value <= LastNamedClass; ++value)
         if (!isReservedClass(value, format)) add(2, value, standardClassName(value, format));

@@ -83,9 +83,14 @@ void Survey::noteNodeBoxes() {
 }
 
 void Survey::readLabels() {
-    labels_ = readClassLookup(*las_, warnings_);
+    const auto labels = readClassLookup(*las_, warnings_);
     const auto classes = points_->findField(ClassificationName);
-    if (labels_ && classes) Kesh::storeLabelSet(*labels_, *classes, Holdfast::Ageable::nextTime());
+    if (labels && classes) Kesh::storeLabelSet(*labels, *classes, Holdfast::Ageable::nextTime());
+}
+
+std::optional<Kesh::LabelSet> Survey::labels() const {
+    const auto classes = points_->findField(ClassificationName);
+    return classes ? Kesh::readLabelSet(classes->attributes()) : std::nullopt;
 }
 
 const SurveyField& Survey::findField(const std::string& name) const {

@@ -37,8 +37,9 @@ public:
     const std::vector<SurveyField>& fields() const { return fields_; }
     Fiber::Representation& points() const { return *points_; }
 
-    /// What the file's Classification Lookup names, which the field Classification carries too; none without one.
-    const std::optional<Kesh::LabelSet>& labels() const { return labels_; }
+    /// The names that the field Classification carries: those of the file's Classification Lookup, unless edits have
+    /// brought others; none without one.
+    std::optional<Kesh::LabelSet> labels() const;
 
     /// The points of each fragment, by its number.
     const std::vector<PointRange>& ranges() const { return ranges_; }
@@ -106,7 +107,6 @@ private:
     std::vector<PointRange> ranges_; // of the fragments
     std::vector<SurveyField> fields_;
     std::vector<std::string> warnings_;
-    std::optional<Kesh::LabelSet> labels_;
     Holdfast::StrongPtr<Fiber::Bundle> bundle_;
     Holdfast::StrongPtr<Fiber::Representation> points_;
     std::vector<Holdfast::StrongPtr<Fiber::Field>> original_; // as opened, parallel to fields_

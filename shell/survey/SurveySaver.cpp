@@ -58,23 +58,27 @@ void checkMayBeSaved(const Survey& survey) {
     }
 }
 
+FileChange changeOfLabels(const LasFile& las, const Kesh::LabelSet& labels, std::vector<std::string>& warnings) {
+    return changeClassLookup(las, encodeClassLookup(labels, las.header.pointFormat, warnings));
+}
+
 std::vector<std::string> saveSurvey(const Survey& survey, const std::string& path, const SaveOptions& options) {
     const LasFile& las = survey.las();
     checkMayBeSaved(survey);
     std::vector<std::string> warnings;
     FileChange change;
-    if (options.labels)
-        change = changeClassLookup(las, encodeClassLookup(*options.labels, las.header.pointFormat, warnings));
+    if (options.labels) change = changeOfLabels(las, *options.labels, warnings);
     OutputFile output(path, options.overwrite);
     std::ranges::move(write(survey, output, change, Packing::forName(path, las), options.watch, {}),
                       std::back_inserter(warnings));
     return warnings;
 }
 
-std::vector<std::string> replaceSurvey(const Survey& survey, const Watch& watch, const BeforeNaming& beforeNaming) {
+std::vector<std::string> replaceSurvey(const Survey& survey, const FileChange& change, const Watch& watch,
+                                       const BeforeNaming& beforeNaming) {
     checkMayBeSaved(survey);
     OutputFile output(survey.path(), true);
-    return write(survey, output, {}, {survey.las().compression() != nullptr}, watch, beforeNaming);
+    return write(survey, output, change, {survey.las().compression() != nullptr}, watch, beforeNaming);
 }
 
 } // namespace corvane

@@ -3,6 +3,7 @@
 
 #include "Kesh/values/LabelSet.hpp"
 #include "base/Watch.hpp"
+#include "las/FileChange.hpp"
 #include "survey/Survey.hpp"
 
 #include <functional>
@@ -23,10 +24,14 @@ struct SaveOptions {
 /// is: finished sentences, without the path.
 std::vector<std::string> saveSurvey(const Survey& survey, const std::string& path, const SaveOptions& options = {});
 
-/// Puts such a file, with the points packed as they are, in the place of the survey's own. When it is whole,
-/// `beforeNaming` is called with where it can be read until it has its name; if that throws, all is as before.
+/// What gives the file these names of classes; adds sentences to the warnings where one cannot be stored as it is.
+FileChange changeOfLabels(const LasFile& las, const Kesh::LabelSet& labels, std::vector<std::string>& warnings);
+
+/// Puts such a file, with the points packed as they are and this change, in the place of the survey's own. When it is
+/// whole, `beforeNaming` is called with where it can be read until it has its name; if that throws, all is as before.
 using BeforeNaming = std::function<void(const std::string& readable)>;
-std::vector<std::string> replaceSurvey(const Survey& survey, const Watch& watch, const BeforeNaming& beforeNaming);
+std::vector<std::string> replaceSurvey(const Survey& survey, const FileChange& change, const Watch& watch,
+                                       const BeforeNaming& beforeNaming);
 
 /// Throws Failure for a survey whose edits cannot be stored in its file: it is damaged, or a value does not fit its
 /// dimension.

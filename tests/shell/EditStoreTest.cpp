@@ -343,7 +343,6 @@ TEST_F(EditStore, writesLabelsThatItKeeps) {
         "connections": [{"from": "points.field", "to": "labels.inputfield"}],
         "actions": [{"set": {"points.name": "Classification"}}]})");
     edit({"run", path}, in);
-    expectRefused({"save", in, "--in-place", "--with-labels"}, 2, {"--with-labels", "another file"});
     ASSERT_EQ(corvane({"save", in, out, "--with-labels"}).status, 0);
     const json derived = corvane({"labels", in, "--derive", "--json"}).document()["labels"];
     const json written = corvane({"labels", out, "--json"}).document()["labels"];

@@ -95,6 +95,31 @@ TEST_F(InPlace, saysWhatItDid) {
     EXPECT_TRUE(classesOf(pointwise.path) == pointwise.between);
 }
 
+TEST_F(InPlace, writesNamesOfClassesWhereThereIsARecordForThem) {
+    run({"sample", in, "--points", "2000", "-q"});
+    write(folder / "labels.json", R"({"labels": [{"value": 9, "name": "Lake"}]})");
+    EXPECT_EQ(corvane({"edit", in, "relabel", "--editable", "any", "--assign", "9", "--box",
+                       "500000,5200000,500020,5200020", "--labels", folder / "labels.json", "--with-labels"})
+                  .status,
+              0);
+    const auto names = [&] { return corvane({"labels", in, "--original"}).out; };
+    EXPECT_FALSE(holds(names(), "Lake"));
+    EXPECT_TRUE(holds(corvane({"labels", in}).out, "Lake"));
+    const Outcome first = corvane({"save", in, "--in-place", "--with-labels"});
+    EXPECT_EQ(first.status, 0) << first.err;
+    EXPECT_TRUE(holds(first.out, "a new file took its place") && holds(first.out, "no record")) << first.out;
+    EXPECT_TRUE(holds(names(), "Lake"));
+    const std::string saved = bytesOf(in);
+    EXPECT_EQ(corvane({"undo", in}).status, 0);
+    const Outcome second = corvane({"save", in, "--in-place", "--with-labels"});
+    EXPECT_EQ(second.status, 0) << second.err;
+    EXPECT_TRUE(holds(second.out, "written in place")) << second.out;
+    EXPECT_EQ(bytesOf(in).size(), saved.size());
+    EXPECT_EQ(corvane({"redo", in}).status, 0);
+    EXPECT_EQ(corvane({"save", in, "--in-place", "--with-labels"}).status, 0);
+    EXPECT_TRUE(bytesOf(in) == saved);
+}
+
 /// A file system that goes when this does.
 class SmallFileSystem {
 public:

@@ -89,9 +89,10 @@ inline void redo(const std::string& path) {
     edited.keeper->close();
 }
 
-inline int saveInPlace(const std::string& path) {
+inline int saveInPlace(const std::string& path, const Kesh::LabelSet* labels = nullptr,
+                       const BatchSize& size = SmallBatches) {
     try {
-        corvane::saveInPlace(toEdit(path), {}, SmallBatches);
+        corvane::saveInPlace(toEdit(path), labels, {}, size);
         return 0;
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "%s\n", problem.what());

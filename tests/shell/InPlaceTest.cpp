@@ -78,7 +78,7 @@ TEST_P(InPlaceOf, isReadByNobodyWhileItIsWritten) {
             if (++calls == (of.form == Form::Plain ? 3 : 1)) raise(SIGSTOP);
             return true;
         });
-        corvane::saveInPlace(toEdit(of.path), stopping, SmallBatches);
+        corvane::saveInPlace(toEdit(of.path), nullptr, stopping, SmallBatches);
         _exit(0);
     }
     int status = 0;
@@ -110,13 +110,62 @@ TEST_P(InPlaceOf, isNotWrittenWhileItIsRead) {
     ASSERT_NO_FATAL_FAILURE(expectSaved(of));
 }
 
+Kesh::LabelSet named(const std::string& ground, const std::string& noise) {
+    Kesh::LabelSet labels;
+    labels[2].name = ground;
+    labels[7].name = noise;
+    return labels;
+}
+
+/// The names that whoever only reads sees, of those two classes.
+std::string namesOf(const std::string& path) {
+    const auto survey = openWithEdits(path, how(), {}, Nobody);
+    return survey->labels()->find(2)->name + ", " + survey->labels()->find(7)->name;
+}
+
+TEST_F(InPlace, hasOldOrNewNamesWheneverItIsKilledOrTheDiscFails) {
+    const Kesh::LabelSet before = named("Ground", "Noise"), after = named("Terrain", "Low points");
+    for (const Form form : {Form::Plain, Form::Layered}) {
+        Case of = prepared(form);
+        EditStore::remove(of.path + ".edits");
+        saveSurvey(Survey(of.path), of.path, {.overwrite = true, .labels = &before});
+        edit(of.path, of.after);
+        saveSurvey(*openWithEdits(of.path, how(), {}, Nobody), of.saved, {.overwrite = true, .labels = &after});
+        of.contents = work.contents();
+        for (const Fate::Kind kind : {Fate::Killed, Fate::Fails, Fate::WritesHalf}) {
+            if (form != Form::Plain && kind != Fate::Killed && !Long) continue;
+            int open = 0;
+            for (int call = 0;; ++call) {
+                SCOPED_TRACE(fmt::format("{} {}", int(kind), call));
+                restore(of);
+                const TracedEnd end = traced([&] { return saveInPlace(of.path, &after, {}); }, {kind, call});
+                if (!end.struck) break;
+                const std::string survey = bytesOf(of.path);
+                const bool begun = isOpen(of.path);
+                open += begun;
+                ASSERT_TRUE(classesOf(of.path) == of.after);
+                const std::string shown = namesOf(of.path);
+                ASSERT_TRUE(shown == "Terrain, Low points" || (!begun && shown == "Ground, Noise")) << shown;
+                ASSERT_TRUE(bytesOf(of.path) == survey);
+                toEdit(of.path); // which completes it
+                ASSERT_EQ(namesOf(of.path), shown);
+                ASSERT_EQ(saveInPlace(of.path, &after), 0);
+                ASSERT_TRUE(form != Form::Plain || bytesOf(of.path) == bytesOf(of.saved));
+                ASSERT_TRUE(recordsOf(of.path) == recordsOf(of.saved));
+                ASSERT_EQ(namesOf(of.path), "Terrain, Low points");
+            }
+            EXPECT_TRUE(open > 3 || kind == Fate::WritesHalf) << open; // who writes the rest is done
+        }
+    }
+}
+
 TEST_F(InPlace, saysThatItIsNotCompleteWhenInterrupted) {
     const Case of = prepared(Form::Plain);
     for (const int last : {1, 3}) { // before the first batch, and behind some
         int calls = 0;
         const Watch interrupting([&](std::uint64_t, std::uint64_t, const std::string&) { return ++calls < last; });
         try {
-            corvane::saveInPlace(toEdit(of.path), interrupting, SmallBatches);
+            corvane::saveInPlace(toEdit(of.path), nullptr, interrupting, SmallBatches);
             ADD_FAILURE() << "was not interrupted";
         } catch (const Interrupted& interrupted) {
             EXPECT_EQ(holds(interrupted.what(), "is not complete; the next command"), last > 1) << interrupted.what();
