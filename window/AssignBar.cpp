@@ -6,16 +6,19 @@
 #include "window/Icons.hpp"
 
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
 #include <QPixmap>
+#include <QSignalBlocker>
 #include <QToolButton>
 
 namespace corvane {
 namespace {
 
 constexpr int SwatchSide = 14; // logical pixels
+constexpr double MostDepth = 10'000;
 
 QIcon swatch(const QColor& colour) {
     QPixmap pixmap(SwatchSide, SwatchSide);
@@ -33,13 +36,14 @@ AssignBar::AssignBar(Actions actions, QWidget* parent)
       swap_(childOf<QToolButton>(this)),
       apply_(childOf<QToolButton>(this)),
       atOnce_(childOf<QToolButton>(this)),
+      depth_(childOf<QDoubleSpinBox>(this)),
       classes_(childOf<QMenu>(this)) {
     auto* row = childOf<QHBoxLayout>(static_cast<QWidget*>(this));
     row->setContentsMargins(4, 0, 4, 0);
     auto* arrow = childOf<QLabel>(static_cast<QWidget*>(this), QStringLiteral("←"));
-    for (QWidget* widget :
-         {static_cast<QWidget*>(to_), static_cast<QWidget*>(arrow), static_cast<QWidget*>(from_),
-          static_cast<QWidget*>(swap_), static_cast<QWidget*>(apply_), static_cast<QWidget*>(atOnce_)})
+    for (QWidget* widget : {static_cast<QWidget*>(to_), static_cast<QWidget*>(arrow), static_cast<QWidget*>(from_),
+                            static_cast<QWidget*>(swap_), static_cast<QWidget*>(apply_), static_cast<QWidget*>(atOnce_),
+                            static_cast<QWidget*>(depth_)})
         row->addWidget(widget);
     to_->setFocusPolicy(Qt::NoFocus);
     to_->setMinimumWidth(170);
@@ -54,6 +58,15 @@ AssignBar::AssignBar(Actions actions, QWidget* parent)
     atOnce_->setText(QStringLiteral("At once"));
     atOnce_->setCheckable(true);
     atOnce_->setToolTip(QStringLiteral("Each stroke is applied as soon as it is drawn"));
+    depth_->setRange(0, MostDepth);
+    depth_->setDecimals(2);
+    depth_->setSingleStep(0.5);
+    depth_->setPrefix(QStringLiteral("depth ± "));
+    depth_->setSpecialValueText(QStringLiteral("any depth"));
+    depth_->setKeyboardTracking(false);
+    depth_->setToolTip(
+        QStringLiteral("A stroke reaches so far up and down from the point where it begins, in a profile "
+                       "so far across"));
     for (QToolButton* button : {from_, swap_, apply_, atOnce_}) {
         button->setFocusPolicy(Qt::NoFocus);
         button->setToolButtonStyle(Qt::ToolButtonTextOnly);
@@ -63,6 +76,8 @@ AssignBar::AssignBar(Actions actions, QWidget* parent)
     connect(swap_, &QToolButton::clicked, this, [this] { actions_.swap(); });
     connect(apply_, &QToolButton::clicked, this, [this] { actions_.apply(); });
     connect(atOnce_, &QToolButton::toggled, this, [this](bool on) { actions_.atOnce(on); });
+    connect(depth_, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this,
+            [this](double depth) { actions_.depth(depth); });
     connect(classes_, &QMenu::aboutToShow, this, [this] { fillMenu(); });
 }
 
@@ -83,6 +98,8 @@ void AssignBar::setChoices(const Choices& choices) {
     from_->setText(QString::fromStdString(fromText(choices)));
     swap_->setEnabled(choices.from.size() == 1);
     atOnce_->setChecked(choices.atOnce);
+    const QSignalBlocker quiet(depth_);
+    depth_->setValue(choices.depth);
 }
 
 void AssignBar::setCanApply(bool can) { apply_->setEnabled(can); }

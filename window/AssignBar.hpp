@@ -9,6 +9,7 @@
 #include <functional>
 
 class QComboBox;
+class QDoubleSpinBox;
 class QMenu;
 class QToolButton;
 
@@ -22,6 +23,7 @@ public:
         std::function<void(std::set<int> classes)> changeFrom;
         std::function<void()> swap, apply;
         std::function<void(bool)> atOnce;
+        std::function<void(double)> depth;
     };
 
     explicit AssignBar(Actions actions, QWidget* parent = nullptr);
@@ -40,6 +42,7 @@ private:
     Choices choices_;
     QComboBox* to_; // their parent is this
     QToolButton *from_, *swap_, *apply_, *atOnce_;
+    QDoubleSpinBox* depth_;
     QMenu* classes_;
 };
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <glm/geometric.hpp>
+#include <limits>
 
 namespace corvane {
 namespace {
@@ -12,14 +13,18 @@ constexpr double Margin = 1.06;          // around what is fitted
 constexpr double LeastPixel = 1e-13;     // of the largest number
 constexpr double MostExaggeration = 1e8; // times: metres over degrees
 
-glm::dvec2 lengthAndHeight(const Stroke::Profile& profile) { return profile.to - profile.from; }
+/// A step of length 1 across the line.
+glm::dvec2 leftOf(const Stroke::Profile& profile) {
+    const glm::dvec2 along = glm::normalize(profile.to - profile.from);
+    return {-along.y, along.x};
+}
 
 } // namespace
 
 Camera::Camera(Stroke::View on, const Sextant::BoundingBox& expressible) : on_(std::move(on)) {
     if (const auto* profile = std::get_if<Stroke::Profile>(&on_)) {
         view_ = Sextant::View::profile(profile->from, profile->to, profile->width);
-        const double far = glm::length(lengthAndHeight(*profile));
+        const double far = glm::length(profile->to - profile->from);
         reach_.include({-far, expressible.minimum.z});
         reach_.include({2 * far, expressible.maximum.z});
     } else {
@@ -43,6 +48,22 @@ glm::dvec2 Camera::pixelAt(const glm::dvec2& place) const {
 
 glm::dvec2 Camera::placeOf(const Sextant::PhysicalSpace::point& position) const {
     return isProfile() ? glm::dvec2(view_.project(position)) : glm::dvec2(position);
+}
+
+double Camera::depthOf(const Sextant::PhysicalSpace::point& position) const {
+    const auto* profile = std::get_if<Stroke::Profile>(&on_);
+    return profile ? glm::dot(glm::dvec2(position) - profile->from, leftOf(*profile)) : position.z;
+}
+
+std::array<double, 2> Camera::depthsAround(double depth, double reach) const {
+    const auto* profile = std::get_if<Stroke::Profile>(&on_);
+    const double most = profile ? profile->width / 2 : std::numeric_limits<double>::infinity();
+    return {std::max(depth - reach, -most), std::min(depth + reach, most)};
+}
+
+double Camera::depthOnScreen(double depth) const {
+    const auto* profile = std::get_if<Stroke::Profile>(&on_);
+    return view_.project(profile ? glm::dvec3(profile->from + leftOf(*profile) * depth, 0) : glm::dvec3(0, 0, depth)).z;
 }
 
 bool Camera::holds(const Sextant::PhysicalSpace::point& position) const {

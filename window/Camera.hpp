@@ -4,6 +4,7 @@
 #include "network/Stroke.hpp"
 #include "picture/PointRaster.hpp"
 
+#include <array>
 #include <glm/vec2.hpp>
 
 namespace corvane {
@@ -43,6 +44,16 @@ public:
 
     /// The place at which a position is seen.
     glm::dvec2 placeOf(const Sextant::PhysicalSpace::point& position) const;
+
+    /// How deep it is there, as strokes have it: the height from above, in a profile the distance to the left of the
+    /// line.
+    double depthOf(const Sextant::PhysicalSpace::point& position) const;
+
+    /// From so far below to so far above a depth, in a profile no farther than it shows.
+    std::array<double, 2> depthsAround(double depth, double reach) const;
+
+    /// Such a depth as the screen has it.
+    double depthOnScreen(double depth) const;
 
     /// Whether a position is in the slice; from above all are.
     bool holds(const Sextant::PhysicalSpace::point& position) const;

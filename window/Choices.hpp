@@ -19,6 +19,7 @@ struct Choices {
     int to = 2;           ///< the class to assign
     bool atOnce = false;  ///< what is drawn is applied, without a selection in between
     double tipRadius = 2; ///< of painting, in the unit of the survey
+    double depth = 0;     ///< how far from the point where it begins a stroke reaches, both ways; 0: all through
 
     bool operator==(const Choices&) const = default;
 };

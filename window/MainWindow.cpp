@@ -98,7 +98,7 @@ QString toolHint(Tool tool) {
 } // namespace
 
 MainWindow::MainWindow(const WindowOptions& options)
-    : work_(std::make_unique<Workplace>(options.session, workEvents())) {
+    : settings_(options.screenshot.empty()), work_(std::make_unique<Workplace>(options.session, workEvents())) {
     setWindowTitle(QStringLiteral("Corvane"));
     addMiddle();
     addFileMenu();
@@ -126,7 +126,7 @@ void MainWindow::restoreWindow(const WindowOptions& options) {
         resize((*options.size)[0], (*options.size)[1]);
     else
         restoreGeometry(settings_.geometry());
-    if (options.screenshot.empty()) restoreState(settings_.docks(), DocksVersion);
+    restoreState(settings_.docks(), DocksVersion);
 }
 
 Workplace::Events MainWindow::workEvents() {

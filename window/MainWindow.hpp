@@ -92,7 +92,7 @@ private:
     QString hintText() const;
 
     std::optional<bool> saveInPlace_; // none: nobody was asked yet
-    Settings settings_;
+    Settings settings_;               // a picture for a script is the same whatever somebody chose by hand
     QString said_;
     bool failed_ = false;
     std::unique_ptr<Workplace> work_;

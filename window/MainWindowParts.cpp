@@ -174,11 +174,8 @@ void MainWindow::addTools(QToolBar& bar) {
     tools_ = childOf<QActionGroup>(static_cast<QObject*>(this));
     QMenu* menu = menuBar()->addMenu(QStringLiteral("&Tools"));
     for (const ToolText& tool : Tools) {
-        QAction* action = add(menu, tool.name, QString::fromLatin1(tool.text), {}, [this, tool] {
-            Choices changed = work_->choices();
-            changed.tool = tool.tool;
-            work_->choose(changed);
-        });
+        QAction* action = add(menu, tool.name, QString::fromLatin1(tool.text), {},
+                              [this, tool] { work_->choose(&Choices::tool, tool.tool); });
         const QString key = QKeySequence(tool.key).toString();
         action->setText(action->text() + QLatin1Char('\t') + key);
         action->setToolTip(QStringLiteral("%1 (%2)").arg(QString::fromLatin1(tool.text), key));
@@ -222,23 +219,12 @@ void MainWindow::addToolBars() {
     for (const char* name : {"open", "save", "undo", "redo"}) bar->addAction(action(QLatin1String(name)));
     bar->addSeparator();
     AssignBar::Actions actions;
-    actions.assignTo = [this](int value) {
-        Choices changed = work_->choices();
-        changed.to = value;
-        work_->choose(changed);
-    };
-    actions.changeFrom = [this](std::set<int> classes) {
-        Choices changed = work_->choices();
-        changed.from = std::move(classes);
-        work_->choose(changed);
-    };
+    actions.assignTo = [this](int value) { work_->choose(&Choices::to, value); };
+    actions.changeFrom = [this](std::set<int> classes) { work_->choose(&Choices::from, std::move(classes)); };
     actions.swap = [this] { action(QStringLiteral("swap"))->trigger(); };
     actions.apply = [this] { work_->apply(); };
-    actions.atOnce = [this](bool on) {
-        Choices changed = work_->choices();
-        changed.atOnce = on;
-        work_->choose(changed);
-    };
+    actions.atOnce = [this](bool on) { work_->choose(&Choices::atOnce, on); };
+    actions.depth = [this](double depth) { work_->choose(&Choices::depth, depth); };
     assign_ = childOf<AssignBar>(static_cast<QWidget*>(bar), std::move(actions));
     bar->addWidget(assign_);
     bar->addSeparator();
@@ -250,11 +236,7 @@ void MainWindow::addToolBars() {
         action->setCheckable(true);
         action->setData(static_cast<int>(how.how));
         hows_->addAction(action);
-        connect(action, &QAction::triggered, this, [this, how] {
-            Choices changed = work_->choices();
-            changed.how = how.how;
-            work_->choose(changed);
-        });
+        connect(action, &QAction::triggered, this, [this, how] { work_->choose(&Choices::how, how.how); });
     }
     bar->addSeparator();
     addColours(*bar);
@@ -313,11 +295,7 @@ void MainWindow::addPanels() {
     actions.show = [this](int value, bool shown) { work_->showClass(value, shown); };
     actions.showOnly = [this](int value) { work_->showOnlyClass(value); };
     actions.lock = [this](int value, bool locked) { work_->setLocked(value, locked); };
-    actions.chooseTarget = [this](int value) {
-        Choices changed = work_->choices();
-        changed.to = value;
-        work_->choose(changed);
-    };
+    actions.chooseTarget = [this](int value) { work_->choose(&Choices::to, value); };
     actions.chooseSource = [this](int value) {
         Choices changed = work_->choices();
         if (!changed.from.erase(value)) changed.from.insert(value);

@@ -10,11 +10,15 @@ constexpr int MostRecent = 12;
 
 QSettings settings() { return QSettings(QStringLiteral("corvane"), QStringLiteral("window")); }
 
-QVariant value(const char* key, const QVariant& usual = {}) { return settings().value(QLatin1String(key), usual); }
-
-void setValue(const char* key, const QVariant& value) { settings().setValue(QLatin1String(key), value); }
-
 } // namespace
+
+QVariant Settings::value(const char* key, const QVariant& usual) const {
+    return kept_ ? settings().value(QLatin1String(key), usual) : usual;
+}
+
+void Settings::setValue(const char* key, const QVariant& value) {
+    if (kept_) settings().setValue(QLatin1String(key), value);
+}
 
 QStringList Settings::recentFiles() const { return value("recentFiles").toStringList(); }
 

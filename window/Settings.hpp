@@ -4,12 +4,16 @@
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 
 namespace corvane {
 
 /// What is kept from one time to the next. Written at once; a file of settings that is damaged gives the usual ones.
 class Settings {
 public:
+    /// Without `kept` nothing is read or written: all is as it usually is.
+    explicit Settings(bool kept) : kept_(kept) {}
+
     QStringList recentFiles() const;
     void addRecentFile(const QString& path);
 
@@ -23,6 +27,12 @@ public:
     QByteArray geometry() const;
     QByteArray docks() const;
     void setWindow(const QByteArray& geometry, const QByteArray& docks);
+
+private:
+    QVariant value(const char* key, const QVariant& usual = {}) const;
+    void setValue(const char* key, const QVariant& value);
+
+    bool kept_;
 };
 
 } // namespace corvane

@@ -150,9 +150,13 @@ void View::request(bool moving) {
     wanted.look = look_;
     wanted.moving = moving;
     if (drawing_)
-        if (const auto outline = drawing_->outline())
+        if (const auto outline = drawing_->outline()) {
             wanted.look.preview =
                 bitmapOf(areaOf(*outline, camera_), wanted.screen.width, wanted.screen.height, pixelRatio());
+            if (const auto depth = strokeOf(*outline).depth)
+                wanted.look.previewDepths =
+                    std::minmax(float(camera_.depthOnScreen((*depth)[0])), float(camera_.depthOnScreen((*depth)[1])));
+        }
     events_.needsPicture(wanted);
     if (moving) still_.start(StillAfter);
 }
@@ -288,6 +292,11 @@ void View::updateCursor() {
 void View::startDrawing(const glm::dvec2& place, Qt::KeyboardModifiers with) {
     if (presentTool() == Tool::Profile && camera_.isProfile()) return;
     if (!drawing_) {
+        const bool limited = choices_.depth > 0 && presentTool() != Tool::Profile;
+        const auto first =
+            limited ? pointAt(QPointF(camera_.pixelAt(place).x, camera_.pixelAt(place).y)) : std::nullopt;
+        if (limited && !first) return setBanner(QStringLiteral("No point here to take the depth from"));
+        drawnDepth_ = first ? std::optional(camera_.depthOf(first->position)) : std::nullopt;
         drawing_.emplace(presentTool(), choices_.tipRadius);
         drawnOn_ = camera_;
         drawingHow_ = with.testFlag(Qt::ControlModifier) ? Selecting::Remove
@@ -299,7 +308,9 @@ void View::startDrawing(const glm::dvec2& place, Qt::KeyboardModifiers with) {
 }
 
 Stroke View::strokeOf(const Stroke::Outline& outline) const {
-    return {.view = drawnOn_.on(), .outline = outline, .depth = {}, .limit = nullptr};
+    Stroke stroke{.view = drawnOn_.on(), .outline = outline, .depth = {}, .limit = nullptr};
+    if (drawnDepth_) stroke.depth = drawnOn_.depthsAround(*drawnDepth_, choices_.depth);
+    return stroke;
 }
 
 void View::tellDrawing() {

@@ -138,7 +138,8 @@ private:
 
     std::optional<Drawing> drawing_;
     Selecting drawingHow_ = Selecting::Replace;
-    Camera drawnOn_; // a stroke is drawn on the view of its first point
+    Camera drawnOn_;                   // a stroke is drawn on the view of its first point
+    std::optional<double> drawnDepth_; // there; where depths are limited
 
     std::optional<Stroke::Profile> profileLine_, draggedLine_;
     Handle handle_ = Handle::None;

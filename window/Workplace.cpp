@@ -14,6 +14,8 @@ namespace corvane {
 namespace {
 
 constexpr int LargestClass = 255, Ground = 2;
+constexpr int FlashFor = 400; // milliseconds
+constexpr float FlashPart = 0.7F;
 
 /// A quarter of the machine's memory is for points that are drawn.
 std::size_t memoryForPoints() {
@@ -48,6 +50,8 @@ Workplace::Workplace(const SessionOptions& session, Events events)
       grid_(std::make_unique<ViewGrid>([this](int view) { return eventsOf(view); })),
       updates_(mail_, session) {
     clock_.start();
+    endFlash_.setSingleShot(true);
+    QObject::connect(&endFlash_, &QTimer::timeout, &context_, [this] { updateLooks(); });
     colours_[ViewGrid::OtherPlan].by = ColourBy::Height;
     grid_->view(ViewGrid::Plan).setTitle(QStringLiteral("Plan"), {});
 }
@@ -101,6 +105,7 @@ void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
         startWith(state);
     else
         scene_.show(state);
+    if (call == assignCall_ && !state.changedClasses.empty()) endFlash_.start(FlashFor);
     updateLooks();
     if (call == undoCall_ && !state.changedClasses.empty()) {
         std::vector<Sextant::BoundingBox> where;
@@ -191,6 +196,10 @@ Look Workplace::lookOf(int view) const {
     const auto range = ranges_.find(columnOf(colours));
     if (range != ranges_.end()) look.range = range->second;
     look.ramp = colours.by == ColourBy::Intensity ? Ramp::Greys : Ramp::Heights;
+    if (endFlash_.isActive()) {
+        look.flashClass = assigned_;
+        look.flash.part = FlashPart;
+    }
     if (colours.surface && !grid_->view(view).camera().isProfile()) look.surface = {Ground};
     look.hidden.classes.resize(notShown_.classes.empty() ? 0 : LargestClass + 1);
     for (const int value : notShown_.classes) look.hidden.classes[static_cast<std::size_t>(value)] = 1;
@@ -256,11 +265,7 @@ View::Events Workplace::eventsOf(int view) {
         grid_->setProfile(profile);
     };
     events.hovered = [this, view](const std::optional<PickedPoint>& point) { hovered(view, point); };
-    events.tipChanged = [this](double radius) {
-        Choices changed = choices_;
-        changed.tipRadius = radius;
-        choose(changed);
-    };
+    events.tipChanged = [this](double radius) { choose(&Choices::tipRadius, radius); };
     events.key = [this](QKeyEvent& key) { return events_.key(key); };
     return events;
 }
@@ -283,7 +288,7 @@ void Workplace::previewed(const StrokePreview& preview) {
 void Workplace::drawn(const Stroke& stroke, Selecting how) {
     if (!isOpen()) return;
     if (choices_.atOnce && how != Selecting::Remove)
-        expect(updates_.selectAndAssign(stroke, rule(), choices_.to));
+        assign(updates_.selectAndAssign(stroke, rule(), choices_.to));
     else
         expect(updates_.select(stroke, how, rule()));
 }
@@ -321,10 +326,9 @@ void Workplace::choose(const Choices& choices) {
 }
 
 void Workplace::type(int digit) {
-    Choices changed = choices_;
-    changed.to = typed_.type(digit, clock_.elapsed(), LargestClass);
-    grid_->active().setBanner(state_.labels ? className(*state_.labels, changed.to) : QString::number(changed.to));
-    choose(changed);
+    const int to = typed_.type(digit, clock_.elapsed(), LargestClass);
+    grid_->active().setBanner(state_.labels ? className(*state_.labels, to) : QString::number(to));
+    choose(&Choices::to, to);
 }
 
 void Workplace::setNotShown(const NotShown& notShown) {
@@ -369,8 +373,13 @@ std::uint64_t Workplace::expect(std::uint64_t call) {
     return call;
 }
 
+void Workplace::assign(std::uint64_t call) {
+    assigned_ = choices_.to;
+    assignCall_ = expect(call);
+}
+
 void Workplace::apply() {
-    if (isOpen()) expect(updates_.assign(choices_.to));
+    if (isOpen()) assign(updates_.assign(choices_.to));
 }
 void Workplace::clearSelection() {
     if (isOpen()) expect(updates_.clearMask());
@@ -409,7 +418,7 @@ void Workplace::setViews(int count) {
 
 bool Workplace::isComplete() const {
     const auto progress = scene_.progress();
-    if (!pending_.empty() || !state_.open || progress.loaded < progress.fragments) return false;
+    if (!pending_.empty() || endFlash_.isActive() || !state_.open || progress.loaded < progress.fragments) return false;
     if (progress.drawable > 0 && !fitted_ && !moved_) return false; // views are about to move
     bool complete = true;
     for (int view = 0; view < ViewGrid::Views; ++view)

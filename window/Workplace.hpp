@@ -10,12 +10,14 @@
 
 #include <QElapsedTimer>
 #include <QObject>
+#include <QTimer>
 
 #include <array>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <set>
+#include <type_traits>
 
 namespace corvane {
 
@@ -58,6 +60,14 @@ public:
     const Choices& choices() const { return choices_; }
     void choose(const Choices& choices);
 
+    /// One of them, e.g. &Choices::to.
+    template <class Value>
+    void choose(Value Choices::*which, std::type_identity_t<Value> value) {
+        Choices changed = choices_;
+        changed.*which = std::move(value);
+        choose(changed);
+    }
+
     /// A digit of the class to assign.
     void type(int digit);
 
@@ -90,6 +100,9 @@ public:
     void fit();
     void setViews(int count);
 
+    /// How far the points that are drawn have been loaded, and what memory they take.
+    PointStore::Progress progress() const { return scene_.progress(); }
+
     /// Whether the views show all there is to be shown, and nothing is under way.
     bool isComplete() const;
 
@@ -113,6 +126,7 @@ private:
     std::set<std::string> neededColumns() const;
     SelectionRule rule() const;
     std::uint64_t expect(std::uint64_t call);
+    void assign(std::uint64_t call);
 
     Events events_;
     QObject context_; // for what comes from other threads
@@ -128,7 +142,9 @@ private:
     std::map<std::string, std::pair<double, double>> ranges_; // of columns; heights have no name
     bool fitted_ = false, moved_ = false, drawingNow_ = false;
     Selecting drawingHow_ = Selecting::Replace;
-    std::uint64_t openCall_ = 0, undoCall_ = 0;
+    std::uint64_t openCall_ = 0, undoCall_ = 0, assignCall_ = 0;
+    int assigned_ = 0; // by that call; points of that class flash until the timer ends
+    QTimer endFlash_;
     std::set<std::uint64_t> pending_; // calls that are not answered
     std::optional<PickedPoint> underCursor_;
     SurveyScene scene_;

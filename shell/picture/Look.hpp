@@ -76,6 +76,8 @@ struct Look {
     /// What a stroke would touch: a byte for each pixel of the screen, row by row from above, not 0 inside; null: none.
     std::shared_ptr<const std::vector<std::uint8_t>> preview;
     std::vector<std::uint8_t> previewClasses; ///< by code: not 0 for those that are touched; empty: all are
+    std::pair<float, float> previewDepths{-std::numeric_limits<float>::infinity(),
+                                          std::numeric_limits<float>::infinity()}; ///< of those, as the view has depths
     Tint previewTint{0xffffffff, 0.5F};
 
     int flashClass = -1; ///< the code whose points flash; -1: none does

@@ -204,11 +204,13 @@ private:
         if (flashes_ && code == look_.flashClass) colour = tinted(colour, look_.flash);
         const auto pixel =
             static_cast<std::size_t>(y) * static_cast<std::size_t>(points_.pixels->width) + std::size_t(x);
-        if (preview_ && preview_[pixel] && isTouched(code)) colour = tinted(colour, look_.previewTint);
+        if (preview_ && preview_[pixel] && isTouched(code, depthOf(points_.pixels->cells[pixel])))
+            colour = tinted(colour, look_.previewTint);
         return colour;
     }
 
-    bool isTouched(int code) const {
+    bool isTouched(int code, float depth) const {
+        if (!(depth >= look_.previewDepths.first && depth <= look_.previewDepths.second)) return false;
         if (look_.previewClasses.empty() || code < 0) return true;
         return std::size_t(code) < look_.previewClasses.size() && look_.previewClasses[std::size_t(code)] != 0;
     }

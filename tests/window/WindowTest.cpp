@@ -5,6 +5,7 @@
 
 #include "../shell/ProgramTestSupport.hpp"
 #include "../support/Replay.hpp"
+#include "Fiber/FragmentBox.hpp"
 #include "window/ClassColours.hpp"
 
 #include <QGuiApplication>
@@ -125,6 +126,85 @@ TEST_F(Window, showsPointsWhereTheyAreInTheColourOfTheirClass) {
             }
         EXPECT_GT(seen, number == ViewGrid::Plan ? 1000 : 10);
     }
+}
+
+/// The depth of every selected point, as a view has it.
+std::vector<double> selectedDepths(const WorkbenchState& state, const View& view) {
+    std::vector<double> depths;
+    const Fiber::Field& positions = *state.open->fields.at(Fiber::PositionsName);
+    for (const auto& [number, array] : *state.selected) {
+        const auto mask = Holdfast::cast<const Fiber::MemArray<std::uint8_t>>(array->getData());
+        const auto points = Holdfast::cast<const Fiber::MemArray<Sextant::PhysicalSpace::point>>(
+            positions.fragments().at(number).array->getData());
+        for (std::size_t i = 0; i < points->values().size(); ++i)
+            if (mask->values()[i]) depths.push_back(view.camera().depthOf(points->values()[i]));
+    }
+    return depths;
+}
+
+TEST_F(Window, limitsStrokesInDepth) {
+    WindowDriver driver(2);
+    driver.open(in);
+    for (const int number : {ViewGrid::Plan, ViewGrid::Profile}) {
+        View& view = driver.view(number);
+        const double width = driver.work().grid().profile().width;
+        const double depth = number == ViewGrid::Plan ? 2 : width / 4;
+        auto corners = around(middleOf(view), 100);
+        while (!view.pointAt(corners.front()) && corners.front().y() < view.height()) corners.front().ry() += 1;
+        driver.work().choose(&Choices::depth, 0.0);
+        driver.drag(view, corners);
+        driver.settle();
+        const auto all = driver.state().mask.points;
+        const auto first = view.pointAt(corners.front());
+        ASSERT_TRUE(first);
+        driver.work().choose(&Choices::depth, depth);
+        driver.drag(view, corners);
+        driver.settle();
+        const auto depths = selectedDepths(driver.state(), view);
+        EXPECT_EQ(depths.size(), driver.state().mask.points);
+        EXPECT_GT(depths.size(), 0u);
+        EXPECT_LT(depths.size(), all);
+        const double middle = view.camera().depthOf(first->position);
+        for (const double found : depths) EXPECT_NEAR(found, middle, depth + 1e-9);
+        driver.work().choose(&Choices::depth, 1000.0); // behind what a profile shows, too
+        driver.drag(view, corners);
+        driver.settle();
+        EXPECT_EQ(driver.state().mask.points, all);
+    }
+}
+
+TEST_F(Window, flashesWhatWasAssigned) {
+    WindowDriver driver;
+    driver.open(in);
+    View& view = driver.view();
+    driver.key(Qt::Key_9);
+    driver.drag(view, around(middleOf(view), 60));
+    driver.settle();
+    const auto inTheMiddle = [&] {
+        const auto& pixels = view.picture()->pixels;
+        return QColor(pixels.at(pixels.width / 2, pixels.height / 2));
+    };
+    driver.key(Qt::Key_Return);
+    EXPECT_TRUE(driver.until([&] { // nearly white
+        const QColor seen = inTheMiddle();
+        return std::min({seen.red(), seen.green(), seen.blue()}) > 170;
+    }));
+    driver.settle();
+    EXPECT_TRUE(isShadeOf(inTheMiddle(), classColourOf(*driver.state().labels, 9)));
+}
+
+TEST_F(Window, writesAPictureForAScriptAndKeepsNothing) {
+    const std::string picture = folder / "window.png", settings = folder / "settings";
+    qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString(settings));
+    const Outcome run = corvane({"open", in, "--screenshot", picture, "--size", "900x700", "--views", "1"});
+    const Outcome none = corvane({"open", folder / "none.las", "--screenshot", folder / "none.png"});
+    qunsetenv("XDG_CONFIG_HOME");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(QImage(QString::fromStdString(picture)).size(), QSize(900, 700));
+    EXPECT_FALSE(fs::exists(settings));
+    EXPECT_EQ(none.status, 1);
+    EXPECT_TRUE(holds(none.err, "none.las")) << none.err;
+    EXPECT_FALSE(fs::exists(folder / "none.png"));
 }
 
 /// Gestures, keys and sizes at random.
