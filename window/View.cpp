@@ -158,7 +158,7 @@ void View::request(bool moving) {
                     std::minmax(float(camera_.depthOnScreen((*depth)[0])), float(camera_.depthOnScreen((*depth)[1])));
         }
     events_.needsPicture(wanted);
-    if (moving) still_.start(StillAfter);
+    moving ? still_.start(StillAfter) : still_.stop();
 }
 
 void View::cameraMoved() {
