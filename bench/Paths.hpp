@@ -16,5 +16,6 @@ void benchLaz();
 void benchMask();
 void benchStatistics();
 void benchStore();
+void benchWindow();
 
 } // namespace corvane::bench

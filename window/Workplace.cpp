@@ -416,9 +416,9 @@ void Workplace::setViews(int count) {
     events_.choicesChanged();
 }
 
-bool Workplace::isComplete() const {
+bool Workplace::showsAll() const {
     const auto progress = scene_.progress();
-    if (!pending_.empty() || endFlash_.isActive() || !state_.open || progress.loaded < progress.fragments) return false;
+    if (!pending_.empty() || !state_.open || progress.loaded < progress.fragments) return false;
     if (progress.drawable > 0 && !fitted_ && !moved_) return false; // views are about to move
     bool complete = true;
     for (int view = 0; view < ViewGrid::Views; ++view)

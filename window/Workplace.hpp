@@ -103,8 +103,9 @@ public:
     /// How far the points that are drawn have been loaded, and what memory they take.
     PointStore::Progress progress() const { return scene_.progress(); }
 
-    /// Whether the views show all there is to be shown, and nothing is under way.
-    bool isComplete() const;
+    /// Whether the views show all there is to be shown, and nothing is under way; and nothing flashes any more.
+    bool showsAll() const;
+    bool isComplete() const { return showsAll() && !endFlash_.isActive(); }
 
 private:
     View::Events eventsOf(int view);
