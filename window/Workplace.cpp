@@ -14,7 +14,7 @@ namespace corvane {
 namespace {
 
 constexpr int LargestClass = 255, Ground = 2;
-constexpr int FlashFor = 400; // milliseconds
+constexpr int FlashFor = 400, LongestFlash = 5000; // milliseconds
 constexpr float FlashPart = 0.7F;
 
 /// A quarter of the machine's memory is for points that are drawn.
@@ -51,7 +51,10 @@ Workplace::Workplace(const SessionOptions& session, Events events)
       updates_(mail_, session) {
     clock_.start();
     endFlash_.setSingleShot(true);
-    QObject::connect(&endFlash_, &QTimer::timeout, &context_, [this] { updateLooks(); });
+    QObject::connect(&endFlash_, &QTimer::timeout, &context_, [this] {
+        flash_ = Flash::None;
+        updateLooks();
+    });
     colours_[ViewGrid::OtherPlan].by = ColourBy::Height;
     grid_->view(ViewGrid::Plan).setTitle(QStringLiteral("Plan"), {});
 }
@@ -105,7 +108,10 @@ void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
         startWith(state);
     else
         scene_.show(state);
-    if (call == assignCall_ && !state.changedClasses.empty()) endFlash_.start(FlashFor);
+    if (call == assignCall_ && !state.changedClasses.empty()) {
+        flash_ = Flash::Asked;
+        endFlash_.start(LongestFlash);
+    }
     updateLooks();
     if (call == undoCall_ && !state.changedClasses.empty()) {
         std::vector<Sextant::BoundingBox> where;
@@ -156,6 +162,10 @@ void Workplace::stockChanged() {
 
 void Workplace::finished(const PicturePtr& picture) {
     if (grid_->isShown(picture->view)) grid_->view(picture->view).show(picture);
+    if (flash_ == Flash::Asked && showsAll()) {
+        flash_ = Flash::Seen;
+        endFlash_.start(FlashFor);
+    }
     tellDrawn();
 }
 
@@ -196,7 +206,7 @@ Look Workplace::lookOf(int view) const {
     const auto range = ranges_.find(columnOf(colours));
     if (range != ranges_.end()) look.range = range->second;
     look.ramp = colours.by == ColourBy::Intensity ? Ramp::Greys : Ramp::Heights;
-    if (endFlash_.isActive()) {
+    if (flash_ != Flash::None) {
         look.flashClass = assigned_;
         look.flash.part = FlashPart;
     }

@@ -105,7 +105,7 @@ public:
 
     /// Whether the views show all there is to be shown, and nothing is under way; and nothing flashes any more.
     bool showsAll() const;
-    bool isComplete() const { return showsAll() && !endFlash_.isActive(); }
+    bool isComplete() const { return showsAll() && flash_ == Flash::None; }
 
 private:
     View::Events eventsOf(int view);
@@ -144,7 +144,8 @@ private:
     bool fitted_ = false, moved_ = false, drawingNow_ = false;
     Selecting drawingHow_ = Selecting::Replace;
     std::uint64_t openCall_ = 0, undoCall_ = 0, assignCall_ = 0;
-    int assigned_ = 0; // by that call; points of that class flash until the timer ends
+    int assigned_ = 0; // by that call; points of that class flash for a moment, as soon as that is seen
+    enum class Flash { None, Asked, Seen } flash_ = Flash::None;
     QTimer endFlash_;
     std::set<std::uint64_t> pending_; // calls that are not answered
     std::optional<PickedPoint> underCursor_;
