@@ -26,24 +26,31 @@ bool canBeReckonedWith(const glm::dvec2& point) {
 
 /// Thinner strips hold fewer edges, and edges lie in more of them: so many that what is filed is up to three times the
 /// edges, which is about as few in each as there can be.
-std::size_t stripsFor(const std::vector<OutlineEdge>& edges, double height) {
-    constexpr double Fewest = 256, Most = 65536;
+std::size_t stripsFor(const std::vector<OutlineEdge>& edges, double height, std::size_t fewest) {
+    constexpr double Most = 65536;
     double edgesPerLevel = 0;
     for (const OutlineEdge& edge : edges) edgesPerLevel += (edge.high.y - edge.low.y) / height;
-    return static_cast<std::size_t>(std::clamp(2 * double(edges.size()) / std::max(edgesPerLevel, 1.0), Fewest, Most));
+    return static_cast<std::size_t>(
+        std::clamp(2 * double(edges.size()) / std::max(edgesPerLevel, 1.0), double(fewest), Most));
 }
 
 } // namespace
 
-OutlineRaster::OutlineRaster(const Outline& outline)
-    : rule_(outline.rule()), cells_(Width * Width, Cell::Out), edges_(outline.edges()), strips_(1) {
+OutlineRaster::OutlineRaster(const Outline& outline, std::size_t cells)
+    : rule_(outline.rule()),
+      count_(std::clamp(cells, std::size_t{1}, MostCells)),
+      width_(count_ + 2 * Ring),
+      last_(double(width_ - 1)),
+      cells_(width_ * width_, Cell::Out),
+      edges_(outline.edges()),
+      strips_(1) {
     if (!edges_.empty()) {
         layCellsOver(outline.points());
         if (std::ranges::all_of(outline.points(), canBeReckonedWith) && std::max(margin_.x, margin_.y) <= 0.5) {
-            layStrips(stripsFor(edges_, double(Cells) / perUnit_.y));
+            layStrips(stripsFor(edges_, double(count_) / perUnit_.y, count_));
             fileEdges();
             markBoundaries();
-            for (std::size_t r = Ring; r < Ring + Cells; ++r) fillRow(r);
+            for (std::size_t r = Ring; r < Ring + count_; ++r) fillRow(r);
         } else { // rounding blurs the cells: every point is tested against every edge
             std::ranges::fill(cells_, Cell::Boundary);
             fileEdges();
@@ -60,14 +67,14 @@ void OutlineRaster::layCellsOver(const std::vector<glm::dvec2>& points) {
         maximum = glm::max(maximum, p);
     }
     constexpr double SmallestExtent = 1e-290; // far from where dividing by it overflows
-    perUnit_ = double(Cells) / glm::max(maximum - minimum_, glm::dvec2(SmallestExtent));
+    perUnit_ = double(count_) / glm::max(maximum - minimum_, glm::dvec2(SmallestExtent));
     const glm::dvec2 largest = glm::max(glm::abs(minimum_), glm::abs(maximum));
     margin_ = 1e-6 + 64 * std::numeric_limits<double>::epsilon() * largest * perUnit_;
 }
 
 void OutlineRaster::layStrips(std::size_t count) {
     strips_.resize(count);
-    stripsPerUnit_ = perUnit_.y * (double(count) / double(Cells));
+    stripsPerUnit_ = perUnit_.y * (double(count) / double(count_));
 }
 
 /// Counted first, so that nothing grows.
@@ -87,7 +94,9 @@ void OutlineRaster::fileEdges() {
 }
 
 void OutlineRaster::markBoundaries() {
-    const auto indexOf = [](double cell) { return std::clamp<std::size_t>(clamped(cell), Ring - 1, Ring + Cells); };
+    const auto indexOf = [this](double cell) {
+        return std::clamp<std::size_t>(clamped(cell), Ring - 1, Ring + count_);
+    };
     for (const OutlineEdge& edge : edges_) {
         const std::size_t first = indexOf((edge.low.y - minimum_.y) * perUnit_.y - margin_.y);
         const std::size_t last = indexOf((edge.high.y - minimum_.y) * perUnit_.y + margin_.y);
@@ -98,7 +107,7 @@ void OutlineRaster::markBoundaries() {
             const double xb = level ? edge.high.x : edgeAt(edge, minimum_.y + (bottom + 1 + margin_.y) / perUnit_.y);
             const std::size_t left = indexOf((std::min(xa, xb) - minimum_.x) * perUnit_.x - margin_.x);
             const std::size_t right = indexOf((std::max(xa, xb) - minimum_.x) * perUnit_.x + margin_.x);
-            std::fill_n(&cells_[r * Width + left], right - left + 1, Cell::Boundary);
+            std::fill_n(&cells_[r * width_ + left], right - left + 1, Cell::Boundary);
         }
     }
 }
@@ -113,21 +122,21 @@ void OutlineRaster::fillRow(std::size_t r) {
     std::sort(crossings.begin(), crossings.end());
     auto next = crossings.begin();
     int turns = 0;
-    for (std::size_t c = Ring; c < Ring + Cells; ++c) {
+    for (std::size_t c = Ring; c < Ring + count_; ++c) {
         for (; next != crossings.end() && next->first < double(c) + 0.5; ++next) turns += next->second;
-        Cell& cell = cells_[r * Width + c];
+        Cell& cell = cells_[r * width_ + c];
         if (cell != Cell::Boundary && Outline::encloses(rule_, turns)) cell = Cell::In;
     }
 }
 
 void OutlineRaster::sumBoundaries() {
-    constexpr std::size_t W = Width + 1;
+    const std::size_t W = width_ + 1;
     boundariesUpTo_.assign(W * W, 0);
-    for (std::size_t r = 0; r < Width; ++r)
-        for (std::size_t c = 0; c < Width; ++c)
+    for (std::size_t r = 0; r < width_; ++r)
+        for (std::size_t c = 0; c < width_; ++c)
             boundariesUpTo_[(r + 1) * W + c + 1] = boundariesUpTo_[r * W + c + 1] + boundariesUpTo_[(r + 1) * W + c] -
                                                    boundariesUpTo_[r * W + c] +
-                                                   (cells_[r * Width + c] == Cell::Boundary);
+                                                   (cells_[r * width_ + c] == Cell::Boundary);
 }
 
 bool OutlineRaster::containsExactly(const glm::dvec2& point) const {
@@ -137,13 +146,13 @@ bool OutlineRaster::containsExactly(const glm::dvec2& point) const {
 }
 
 OutlineRaster::Cell OutlineRaster::classify(const glm::dvec2& minimum, const glm::dvec2& maximum) const {
-    constexpr std::size_t W = Width + 1;
+    const std::size_t W = width_ + 1;
     const std::size_t left = column(minimum.x), right = column(maximum.x) + 1;
     const std::size_t bottom = row(minimum.y), top = row(maximum.y) + 1;
     const std::uint32_t boundaries = boundariesUpTo_[top * W + right] - boundariesUpTo_[bottom * W + right] -
                                      boundariesUpTo_[top * W + left] + boundariesUpTo_[bottom * W + left];
     // Without a boundary between them all cells are alike.
-    return boundaries > 0 ? Cell::Boundary : cells_[bottom * Width + left];
+    return boundaries > 0 ? Cell::Boundary : cells_[bottom * width_ + left];
 }
 
 } // namespace Sextant

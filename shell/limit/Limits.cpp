@@ -6,6 +6,7 @@
 #include "json/Document.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <glm/vector_relational.hpp>
 #include <limits>
@@ -66,7 +67,7 @@ private:
 struct InPolygons {
     explicit InPolygons(const PolygonSet& polygons)
         : outline(outlineOf(polygons)),
-          raster(outline),
+          raster(outline, cellsFor(outline)),
           box({polygons.minimum.x, polygons.minimum.y, -Infinite}, {polygons.maximum.x, polygons.maximum.y, Infinite}),
           wkt(polygons.wkt) {}
 
@@ -77,6 +78,12 @@ struct InPolygons {
             for (const PlanePoint& p : ring) points.emplace_back(p.x, p.y);
         }
         return Sextant::Outline::ofRings(rings);
+    }
+
+    /// There may be thousands of simple polygons, each with a raster of its own.
+    static std::size_t cellsFor(const Sextant::Outline& outline) {
+        constexpr std::size_t fewest = 32;
+        return std::clamp(std::bit_ceil(2 * outline.edges().size()), fewest, Sextant::OutlineRaster::MostCells);
     }
 
     bool plain(const Point& p) const { return outline.contains({p.x, p.y}); }

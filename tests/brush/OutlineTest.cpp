@@ -73,13 +73,14 @@ Points probesFor(const Points& outline, Random& random) {
     return probes;
 }
 
-/// Compares the raster with the plain test on every probe; returns how many are inside.
+/// Compares rasters with the plain test on every probe; returns how many are inside.
 int expectSame(const Outline& outline, const Points& probes) {
-    const OutlineRaster raster(outline);
+    const OutlineRaster raster(outline), coarse(outline, 32), one(outline, 1);
     int inside = 0, wrong = 0;
     for (const auto& p : probes) {
-        inside += outline.contains(p);
-        wrong += outline.contains(p) != raster.contains(p);
+        const bool plain = outline.contains(p);
+        inside += plain;
+        wrong += plain != raster.contains(p) || plain != coarse.contains(p) || plain != one.contains(p);
     }
     EXPECT_EQ(wrong, 0) << "of " << probes.size();
     return inside;
