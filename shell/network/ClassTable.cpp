@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "network/ClassTable.hpp"
 
+#include "Fiber/FragmentBox.hpp"
 #include "Kesh/editing/VertexSelection.hpp"
 #include "Kesh/objects/VActionNotifier.hpp"
+#include "network/PointTree.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <optional>
 #include <stdexcept>
 
 namespace corvane {
@@ -74,6 +78,7 @@ public:
         const auto indices = selection_.of(fragment, vertices);
         if (indices.empty()) return;
         const std::vector<Values> values = valuesOf(fragment, vertices);
+        sortIfManyAreNear(fragment);
         owners_.assign(vertices, NotSelected);
         for (const std::uint32_t i : indices) owners_[i] = Free;
         for (std::size_t rule = 0; rule < rules_.size();) rule = assignOwners(rule, fragment, vertices, values);
@@ -82,6 +87,7 @@ public:
 
 private:
     static constexpr std::uint32_t NotSelected = ~std::uint32_t{0}, Free = NotSelected - 1;
+    static constexpr int ManyLimits = 12; // below that sorting costs more than it saves
 
     /// Rules without a limit that follow each other, as a table: the first that fits, by class and by the values of the
     /// fields behind the class field, a bit each.
@@ -151,6 +157,28 @@ private:
         return bits;
     }
 
+    /// Whether a rule has a limit that looks at positions alone.
+    static bool looksAtPlaces(const Kesh::Brush& brush) {
+        return brush && brush.readsPositions() && brush.fields().empty();
+    }
+
+    /// Where the boxes of many limits meet the fragment, each has few of its points.
+    void sortIfManyAreNear(const FragmentPtr& fragment) {
+        tree_.reset();
+        const auto positions = representation_.findField(Fiber::PositionsName);
+        if (brushes_.size() < ManyLimits || !positions) return;
+        const auto box = Fiber::getFragmentBBox(*positions, fragment);
+        const auto near = std::ranges::count_if(brushes_, [&](const Kesh::Brush& brush) {
+            return looksAtPlaces(brush) && brush.partOf(box) == Kesh::BoxPart::Some;
+        });
+        if (near < ManyLimits) return;
+        const auto data = positions->getData(fragment);
+        const auto points = Fiber::arrayOf<Sextant::PhysicalSpace::point>(data);
+        if (!points) return;
+        const auto isFinite = [](const auto& p) { return std::isfinite(p.x + p.y + p.z); };
+        if (std::ranges::all_of(points->values(), isFinite)) tree_.emplace(points->values());
+    }
+
     /// Gives points to this rule, or to the rules of a table that begins with it. Returns the rule that is next.
     std::size_t assignOwners(std::size_t rule, const FragmentPtr& fragment, std::size_t vertices,
                              const std::vector<Values>& values) {
@@ -163,8 +191,15 @@ private:
             return table.end;
         }
         ClassTally::Rule& tally = tally_.rules[rule];
-        Kesh::VertexSelection inside(representation_, &brushes_[rule]);
-        for (const std::uint32_t i : inside.of(fragment, vertices)) {
+        Kesh::VertexSelection plain(representation_, &brushes_[rule]);
+        std::span<const std::uint32_t> inside;
+        if (tree_ && looksAtPlaces(brushes_[rule])) {
+            tree_->select(brushes_[rule], inside_);
+            inside = inside_;
+        } else {
+            inside = plain.of(fragment, vertices);
+        }
+        for (const std::uint32_t i : inside) {
             if (owners_[i] == NotSelected) continue;
             ++tally.inside;
             if (!fits(rules_[rule], values[0][i], bitsAt(values, i))) continue;
@@ -236,6 +271,8 @@ private:
     std::vector<Table> tables_;         // at the first of their rules
     std::vector<std::uint32_t> owners_; // the rule that a vertex of the fragment at hand belongs to
     std::vector<bool> changed_;
+    std::optional<PointTree> tree_; // of the fragment at hand
+    std::vector<std::uint32_t> inside_;
     ClassTally tally_;
 };
 

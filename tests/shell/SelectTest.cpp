@@ -2,8 +2,11 @@
 // Classes by name, limits, tables and features, compared with plain loops over the raw bytes.
 #include "ProgramTestSupport.hpp"
 
+#include <array>
 #include <functional>
 #include <optional>
+#include <random>
+#include <utility>
 
 namespace corvane::test {
 namespace {
@@ -200,6 +203,30 @@ TEST_F(Selecting, eachFeatureGivesItsOwnClass) {
     EXPECT_EQ(report["changed"], changedRecords(*points, RawPoints(wanted)));
     expectRefused(call, {{{"--to", "3"}, {"--class-from", "--to"}},
                          {{"--within", "POLYGON((0 0, 1 0, 1 1))"}, {"one --within"}}});
+
+    // Many of them, all over the survey and over each other.
+    std::mt19937 random(4);
+    std::vector<std::array<double, 2>> squares;
+    json many;
+    for (int i = 0; i < 60; ++i) {
+        const double from = double(random() % 40) - 20.0005;
+        squares.push_back({from, from + 1.0 + double(random() % 9)});
+        many.push_back(feature(i % 2 ? 40 : 9, squares.back()[0], squares.back()[1]));
+    }
+    write(folder / "areas.geojson", json{{"type", "FeatureCollection"}, {"features", many}}.dump());
+    std::vector<std::uint64_t> insides(squares.size());
+    const std::string wantedOfMany = expected([&](RawPoints& p, std::uint64_t i) {
+        bool free = true;
+        for (std::size_t s = 0; s < squares.size(); ++s) {
+            if (!inside(i, squares[s][0], squares[s][1])) continue;
+            ++insides[s];
+            if (std::exchange(free, false)) p.setClass(i, s % 2 ? 40 : 9);
+        }
+    });
+    const json reportOfMany = corvane(call + Arguments{"--json"}).document();
+    EXPECT_EQ(changedRecords(RawPoints(wantedOfMany), RawPoints(bytesOf(out))), 0u);
+    for (std::size_t s = 0; s < squares.size(); ++s)
+        EXPECT_EQ(reportOfMany["tally"]["rules"][s]["inside"], insides[s]) << s;
 }
 
 } // namespace
