@@ -17,8 +17,9 @@
 namespace corvane {
 namespace {
 
-constexpr int SwatchSide = 14; // logical pixels
-constexpr double MostDepth = 10'000;
+constexpr int SwatchSide = 14;  // logical pixels
+constexpr int ArrowsWidth = 44; // of a spin box, with its frame
+constexpr double MostDepth = 9999;
 
 QIcon swatch(const QColor& colour) {
     QPixmap pixmap(SwatchSide, SwatchSide);
@@ -61,7 +62,8 @@ AssignBar::AssignBar(Actions actions, QWidget* parent)
     depth_->setRange(0, MostDepth);
     depth_->setDecimals(2);
     depth_->setSingleStep(0.5);
-    depth_->setPrefix(QStringLiteral("depth ± "));
+    depth_->setPrefix(QStringLiteral("± "));
+    depth_->setFixedWidth(fontMetrics().horizontalAdvance(QStringLiteral("± 9999.99")) + ArrowsWidth);
     depth_->setSpecialValueText(QStringLiteral("any depth"));
     depth_->setKeyboardTracking(false);
     depth_->setToolTip(
