@@ -8,3 +8,4 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 "$program" sample "$folder/survey.las" --points 300000 --quiet
 "$program" open "$folder/survey.las" --views 4 --theme dark --size 1280x820 --screenshot window.png --overwrite
+"$program" open "$folder/survey.las" --views 2 --theme light --size 1280x820 --screenshot window-light.png --overwrite
