@@ -36,6 +36,8 @@ void onlyFatal(QtMsgType type, const QMessageLogContext&, const QString& text) {
 int show(const WindowOptions& options) {
     requireDisplay(options);
     qInstallMessageHandler(onlyFatal);
+    // Nothing is drawn with OpenGL, whose drivers take time to load and may be broken.
+    if (qEnvironmentVariableIsEmpty("QT_XCB_GL_INTEGRATION")) qputenv("QT_XCB_GL_INTEGRATION", "none");
     // Without a display the pixels are those of the picture; QT_SCALE_FACTOR counts all the same.
     QApplication::setAttribute(options.screenshot.empty() ? Qt::AA_EnableHighDpiScaling : Qt::AA_DisableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
