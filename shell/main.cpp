@@ -198,9 +198,15 @@ void keepFreedMemory() {
     mallopt(M_TRIM_THRESHOLD, most);
 }
 
+/// OpenMP, which the plug-in brings, reads it when it is loaded: its threads wait for work without taking the processor
+/// from those that read ahead. Here, since no other thread may be there that reads the environment. Who has set this
+/// keeps it.
+void letThreadsWaitPassively() { setenv("OMP_WAIT_POLICY", "passive", 0); }
+
 } // namespace
 
 int main(int argc, char** argv) {
+    letThreadsWaitPassively();
     keepFreedMemory();
     const MemoryReserve reserve;
     corvane::listenForSignals();

@@ -68,8 +68,7 @@ FileProcess::FileProcess(const FileTask& task, const std::function<void(Json& an
     close(ends[0]);
     prctl(PR_SET_PDEATHSIG, SIGTERM); // the results are for the parent, which may be killed
     if (getppid() != parent) _exit(JobFailed);
-    // Of OpenMP, too, which must not be loaded before the plug-in brings it: then it would not wait as the plug-in's
-    // loader asks.
+    // Of OpenMP, too, which reads it when the plug-in brings it.
     if (!alone) {
         mostThreads() = 1;
         setenv("OMP_NUM_THREADS", "1", 1);

@@ -64,10 +64,6 @@ void checkEntry(void* library, const std::string& path, const std::string& symbo
 Plugin::Plugin(const std::string& path) : file_(std::filesystem::absolute(path)) { // a bare name is searched elsewhere
     const std::lock_guard lock(loaded().mutex);
     checkNotElsewhere(path, file_);
-    // Before the plug-in brings OpenMP: its threads wait for work without taking the processor from those that read
-    // ahead. Who has set this keeps it.
-    static const int passive = setenv("OMP_WAIT_POLICY", "passive", 0);
-    (void)passive;
     library_ = dlopen(file_.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library_) throw Failure(fmt::format("{}: cannot be loaded as a plug-in: {}.", path, dlerror()));
     try {

@@ -2,6 +2,8 @@
 // Stands before the functions of the system: what a thread that must not wait does with them is noted.
 #include "WaitingCalls.hpp"
 
+#include <atomic>
+#include <cstdlib>
 #include <dlfcn.h>
 #include <pthread.h>
 #include <sys/types.h>
@@ -12,6 +14,7 @@
 namespace corvane::test {
 namespace {
 
+std::atomic<int> changes = 0;
 thread_local bool watched = false;
 thread_local std::vector<std::string> calls;
 
@@ -36,12 +39,20 @@ void watchThisThread() {
 
 std::vector<std::string> takeWaitingCalls() { return std::exchange(calls, {}); }
 
+int environmentChanges() { return changes; }
+
 } // namespace corvane::test
 
 using corvane::test::next;
 using corvane::test::note;
 
 extern "C" {
+
+int setenv(const char* name, const char* value, int overwrite) noexcept {
+    static auto* const real = next<decltype(setenv)>("setenv");
+    if (gettid() != getpid()) ++corvane::test::changes;
+    return real(name, value, overwrite);
+}
 
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
     static auto* const real = next<decltype(pthread_cond_wait)>("pthread_cond_wait");

@@ -12,4 +12,7 @@ void watchThisThread();
 /// The names of those calls since the last time.
 std::vector<std::string> takeWaitingCalls();
 
+/// How often a thread other than the first has changed the environment, which all of them read without a lock.
+int environmentChanges();
+
 } // namespace corvane::test

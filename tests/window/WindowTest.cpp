@@ -80,6 +80,7 @@ TEST_F(Window, selectsAppliesAndTakesBack) {
     driver.settle();
     EXPECT_EQ(driver.state().mask.points, 0u);
     EXPECT_EQ(driver.state().data.position, 1);
+    EXPECT_EQ(environmentChanges(), 0);
     const auto counts = *driver.state().counts;
     expectReplayed(driver, original);
 
