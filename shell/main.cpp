@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <malloc.h>
 #include <memory>
 #include <mutex>
