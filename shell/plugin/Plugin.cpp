@@ -5,7 +5,6 @@
 #include "base/Failure.hpp"
 #include "plugin/FindLibrary.hpp"
 
-#include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
 #include <fmt/format.h>
