@@ -309,7 +309,7 @@ void View::startDrawing(const glm::dvec2& place, Qt::KeyboardModifiers with) {
 
 Stroke View::strokeOf(const Stroke::Outline& outline) const {
     Stroke stroke{.view = drawnOn_.on(), .outline = outline, .depth = {}, .limit = nullptr};
-    if (drawnDepth_) stroke.depth = drawnOn_.depthsAround(*drawnDepth_, choices_.depth);
+    if (drawnDepth_ && choices_.depth > 0) stroke.depth = drawnOn_.depthsAround(*drawnDepth_, choices_.depth);
     return stroke;
 }
 

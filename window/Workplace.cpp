@@ -134,6 +134,8 @@ void Workplace::nothingIsOpen() {
 
 void Workplace::startWith(const WorkbenchState& state) {
     fitted_ = moved_ = false;
+    flash_ = Flash::None;
+    endFlash_.stop();
     ranges_.clear();
     notShown_ = {};
     for (ViewColours& colours : colours_)

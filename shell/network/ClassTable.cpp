@@ -166,7 +166,7 @@ private:
     void sortIfManyAreNear(const FragmentPtr& fragment) {
         tree_.reset();
         const auto positions = representation_.findField(Fiber::PositionsName);
-        if (brushes_.size() < ManyLimits || !positions) return;
+        if (std::ranges::count_if(brushes_, looksAtPlaces) < ManyLimits || !positions) return;
         const auto box = Fiber::getFragmentBBox(*positions, fragment);
         const auto near = std::ranges::count_if(brushes_, [&](const Kesh::Brush& brush) {
             return looksAtPlaces(brush) && brush.partOf(box) == Kesh::BoxPart::Some;
@@ -191,13 +191,14 @@ private:
             return table.end;
         }
         ClassTally::Rule& tally = tally_.rules[rule];
-        Kesh::VertexSelection plain(representation_, &brushes_[rule]);
+        std::optional<Kesh::VertexSelection> plain;
         std::span<const std::uint32_t> inside;
         if (tree_ && looksAtPlaces(brushes_[rule])) {
             tree_->select(brushes_[rule], inside_);
             inside = inside_;
         } else {
-            inside = plain.of(fragment, vertices);
+            plain.emplace(representation_, &brushes_[rule]);
+            inside = plain->of(fragment, vertices);
         }
         for (const std::uint32_t i : inside) {
             if (owners_[i] == NotSelected) continue;

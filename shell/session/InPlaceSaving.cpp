@@ -124,8 +124,8 @@ void InPlaceSaving::write(InPlaceFile& file) {
     for (const std::uint32_t number : survey_.editedFragments()) edited.push_back(survey_.ranges()[number]);
     InPlaceChange change(
         las, edited, [this](const PointRange& range) { return survey_.pointEdits(range); }, size_);
+    const OpenSaving head = savingOf(las, change_); // which has no room more often, and says so sooner
     FileRuns batch = firstBatch(las, change, watch_);
-    const OpenSaving head = savingOf(las, change_);
     file.checkSame(*las.file);
     las.file->checkUnchanged();
     if (!head.runs->empty()) write(file, head);
