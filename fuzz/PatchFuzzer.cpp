@@ -2,8 +2,8 @@
 // Any bytes as a patch, with the checksum that belongs to them. What can be read is a patch, which gives the same when
 // it is read in other pieces and written again.
 #include "MemoryFile.hpp"
+#include "base/ByteCode.hpp"
 #include "base/Failure.hpp"
-#include "store/ByteCode.hpp"
 #include "store/Checksum.hpp"
 #include "store/EditPatch.hpp"
 

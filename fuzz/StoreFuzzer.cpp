@@ -2,7 +2,7 @@
 // Any bytes as a store; or, since few of them would come past its checksums, a sound store with rows of any content
 // that have the right ones. Run with TMPDIR in memory.
 #include "MemoryFile.hpp"
-#include "store/ByteCode.hpp"
+#include "base/ByteCode.hpp"
 #include "store/EditStore.hpp"
 #include "store/Sqlite.hpp"
 

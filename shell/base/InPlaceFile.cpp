@@ -4,6 +4,7 @@
 #include "base/Failure.hpp"
 #include "base/FileLock.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -47,32 +48,37 @@ void InPlaceFile::checkSame(const InputFile& file) const {
 
 void InPlaceFile::write(const FileRuns& runs) {
     constexpr std::uint64_t NearBytes = 4096, LargestGroup = std::uint64_t{1} << 20;
-    for (std::size_t first = 0, last; first < runs.count(); first = last) {
-        last = first + 1;
-        while (last < runs.count() && runs[last].offset - runs[last - 1].end() <= NearBytes &&
-               runs[last].end() - runs[first].offset <= LargestGroup)
-            ++last;
-        writeGroup(runs, first, last);
+    for (auto first = runs.begin(); first != runs.end();) {
+        std::uint64_t end = first->end();
+        auto last = std::next(first);
+        for (; last != runs.end() && last->offset - end <= NearBytes && last->end() - first->offset <= LargestGroup;
+             ++last)
+            end = last->end();
+        if (std::next(first) == last) {
+            write(first->offset, first->bytes);
+        } else {
+            buffer_.resize(end - first->offset);
+            read(first->offset, buffer_);
+            for (auto run = first; run != last; ++run)
+                std::ranges::copy(run->bytes, std::span(buffer_).subspan(run->offset - first->offset).begin());
+            write(first->offset, buffer_);
+        }
+        first = last;
     }
 }
 
-void InPlaceFile::writeGroup(const FileRuns& runs, std::size_t first, std::size_t last) {
-    std::uint64_t offset = runs[first].offset;
-    std::span<const std::byte> bytes = runs[first].bytes;
-    if (last - first > 1) {
-        buffer_.resize(runs[last - 1].end() - offset);
-        std::span<std::byte> rest = buffer_;
-        for (std::uint64_t at = offset; !rest.empty();) {
-            const ssize_t got = pread(descriptor_, rest.data(), rest.size(), static_cast<off_t>(at));
-            if (got < 0 && errno == EINTR) continue;
-            if (got == 0) errno = EIO; // it became shorter
-            if (got <= 0) fail("reading");
-            at += static_cast<std::uint64_t>(got);
-            rest = rest.subspan(static_cast<std::size_t>(got));
-        }
-        runs.applyTo(offset, buffer_);
-        bytes = buffer_;
+void InPlaceFile::read(std::uint64_t offset, std::span<std::byte> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (got < 0 && errno == EINTR) continue;
+        if (got == 0) errno = EIO; // it became shorter
+        if (got <= 0) fail("reading");
+        offset += static_cast<std::uint64_t>(got);
+        bytes = bytes.subspan(static_cast<std::size_t>(got));
     }
+}
+
+void InPlaceFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
     while (!bytes.empty()) {
         const ssize_t written = pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (written < 0 && errno == EINTR) continue;

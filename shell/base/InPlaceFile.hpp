@@ -33,7 +33,8 @@ public:
     void sync();
 
 private:
-    void writeGroup(const FileRuns& runs, std::size_t first, std::size_t last);
+    void read(std::uint64_t offset, std::span<std::byte> bytes);
+    void write(std::uint64_t offset, std::span<const std::byte> bytes);
     [[noreturn]] void fail(const char* what) const;
 
     std::string path_;

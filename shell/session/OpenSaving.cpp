@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "session/OpenSaving.hpp"
 
-#include "store/ByteCode.hpp"
+#include "base/ByteCode.hpp"
 
 #include <fmt/format.h>
 
@@ -32,9 +32,7 @@ std::optional<OpenSaving> decoded(std::span<const std::byte> bytes, std::uint64_
     OpenSaving saving;
     if (kind != Kind::Runs) saving.becomes = readIdentity(reader);
     if (kind != Kind::Replacement) {
-        auto runs = FileRuns::decode(reader.bytes(reader.left()), fileSize);
-        if (!runs) return std::nullopt;
-        saving.runs = std::make_shared<const FileRuns>(std::move(*runs));
+        saving.runs = std::make_shared<const FileRuns>(FileRuns::decode(reader.bytes(reader.left()), fileSize));
         return saving;
     }
     saving.begun = reader.byte() != 0;
@@ -56,7 +54,7 @@ NamedBytes OpenSaving::entry() const {
     putFixed(bytes, kind);
     if (becomes) put(bytes, *becomes);
     if (runs)
-        putBytes(bytes, runs->encode());
+        putBytes(bytes, runs->encoded());
     else
         putFixed(bytes, std::uint8_t{begun});
     return {EntryName, std::move(bytes)};
@@ -70,7 +68,7 @@ std::optional<OpenSaving> findOpenSaving(const EditStore& store) {
     std::optional<OpenSaving> saving;
     try {
         saving = decoded(*entry, store.identity().size);
-    } catch (const ChangeError&) { // it ends too early
+    } catch (const BadBytes&) { // it is not what it should be
     }
     if (saving) return saving;
     throw Failure(fmt::format("{}: what it notes of a saving that was not completed cannot be understood; a later "

@@ -6,7 +6,8 @@
 // each point, the lowest first. Values, of the changed points one after the other: 0, runs of a length and a value, up
 // to the last; 1, as they are; 2, number of different values and those, then for each its place there in 1, 2 or 4
 // bits, the lowest first. Width and forms are bytes, numbers are of variable length, values have the width.
-#include "store/ByteCode.hpp"
+#include "base/ByteCode.hpp"
+#include "store/FieldValues.hpp"
 #include "store/FragmentChange.hpp"
 
 #include <algorithm>
@@ -79,7 +80,7 @@ std::vector<FragmentChange::Run> readRuns(ByteReader& reader, std::uint32_t poin
     while (runs.size() < count) {
         const std::uint64_t gap = reader.number(points - end);
         const std::uint64_t length = reader.number(points - end - gap);
-        if (length == 0 || (gap == 0 && !runs.empty())) throw ChangeError("two runs of points touch or one is empty");
+        if (length == 0 || (gap == 0 && !runs.empty())) throw BadBytes("two runs of points touch or one is empty");
         runs.push_back({end + static_cast<std::uint32_t>(gap), static_cast<std::uint32_t>(length)});
         end = runs.back().end();
     }
@@ -103,7 +104,7 @@ std::uint32_t findBit(std::span<const std::byte> bits, std::uint32_t begin, std:
 std::vector<FragmentChange::Run> readBits(ByteReader& reader, std::uint32_t points) {
     const auto bits = reader.bytes(bytesForBits(points));
     if (points % 8 != 0 && (bits.back() >> points % 8) != std::byte{0})
-        throw ChangeError("bits are set behind the last point");
+        throw BadBytes("bits are set behind the last point");
     std::vector<FragmentChange::Run> runs;
     for (std::uint32_t end = 0;;) {
         const std::uint32_t first = findBit(bits, end, points, true);
@@ -117,7 +118,7 @@ std::vector<FragmentChange::Run> readPoints(ByteReader& reader, std::uint32_t po
     const std::uint8_t form = reader.byte();
     if (form == Runs) return readRuns(reader, points);
     if (form == Bits) return readBits(reader, points);
-    throw ChangeError(fmt::format("an unknown form {} of points was found", form));
+    throw BadBytes(fmt::format("an unknown form {} of points was found", form));
 }
 
 /// Values of one width, as they are put and read.
@@ -158,7 +159,7 @@ public:
         }
         if (form == ValueRuns) return readRuns(reader, count);
         if (form == Palette) return readPacked(reader, count);
-        throw ChangeError(fmt::format("an unknown form {} of values was found", form));
+        throw BadBytes(fmt::format("an unknown form {} of values was found", form));
     }
 
 private:
@@ -244,7 +245,7 @@ private:
         for (std::size_t i = 0; i < count;) {
             const std::uint64_t length = reader.number(count - i);
             const Value value = reader.fixed<Value>();
-            if (length == 0) throw ChangeError("a run of values is empty");
+            if (length == 0) throw BadBytes("a run of values is empty");
             std::byte* const first = bytes.data() + i * sizeof(Value);
             for (std::size_t equal = 0; equal < length; ++equal) storeValue(first, equal, value);
             i += static_cast<std::size_t>(length);
@@ -267,7 +268,7 @@ private:
             largest = std::max(largest, place);
             storeValue(values, i, palette[place]);
         }
-        if (count > 0 && largest >= size) throw ChangeError(fmt::format("value {} of {} was found", largest, size));
+        if (count > 0 && largest >= size) throw BadBytes(fmt::format("value {} of {} was found", largest, size));
         return bytes;
     }
 
@@ -300,20 +301,19 @@ std::vector<std::byte> FragmentChange::encode() const {
 FragmentChange FragmentChange::decode(std::span<const std::byte> bytes) {
     ByteReader reader(bytes);
     if (const std::uint8_t description = reader.byte(); description != Description)
-        throw ChangeError(
-            fmt::format("a change of the kind {} was found where {} is expected", description, Description));
+        throw BadBytes(fmt::format("a change of the kind {} was found where {} is expected", description, Description));
     const int width = reader.byte();
     if (width != 1 && width != 2)
-        throw ChangeError(fmt::format("values of {} bytes were found where 1 or 2 are expected", width));
+        throw BadBytes(fmt::format("values of {} bytes were found where 1 or 2 are expected", width));
     FragmentChange change(width, static_cast<std::uint32_t>(reader.number(MostPoints)));
     change.runs_ = readPoints(reader, change.points_);
     std::size_t changed = 0;
     for (const Run& run : change.runs_) changed += run.count;
     for (auto* values : {&change.before_, &change.after_})
         *values = withWidth(width, [&](auto value) { return Values<decltype(value)>::read(reader, changed); });
-    if (reader.left() > 0) throw ChangeError(fmt::format("{} bytes were found behind the end", reader.left()));
+    if (reader.left() > 0) throw BadBytes(fmt::format("{} bytes were found behind the end", reader.left()));
     if (withWidth(width, [&](auto value) { return hasSame<decltype(value)>(change.before_, change.after_); }))
-        throw ChangeError("a point is listed that did not change");
+        throw BadBytes("a point is listed that did not change");
     return change;
 }
 
@@ -323,8 +323,8 @@ FragmentChange FragmentChange::decode(std::span<const std::byte> bytes, int widt
     const int foundWidth = reader.byte();
     const std::uint64_t found = reader.number();
     if (foundWidth != width || found != points)
-        throw ChangeError(fmt::format("{} values of {} bytes were found where {} of {} are expected", found, foundWidth,
-                                      points, width));
+        throw BadBytes(fmt::format("{} values of {} bytes were found where {} of {} are expected", found, foundWidth,
+                                   points, width));
     return decode(bytes);
 }
 

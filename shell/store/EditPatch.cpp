@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/EditPatch.hpp"
 
+#include "base/ByteCode.hpp"
 #include "base/Failure.hpp"
 #include "base/Text.hpp"
-#include "store/ByteCode.hpp"
 #include "store/Checksum.hpp"
 
 #include <algorithm>
@@ -49,7 +49,7 @@ public:
         while (read.size() < 10 && (read.back() & std::byte{0x80}) != std::byte{0});
         try {
             return ByteReader(read).number(most);
-        } catch (const ChangeError& error) {
+        } catch (const BadBytes& error) {
             fail(error.what());
         }
     }
@@ -190,7 +190,7 @@ EditPatch::EditPatch(const std::string& path) : file_(path) {
 FragmentChange EditPatch::decoded(std::size_t field, std::uint64_t number, std::span<const std::byte> bytes) const {
     try {
         return FragmentChange::decode(bytes, fields_[field].width, pointsOfBlock(number, points_));
-    } catch (const ChangeError& error) {
+    } catch (const BadBytes& error) {
         throw Failure(fmt::format("{}: is damaged: field \"{}\", block {}: {}. Get it again from where it came.",
                                   path(), escaped(fields_[field].name), number, error.what()));
     }

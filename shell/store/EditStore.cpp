@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/EditStore.hpp"
 
-#include "store/ByteCode.hpp"
+#include "base/ByteCode.hpp"
 #include "store/StoreCommit.hpp"
 #include "store/StoreState.hpp"
 
@@ -243,7 +243,7 @@ std::vector<FragmentCounts> EditStore::counts(const std::string& field) const {
                 const auto value = static_cast<std::uint32_t>(reader.number(std::numeric_limits<std::uint32_t>::max()));
                 counts.counts.emplace_back(value, reader.number());
             }
-        } catch (const ChangeError&) {
+        } catch (const BadBytes&) {
             continue;
         }
         all.push_back(std::move(counts));

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/FragmentChange.hpp"
 
-#include "store/ByteCode.hpp"
+#include "base/ByteCode.hpp"
+#include "store/FieldValues.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -176,8 +177,8 @@ ChangeSum::ChangeSum(int width, std::uint32_t points)
 void ChangeSum::add(const FragmentChange& change, FragmentChange::Direction direction) {
     const int width = nothing_.width();
     if (change.width() != width || change.points() != nothing_.points())
-        throw ChangeError(fmt::format("{} values of {} bytes were found where {} of {} are expected", change.points(),
-                                      change.width(), nothing_.points(), width));
+        throw BadBytes(fmt::format("{} values of {} bytes were found where {} of {} are expected", change.points(),
+                                   change.width(), nothing_.points(), width));
     const bool forward = direction == FragmentChange::Direction::Forward;
     const std::byte *from = (forward ? change.before() : change.after()).data(),
                     *to = (forward ? change.after() : change.before()).data();
@@ -195,8 +196,7 @@ void ChangeSum::addValues(const std::vector<Run>& runs, const std::byte* from, c
             if (listed[point] == 0)
                 storeValue(first, point, expected);
             else if (present != expected)
-                throw ChangeError(
-                    fmt::format("point {} has the value {} where {} is expected", point, present, expected));
+                throw BadBytes(fmt::format("point {} has the value {} where {} is expected", point, present, expected));
             listed[point] = 1;
             storeValue(last, point, loadValue<Value>(to, at));
         }

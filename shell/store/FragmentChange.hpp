@@ -5,16 +5,9 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <vector>
 
 namespace corvane {
-
-/// What is wrong with the bytes of a change, or with two changes that are to be joined; no finished sentence, without a
-/// full stop, so that whoever knows the place can put it in front.
-struct ChangeError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 class ChangeSum;
 
@@ -54,7 +47,7 @@ public:
     /// What leads from one to the other; both have the same length, a multiple of the width.
     static FragmentChange between(int width, std::span<const std::byte> before, std::span<const std::byte> after);
 
-    /// Throws ChangeError unless the bytes are a whole change, no more and no less, of a fragment of `points` points of
+    /// Throws BadBytes unless the bytes are a whole change, no more and no less, of a fragment of `points` points of
     /// this width. Takes memory for the points that it lists only.
     static FragmentChange decode(std::span<const std::byte> bytes, int width, std::uint32_t points);
 
@@ -81,7 +74,7 @@ public:
     /// The way back.
     FragmentChange inverted() const;
 
-    /// This one and then the next as one change. Throws ChangeError when the next does not begin where this one ends:
+    /// This one and then the next as one change. Throws BadBytes when the next does not begin where this one ends:
     /// another width, another number of points, or a value that it does not expect.
     FragmentChange then(const FragmentChange& next) const;
 
@@ -112,7 +105,7 @@ public:
     /// Of nothing, in a fragment of so many points.
     ChangeSum(int width, std::uint32_t points);
 
-    /// Throws ChangeError when the change does not begin where those before it ended.
+    /// Throws BadBytes when the change does not begin where those before it ended.
     void add(const FragmentChange& change, FragmentChange::Direction direction = FragmentChange::Direction::Forward);
 
     FragmentChange result() const;

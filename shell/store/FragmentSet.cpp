@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/FragmentSet.hpp"
 
-#include "store/ByteCode.hpp"
+#include "base/ByteCode.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -40,10 +40,10 @@ FragmentSet FragmentSet::decode(std::span<const std::byte> bytes, std::uint64_t 
         end = first + count;
         size += count;
         if (count == 0 || size > most || end > std::numeric_limits<std::uint32_t>::max())
-            throw ChangeError("a list of fragments has a run that cannot be");
+            throw BadBytes("a list of fragments has a run that cannot be");
         set.add({static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end - 1)});
     }
-    if (reader.left() > 0) throw ChangeError("bytes were found behind a list of fragments");
+    if (reader.left() > 0) throw BadBytes("bytes were found behind a list of fragments");
     return set;
 }
 

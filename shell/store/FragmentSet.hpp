@@ -19,7 +19,7 @@ public:
     /// All that are in any of these.
     static FragmentSet united(const std::vector<const FragmentSet*>& sets);
 
-    /// Throws ChangeError unless the bytes are a set of at most so many, and nothing else.
+    /// Throws BadBytes unless the bytes are a set of at most so many, and nothing else.
     static FragmentSet decode(std::span<const std::byte> bytes, std::uint64_t most);
 
     /// Number of runs, and of each the distance from the end of the one before and its length.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/Sqlite.hpp"
 
-#include "store/ByteCode.hpp"
+#include "base/ByteCode.hpp"
 #include "store/Checksum.hpp"
 
 #include <array>

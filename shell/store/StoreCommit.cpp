@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/StoreCommit.hpp"
 
+#include "base/ByteCode.hpp"
 #include "base/InOrder.hpp"
 #include "base/Text.hpp"
-#include "store/ByteCode.hpp"
 #include "store/StoreState.hpp"
 
 #include <algorithm>
@@ -202,7 +202,7 @@ private:
                 setBase(line, fragment, base ? base->then(change) : change);
                 rebuildBase(line);
             }
-        } catch (const ChangeError& error) {
+        } catch (const BadBytes& error) {
             refuse(fmt::format("a change of field \"{}\", fragment {}, does not fit those before: {}",
                                escaped(line.name), fragment, error.what()));
         }

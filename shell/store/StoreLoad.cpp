@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a store keeps in memory, read from its tables. A row that is damaged or missing is noted; so are fields of which
 // a step or an attribute is missing, which are then left out, since nobody can tell what it changed.
+#include "base/ByteCode.hpp"
 #include "base/Text.hpp"
-#include "store/ByteCode.hpp"
 #include "store/StoreState.hpp"
 
 #include <algorithm>
@@ -30,7 +30,7 @@ void forRows(Sqlite& database, const char* statement, Use use, Bad bad) {
 std::optional<FragmentSet> fragmentsIn(std::span<const std::byte> bytes, std::uint64_t most) {
     try {
         return FragmentSet::decode(bytes, most);
-    } catch (const ChangeError&) {
+    } catch (const BadBytes&) {
         return std::nullopt;
     }
 }

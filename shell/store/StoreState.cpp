@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/StoreState.hpp"
 
+#include "base/ByteCode.hpp"
 #include "base/Text.hpp"
-#include "store/ByteCode.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -261,9 +261,8 @@ FragmentChange StoreState::decoded(const Part& part, const StoredLeg& leg) const
     try {
         auto change = FragmentChange::decode(leg.bytes);
         if (change.width() == part.width) return change;
-        throw ChangeError(
-            fmt::format("values of {} bytes were found where {} are expected", change.width(), part.width));
-    } catch (const ChangeError& error) {
+        throw BadBytes(fmt::format("values of {} bytes were found where {} are expected", change.width(), part.width));
+    } catch (const BadBytes& error) {
         failAt(part, leg.step, error.what());
     }
 }
@@ -277,7 +276,7 @@ std::optional<FragmentChange> StoreState::sumOf(const Part& part, const std::vec
     for (const StoredLeg& leg : legs) {
         try {
             sum.add(decoded(part, leg), leg.direction);
-        } catch (const ChangeError& error) {
+        } catch (const BadBytes& error) {
             failAt(part, leg.step, error.what());
         }
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/FragmentChange.hpp"
 #include "RandomValues.hpp"
+#include "base/ByteCode.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -98,9 +99,9 @@ TEST(FragmentChange, sumsAreWhatLeadsFromTheFirstToTheLast) {
     }
     const Values two(3, std::byte{2}), six(3, std::byte{6});
     const auto change = FragmentChange::between(1, two, six);
-    EXPECT_THROW(change.then(change), ChangeError);
-    EXPECT_THROW(change.then(FragmentChange(1, 4)), ChangeError);
-    EXPECT_THROW(change.then(FragmentChange(2, 3)), ChangeError);
+    EXPECT_THROW(change.then(change), BadBytes);
+    EXPECT_THROW(change.then(FragmentChange(1, 4)), BadBytes);
+    EXPECT_THROW(change.then(FragmentChange(2, 3)), BadBytes);
 }
 
 TEST(FragmentChange, partsPutTogetherAreTheWhole) {
@@ -130,7 +131,7 @@ void readDamaged(const Values& bytes) {
             for (std::uint32_t i = run.first; i < run.end(); ++i) values[i] = change.before()[at++];
         EXPECT_FALSE(change.apply(values));
         EXPECT_EQ(FragmentChange::decode(change.encode()), change);
-    } catch (const ChangeError& error) {
+    } catch (const BadBytes& error) {
         EXPECT_STRNE(error.what(), "");
     }
 }
@@ -141,10 +142,10 @@ TEST(FragmentChange, readsDamagedBytesOrRefusesThem) {
         SCOPED_TRACE(round);
         const Values bytes = example(dice, 1, 300).change.encode();
         for (std::size_t length = 0; length < bytes.size(); ++length)
-            EXPECT_THROW(FragmentChange::decode(std::span(bytes).first(length)), ChangeError);
+            EXPECT_THROW(FragmentChange::decode(std::span(bytes).first(length)), BadBytes);
         Values longer = bytes;
         longer.push_back(std::byte{0});
-        EXPECT_THROW(FragmentChange::decode(longer), ChangeError);
+        EXPECT_THROW(FragmentChange::decode(longer), BadBytes);
         for (std::size_t i = 0; i < bytes.size(); ++i) {
             Values flipped = bytes;
             flipped[i] ^= static_cast<std::byte>(1 + dice.below(255));
@@ -158,8 +159,8 @@ TEST(FragmentChange, takesNoMemoryForWhatIsOnlyClaimed) {
     const Values bytes = {std::byte{1},    std::byte{1},    std::byte{0x80}, std::byte{0x80}, std::byte{0x80},
                           std::byte{8},    std::byte{0},    std::byte{1},    std::byte{0},    std::byte{0x80},
                           std::byte{0x80}, std::byte{0x80}, std::byte{8},    std::byte{1}};
-    EXPECT_THROW(FragmentChange::decode(bytes), ChangeError);
-    EXPECT_THROW(FragmentChange::decode(bytes, 1, 1000), ChangeError);
+    EXPECT_THROW(FragmentChange::decode(bytes), BadBytes);
+    EXPECT_THROW(FragmentChange::decode(bytes, 1, 1000), BadBytes);
 }
 
 } // namespace

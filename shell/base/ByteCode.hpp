@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "store/FragmentChange.hpp"
-
 #include <algorithm>
 #include <bit>
 #include <cstddef>
@@ -10,7 +8,7 @@
 #include <cstring>
 #include <limits>
 #include <span>
-#include <string>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -21,20 +19,31 @@ static_assert(std::endian::native == std::endian::little);
 
 using Bytes = std::vector<std::byte>;
 
-/// Appends whole numbers of variable length: seven bits a byte, the lowest first, the highest bit says that more
-/// follow.
-inline void putNumber(Bytes& bytes, std::uint64_t number) {
-    for (; number >= 0x80; number >>= 7) bytes.push_back(static_cast<std::byte>(number | 0x80));
-    bytes.push_back(static_cast<std::byte>(number));
-}
+/// Stored bytes that are not what they should be: what is wrong with them; no finished sentence, without a full stop,
+/// so that whoever knows the place can put it in front.
+struct BadBytes : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
-/// How many bytes that takes.
+/// How many bytes a whole number of variable length takes.
 inline std::size_t lengthOfNumber(std::uint64_t number) {
     return std::max<std::size_t>(1, (static_cast<std::size_t>(std::bit_width(number)) + 6) / 7);
 }
 
+/// Writes such a number: seven bits a byte, the lowest first, the highest bit says that more follow.
+inline void writeNumber(std::byte* to, std::uint64_t number) {
+    for (; number >= 0x80; number >>= 7) *to++ = static_cast<std::byte>(number | 0x80);
+    *to = static_cast<std::byte>(number);
+}
+
 inline void putBytes(Bytes& bytes, std::span<const std::byte> more) {
     bytes.insert(bytes.end(), more.begin(), more.end());
+}
+
+inline void putNumber(Bytes& bytes, std::uint64_t number) {
+    const std::size_t at = bytes.size();
+    bytes.resize(at + lengthOfNumber(number));
+    writeNumber(&bytes[at], number);
 }
 
 inline std::span<const std::byte> bytesOf(std::string_view text) {
@@ -47,39 +56,18 @@ void putFixed(Bytes& bytes, T number) {
     putBytes(bytes, std::as_bytes(std::span(&number, 1)));
 }
 
-/// The values of a field as they lie in memory, wherever that is.
-template <class Value>
-Value loadValue(const std::byte* values, std::size_t i) {
-    Value value;
-    std::memcpy(&value, values + i * sizeof(Value), sizeof(Value));
-    return value;
-}
-template <class Value>
-void storeValue(std::byte* values, std::size_t i, Value value) {
-    std::memcpy(values + i * sizeof(Value), &value, sizeof(Value));
-}
-
-/// How many of the values differ. Counted in numbers as wide as the values, so that the compiler makes vectors of them.
-template <class Value>
-std::size_t countDifferences(const std::byte* a, const std::byte* b, std::size_t count) {
-    constexpr std::size_t Block = 128; // which a byte can count
-    std::size_t differences = 0, i = 0;
-    for (; i + Block <= count; i += Block) {
-        Value some = 0;
-        for (std::size_t j = i; j < i + Block; ++j) some += loadValue<Value>(a, j) != loadValue<Value>(b, j);
-        differences += some;
+/// The first place from `at` on where two pieces of equal length differ; their length: nowhere.
+inline std::size_t alikeUntil(std::size_t at, std::span<const std::byte> a, std::span<const std::byte> b) {
+    for (std::uint64_t left, right; at + sizeof left <= a.size(); at += sizeof left) {
+        std::memcpy(&left, &a[at], sizeof left);
+        std::memcpy(&right, &b[at], sizeof right);
+        if (left != right) break;
     }
-    for (; i < count; ++i) differences += loadValue<Value>(a, i) != loadValue<Value>(b, i);
-    return differences;
+    while (at < a.size() && a[at] == b[at]) ++at;
+    return at;
 }
 
-/// Calls `use` with a value of this width in bytes, so that what it does is compiled for each.
-template <class Use>
-auto withWidth(int width, Use use) {
-    return width == 1 ? use(std::uint8_t{}) : use(std::uint16_t{});
-}
-
-/// Reads what those wrote, from bytes that nobody vouches for. Everything throws ChangeError when they end too early.
+/// Reads what those wrote, from bytes that nobody vouches for. Everything throws BadBytes when they end too early.
 class ByteReader {
 public:
     explicit ByteReader(std::span<const std::byte> bytes) : rest_(bytes) {}
@@ -87,7 +75,7 @@ public:
     std::size_t left() const { return rest_.size(); }
 
     std::span<const std::byte> bytes(std::uint64_t count) {
-        if (count > rest_.size()) throw ChangeError("the bytes end too early");
+        if (count > rest_.size()) throw BadBytes("the bytes end too early");
         const auto taken = rest_.first(static_cast<std::size_t>(count));
         rest_ = rest_.subspan(taken.size());
         return taken;
@@ -97,6 +85,8 @@ public:
 
     /// A number of variable length, up to `most`.
     std::uint64_t number(std::uint64_t most = std::numeric_limits<std::uint64_t>::max()) {
+        if (!rest_.empty() && rest_[0] < std::byte{0x80} && std::to_integer<std::uint64_t>(rest_[0]) <= most)
+            return byte(); // as most are
         std::uint64_t number = 0;
         for (unsigned shift = 0; shift < 64; shift += 7) {
             const std::uint64_t next = byte();
@@ -107,7 +97,7 @@ public:
                 break;
             }
         }
-        throw ChangeError("a number is too large");
+        throw BadBytes("a number is too large");
     }
 
     template <class T>
