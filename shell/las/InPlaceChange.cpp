@@ -6,12 +6,31 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <memory>
+#include <set>
 
 namespace corvane {
 namespace {
 
 std::uint64_t endOf(const PointRange& range) { return range.first + range.count; }
 std::uint64_t endOf(const LazChunk& chunk) { return chunk.first + chunk.points; }
+
+/// The bytes of a record that these bits are in, in order, each once: several dimensions may share one.
+std::vector<std::size_t> columnsOf(const WantedBytes& places) {
+    std::set<std::size_t> columns;
+    for (const laz::RecordBytes& place : places)
+        for (std::size_t at = place.begin; at < place.end; ++at) columns.insert(at);
+    return {columns.begin(), columns.end()};
+}
+
+/// Those bytes of one record after the other.
+void gather(std::span<const std::byte> records, std::size_t stride, std::span<const std::size_t> columns,
+            std::vector<std::byte>& gathered) {
+    gathered.resize(records.size() / stride * columns.size());
+    for (std::size_t column = 0; column < columns.size(); ++column)
+        for (std::size_t to = column, at = columns[column]; to < gathered.size(); to += columns.size(), at += stride)
+            gathered[to] = records[at];
+}
 
 } // namespace
 
@@ -68,28 +87,20 @@ FileRuns InPlaceChange::changeOf(const Unit& unit) const {
 void InPlaceChange::addRecords(const Unit& unit, const PointEdits& edits, FileRuns& runs) const {
     const std::size_t stride = las_.stored->recordLength();
     const std::size_t most = las_.stored->recordsIn(PointReader::CachedBytes);
-    WantedBytes places = edits.places(unit.points);
-    std::ranges::sort(places, {}, &laz::RecordBytes::begin);
-    std::vector<std::byte> records, before;
+    const std::vector<std::size_t> columns = columnsOf(edits.places(unit.points));
+    const auto buffer = std::make_unique_for_overwrite<std::byte[]>(std::min(most, unit.points.count) * stride);
+    std::vector<std::byte> before, after;
     for (std::uint64_t point = unit.points.first, count; point < endOf(unit.points); point += count) {
         count = std::min<std::uint64_t>(most, endOf(unit.points) - point);
         const std::uint64_t offset = las_.header.offsetToPoints + point * stride;
-        records.resize(count * stride);
+        const std::span records(buffer.get(), count * stride);
         las_.file->read(offset, records);
-        before.clear();
-        const auto forPlaces = [&](auto use) {
-            for (std::size_t record = 0; record < records.size(); record += stride) {
-                std::size_t end = 0; // several dimensions may share a byte
-                for (const laz::RecordBytes& place : places)
-                    for (std::size_t at = std::max(end, place.begin); at < place.end; end = ++at) use(record + at);
-            }
-        };
-        forPlaces([&](std::size_t at) { before.push_back(records[at]); });
+        gather(records, stride, columns, before);
         edits.apply(records, stride, point);
-        auto was = before.begin();
-        forPlaces([&](std::size_t at) {
-            if (*was++ != records[at]) runs.add(offset + at, std::span(records).subspan(at, 1));
-        });
+        gather(records, stride, columns, after);
+        for (std::size_t at = alikeUntil(0, before, after); at < after.size(); at = alikeUntil(at + 1, before, after))
+            runs.add(offset + at / columns.size() * stride + columns[at % columns.size()],
+                     std::span(after).subspan(at, 1));
     }
 }
 

@@ -91,7 +91,7 @@ public:
     std::size_t recordsIn(std::size_t bytes) const { return std::max<std::size_t>(bytes / recordLength_, 1); }
 
     /// What stays in the processor's cache while it is decoded.
-    static constexpr std::size_t CachedBytes = std::size_t{1} << 20;
+    static constexpr std::size_t CachedBytes = std::size_t{1} << 18;
 
 protected:
     PointReader(std::uint64_t count, std::size_t recordLength) : count_(count), recordLength_(recordLength) {}

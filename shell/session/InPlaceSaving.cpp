@@ -160,7 +160,7 @@ void InPlaceSaving::replace(const std::string& obstacle) {
 /// From now on the store says that it is open.
 void InPlaceSaving::note(const OpenSaving& saving) {
     Commit commit;
-    commit.entries = {saving.entry()};
+    commit.entries.push_back(saving.entry());
     commit.identity = identityOf(survey_.las());
     store_.commit(commit);
     begun_ = true;
