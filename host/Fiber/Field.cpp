@@ -38,7 +38,8 @@ StrongPtr<const MemBase> Field::getData(const StrongPtr<FragmentID>& fragment,
 }
 
 void Field::setPersistentData(const StrongPtr<CreativeArrayBase>& array, const StrongPtr<FragmentID>& fragment) {
-    fragments_[fragment->number()] = {fragment, array};
+    const std::uint32_t number = fragment->number();
+    fragments_.insert_or_assign(fragments_.end(), number, Fragment{fragment, array}); // most come in order
 }
 
 Field::Age Field::getMostRecentCreatorAge() const {

@@ -50,8 +50,8 @@ Survey::Survey(const std::string& path, const SurveyOptions& options)
     for (const SurveyField& field : fields_) {
         const std::type_info& type = elementTypeOf(*las_, field);
         const auto data = Holdfast::create<Fiber::Field>(type);
+        const auto positions = points_->findField(Fiber::PositionsName); // the first field; null: this is it
         for (const auto& id : identifiers) {
-            const auto positions = points_->findField(Fiber::PositionsName);
             const BoxNote note{expectation_, positions ? positions->getCreator(id) : nullptr};
             const auto& of = records[id->number()];
             data->setPersistentData(
