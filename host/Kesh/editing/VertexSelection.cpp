@@ -6,8 +6,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
+#include <exception>
 #include <numeric>
 #include <stdexcept>
+#include <utility>
 
 namespace Kesh {
 
@@ -48,19 +51,36 @@ VertexSelection::VertexSelection(const Fiber::Representation& representation, co
     for (const std::string& name : brush_->fields()) fields_.push_back(fieldFor(representation, name));
 }
 
-std::span<const std::uint32_t> VertexSelection::of(const StrongPtr<Fiber::FragmentID>& fragment, std::size_t vertices) {
+/// The selection of a fragment that nobody has asked for yet. Who claims it makes it: the cache's thread, or whoever
+/// asks before that has come to it.
+struct VertexSelection::Ahead {
+    enum class State { Open, Claimed, Made };
+
+    FragmentPtr fragment;
+    BoxPart part = BoxPart::None;
+    std::vector<std::uint32_t> indices;
+    std::exception_ptr failure;
+    std::atomic<State> state = State::Open;
+
+    bool claim() {
+        State open = State::Open;
+        return state.compare_exchange_strong(open, State::Claimed);
+    }
+    void made() {
+        state = State::Made;
+        state.notify_all();
+    }
+};
+
+/// What the cache's thread has begun needs this.
+VertexSelection::~VertexSelection() {
+    if (ahead_ && !ahead_->claim()) ahead_->state.wait(Ahead::State::Claimed);
+}
+
+std::span<const std::uint32_t> VertexSelection::of(const FragmentPtr& fragment, std::size_t vertices) {
     if (!brush_) return all(vertices);
     if (!*brush_) return {};
-    if (!brush_->readsPositions()) {
-        select(fragment, nullptr, vertices);
-        return selected_;
-    }
-    requirePositions(*fragment, positions_->getCreator(fragment), vertices);
-    if (reading_ == Reading::Ahead) readAhead(*fragment);
-    // Positions whose box is not known yet are held, so that they are loaded once for the box and the selection.
-    const bool boxKnown = Fiber::knownFragmentBBox(*positions_, fragment).has_value();
-    auto points = boxKnown ? nullptr : positions_->getData(fragment);
-    switch (brush_->partOf(Fiber::getFragmentBBox(*positions_, fragment))) {
+    switch (take(fragment, vertices)) {
     case BoxPart::None:
         return {};
     case BoxPart::All:
@@ -68,12 +88,58 @@ std::span<const std::uint32_t> VertexSelection::of(const StrongPtr<Fiber::Fragme
     case BoxPart::Some:
         break;
     }
-    select(fragment, points ? points : positions_->getData(fragment), vertices);
     return selected_;
 }
 
-void VertexSelection::select(const StrongPtr<Fiber::FragmentID>& fragment, const DataPtr& points,
-                             std::size_t vertices) {
+/// Of two fragments that follow each other the second is looked at while the first is.
+BoxPart VertexSelection::take(const FragmentPtr& fragment, std::size_t vertices) {
+    const auto ahead = std::exchange(ahead_, nullptr);
+    const bool isMadeHere = !ahead || ahead->claim();
+    if (!isMadeHere) ahead->state.wait(Ahead::State::Claimed);
+    if (isMadeHere || ahead->fragment->number() != fragment->number()) {
+        if (reading_ == Reading::Ahead) lookAhead(*fragment);
+        return find(fragment, vertices, selected_);
+    }
+    if (ahead->failure) std::rethrow_exception(ahead->failure);
+    requirePositions(*fragment, positions_->getCreator(fragment), vertices);
+    selected_.swap(ahead->indices);
+    return ahead->part;
+}
+
+void VertexSelection::lookAhead(const Fiber::FragmentID& present) {
+    const auto* next = positions_->fragmentAfter(present);
+    const auto& cache = next ? next->array->cache() : nullptr;
+    if (!cache) return;
+    ahead_ = std::make_shared<Ahead>();
+    ahead_->fragment = next->id;
+    cache->worker().add([this, ahead = ahead_, vertices = next->array->size()] {
+        if (!ahead->claim()) return; // and this may be gone
+        try {
+            ahead->part = find(ahead->fragment, vertices, ahead->indices);
+        } catch (...) {
+            ahead->failure = std::current_exception();
+        }
+        ahead->made();
+    });
+}
+
+BoxPart VertexSelection::find(const FragmentPtr& fragment, std::size_t vertices,
+                              std::vector<std::uint32_t>& indices) const {
+    if (!brush_->readsPositions()) {
+        select(fragment, nullptr, vertices, indices);
+        return BoxPart::Some;
+    }
+    requirePositions(*fragment, positions_->getCreator(fragment), vertices);
+    // Positions whose box is not known yet are held, so that they are loaded once for the box and the selection.
+    const bool boxKnown = Fiber::knownFragmentBBox(*positions_, fragment).has_value();
+    const auto points = boxKnown ? nullptr : positions_->getData(fragment);
+    const BoxPart part = brush_->partOf(Fiber::getFragmentBBox(*positions_, fragment));
+    if (part == BoxPart::Some) select(fragment, points ? points : positions_->getData(fragment), vertices, indices);
+    return part;
+}
+
+void VertexSelection::select(const FragmentPtr& fragment, const DataPtr& points, std::size_t vertices,
+                             std::vector<std::uint32_t>& indices) const {
     PointColumns columns;
     if (points) columns.positions = Fiber::arrayOf<Point>(points)->values();
     std::vector<std::vector<double>> numbers;
@@ -86,15 +152,7 @@ void VertexSelection::select(const StrongPtr<Fiber::FragmentID>& fragment, const
                             fragment->number(), vertices, numbers.back().size()));
         columns.fields.emplace_back(numbers.back());
     }
-    brush_->select(columns, selected_);
-}
-
-/// The positions of the next fragment come while this one is looked at.
-void VertexSelection::readAhead(const Fiber::FragmentID& present) const {
-    const auto* next = positions_->fragmentAfter(present);
-    if (!next) return;
-    const auto box = Fiber::knownFragmentBBox(*positions_, next->id);
-    if (!box || brush_->partOf(*box) == BoxPart::Some) next->array->loadAhead();
+    brush_->select(columns, indices);
 }
 
 std::span<const std::uint32_t> VertexSelection::all(std::size_t vertices) {
