@@ -66,9 +66,10 @@ void View::centreOn(const Sextant::PhysicalSpace::point& position) {
     request(false);
 }
 
-void View::setLook(const Look& look) {
+void View::setLook(const Look& look, bool changed) {
+    if (look == look_ && !changed) return;
     look_ = look;
-    request(still_.isActive());
+    request(still_.isActive(), changed);
 }
 
 void View::setChoices(const Choices& choices) {
@@ -141,7 +142,7 @@ std::optional<PickedPoint> View::pointAt(const QPointF& at) const {
 
 // ---------------------------------------------------------------------------------------------------------- pictures
 
-void View::request(bool moving) {
+void View::request(bool moving, bool patient) {
     update();
     if (!isVisible() || width() < 2 || height() < 2) return;
     PictureRequest wanted;
@@ -149,6 +150,7 @@ void View::request(bool moving) {
     wanted.screen = camera_.screen(pixelRatio());
     wanted.look = look_;
     wanted.moving = moving;
+    wanted.patient = patient;
     if (drawing_)
         if (const auto outline = drawing_->outline()) {
             wanted.look.preview =

@@ -45,7 +45,9 @@ public:
     void fit(const PlaceBox& box);
     void centreOn(const Sextant::PhysicalSpace::point& position);
 
-    void setLook(const Look& look);
+    /// `changed`: what is known of points was replaced, and the picture is to show that.
+    void setLook(const Look& look, bool changed = false);
+
     void setChoices(const Choices& choices);
     void setTheme(Theme theme);
 
@@ -109,7 +111,7 @@ private:
     Handle handleAt(const QPointF& at) const;
     void hover(const QPointF& at);
     void cameraMoved();
-    void request(bool moving);
+    void request(bool moving, bool patient = false);
     void updateCursor();
     double pixelRatio() const { return devicePixelRatioF(); }
 

@@ -41,6 +41,11 @@ std::string columnOf(const ViewColours& colours) {
     return {};
 }
 
+/// Whether points are coloured by where a number lies in a range.
+bool usesRange(const ViewColours& colours) {
+    return colours.by == ColourBy::Height || colours.by == ColourBy::Intensity || colours.by == ColourBy::Field;
+}
+
 } // namespace
 
 Workplace::Workplace(const SessionOptions& session, Events events)
@@ -112,7 +117,7 @@ void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
         flash_ = Flash::Asked;
         endFlash_.start(LongestFlash);
     }
-    updateLooks();
+    updateLooks(!state.changedClasses.empty() || !state.changedMask.empty());
     if (call == undoCall_ && !state.changedClasses.empty()) {
         std::vector<Sextant::BoundingBox> where;
         const Fiber::Field& positions = *state_.open->fields.at(Fiber::PositionsName);
@@ -206,7 +211,7 @@ Look Workplace::lookOf(int view) const {
     look.palette = palette_;
     look.background = canvasColour(theme_).rgb();
     const auto range = ranges_.find(columnOf(colours));
-    if (range != ranges_.end()) look.range = range->second;
+    if (usesRange(colours) && range != ranges_.end()) look.range = range->second;
     look.ramp = colours.by == ColourBy::Intensity ? Ramp::Greys : Ramp::Heights;
     if (flash_ != Flash::None) {
         look.flashClass = assigned_;
@@ -235,16 +240,15 @@ std::set<std::string> Workplace::neededColumns() const {
     return columns;
 }
 
-void Workplace::updateLooks() {
+void Workplace::updateLooks(bool changed) {
     if (!isOpen()) return;
     scene_.need(neededColumns());
-    for (int view = 0; view < ViewGrid::Views; ++view) {
-        const std::string column = columnOf(colours(view));
-        if (!ranges_.contains(column))
-            if (const auto range = scene_.range(column)) ranges_[column] = *range;
-    }
     grid_->forShown([&](View& view) {
-        view.setLook(lookOf(view.number()));
+        const ViewColours& coloured = colours(view.number());
+        const std::string column = columnOf(coloured);
+        if (usesRange(coloured) && !ranges_.contains(column))
+            if (const auto range = scene_.range(column)) ranges_[column] = *range;
+        view.setLook(lookOf(view.number()), changed);
         const bool plan = !view.camera().isProfile();
         view.setTitle(view.number() == ViewGrid::CrossProfile ? QStringLiteral("Profile across")
                       : plan                                  ? QStringLiteral("Plan")

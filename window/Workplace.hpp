@@ -122,7 +122,7 @@ private:
     void stockChanged();
     void finished(const PicturePtr& picture);
     void tellDrawn();
-    void updateLooks();
+    void updateLooks(bool changed = false); // in what is known of points
     Look lookOf(int view) const;
     std::set<std::string> neededColumns() const;
     SelectionRule rule() const;

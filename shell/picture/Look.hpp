@@ -49,6 +49,8 @@ enum class ColourBy {
 struct Tint {
     Colour colour = 0xffffffff;
     float part = 0; ///< 0: none of it, 1: nothing else
+
+    bool operator==(const Tint&) const = default;
 };
 
 /// How drawn points are shown. Everything but what is hidden, and the surface, is decided pixel by pixel.
@@ -82,6 +84,8 @@ struct Look {
 
     int flashClass = -1; ///< the code whose points flash; -1: none does
     Tint flash{0xffffffff, 0};
+
+    bool operator==(const Look&) const = default;
 };
 
 } // namespace corvane

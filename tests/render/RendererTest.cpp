@@ -221,6 +221,30 @@ TEST(Renderer, shadesAgainWithoutDrawingWhereOnlyTheLookDiffers) {
     EXPECT_NE(second->pixels.cells, first->pixels.cells);
 }
 
+/// What an edit changed is shown at once and in one picture, though it comes fragment by fragment. A machine that is
+/// busy may let it wait in vain now and then.
+TEST(Renderer, waitsForWhatWasReplaced) {
+    const auto fragments = strips(12, 3000);
+    Window window;
+    window.store().load(sourcesOf(fragments));
+    ASSERT_TRUE(window.completed(0, requestFor(1, plan())));
+    int atOnce = 0;
+    constexpr int turns = 10;
+    for (std::uint8_t turn = 1; turn <= turns; ++turn) {
+        std::vector<std::pair<std::uint32_t, PointStore::Arrays>> replaced;
+        for (std::uint32_t i = 0; i < fragments.size(); ++i)
+            replaced.push_back({i, {classesOf(i, fragments[i].size(), turn)}});
+        const std::size_t before = window.pictures();
+        window.store().replace(column::Class, std::move(replaced));
+        PictureRequest request = requestFor(turn + 1U, plan());
+        request.patient = true;
+        const PicturePtr picture = window.completed(0, request);
+        ASSERT_TRUE(picture);
+        atOnce += window.pictures() == before + 1;
+    }
+    EXPECT_GT(atOnce, turns / 2);
+}
+
 /// Requests of several views, edits and other columns at random; each picture shows one request, the last one comes,
 /// and is right.
 TEST(Renderer, weathersAStormOfRequests) {
@@ -234,6 +258,7 @@ TEST(Renderer, weathersAStormOfRequests) {
         PictureRequest request = requestFor(
             number, plan(double(random() % 4) * 10, double(random() % 3) * 10, 40 + double(random() % 3) * 30));
         request.moving = random() % 2 == 0;
+        request.patient = random() % 3 == 0;
         if (random() % 3 == 0) request.look.hidden.classes = {0, 1, std::uint8_t(random() % 2)};
         if (random() % 4 == 0) request.look.by = ColourBy::Height;
         if (random() % 8 == 0) request.look.surface = {2};

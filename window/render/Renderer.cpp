@@ -17,6 +17,8 @@ namespace corvane {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr auto BetweenStocks = std::chrono::milliseconds(40); // that are shown while a survey is loaded
+
 /// The render thread and what it shares with others.
 class Renderer::Work {
 public:
@@ -42,8 +44,9 @@ private:
     };
 
     void run();
-    bool isAsked() const;
-    bool isAllThere(std::unique_lock<std::mutex>& lock) const;
+    bool isReady(const Slot& slot) const;
+    bool isWaiting() const;
+    void look(std::unique_lock<std::mutex>& lock);
     std::map<int, Slot>::iterator next();
     void step(std::unique_lock<std::mutex>& lock, int view, Team& team);
 
@@ -55,6 +58,7 @@ private:
     std::map<int, Slot> slots_;
     int active_ = 0, last_ = 0; // views
     bool stocked_ = false;      // the store has changed
+    bool allThere_ = false;     // and has nothing more to come
     Clock::time_point stockedAt_{};
     bool ending_ = false;
     std::atomic<bool> interrupt_ = false; // there is something newer to do
@@ -68,8 +72,12 @@ void Renderer::Work::request(int view, PictureRequest request) {
         const std::lock_guard lock(mutex_);
         Slot& slot = slots_[view];
         if (!slot.asked) slot.askedAt = Clock::now();
+        request.patient = request.patient && (!slot.asked || slot.asked->patient);
+        if (request.patient)
+            stocked_ = true; // is looked at first
+        else
+            interrupt_ = true;
         slot.asked = std::move(request);
-        interrupt_ = true;
     }
     wake_.notify_all();
 }
@@ -88,6 +96,7 @@ void Renderer::Work::wake() {
     {
         const std::lock_guard lock(mutex_);
         stocked_ = true;
+        if (isWaiting()) interrupt_ = true;
     }
     wake_.notify_all();
 }
@@ -117,40 +126,45 @@ std::map<int, Renderer::Work::Slot>::iterator Renderer::Work::next() {
     const auto waiting = std::ranges::find_if(
         slots_, [&](const auto& slot) { return slot.second.asked && slot.second.askedAt + longest < now; });
     if (waiting != slots_.end()) return waiting;
-    const auto asked = choose([](const Slot& slot) { return slot.asked.has_value(); });
+    const auto asked = choose([this](const Slot& slot) { return isReady(slot); });
     return asked != slots_.end() ? asked : choose([](const Slot& slot) { return slot.open; });
 }
 
-bool Renderer::Work::isAsked() const {
-    return std::ranges::any_of(slots_, [](const auto& slot) { return slot.second.asked.has_value(); });
+/// Whether there is a request that need not wait for the store.
+bool Renderer::Work::isReady(const Slot& slot) const { return slot.asked && (allThere_ || !slot.asked->patient); }
+
+/// Whether a request waits for the store.
+bool Renderer::Work::isWaiting() const {
+    return std::ranges::any_of(slots_,
+                               [](const auto& slot) { return slot.second.asked && slot.second.asked->patient; });
 }
 
-/// Whether the store has nothing more to come: what an edit has changed is shown at once.
-bool Renderer::Work::isAllThere(std::unique_lock<std::mutex>& lock) const {
+/// What the store has is shown: all of it at once, or now and then as long as more comes.
+void Renderer::Work::look(std::unique_lock<std::mutex>& lock) {
+    if (!stocked_) return;
     lock.unlock();
     const bool complete = store_.stock()->complete;
     lock.lock();
-    return complete;
+    allThere_ = complete;
+    if (!allThere_ && (isWaiting() || Clock::now() < stockedAt_ + BetweenStocks)) return;
+    stocked_ = false;
+    stockedAt_ = Clock::now();
+    for (auto& [view, slot] : slots_) slot.open = slot.open || slot.picture;
 }
 
 void Renderer::Work::run() {
-    constexpr auto betweenStocks = std::chrono::milliseconds(40); // while a survey is loaded
     lowerPriority(RenderNiceness);
     Team team(threads_);
     std::unique_lock lock(mutex_);
     for (;;) {
         if (ending_) return;
-        if (stocked_ && (Clock::now() >= stockedAt_ + betweenStocks || isAllThere(lock))) {
-            stocked_ = false;
-            stockedAt_ = Clock::now();
-            for (auto& [view, slot] : slots_) slot.open = slot.open || slot.picture;
-        }
+        look(lock);
         const auto slot = next();
         if (slot != slots_.end()) {
             last_ = slot->first;
             step(lock, slot->first, team);
         } else if (stocked_) {
-            wake_.wait_until(lock, stockedAt_ + betweenStocks);
+            wake_.wait_for(lock, BetweenStocks);
         } else {
             wake_.wait(lock);
         }
@@ -163,7 +177,7 @@ void Renderer::Work::step(std::unique_lock<std::mutex>& lock, int view, Team& te
     const std::optional<PictureRequest> asked = std::exchange(slot.asked, std::nullopt);
     if (!slot.picture) slot.picture = std::make_shared<ViewPicture>(view);
     const std::shared_ptr<ViewPicture> picture = slot.picture;
-    interrupt_ = isAsked();
+    interrupt_ = std::ranges::any_of(slots_, [this](const auto& other) { return isReady(other.second); });
     lock.unlock();
     if (asked) picture->ask(*asked);
     picture->take(store_.stock());

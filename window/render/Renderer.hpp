@@ -17,7 +17,8 @@ struct PictureRequest {
     std::uint64_t number = 0; ///< of the request; comes back with its pictures
     Screen screen;
     Look look;
-    bool moving = false; ///< another one follows soon: a picture of what can be drawn in 33 ms suffices
+    bool moving = false;  ///< another one follows soon: a picture of what can be drawn in 33 ms suffices
+    bool patient = false; ///< waits up to 0.1 s until what was replaced is there, and shows all of it at once
 };
 
 /// A picture of a view. Never changed once it is handed out.

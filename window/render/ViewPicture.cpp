@@ -9,7 +9,7 @@ namespace {
 
 constexpr double FirstPerPixel = 4;                 // points: more do not make a better picture at once
 constexpr double FirstSeconds = 0.025;              // for drawing, so that with shading there are 30 pictures a second
-constexpr double StageSeconds = 0.08;               // for the points that are drawn before a picture is shown again
+constexpr double StageSeconds = 0.2;                // for the points that are drawn before a picture is shown again
 constexpr std::size_t MostMovingPixels = 3'000'000; // more than that are drawn at half the resolution
 
 bool sameScreen(const Screen& a, const Screen& b) {
