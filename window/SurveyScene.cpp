@@ -140,7 +140,8 @@ void SurveyScene::open(const WorkbenchState& state) {
     options.failed = [mail = mail_](const std::string& sentence) { mail->failure(sentence); };
     store_ = std::make_shared<PointStore>(std::move(options));
     renderer_ = std::make_unique<Renderer>(
-        *store_, [mail = mail_](const PicturePtr& picture) { mail->picture(picture); }, threadsBesideTheWindow());
+        *store_, [mail = mail_](const PicturePtr& picture) { mail->picture(picture); },
+        [mail = mail_](const std::string& sentence) { mail->failure(sentence); }, threadsBesideTheWindow());
 
     const Fiber::Field& positions = *survey_->fields.at(Fiber::PositionsName);
     std::vector<PointStore::Source> sources;

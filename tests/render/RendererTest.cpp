@@ -4,8 +4,10 @@
 #include "Survey.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <gtest/gtest.h>
 #include <map>
+#include <new>
 
 namespace corvane::test {
 namespace {
@@ -48,7 +50,8 @@ public:
                   .changed = [this] { told_.tell(); },
                   .failed = [this](const std::string& text) { told_.tell(text); }}),
           owned_(std::make_unique<Renderer>(
-              store_, [this](const PicturePtr& picture) { take(picture); }, threads)) {}
+              store_, [this](const PicturePtr& picture) { take(picture); },
+              [this](const std::string& text) { told_.tell(text); }, threads)) {}
     ~Window() {
         store_.stop(); // and calls nobody any more
         owned_.reset();
@@ -66,6 +69,13 @@ public:
         return pictures_;
     }
 
+    /// There is no memory for the next picture.
+    void runShort() { short_ = true; }
+    bool waitedForWords() {
+        return told_.until([&] { return !told().empty(); });
+    }
+    std::vector<std::string> told() { return told_.texts(); }
+
     /// The picture when nothing more is to come; null when it does not come.
     PicturePtr completed(int view, const PictureRequest& request) {
         renderer().request(view, request);
@@ -81,6 +91,7 @@ public:
 
 private:
     void take(const PicturePtr& picture) {
+        if (short_.exchange(false)) throw std::bad_alloc();
         {
             const std::lock_guard lock(mutex_);
             last_[picture->view] = picture;
@@ -89,6 +100,7 @@ private:
         told_.tell();
     }
 
+    std::atomic<bool> short_ = false;
     std::mutex mutex_;
     std::map<int, PicturePtr> last_;
     std::size_t pictures_ = 0;
@@ -219,6 +231,17 @@ TEST(Renderer, shadesAgainWithoutDrawingWhereOnlyTheLookDiffers) {
     ASSERT_TRUE(second);
     EXPECT_EQ(second->points->pixels, first->points->pixels) << "the same ones";
     EXPECT_NE(second->pixels.cells, first->pixels.cells);
+}
+
+TEST(Renderer, goesOnWhenThereWasNoMemory) {
+    Window window;
+    window.store().load(sourcesOf(strips(3, 3000)));
+    ASSERT_TRUE(window.completed(0, requestFor(1, plan())));
+    window.runShort();
+    window.renderer().request(0, requestFor(2, plan(30)));
+    ASSERT_TRUE(window.waitedForWords());
+    EXPECT_NE(window.told().front().find("could not be drawn"), std::string::npos);
+    EXPECT_TRUE(window.completed(0, requestFor(3, plan(30))));
 }
 
 /// What an edit changed is shown at once and in one picture, though it comes fragment by fragment. A machine that is

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
+#include <fmt/format.h>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -22,8 +24,8 @@ constexpr auto BetweenStocks = std::chrono::milliseconds(40); // that are shown 
 /// The render thread and what it shares with others.
 class Renderer::Work {
 public:
-    Work(PointStore& store, Finished finished, unsigned threads)
-        : store_(store), finished_(std::move(finished)), threads_(std::max(threads, 1U)) {
+    Work(PointStore& store, Finished finished, Failed failed, unsigned threads)
+        : store_(store), finished_(std::move(finished)), failed_(std::move(failed)), threads_(std::max(threads, 1U)) {
         thread_ = std::thread([this] { run(); });
         store_.listen([this] { wake(); });
     }
@@ -49,9 +51,12 @@ private:
     void look(std::unique_lock<std::mutex>& lock);
     std::map<int, Slot>::iterator next();
     void step(std::unique_lock<std::mutex>& lock, int view, Team& team);
+    PicturePtr drawn(ViewPicture& picture, const std::optional<PictureRequest>& asked, Team& team);
+    void giveUp(std::unique_lock<std::mutex>& lock, int view, const std::string& why);
 
     PointStore& store_;
     Finished finished_;
+    Failed failed_;
     unsigned threads_;
     std::mutex mutex_; // guards what follows
     std::condition_variable wake_;
@@ -162,7 +167,11 @@ void Renderer::Work::run() {
         const auto slot = next();
         if (slot != slots_.end()) {
             last_ = slot->first;
-            step(lock, slot->first, team);
+            try {
+                step(lock, last_, team);
+            } catch (const std::exception& problem) { // memory that is not to be had
+                giveUp(lock, last_, problem.what());
+            }
         } else if (stocked_) {
             wake_.wait_for(lock, BetweenStocks);
         } else {
@@ -179,11 +188,7 @@ void Renderer::Work::step(std::unique_lock<std::mutex>& lock, int view, Team& te
     const std::shared_ptr<ViewPicture> picture = slot.picture;
     interrupt_ = std::ranges::any_of(slots_, [this](const auto& other) { return isReady(other.second); });
     lock.unlock();
-    if (asked) picture->ask(*asked);
-    picture->take(store_.stock());
-    picture->draw(team, speed_, [this] { return interrupt_.load(std::memory_order_relaxed); });
-    PicturePtr finished;
-    if (!interrupt_ || asked) finished = picture->finish(team);
+    const PicturePtr finished = drawn(*picture, asked, team);
     const bool open = !picture->complete();
     lock.lock();
     const auto still = slots_.find(view);
@@ -195,8 +200,27 @@ void Renderer::Work::step(std::unique_lock<std::mutex>& lock, int view, Team& te
     lock.lock();
 }
 
-Renderer::Renderer(PointStore& store, Finished finished, unsigned threads)
-    : work_(std::make_unique<Work>(store, std::move(finished), threads)) {}
+PicturePtr Renderer::Work::drawn(ViewPicture& picture, const std::optional<PictureRequest>& asked, Team& team) {
+    if (asked) picture.ask(*asked);
+    picture.take(store_.stock());
+    picture.draw(team, speed_, [this] { return interrupt_.load(std::memory_order_relaxed); });
+    return !interrupt_ || asked ? picture.finish(team) : nullptr;
+}
+
+/// The view waits for its next request, and begins anew then.
+void Renderer::Work::giveUp(std::unique_lock<std::mutex>& lock, int view, const std::string& why) {
+    if (!lock.owns_lock()) lock.lock();
+    if (const auto slot = slots_.find(view); slot != slots_.end()) {
+        slot->second.picture.reset();
+        slot->second.open = false;
+    }
+    lock.unlock();
+    if (failed_) failed_(fmt::format("The picture could not be drawn: {}. Close other windows or programs.", why));
+    lock.lock();
+}
+
+Renderer::Renderer(PointStore& store, Finished finished, Failed failed, unsigned threads)
+    : work_(std::make_unique<Work>(store, std::move(finished), std::move(failed), threads)) {}
 Renderer::~Renderer() = default;
 
 void Renderer::request(int view, PictureRequest request) { work_->request(view, std::move(request)); }

@@ -56,8 +56,11 @@ public:
     /// Hears of each picture, on the render thread; must not block.
     using Finished = std::function<void(const PicturePtr&)>;
 
+    /// Hears, likewise, why there is no picture: a finished sentence. The next request is tried all the same.
+    using Failed = std::function<void(const std::string&)>;
+
     /// The store must live longer, and has one renderer. `threads` draw, the render thread included.
-    Renderer(PointStore& store, Finished finished, unsigned threads);
+    Renderer(PointStore& store, Finished finished, Failed failed, unsigned threads);
     ~Renderer(); ///< stops
     Renderer(const Renderer&) = delete;
     Renderer& operator=(const Renderer&) = delete;
