@@ -32,7 +32,8 @@ void run(const GlobalOptions& options, const OpenArguments& arguments) {
     window.screenshot = arguments.screenshot;
     window.overwrite = arguments.overwrite;
     window.shouldClose = [] { return caughtSignal() != 0; };
-    if (openWindow(window) != 0) throw Failure(arguments.survey + ": could not be shown.");
+    if (openWindow(window) == 0) return;
+    throw Interrupted("The window was closed by a signal; steps that are not yet in the file are kept.");
 }
 
 } // namespace

@@ -10,8 +10,11 @@
 
 #include <QGuiApplication>
 
+#include <csignal>
 #include <filesystem>
 #include <random>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace corvane::test {
 namespace {
@@ -208,6 +211,25 @@ TEST_F(Window, writesAPictureForAScriptAndKeepsNothing) {
     EXPECT_FALSE(fs::exists(folder / "none.png"));
 }
 
+TEST_F(Window, isClosedByASignal) {
+    const std::string said = folder / "said", settings = folder / "settings";
+    const pid_t program = fork();
+    if (program == 0) {
+        setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        setenv("XDG_CONFIG_HOME", settings.c_str(), 1);
+        if (freopen(said.c_str(), "w", stderr)) execl(CORVANE_PROGRAM, "corvane", "open", in.c_str(), nullptr);
+        _exit(127);
+    }
+    const std::string edits = in + ".edits"; // there as soon as it is open
+    for (int i = 0; i < 600 && !fs::exists(edits); ++i) usleep(50'000);
+    ASSERT_TRUE(fs::exists(edits));
+    kill(program, SIGTERM);
+    int status = 0;
+    ASSERT_EQ(waitpid(program, &status, 0), program);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+    EXPECT_TRUE(holds(bytesOf(said), "closed by a signal")) << bytesOf(said);
+}
+
 /// Gestures, keys and sizes at random.
 class Gestures {
 public:
@@ -283,7 +305,7 @@ private:
 
 TEST_F(Window, doesWhatItsRecordDoesAgain) {
     const bool isLong = std::getenv("CORVANE_LONG_TESTS") != nullptr;
-    const int gestures = isLong ? 3000 : 200, between = isLong ? 10 : 40;
+    const int gestures = isLong ? 3000 : 200, between = isLong ? 150 : 40; // each time all is replayed
     const std::string original = folder / "original.las";
     fs::copy_file(in, original);
     WindowDriver driver(2);
