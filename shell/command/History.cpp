@@ -5,6 +5,7 @@
 #include "command/KeptEdits.hpp"
 #include "command/Output.hpp"
 #include "network/ReplayNetwork.hpp"
+#include "session/StrokeActions.hpp"
 
 #include <fmt/format.h>
 
@@ -12,6 +13,7 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
+#include <ranges>
 
 namespace corvane {
 namespace {
@@ -81,16 +83,17 @@ void print(const std::vector<Entry>& entries) {
 
 /// What does the edits again on another survey, up to the present.
 void printNetwork(const EditStore& store, const std::vector<Entry>& entries) {
-    std::vector<Json> updates;
+    std::map<UpdateId, Json> updates; // in the order in which they were done
     for (const Entry& entry : entries) {
         if (!entry.done()) continue;
-        const Json update = Json::parse(store.actions(entry.update.id), nullptr, false);
+        Json update = Json::parse(store.actions(entry.update.id), nullptr, false);
         if (!update.is_object() || !update.contains("actions"))
             throw Failure(fmt::format("{}: the edit of {} by {} was not done by a network, so none can do it again.",
                                       store.path(), timeText(entry.update.time), entry.steps.front().module));
-        updates.push_back(update);
+        addActions(updates, entry.update.id, std::move(update));
     }
-    printJson(replayNetwork(updates));
+    const auto done = updates | std::views::values;
+    printJson(replayNetwork({done.begin(), done.end()}));
 }
 
 void show(const GlobalOptions& options, const HistoryArguments& arguments, bool json) {

@@ -7,6 +7,7 @@
 #include "Fiber/MaskField.hpp"
 #include "Kesh/values/LabelAttributes.hpp"
 #include "base/Failure.hpp"
+#include "session/StrokeActions.hpp"
 
 #include <algorithm>
 #include <ctime>
@@ -323,7 +324,8 @@ EditKeeper::Kept EditKeeper::commit(const std::string& actions) {
         addChange(change, commit);
         changes.push_back(std::move(change));
     }
-    if (!commit.steps.empty()) commit.update = Commit::Update{std::time(nullptr), actions};
+    if (!commit.steps.empty())
+        commit.update = Commit::Update{std::time(nullptr), withStrokes(*store_, commit, actions)};
     commit.identity = rebound_;
     commit.pointsMayDiffer = rebound_.has_value(); // only the edited ones were compared
     if (isEmpty(commit)) return Kept::Nothing;

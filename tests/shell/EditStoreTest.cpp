@@ -77,6 +77,21 @@ protected:
     static constexpr char Apply[] = R"({"press": "editor.applySelection"})";
 };
 
+/// A mask that is applied goes with its steps; the strokes stay, where they were in the order of edits.
+TEST_F(EditStore, isDoneAgainWithTheStrokesOfASelection) {
+    const std::string original = folder / "original.las";
+    fs::copy_file(in, original);
+    edit({"run", network(Select)}, in);
+    edit({"reclassify", "--from", "5", "--to", "2"}, in); // which the stroke did not meet
+    edit({"run", network(Apply)}, in);
+    write(folder / "replay.json", corvane({"history", in, "--network"}).out);
+    const Classes expected = classesOf(saved(in));
+    EXPECT_GT(std::ranges::count(expected, 9), 0);
+    EXPECT_GT(std::ranges::count(expected, 2), 0);
+    edit({"run", folder / "replay.json"}, original);
+    EXPECT_EQ(classesOf(saved(original)), expected);
+}
+
 TEST_F(EditStore, editsAndUndosAgreeWithAModel) {
     const RawPoints original(bytesOf(in));
     const std::string packed = folder / "in.laz";

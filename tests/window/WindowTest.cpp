@@ -211,6 +211,37 @@ TEST_F(Window, writesAPictureForAScriptAndKeepsNothing) {
     EXPECT_FALSE(fs::exists(folder / "none.png"));
 }
 
+/// What was done by hand in one window and in the next is done again on another survey by what was kept of it.
+TEST_F(Window, keepsItsStrokesForOtherSurveys) {
+    const std::string original = folder / "original.las", saved = folder / "saved.las",
+                      replayed = folder / "replayed.las";
+    fs::copy_file(in, original);
+    for (const int again : {0, 1}) {
+        WindowDriver driver(1);
+        driver.open(in);
+        View& plan = driver.view();
+        const QPointF middle = middleOf(plan), elsewhere = middle + QPointF(40, again == 0 ? 30 : -60);
+        driver.key(Qt::Key_L);
+        driver.drag(plan, around(elsewhere, 90));
+        driver.drag(plan, around(middle, 60)); // instead
+        driver.drag(plan, around(elsewhere, 40), Qt::ShiftModifier);
+        driver.settle();
+        driver.key(again == 0 ? Qt::Key_9 : Qt::Key_4);
+        driver.key(Qt::Key_Return);
+        driver.settle();
+        driver.work().setLocked(9, true); // before the second window selects
+        driver.settle();
+        driver.drag(plan, around(elsewhere, 50));
+        driver.settle();
+    }
+    ASSERT_EQ(corvane({"save", in, saved}).status, 0);
+    write(recordPath, corvane({"history", in, "--network"}).out);
+    const Outcome run = corvane({"run", recordPath, "--survey", original, "--save", replayed});
+    ASSERT_EQ(run.status, 0) << run.err << bytesOf(recordPath);
+    EXPECT_FALSE(bytesOf(saved) == bytesOf(original));
+    EXPECT_TRUE(bytesOf(saved) == bytesOf(replayed)) << bytesOf(recordPath);
+}
+
 TEST_F(Window, isClosedByASignal) {
     const std::string said = folder / "said", settings = folder / "settings";
     const pid_t program = fork();
