@@ -24,8 +24,12 @@ constexpr auto BetweenStocks = std::chrono::milliseconds(40); // that are shown 
 /// The render thread and what it shares with others.
 class Renderer::Work {
 public:
-    Work(PointStore& store, Finished finished, Failed failed, unsigned threads)
-        : store_(store), finished_(std::move(finished)), failed_(std::move(failed)), threads_(std::max(threads, 1U)) {
+    Work(PointStore& store, Finished finished, Failed failed, unsigned threads, std::chrono::milliseconds patience)
+        : store_(store),
+          finished_(std::move(finished)),
+          failed_(std::move(failed)),
+          threads_(std::max(threads, 1U)),
+          patience_(patience) {
         thread_ = std::thread([this] { run(); });
         store_.listen([this] { wake(); });
     }
@@ -58,6 +62,7 @@ private:
     Finished finished_;
     Failed failed_;
     unsigned threads_;
+    std::chrono::milliseconds patience_;
     std::mutex mutex_; // guards what follows
     std::condition_variable wake_;
     std::map<int, Slot> slots_;
@@ -126,10 +131,9 @@ std::map<int, Renderer::Work::Slot>::iterator Renderer::Work::next() {
         const auto behind = std::find_if(slots_.upper_bound(last_), slots_.end(), isWanted);
         return behind != slots_.end() ? behind : std::find_if(slots_.begin(), slots_.end(), isWanted);
     };
-    constexpr auto longest = std::chrono::milliseconds(100);
     const auto now = Clock::now();
     const auto waiting = std::ranges::find_if(
-        slots_, [&](const auto& slot) { return slot.second.asked && slot.second.askedAt + longest < now; });
+        slots_, [&](const auto& slot) { return slot.second.asked && slot.second.askedAt + patience_ < now; });
     if (waiting != slots_.end()) return waiting;
     const auto asked = choose([this](const Slot& slot) { return isReady(slot); });
     return asked != slots_.end() ? asked : choose([](const Slot& slot) { return slot.open; });
@@ -219,8 +223,9 @@ void Renderer::Work::giveUp(std::unique_lock<std::mutex>& lock, int view, const 
     lock.lock();
 }
 
-Renderer::Renderer(PointStore& store, Finished finished, Failed failed, unsigned threads)
-    : work_(std::make_unique<Work>(store, std::move(finished), std::move(failed), threads)) {}
+Renderer::Renderer(PointStore& store, Finished finished, Failed failed, unsigned threads,
+                   std::chrono::milliseconds patience)
+    : work_(std::make_unique<Work>(store, std::move(finished), std::move(failed), threads, patience)) {}
 Renderer::~Renderer() = default;
 
 void Renderer::request(int view, PictureRequest request) { work_->request(view, std::move(request)); }

@@ -5,6 +5,7 @@
 #include "picture/Shading.hpp"
 #include "render/PointStore.hpp"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -18,7 +19,7 @@ struct PictureRequest {
     Screen screen;
     Look look;
     bool moving = false;  ///< another one follows soon: a picture of what can be drawn in 33 ms suffices
-    bool patient = false; ///< waits up to 0.1 s until what was replaced is there, and shows all of it at once
+    bool patient = false; ///< waits a little until what was replaced is there, and shows all of it at once
 };
 
 /// A picture of a view. Never changed once it is handed out.
@@ -59,8 +60,10 @@ public:
     /// Hears, likewise, why there is no picture: a finished sentence. The next request is tried all the same.
     using Failed = std::function<void(const std::string&)>;
 
-    /// The store must live longer, and has one renderer. `threads` draw, the render thread included.
-    Renderer(PointStore& store, Finished finished, Failed failed, unsigned threads);
+    /// The store must live longer, and has one renderer. `threads` draw, the render thread included. No request waits
+    /// longer than `patience`.
+    Renderer(PointStore& store, Finished finished, Failed failed, unsigned threads,
+             std::chrono::milliseconds patience = std::chrono::milliseconds(100));
     ~Renderer(); ///< stops
     Renderer(const Renderer&) = delete;
     Renderer& operator=(const Renderer&) = delete;
