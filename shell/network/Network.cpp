@@ -93,9 +93,8 @@ void Network::addObject(const std::string& name, const std::string& type) {
     if (name.empty() || name.find('.') != std::string::npos)
         throw UsageError(fmt::format("\"{}\" cannot be the name of an object: it needs a letter, and no dots.", name));
     add(name, type, make(name, type));
-    if (const auto depth = object(name)->findSlot("undodepth"); depth && undoDepth_)
-        setValue(depth, Holdfast::create<Kesh::VValue<int>>(*undoDepth_));
     record_.addObject(name, type);
+    if (undoDepth_ && object(name)->findSlot("undodepth")) set(name + ".undodepth", std::to_string(*undoDepth_));
 }
 
 void Network::add(const std::string& name, const std::string& type, const StrongPtr<VObject>& object) {

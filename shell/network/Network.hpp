@@ -33,7 +33,8 @@ public:
     const Survey& survey() const { return *survey_; }
     const Watch& watch() const { return watch_; }
 
-    /// How many steps the histories of editors that are added from now on keep, unless they are told otherwise.
+    /// How many steps the histories of editors that are added from now on keep, unless they are told otherwise. Is
+    /// recorded: what is undone far behind is so again where the record is run.
     void setUndoDepth(int depth) { undoDepth_ = depth; }
 
     /// `type` is the key of a module in the catalogue ("Edit/ModifyClassification"), or "Field", "Brush",

@@ -56,7 +56,6 @@ inline Seen replayed(const std::shared_ptr<const Session>& session, const std::s
     {
         const EditedSurvey edited = session->openToEdit(copy);
         Network network(edited.survey);
-        network.setUndoDepth(KeptSteps);
         NetworkHooks hooks;
         hooks.acted = [&] { edited.keeper->commit("{}"); };
         NetworkFile(record, "record").run(network, hooks);

@@ -247,6 +247,19 @@ TEST_F(Benches, locksAndLabelsStayWithTheSurvey) {
     EXPECT_THROW(pointInfo(bench->state(), 0, 20'000), UsageError);
 }
 
+/// Behind what editors keep that nobody has told otherwise.
+TEST_F(Benches, theRecordTakesAsManyStepsBack) {
+    makeSurvey("in.las", 1000);
+    const auto bench = open(in);
+    Stroke all = allWithin(nullptr);
+    all.outline = Stroke::Rectangle{{-1e7, -1e7}, {1e7, 1e7}};
+    constexpr int steps = 40;
+    for (int i = 0; i < steps; ++i) bench->selectAndAssign(all, {}, 5 + i % 2);
+    for (int i = 1; i < steps; ++i) bench->undo();
+    EXPECT_EQ(bench->state().data.position, 1);
+    EXPECT_TRUE(seen(bench->state()) == replayed(bench->record()));
+}
+
 TEST_F(Benches, looksAtSurveysOfNoPointAndOfOne) {
     for (const std::uint64_t points : {0u, 1u}) {
         makeSurvey("in.las", points);
