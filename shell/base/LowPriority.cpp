@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "render/LowPriority.hpp"
+#include "base/LowPriority.hpp"
 
 #include <sys/resource.h>
 

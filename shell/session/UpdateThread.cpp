@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "session/UpdateThread.hpp"
 
+#include "base/LowPriority.hpp"
 #include "base/OutputFile.hpp"
 
 #include <atomic>
@@ -74,6 +75,7 @@ public:
 
 private:
     void work() {
+        lowerPriority(UpdateNiceness);
         std::unique_lock lock(mutex_);
         while (true) {
             changed_.wait(lock, [this] { return ended_ || next_; });
@@ -198,6 +200,7 @@ struct UpdateThread::Parts {
 };
 
 void UpdateThread::Parts::work() {
+    lowerPriority(UpdateNiceness);
     std::unique_lock lock(mutex);
     while (!ended) {
         if (waiting.empty()) {

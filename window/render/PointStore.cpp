@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "render/PointStore.hpp"
 
+#include "base/LowPriority.hpp"
 #include "picture/ScreenPlace.hpp"
 #include "render/Columns.hpp"
 #include "render/FragmentLoader.hpp"
-#include "render/LowPriority.hpp"
 #include "render/MemoryPlan.hpp"
 
 #include <algorithm>

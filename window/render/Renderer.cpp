@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "render/Renderer.hpp"
 
-#include "render/LowPriority.hpp"
+#include "base/LowPriority.hpp"
 #include "render/ViewPicture.hpp"
 
 #include <algorithm>
