@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 namespace corvane {
@@ -82,6 +84,10 @@ std::string escapedJson(std::string_view document) {
         const bool layout = character.code < 0x20; // the document's own lines
         return !layout && steers(character.code) ? fmt::format("\\u{:04x}", character.code) : "";
     });
+}
+
+std::string timeText(std::int64_t time) {
+    return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(std::time_t(time)));
 }
 
 std::string pointsText(std::uint64_t count) { return fmt::format("{} point{}", count, count == 1 ? "" : "s"); }

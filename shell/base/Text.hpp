@@ -20,4 +20,7 @@ std::string escapedJson(std::string_view document);
 /// "1 point", "12 points".
 std::string pointsText(std::uint64_t count);
 
+/// "2026-03-12 14:03:59", of this place. `time` is in seconds since 1970.
+std::string timeText(std::int64_t time);
+
 } // namespace corvane

@@ -4,8 +4,7 @@
 #include "command/Commands.hpp"
 #include "command/KeptEdits.hpp"
 #include "command/Output.hpp"
-#include "network/ReplayNetwork.hpp"
-#include "session/StrokeActions.hpp"
+#include "session/UpdateActions.hpp"
 
 #include <fmt/format.h>
 
@@ -13,7 +12,6 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
-#include <ranges>
 
 namespace corvane {
 namespace {
@@ -81,25 +79,10 @@ void print(const std::vector<Entry>& entries) {
     }
 }
 
-/// What does the edits again on another survey, up to the present.
-void printNetwork(const EditStore& store, const std::vector<Entry>& entries) {
-    std::map<UpdateId, Json> updates; // in the order in which they were done
-    for (const Entry& entry : entries) {
-        if (!entry.done()) continue;
-        Json update = Json::parse(store.actions(entry.update.id), nullptr, false);
-        if (!update.is_object() || !update.contains("actions"))
-            throw Failure(fmt::format("{}: the edit of {} by {} was not done by a network, so none can do it again.",
-                                      store.path(), timeText(entry.update.time), entry.steps.front().module));
-        addActions(updates, entry.update.id, std::move(update));
-    }
-    const auto done = updates | std::views::values;
-    printJson(replayNetwork({done.begin(), done.end()}));
-}
-
 void show(const GlobalOptions& options, const HistoryArguments& arguments, bool json) {
     const EditStore store = openEdits(options, arguments.survey, EditStore::Access::Read);
+    if (arguments.network) return printJson(replayOf(store));
     const std::vector<Entry> entries = entriesOf(store);
-    if (arguments.network) return printNetwork(store, entries);
     if (json) {
         Json list = Json::array();
         for (const Entry& entry : entries) list.push_back(asJson(entry));

@@ -5,7 +5,6 @@
 #include "session/OpenSaving.hpp"
 
 #include <ctime>
-#include <fmt/chrono.h>
 
 namespace corvane {
 
@@ -37,10 +36,6 @@ EditStore openEdits(const GlobalOptions& options, const std::string& survey, Edi
     store.close();
     completeOpenSaving(options, survey);
     return openEdits(options, survey, access);
-}
-
-std::string timeText(std::int64_t time) {
-    return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(std::time_t(time)));
 }
 
 } // namespace corvane

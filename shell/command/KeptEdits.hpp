@@ -19,7 +19,4 @@ void completeOpenSaving(const GlobalOptions& options, const std::string& survey)
 /// of another survey.
 EditStore openEdits(const GlobalOptions& options, const std::string& survey, EditStore::Access access);
 
-/// "2026-03-12 14:03:59", of this place. `time` is in seconds since 1970.
-std::string timeText(std::int64_t time);
-
 } // namespace corvane

@@ -46,6 +46,13 @@ void NetworkRecord::Structure::change(const Action& action) {
     for (const std::string& object : action.remove) remove(object);
     objects.insert(objects.end(), action.add.begin(), action.add.end());
     connections.insert(connections.end(), action.connect.begin(), action.connect.end());
+    for (const auto& [slot, value] : action.set) set(slot, value);
+}
+
+void NetworkRecord::Structure::set(const std::string& slot, Json value) {
+    const std::size_t dot = slot.rfind('.');
+    const auto object = std::ranges::find(objects, slot.substr(0, dot), &Object::name);
+    if (object != objects.end()) object->parameters[slot.substr(dot + 1)] = std::move(value);
 }
 
 void NetworkRecord::addObject(const std::string& name, const std::string& type) {
@@ -76,9 +83,7 @@ void NetworkRecord::set(const std::string& slot, Json value) {
         known->second = std::move(value);
         return;
     }
-    const std::size_t dot = slot.rfind('.');
-    const auto object = std::ranges::find(initial_.objects, slot.substr(0, dot), &Object::name);
-    if (object != initial_.objects.end()) object->parameters[slot.substr(dot + 1)] = std::move(value);
+    initial_.set(slot, std::move(value));
 }
 
 void NetworkRecord::press(const std::string& slot) { present_.press.push_back(slot); }

@@ -42,8 +42,8 @@ public:
     /// How many actions there were so far.
     std::size_t actions() const { return actions_.size(); }
 
-    /// The network file without a survey, with the objects and connections that there were before this action, and the
-    /// actions from it on: what led to an edit.
+    /// The network file without a survey, with the objects, their values and connections as they were before this
+    /// action, and the actions from it on: what led to an edit.
     std::string textSince(std::size_t firstAction) const;
 
 private:
@@ -72,6 +72,7 @@ private:
         std::vector<Connection> connections;
 
         void change(const Action& action);
+        void set(const std::string& slot, Json value);
         void disconnect(const std::string& input);
         void remove(const std::string& object);
     };

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <set>
@@ -76,27 +77,88 @@ private:
     std::map<std::string, std::string> names_;
 };
 
+/// The objects that are there at present, and what is known of their values.
+class Present {
+public:
+    /// Whether objects and connections are these, and no value of theirs has to become again what it is without being
+    /// set.
+    bool fits(const Json& objects, const Json& connections) const {
+        if (connections != connections_ || objects.size() != types_.size()) return false;
+        return std::ranges::all_of(objects, [this](const Json& object) {
+            const auto type = types_.find(object.at("name"));
+            if (type == types_.end() || type->second != object.at("type")) return false;
+            const Json values = valuesOf(object);
+            const Json& known = values_.at(type->first);
+            return std::ranges::all_of(known.items(), [&](const auto& value) { return values.contains(value.key()); });
+        });
+    }
+
+    void become(const Json& objects, const Json& connections) {
+        connections_ = connections;
+        types_.clear();
+        values_.clear();
+        for (const Json& object : objects) {
+            types_[object.at("name")] = object.at("type");
+            values_[object.at("name")] = valuesOf(object);
+        }
+    }
+
+    /// What is to be set for the values to be those of the objects; they are then. {"object.slot": value}
+    Json differences(const Json& objects) {
+        Json changed = Json::object();
+        for (const Json& object : objects) {
+            Json& known = values_.at(object.at("name"));
+            const Json values = valuesOf(object);
+            for (const auto& [slot, value] : values.items())
+                if (!known.contains(slot) || known[slot] != value)
+                    changed[object.at("name").get<std::string>() + "." + slot] = known[slot] = value;
+        }
+        return changed;
+    }
+
+    void follow(const Json& action) {
+        if (!action.contains("set")) return;
+        for (const auto& [path, value] : action.at("set").items()) {
+            const std::size_t dot = path.rfind('.');
+            const auto known = values_.find(path.substr(0, dot));
+            if (known != values_.end()) known->second[path.substr(dot + 1)] = value;
+        }
+    }
+
+private:
+    static Json valuesOf(const Json& object) { return object.value("parameters", Json::object()); }
+
+    Json connections_;
+    std::map<std::string, std::string> types_;
+    std::map<std::string, Json> values_;
+};
+
 } // namespace
 
 Json replayNetwork(const std::vector<Json>& updates) {
     Json network{{"objects", Json::array()}, {"connections", Json::array()}, {"actions", Json::array()}};
     std::set<std::string> taken;
-    Json present; // objects and connections of the last update
+    Present present;
     std::optional<Renaming> renaming;
     try {
         for (const Json& update : updates) {
-            const Json objects{update.at("objects"), update.at("connections")};
-            if (objects != present) {
-                renaming.emplace(objects[0], taken);
-                for (Json object : objects[0]) {
+            const Json &objects = update.at("objects"), &connections = update.at("connections");
+            if (!renaming || !present.fits(objects, connections)) {
+                renaming.emplace(objects, taken);
+                for (Json object : objects) {
                     object["name"] = renaming->object(object.at("name"));
                     network["objects"].push_back(std::move(object));
                 }
-                for (const Json& connection : objects[1])
+                for (const Json& connection : connections)
                     network["connections"].push_back(renaming->connection(connection));
-                present = objects;
+                present.become(objects, connections);
             }
-            for (const Json& action : update.at("actions")) network["actions"].push_back(renaming->action(action));
+            if (const Json changed = present.differences(objects); !changed.empty())
+                network["actions"].push_back(renaming->action({{"set", changed}}));
+            for (const Json& action : update.at("actions")) {
+                network["actions"].push_back(renaming->action(action));
+                present.follow(action);
+            }
         }
     } catch (const Json::exception& problem) {
         throw Failure(fmt::format("The actions of an edit are no network: {}.", problem.what()));

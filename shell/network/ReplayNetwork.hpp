@@ -8,8 +8,8 @@
 namespace corvane {
 
 /// Joins what led to several updates ({"objects", "connections", "actions"} each) into one network file without a
-/// survey, which does them one after the other. Those with the same objects share them; of others that have the same
-/// names the later get new ones. Throws Failure for what is none.
+/// survey, which does them one after the other. Those with the same objects share them, and values that have changed in
+/// between are set; of others that have the same names the later get new ones. Throws Failure for what is none.
 json::Value replayNetwork(const std::vector<json::Value>& updates);
 
 } // namespace corvane

@@ -7,7 +7,7 @@
 #include "Fiber/MaskField.hpp"
 #include "Kesh/values/LabelAttributes.hpp"
 #include "base/Failure.hpp"
-#include "session/StrokeActions.hpp"
+#include "session/UpdateActions.hpp"
 
 #include <algorithm>
 #include <ctime>
@@ -254,7 +254,12 @@ void EditKeeper::addChange(const FieldChange& change, Commit& commit) const {
     for (const auto& [number, arrays] : change.amended)
         if (FragmentChange between = changeBetween(*arrays.first, *arrays.second); !between.empty())
             amendment.changes.push_back({number, std::move(between)});
-    if (!amendment.changes.empty()) commit.amended.push_back(std::move(amendment));
+    if (!amendment.changes.empty()) {
+        const auto isCleared = [](const auto& amended) { return amended.second.second->knownZero(); };
+        if (fields_.at(change.name).origin == Origin::Zeros && !std::ranges::all_of(change.amended, isCleared))
+            commit.attributes.push_back({change.name, {UnexplainedMask, bytesOf(std::string("1"))}});
+        commit.amended.push_back(std::move(amendment));
+    }
     const Fiber::History history(survey_->points(), change.name);
     int next = history.position() - static_cast<int>(change.made.size());
     for (const FieldChange::NewStep& made : change.made) {
@@ -325,7 +330,7 @@ EditKeeper::Kept EditKeeper::commit(const std::string& actions) {
         changes.push_back(std::move(change));
     }
     if (!commit.steps.empty())
-        commit.update = Commit::Update{std::time(nullptr), withStrokes(*store_, commit, actions)};
+        commit.update = Commit::Update{std::time(nullptr), actionsToKeep(*store_, commit, actions)};
     commit.identity = rebound_;
     commit.pointsMayDiffer = rebound_.has_value(); // only the edited ones were compared
     if (isEmpty(commit)) return Kept::Nothing;

@@ -135,6 +135,11 @@ std::vector<std::uint32_t> EditStore::changedFragments(const std::string& field)
     return FragmentSet::united({&steps, &line.base}).numbers();
 }
 
+bool EditStore::hasBase(const std::string& field) const {
+    const std::scoped_lock lock(state_->mutex);
+    return !state_->line(field).base.empty();
+}
+
 std::map<std::uint32_t, StepId> EditStore::versions(const std::string& field) const {
     std::map<std::uint32_t, StepId> versions;
     for (const std::uint32_t fragment : changedFragments(field)) versions[fragment] = Beginning;

@@ -109,6 +109,9 @@ public:
     /// The fragments of a field that differ from the survey in any version, ascending: all others need no store.
     std::vector<std::uint32_t> changedFragments(const std::string& field) const;
 
+    /// Whether a field holds changes that are beyond undoing.
+    bool hasBase(const std::string& field) const;
+
     /// Of each of them the last step up to the present that changed it; Beginning: none did.
     std::map<std::uint32_t, StepId> versions(const std::string& field) const;
 

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <random>
 #include <thread>
 #include <unistd.h>
@@ -90,6 +91,72 @@ TEST_F(EditStore, isDoneAgainWithTheStrokesOfASelection) {
     EXPECT_GT(std::ranges::count(expected, 2), 0);
     edit({"run", folder / "replay.json"}, original);
     EXPECT_EQ(classesOf(saved(original)), expected);
+}
+
+/// Whether other steps were done then than would be in the order of the replay, or what led to a selection is gone.
+TEST_F(EditStore, isDoneAgainExactlyOrNotAtAll) {
+    const Arguments other{"reclassify", "--from", "2", "--to", "5", "--where", "Intensity % 3 == 0"};
+    const auto select = [&] { edit({"run", network(Select)}, in); };
+    const auto apply = [&] { edit({"run", network(Apply)}, in); };
+    const auto act = [&](const Arguments& call) { EXPECT_EQ(corvane(call).status, 0); };
+    const std::string original = folder / "original.las", replay = folder / "replay.json";
+    fs::copy_file(in, original);
+    struct Case {
+        const char* name;
+        bool again;
+        std::function<void()> work;
+    };
+    const std::vector<Case> cases{
+        {"an edit undone before the selection", true,
+         [&] {
+             edit(other, in), act({"undo", in}), select(), apply();
+         }},
+        {"an edit undone behind the selection", false,
+         [&] {
+             edit(other, in), select(), edit({"run", network(R"({"undo": "editor"})")}, in), apply();
+         }},
+        {"an edit done again behind the selection", false,
+         [&] {
+             edit(other, in), act({"undo", in}), select(), act({"redo", in}), apply();
+         }},
+        {"the history of the selection dropped", false,
+         [&] {
+             select(), act({"history", in, "--drop"}), apply();
+         }},
+        {"the history before the selection dropped", true,
+         [&] {
+             edit(other, in), edit(other, original);
+             act({"history", in, "--drop"}), select(), apply();
+         }},
+        {"a selection that was undone", true,
+         [&] {
+             select(), act({"mask", in, "--undo"}), edit(other, in);
+         }},
+        {"values set by an edit that was undone", true,
+         [&] {
+             edit(
+                 {"run",
+                  network(
+                      std::string(R"({"set": {"editor.labels": {"labels": [
+                 {"value": 3, "flags": {"editable": true}}, {"value": 9}], "selections": {"Assign": 9}}},
+                 "draw": {"lasso.brush": {"limit": {"where": "ReturnNumber == 1"}}}}, {"press": "editor.applySelection"}, {"undo": "editor"},)") +
+                      R"({"draw": {"lasso.brush": {"limit": {"where": "ReturnNumber == 1"}}}}, {"press": "editor.applySelection"})")},
+                 in);
+         }},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        each.work();
+        const Outcome network = corvane({"history", in, "--network"});
+        EXPECT_EQ(network.status, each.again ? 0 : 1) << network.err;
+        if (each.again) {
+            write(replay, network.out);
+            edit({"run", replay}, original);
+            EXPECT_EQ(classesOf(saved(original)), classesOf(saved(in)));
+            EXPECT_EQ(corvane({"discard", original}).status, 0);
+        }
+        EXPECT_EQ(corvane({"discard", in}).status, 0);
+    }
 }
 
 TEST_F(EditStore, editsAndUndosAgreeWithAModel) {
