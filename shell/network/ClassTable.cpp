@@ -197,7 +197,7 @@ private:
             tree_->select(brushes_[rule], inside_);
             inside = inside_;
         } else {
-            plain.emplace(representation_, &brushes_[rule]);
+            plain.emplace(representation_, &brushes_[rule], Kesh::VertexSelection::Reading::Present);
             inside = plain->of(fragment, vertices);
         }
         for (const std::uint32_t i : inside) {
