@@ -395,7 +395,7 @@ void Workplace::assign(std::uint64_t call) {
 }
 
 void Workplace::apply() {
-    if (isOpen()) assign(updates_.assign(choices_.to));
+    if (isOpen()) assign(updates_.assign(choices_.to, rule()));
 }
 void Workplace::clearSelection() {
     if (isOpen()) expect(updates_.clearMask());

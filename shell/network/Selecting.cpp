@@ -7,6 +7,7 @@
 #include "network/StrokeText.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -48,6 +49,18 @@ Stroke limitedBy(const Stroke& stroke, const SelectionRule& rule, const std::str
     else if (!limits.empty())
         limited.limit = allOf(std::move(limits));
     return limited;
+}
+
+std::optional<Stroke> strokeOfHidden(const SelectionRule& rule, const std::string& field) {
+    std::vector<std::string> hidden;
+    if (!rule.hiddenClasses.empty())
+        hidden.push_back(fmt::format("{} in ({})", quoted(field), fmt::join(rule.hiddenClasses, ", ")));
+    if (!rule.hiddenReturns.empty())
+        hidden.push_back(fmt::format("{} in ({})", ReturnNumber, fmt::join(rule.hiddenReturns, ", ")));
+    if (rule.heights && std::isfinite((*rule.heights)[0])) hidden.push_back(fmt::format("Z < {}", (*rule.heights)[0]));
+    if (rule.heights && std::isfinite((*rule.heights)[1])) hidden.push_back(fmt::format("Z > {}", (*rule.heights)[1]));
+    if (hidden.empty()) return std::nullopt;
+    return allWithin(where(fmt::format("{}", fmt::join(hidden, " || "))));
 }
 
 MaskedEdits::MaskedEdits(Network& network, std::string field, const Kesh::LabelSet& labels)

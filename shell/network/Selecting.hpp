@@ -29,6 +29,9 @@ struct SelectionRule {
 /// The stroke with what the rule says as limits of its own, besides those that it has. `field` holds the classes.
 Stroke limitedBy(const Stroke& stroke, const SelectionRule& rule, const std::string& field);
 
+/// A stroke that meets what the rule hides, wherever it is; none where nothing is hidden.
+std::optional<Stroke> strokeOfHidden(const SelectionRule& rule, const std::string& field);
+
 /// Editing through a mask by the catalogue's module, as actions of a network: objects "points" (the field), "lasso" (a
 /// brush) and "editor" (Edit/MaskedLabels). Each call is one action or two, which are recorded, and throws as
 /// Network::update does.

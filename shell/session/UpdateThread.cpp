@@ -142,7 +142,15 @@ struct UpdateThread::Parts {
     /// A call to the workbench that changes something.
     template <class Function>
     std::uint64_t change(Function function) {
-        return post([this, function](std::uint64_t call) { updated(call, function(opened())); });
+        return post([this, function](std::uint64_t call) {
+            const std::uint64_t opening = opened().state().opening;
+            try {
+                updated(call, function(*bench));
+            } catch (...) { // the survey may have been opened anew all the same: its arrays are others now
+                if (bench->state().opening != opening) updated(0, bench->state());
+                throw;
+            }
+        });
     }
 
     Workbench& opened() {
@@ -166,7 +174,8 @@ struct UpdateThread::Parts {
         made.watch = Watch([this](std::uint64_t done, std::uint64_t total, const std::string& work) {
             tell(&UpdateListener::progress, done, total, work);
             told = true;
-            return !cancelled.exchange(false) && !ended && !(counting && callWaits); // a cancel stops one thing
+            if (cancelled.exchange(false) && !std::exchange(stopped, true)) return false; // one thing of a call
+            return !ended && !(counting && callWaits);
         });
         made.note = [this](const std::string& sentence) { tell(&UpdateListener::note, sentence); };
         return made;
@@ -193,7 +202,7 @@ struct UpdateThread::Parts {
     // Of the update thread; the survey goes before the session with the plug-in.
     std::shared_ptr<const Session> session;
     std::unique_ptr<Workbench> bench;
-    bool mayCount = false, counting = false, told = false;
+    bool mayCount = false, counting = false, told = false, stopped = false;
 
     PreviewThread previews;
     std::thread thread;
@@ -228,11 +237,11 @@ void UpdateThread::Parts::work() {
 }
 
 void UpdateThread::Parts::run(std::uint64_t call, const Job& job) {
-    told = false;
+    told = stopped = false;
     try {
         job(call);
-    } catch (const Interrupted& stopped) {
-        if (!ended) tell(&UpdateListener::failed, call, stopped.what(), true);
+    } catch (const Interrupted& interrupted) {
+        if (!ended) tell(&UpdateListener::failed, call, interrupted.what(), true);
     } catch (const std::exception& problem) {
         if (!ended) tell(&UpdateListener::failed, call, problem.what(), false);
     }
@@ -242,7 +251,7 @@ void UpdateThread::Parts::run(std::uint64_t call, const Job& job) {
 /// As long as nobody calls. Goes on behind a call, where that did not stop it for good.
 void UpdateThread::Parts::count() {
     counting = true;
-    told = false;
+    told = stopped = false;
     try {
         updated(0, bench->count());
     } catch (const Interrupted&) {
@@ -267,8 +276,8 @@ std::uint64_t UpdateThread::open(const std::string& path) {
 std::uint64_t UpdateThread::select(const Stroke& stroke, Selecting how, const SelectionRule& rule) {
     return parts_->change([=](Workbench& bench) { return bench.select(stroke, how, rule); });
 }
-std::uint64_t UpdateThread::assign(int value) {
-    return parts_->change([=](Workbench& bench) { return bench.assign(value); });
+std::uint64_t UpdateThread::assign(int value, const SelectionRule& rule) {
+    return parts_->change([=](Workbench& bench) { return bench.assign(value, rule); });
 }
 std::uint64_t UpdateThread::selectAndAssign(const Stroke& stroke, const SelectionRule& rule, int value) {
     return parts_->change([=](Workbench& bench) { return bench.selectAndAssign(stroke, rule, value); });

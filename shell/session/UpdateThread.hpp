@@ -50,7 +50,7 @@ public:
 
     /// As in Workbench.
     std::uint64_t select(const Stroke& stroke, Selecting how, const SelectionRule& rule);
-    std::uint64_t assign(int value);
+    std::uint64_t assign(int value, const SelectionRule& rule = {});
     std::uint64_t selectAndAssign(const Stroke& stroke, const SelectionRule& rule, int value);
     std::uint64_t clearMask();
     std::uint64_t undo();

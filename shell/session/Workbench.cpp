@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <functional>
 #include <set>
 
@@ -64,6 +65,8 @@ struct Workbench::Parts {
     void labelUnder(const Stroke& stroke);
     void select(const Stroke& stroke, Selecting how, const SelectionRule& rule);
     void requireAssignable(int value) const;
+    void requireUnlocked() const;
+    void leaveOutHidden(const SelectionRule& rule);
 
     void keep();
     void refresh(const std::string& status);
@@ -91,7 +94,7 @@ struct Workbench::Parts {
 };
 
 const Survey& Workbench::Parts::survey() const {
-    if (!edited.survey) throw Failure(path + ": is not open any more.");
+    if (!edited.survey) throw Failure(path + ": is not open any more; open it again.");
     return *edited.survey;
 }
 
@@ -237,6 +240,33 @@ void Workbench::Parts::requireAssignable(int value) const {
         throw UsageError(fmt::format("Class {} is locked, and nothing is assigned to it; unlock it first.", value));
 }
 
+/// What was selected may have been locked since.
+void Workbench::Parts::requireUnlocked() const {
+    std::uint64_t locked = 0;
+    std::vector<std::string> classes;
+    for (const auto& [value, count] : state.mask.counts) {
+        if (count == 0 || !isLockedClass(edits->labels(), value)) continue;
+        locked += count;
+        classes.push_back(std::to_string(value));
+    }
+    if (locked > 0)
+        throw UsageError(fmt::format("Of what is selected {} of locked classes ({}), and nothing was assigned; unlock "
+                                     "them, or draw anew.",
+                                     locked == 1 ? "1 point is" : fmt::format("{} points are", locked),
+                                     fmt::join(classes, ", ")));
+}
+
+/// What was selected may have been hidden since. It is looked for where the selection can have such points.
+void Workbench::Parts::leaveOutHidden(const SelectionRule& rule) {
+    const MaskSummary& mask = state.mask;
+    const auto isSelected = [&](int value) { return mask.counts.contains(value) && mask.counts.at(value) > 0; };
+    const bool outside = rule.heights && (mask.range[0] < (*rule.heights)[0] || mask.range[1] > (*rule.heights)[1]);
+    const bool any = std::ranges::any_of(rule.hiddenClasses, isSelected);
+    if (mask.complete && !any && !outside && rule.hiddenReturns.empty()) return;
+    if (const auto hidden = strokeOfHidden(rule, state.field)) edits->select(*hidden, Selecting::Remove, {});
+    if (!anySelected(points())) throw UsageError("All that is selected is hidden; show it, or draw anew.");
+}
+
 /// What is behind a call. Counting may be stopped: then the counts are not complete, and the call has succeeded.
 void Workbench::Parts::refresh(const std::string& status) {
     auto classes = std::make_shared<const ArraysByFragment>(arraysOf(*field()));
@@ -301,10 +331,12 @@ const WorkbenchState& Workbench::select(const Stroke& stroke, Selecting how, con
     return state();
 }
 
-const WorkbenchState& Workbench::assign(int value) {
+const WorkbenchState& Workbench::assign(int value, const SelectionRule& rule) {
     parts_->requireAssignable(value);
     if (!anySelected(parts_->points())) throw UsageError("Nothing is selected; draw first.");
+    parts_->requireUnlocked();
     parts_->perform([&] {
+        parts_->leaveOutHidden(rule);
         parts_->label({value});
         parts_->edits->assign(value);
     });

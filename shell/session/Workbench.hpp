@@ -38,8 +38,9 @@ public:
     const WorkbenchState& select(const Stroke& stroke, Selecting how, const SelectionRule& rule = {});
 
     /// Gives what is selected the class, whose label is made when it has none; one step of the data's history. The
-    /// selection goes. Throws UsageError when the class is locked, or nothing is selected.
-    const WorkbenchState& assign(int value);
+    /// selection goes. What the rule hides is taken out of it first. Throws UsageError when the class is locked, or one
+    /// that is selected, and when nothing is selected that is not hidden.
+    const WorkbenchState& assign(int value, const SelectionRule& rule = {});
 
     /// Replaces the selection and assigns at once. Throws UsageError when nothing is selected thereby.
     const WorkbenchState& selectAndAssign(const Stroke& stroke, const SelectionRule& rule, int value);

@@ -247,6 +247,33 @@ TEST_F(Benches, locksAndLabelsStayWithTheSurvey) {
     EXPECT_THROW(pointInfo(bench->state(), 0, 20'000), UsageError);
 }
 
+/// A selection lasts longer than what is shown and what is locked.
+TEST_F(Benches, assignsNothingThatWasHiddenOrLockedMeanwhile) {
+    makeSurvey("in.las", 20'000);
+    const auto bench = open(in);
+    const WorkbenchState& state = bench->state();
+    Stroke all = allWithin(nullptr);
+    all.outline = Stroke::Rectangle{{-1e7, -1e7}, {1e7, 1e7}};
+    bench->select(all, Selecting::Add);
+    const Seen before = seen(state);
+    bench->assign(18, {.fromClasses = {}, .hiddenClasses = {5}, .hiddenReturns = {}, .heights = {{-HUGE_VAL, 407.5}}});
+    const Seen after = seen(state);
+    const auto low = std::ranges::count(after.classes, 18);
+    EXPECT_GT(low, 0);
+    EXPECT_EQ(std::ranges::count(after.classes, 5), std::ranges::count(before.classes, 5));
+    EXPECT_LT(low + std::ranges::count(after.classes, 5), 20'000); // some are higher
+    EXPECT_TRUE(after == replayed(bench->record()));
+
+    bench->select(all, Selecting::Add);
+    bench->setLocked(5, true);
+    EXPECT_THROW(bench->assign(9), UsageError);
+    EXPECT_THROW(bench->assign(9, {.hiddenClasses = {2, 3, 4, 18}}), UsageError);
+    EXPECT_EQ(seen(state).classes, after.classes);
+    bench->setLocked(5, false);
+    bench->assign(9);
+    EXPECT_EQ(std::ranges::count(seen(state).classes, 9), 20'000);
+}
+
 /// Behind what editors keep that nobody has told otherwise.
 TEST_F(Benches, theRecordTakesAsManyStepsBack) {
     makeSurvey("in.las", 1000);
