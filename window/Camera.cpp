@@ -34,6 +34,15 @@ Camera::Camera(Stroke::View on, const Sextant::BoundingBox& expressible) : on_(s
     }
 }
 
+Camera Camera::along(const Stroke::Profile& profile, const Sextant::BoundingBox& expressible) const {
+    Camera other(profile, expressible);
+    other.size_ = size_;
+    other.middle_ = middle_;
+    other.pixelWidth_ = pixelWidth_;
+    other.exaggeration_ = exaggeration_;
+    return other;
+}
+
 void Camera::resize(const glm::dvec2& pixels) { size_ = glm::max(pixels, glm::dvec2(1)); }
 
 glm::dvec2 Camera::placeAt(const glm::dvec2& at) const {

@@ -82,6 +82,9 @@ public:
     /// The rectangle that is seen.
     PlaceBox seen() const;
 
+    /// The same section of another profile.
+    Camera along(const Stroke::Profile& profile, const Sextant::BoundingBox& expressible) const;
+
     /// For drawing, at so many pixels of the device in a logical one.
     Screen screen(double ratio) const;
 

@@ -127,8 +127,9 @@ public:
         QStyledItemDelegate::paint(painter, styled, index);
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
-        const QColor ink = option.palette.color(QPalette::Text);
-        const QColor pale = option.palette.color(QPalette::PlaceholderText);
+        const bool marked = option.state.testFlag(QStyle::State_Selected);
+        const QColor ink = option.palette.color(marked ? QPalette::HighlightedText : QPalette::Text);
+        const QColor pale = marked ? ink : option.palette.color(QPalette::PlaceholderText);
         if (index.column() == Eye) paintEye(*painter, option.rect, row.shown ? ink : pale, row.shown);
         if (index.column() == Lock) paintLock(*painter, option.rect, row.locked ? ink : pale, row.locked);
         if (index.column() == Swatch) paintSwatch(*painter, option, row);
@@ -164,6 +165,7 @@ ClassPanel::ClassPanel(Actions actions, QWidget* parent)
     setAlternatingRowColors(true);
     setAllColumnsShowFocus(true);
     setMouseTracking(true);
+    setFocusPolicy(Qt::TabFocus); // behind a click the keys are the view's, as before
     header()->setStretchLastSection(false);
     header()->setMinimumSectionSize(IconWidth);
     for (const int column : {Eye, Lock, Swatch}) {

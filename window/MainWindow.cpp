@@ -13,6 +13,7 @@
 #include "window/SelectionPanel.hpp"
 #include "window/ShownPanel.hpp"
 #include "window/StartPage.hpp"
+#include "window/Wording.hpp"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -31,6 +32,7 @@
 #include <QTableWidget>
 #include <QToolButton>
 
+#include <algorithm>
 #include <set>
 
 namespace corvane {
@@ -69,6 +71,16 @@ std::vector<ClassRow> classRows(const WorkbenchState& state, const NotShown& not
         rows.push_back(std::move(row));
     }
     return rows;
+}
+
+/// A name beside the survey that is not its own.
+QString copyName(const std::string& path) {
+    const QFileInfo file(QFile::decodeName(path.c_str()));
+    const bool octree = file.fileName().endsWith(QLatin1String(".copc.laz"), Qt::CaseInsensitive);
+    const QString suffix = octree ? QStringLiteral("copc.laz") : file.suffix();
+    const QString base = file.fileName().chopped(suffix.size() + (suffix.isEmpty() ? 0 : 1));
+    return file.dir().filePath(
+        QStringLiteral("%1-edited.%2").arg(base, suffix.isEmpty() ? QStringLiteral("las") : suffix));
 }
 
 QString toolHint(Tool tool) {
@@ -131,7 +143,10 @@ void MainWindow::restoreWindow(const WindowOptions& options) {
 
 Workplace::Events MainWindow::workEvents() {
     Workplace::Events events;
-    events.stateChanged = [this] { showState(); };
+    events.stateChanged = [this] {
+        showState();
+        closeWhenDone();
+    };
     events.choicesChanged = [this] { showChoices(); };
     events.said = [this](const QString& sentence, bool isError) { say(sentence, isError); };
     events.progress = [this](std::uint64_t done, std::uint64_t total, const QString& work) {
@@ -195,7 +210,7 @@ void MainWindow::chooseFile() {
 void MainWindow::fillRecent() {
     recent_->clear();
     for (const QString& path : settings_.recentFiles())
-        recent_->addAction(path, this, [this, path] { open(path); })->setEnabled(QFileInfo::exists(path));
+        recent_->addAction(buttonText(path), this, [this, path] { open(path); })->setEnabled(QFileInfo::exists(path));
 }
 
 /// It lies with the data of the program, so that what is done in it is there the next time, too.
@@ -244,8 +259,8 @@ void MainWindow::save() {
 
 void MainWindow::saveCopy() {
     if (!work_->isOpen()) return;
-    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save a copy"),
-                                                      QString::fromStdString(work_->state().path), Surveys);
+    const QString path =
+        QFileDialog::getSaveFileName(this, QStringLiteral("Save a copy"), copyName(work_->state().path), Surveys);
     if (!path.isEmpty()) work_->saveCopy(QFile::encodeName(path).toStdString(), true); // the dialogue has asked
 }
 
@@ -262,11 +277,24 @@ void MainWindow::sayRecorded(const std::string& path) {
     say(QStringLiteral("Wrote %1; corvane run does the same again, on other surveys, too.")
             .arg(QFile::decodeName(path.c_str())),
         false);
+    closeWhenDone();
 }
 
+/// What somebody has done is done first. Who closes it once more does not want to wait for that.
 void MainWindow::closeEvent(QCloseEvent* event) {
+    if (work_->isChanging() && !closing_) {
+        closing_ = true;
+        say(QStringLiteral("Closes when what is under way is done. Close it once more to stop that."), false);
+        return event->ignore();
+    }
     settings_.setWindow(saveGeometry(), saveState(DocksVersion));
     QMainWindow::closeEvent(event);
+}
+
+void MainWindow::closeWhenDone() {
+    if (!closing_ || work_->isChanging()) return;
+    QMetaObject::invokeMethod(
+        this, [this] { close(); }, Qt::QueuedConnection);
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
@@ -275,7 +303,10 @@ void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
 
 void MainWindow::dropEvent(QDropEvent* event) {
     const auto urls = event->mimeData()->urls();
-    if (!urls.isEmpty() && urls.front().isLocalFile()) open(urls.front().toLocalFile());
+    const auto file = std::ranges::find_if(urls, &QUrl::isLocalFile);
+    if (file == urls.end()) return say(QStringLiteral("What was dropped is no file of this machine."), true);
+    open(file->toLocalFile());
+    if (urls.size() > 1) say(said() + QStringLiteral(", the first of %1 files").arg(urls.size()), false);
 }
 
 // -------------------------------------------------------------------------------------------------- what is shown
@@ -293,7 +324,7 @@ void MainWindow::showState() {
         start_->setRecentFiles(settings_.recentFiles());
         middle_->setCurrentWidget(start_);
         setWindowTitle(QStringLiteral("Corvane"));
-        return;
+        return showNothing();
     }
     if (middle_->currentWidget() == start_ || windowFilePath() != QString::fromStdString(state.path)) {
         middle_->setCurrentIndex(1);
@@ -302,6 +333,8 @@ void MainWindow::showState() {
         std::vector<std::string> fields;
         for (const auto& [name, field] : state.open->fields) fields.push_back(name);
         fillColours(fields);
+        const LasHeader& header = state.open->survey->las().header;
+        shown_->setHeights(header.minimum[2], header.maximum[2]);
         showChoices();
         work_->grid().activate(ViewGrid::Plan);
     }
@@ -320,6 +353,16 @@ void MainWindow::showState() {
     action(QStringLiteral("undoMask"))->setEnabled(state.maskHistory.position > 0);
     action(QStringLiteral("redoMask"))->setEnabled(state.maskHistory.position < state.maskHistory.size());
     action(QStringLiteral("save"))->setEnabled(true);
+}
+
+void MainWindow::showNothing() {
+    classes_->setRows({}, true);
+    data_->setRows({}, 0);
+    mask_->setRows({}, 0);
+    selection_->show({}, {});
+    assign_->setCanApply(false);
+    for (const char* name : {"undo", "redo", "undoMask", "redoMask", "save"})
+        action(QLatin1String(name))->setEnabled(false);
 }
 
 void MainWindow::showProgress(std::uint64_t done, std::uint64_t total, const QString& work) {
@@ -342,11 +385,13 @@ void MainWindow::showPointInfo(const std::vector<std::pair<std::string, std::str
     }
     point_->resizeColumnToContents(0);
     pointDock_->show();
+    closeWhenDone();
 }
 
 void MainWindow::say(const QString& sentence, bool isError) {
     said_ = sentence;
     failed_ = isError;
+    if (isError) closing_ = false; // somebody should read it
     message_->setText(isError ? QStringLiteral("⚠ ") + sentence : sentence);
     message_->setToolTip(sentence);
 }

@@ -89,12 +89,15 @@ private:
     void showProgress(std::uint64_t done, std::uint64_t total, const QString& work);
     void showPointInfo(const std::vector<std::pair<std::string, std::string>>& fields);
     void say(const QString& sentence, bool isError);
+    void showNothing();
+    void closeWhenDone();
     QString hintText() const;
 
     std::optional<bool> saveInPlace_; // none: nobody was asked yet
     Settings settings_;               // a picture for a script is the same whatever somebody chose by hand
     QString said_;
     bool failed_ = false;
+    bool closing_ = false; // as soon as nothing is under way
     std::unique_ptr<Workplace> work_;
     std::jthread sample_; // that is being written
 

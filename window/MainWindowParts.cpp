@@ -264,8 +264,9 @@ void MainWindow::addMiddle() {
         saveInPlace_ = inPlace;
         save();
     };
-    saveStrip_ = childOf<SaveStrip>(
-        canvas, SaveStrip::Actions{[saveAlways] { saveAlways(true); }, [saveAlways] { saveAlways(false); }});
+    saveStrip_ = childOf<SaveStrip>(canvas, SaveStrip::Actions{[saveAlways] { saveAlways(true); },
+                                                               [saveAlways] { saveAlways(false); },
+                                                               [this] { work_->grid().active().setFocus(); }});
     column->addWidget(saveStrip_);
     hint_ = childOf<QLabel>(canvas);
     hint_->setContentsMargins(10, 4, 10, 4);

@@ -2,6 +2,7 @@
 #include "window/SaveStrip.hpp"
 
 #include "window/Child.hpp"
+#include "window/Wording.hpp"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -9,7 +10,7 @@
 
 namespace corvane {
 
-SaveStrip::SaveStrip(Actions actions, QWidget* parent) : QWidget(parent) {
+SaveStrip::SaveStrip(Actions actions, QWidget* parent) : QWidget(parent), answered_(std::move(actions.answered)) {
     auto* self = static_cast<QWidget*>(this);
     auto* row = childOf<QHBoxLayout>(self);
     auto* question = childOf<QLabel>(self, QStringLiteral("Where should the changes go, now and with Ctrl+S?"));
@@ -24,8 +25,10 @@ SaveStrip::SaveStrip(Actions actions, QWidget* parent) : QWidget(parent) {
 QPushButton* SaveStrip::addChoice(const QString& text, const char* name, std::function<void()> function) {
     auto* button = childOf<QPushButton>(static_cast<QWidget*>(this), text);
     button->setObjectName(QLatin1String(name));
+    button->setAutoDefault(true); // Return presses it
     connect(button, &QPushButton::clicked, this, [this, function = std::move(function)] {
         hide();
+        if (answered_) answered_();
         function();
     });
     layout()->addWidget(button);
@@ -33,7 +36,7 @@ QPushButton* SaveStrip::addChoice(const QString& text, const char* name, std::fu
 }
 
 void SaveStrip::ask(const QString& file) {
-    inPlace_->setText(QStringLiteral("Into %1").arg(file));
+    inPlace_->setText(QStringLiteral("Into %1").arg(buttonText(file)));
     show();
     inPlace_->setFocus();
 }

@@ -14,6 +14,7 @@ class SaveStrip : public QWidget {
 public:
     struct Actions {
         std::function<void()> inPlace, toCopy;
+        std::function<void()> answered; ///< before them, whatever the answer
     };
 
     explicit SaveStrip(Actions actions, QWidget* parent = nullptr);
@@ -24,6 +25,7 @@ public:
 private:
     QPushButton* addChoice(const QString& text, const char* name, std::function<void()> function);
 
+    std::function<void()> answered_;
     QPushButton* inPlace_; // its parent is this
 };
 

@@ -18,22 +18,39 @@ constexpr int MostReturns = 15;  // that a record can say
 constexpr double NoBound = -1e7; // below what heights can be; a spin box shows words there
 constexpr double MostHeight = 1e7;
 
-QDoubleSpinBox* heightBox(QWidget* parent, const char* word) {
-    auto* box = childOf<QDoubleSpinBox>(parent);
-    box->setRange(NoBound, MostHeight);
-    box->setDecimals(2);
-    box->setSpecialValueText(QLatin1String(word));
-    box->setKeyboardTracking(false);
-    return box;
-}
-
 } // namespace
+
+/// A height, or a word where there is no bound. The first step goes to where the survey ends.
+class ShownPanel::HeightBox : public QDoubleSpinBox {
+public:
+    HeightBox(const char* word, QWidget* parent) : QDoubleSpinBox(parent) {
+        setRange(NoBound, MostHeight);
+        setDecimals(2);
+        setSpecialValueText(QLatin1String(word));
+        setKeyboardTracking(false);
+    }
+
+    void setStart(double start) { start_ = start; }
+
+    void stepBy(int steps) override {
+        if (value() == minimum())
+            setValue(start_);
+        else
+            QDoubleSpinBox::stepBy(steps);
+    }
+
+private:
+    /// Both ways, although no bound is the least value.
+    StepEnabled stepEnabled() const override { return StepUpEnabled | StepDownEnabled; }
+
+    double start_ = 0;
+};
 
 ShownPanel::ShownPanel(std::function<void(const NotShown&)> changed, QWidget* parent)
     : QWidget(parent),
       changed_(std::move(changed)),
-      lowest_(heightBox(this, "lowest")),
-      highest_(heightBox(this, "highest")) {
+      lowest_(childOf<HeightBox>(static_cast<QWidget*>(this), "lowest")),
+      highest_(childOf<HeightBox>(static_cast<QWidget*>(this), "highest")) {
     auto* form = childOf<QFormLayout>(static_cast<QWidget*>(this));
     auto* returns = std::make_unique<QHBoxLayout>().release(); // the form owns it
     for (int i = 0; i < Buttons; ++i) {
@@ -66,6 +83,11 @@ void ShownPanel::show(const NotShown& notShown) {
     };
     set(*lowest_, 0);
     set(*highest_, 1);
+}
+
+void ShownPanel::setHeights(double lowest, double highest) {
+    if (std::isfinite(lowest)) lowest_->setStart(lowest);
+    if (std::isfinite(highest)) highest_->setStart(highest);
 }
 
 void ShownPanel::tell() {

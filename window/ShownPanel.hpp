@@ -21,6 +21,9 @@ public:
 
     void show(const NotShown& notShown);
 
+    /// Of the survey: where the boxes begin when somebody steps.
+    void setHeights(double lowest, double highest);
+
 private:
     static constexpr int Buttons = 6; // the last one is for all returns from there on
 
@@ -29,7 +32,8 @@ private:
     std::function<void(const NotShown&)> changed_;
     NotShown present_;
     std::array<QToolButton*, Buttons> returns_{}; // their parents are this
-    QDoubleSpinBox *lowest_, *highest_;
+    class HeightBox;
+    HeightBox *lowest_, *highest_;
 };
 
 } // namespace corvane

@@ -2,6 +2,7 @@
 #include "window/StartPage.hpp"
 
 #include "window/Child.hpp"
+#include "window/Wording.hpp"
 
 #include <QFileInfo>
 #include <QLabel>
@@ -16,6 +17,7 @@ constexpr int Wide = 420, MostFiles = 6;
 QPushButton* button(QWidget* parent, const QString& text) {
     auto* made = childOf<QPushButton>(parent, text);
     made->setMinimumHeight(38);
+    made->setAutoDefault(true); // Return presses it
     return made;
 }
 
@@ -62,10 +64,10 @@ void StartPage::setRecentFiles(const QStringList& files) {
     int shown = 0;
     for (const QString& path : files) {
         const QFileInfo file(path);
-        if (!file.exists() || shown++ == MostFiles) continue;
-        auto* made = childOf<QPushButton>(recent_, file.fileName());
+        if (!file.exists() || shown++ >= MostFiles) continue;
+        auto* made = childOf<QPushButton>(recent_, buttonText(file.fileName()));
         made->setFlat(true);
-        made->setStyleSheet(QStringLiteral("text-align: left; padding: 5px 8px;"));
+        made->setStyleSheet(QStringLiteral("text-align: left; padding: 5px 8px 7px 8px;"));
         made->setToolTip(path);
         connect(made, &QPushButton::clicked, this, [this, path] { actions_.open(path); });
         recent_->layout()->addWidget(made);

@@ -93,6 +93,7 @@ OverlayColours overlayColours(Theme theme) {
             under,
             QColor(0xff, 0xb0, 0x00),
             QColor(0xe0, 0x3c, 0x5a),
+            isDark(theme) ? QColor(0xff, 0xb0, 0x00) : QColor(0x8a, 0x52, 0x00),
             panel,
             s.text,
             s.faint};

@@ -32,6 +32,7 @@ QColor canvasColour(Theme theme);
 struct OverlayColours {
     QColor line, under; ///< a line, and what is drawn wider below it
     QColor adds, removes;
+    QColor warns; ///< of words
     QColor panel, text, faint;
 };
 OverlayColours overlayColours(Theme theme);

@@ -20,6 +20,7 @@ constexpr double WheelStep = 120, ZoomOfStep = 1.25;             // eighths of a
 constexpr double FinePixels = 1.5;                               // between points of a lasso
 constexpr double HandlePixels = 9;
 constexpr std::size_t MostEarlier = 50;
+constexpr int OneMovement = 700; // milliseconds
 
 glm::dvec2 vec(const QPointF& p) { return {p.x(), p.y()}; }
 
@@ -37,10 +38,20 @@ View::View(int number, Events events, QWidget* parent) : QWidget(parent), number
     connect(&forgetBlinks_, &QTimer::timeout, this, [this] { blink({}); });
 }
 
-void View::look(Camera camera) {
-    cancelDrawing();
+/// For the way back. Wheel steps and drags that follow soon are one movement.
+void View::remember() {
+    const bool goesOn = moved_.isValid() && moved_.elapsed() < OneMovement;
+    moved_.start();
+    if (goesOn) return;
     earlier_.push_back(camera_);
     if (earlier_.size() > MostEarlier) earlier_.erase(earlier_.begin());
+}
+
+void View::look(Camera camera) {
+    cancelDrawing();
+    moved_.invalidate();
+    remember();
+    moved_.invalidate();
     camera.resize(vec({double(width()), double(height())}));
     camera_ = std::move(camera);
     request(false);
@@ -50,6 +61,7 @@ void View::lookBack() {
     if (earlier_.empty() || drawing_) return;
     camera_ = std::move(earlier_.back());
     earlier_.pop_back();
+    moved_.invalidate();
     camera_.resize(vec({double(width()), double(height())}));
     request(false);
 }
@@ -217,6 +229,7 @@ void View::mouseMoveEvent(QMouseEvent* event) {
     cursor_ = event->localPos();
     cursorInside_ = true;
     if (panning_) {
+        remember();
         camera_.pan(vec(event->localPos() - *panning_));
         panning_ = event->localPos();
         cameraMoved();
@@ -252,6 +265,8 @@ void View::mouseReleaseEvent(QMouseEvent* event) {
 void View::mouseDoubleClickEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return mousePressEvent(event);
     if (drawing_) return endDrawing();
+    moved_.invalidate();
+    remember();
     camera_.centreOn(camera_.placeAt(vec(event->localPos())));
     request(false);
 }
@@ -264,6 +279,7 @@ void View::wheelEvent(QWheelEvent* event) {
     } else {
         const bool stretches = event->modifiers().testFlag(Qt::ShiftModifier) && camera_.isProfile();
         const double factor = std::pow(ZoomOfStep, steps);
+        remember();
         stretches ? camera_.stretch(factor, vec(event->position())) : camera_.zoom(factor, vec(event->position()));
         cameraMoved();
     }

@@ -110,6 +110,7 @@ private:
     void dragHandle(const glm::dvec2& place);
     Handle handleAt(const QPointF& at) const;
     void hover(const QPointF& at);
+    void remember();
     void cameraMoved();
     void request(bool moving, bool patient = false);
     void updateCursor();
@@ -129,6 +130,7 @@ private:
     Events events_;
     Camera camera_;
     std::vector<Camera> earlier_;
+    QElapsedTimer moved_; // since the camera was moved by hand
     Look look_;
     Choices choices_;
     Theme theme_ = Theme::Auto;

@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cmath>
 #include <glm/geometric.hpp>
 
 namespace corvane {
@@ -15,6 +16,7 @@ namespace {
 using Sextant::BoundingBox;
 
 constexpr double ProfileShare = 100;   // the width of a first profile is this part of its length
+constexpr double SameLength = 1e-6;    // a part of it
 constexpr double MostHigherThan = 100; // a profile is that much higher than long only where the length is in degrees
 
 /// Through the middle of the box, from side to side.
@@ -106,7 +108,6 @@ void ViewGrid::fit(View& view, const BoundingBox& box) {
     view.fit(placesOf(box, view.camera()));
 }
 
-/// A profile keeps its scale and its heights when only its line moves.
 void ViewGrid::lookAlong(int number, const Stroke::Profile& profile, double exaggeration) {
     View& view = this->view(number);
     Camera camera(profile, expressible_);
@@ -116,10 +117,19 @@ void ViewGrid::lookAlong(int number, const Stroke::Profile& profile, double exag
     view.look(camera);
 }
 
+/// What a profile shows of its line stays when only the line moves. The way back to earlier views ends, since they are
+/// of another line.
 void ViewGrid::setProfile(const Stroke::Profile& profile) {
+    const auto length = [](const Stroke::Profile& line) { return glm::distance(line.from, line.to); };
+    const bool moves = std::abs(length(profile) - length(profile_)) < SameLength * length(profile_);
     profile_ = profile;
-    lookAlong(Profile, profile, view(Profile).camera().exaggeration());
-    lookAlong(CrossProfile, across(profile), view(CrossProfile).camera().exaggeration());
+    for (const auto& [number, line] : {std::pair(Profile, profile), std::pair(CrossProfile, across(profile))}) {
+        if (moves)
+            view(number).look(view(number).camera().along(line, expressible_));
+        else
+            lookAlong(number, line, view(number).camera().exaggeration());
+        view(number).forgetEarlier();
+    }
     setCount(count_); // shows the line
 }
 

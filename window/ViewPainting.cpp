@@ -210,7 +210,7 @@ void View::paintTexts(QPainter& painter) const {
     const OverlayColours colours = overlayColours(theme_);
     paintBadge(painter, {Inset, Inset}, title_, colours.text);
     const double line = painter.fontMetrics().height() + 12;
-    paintBadge(painter, {Inset, Inset + line}, sign_, colours.adds);
+    paintBadge(painter, {Inset, Inset + line}, sign_, colours.warns);
     if (!forecast_.isEmpty()) {
         const QSizeF size = painter.fontMetrics().boundingRect(QRect(0, 0, width(), height()), 0, forecast_).size();
         const double x = std::clamp(cursor_.x() + 18, 0.0, std::max(0.0, width() - size.width() - 20));

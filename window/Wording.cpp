@@ -65,4 +65,6 @@ QString shortUnit(const std::string& unit) {
     return QString::fromStdString(unit);
 }
 
+QString buttonText(const QString& name) { return QString(name).replace(QLatin1Char('&'), QStringLiteral("&&")); }
+
 } // namespace corvane

@@ -21,4 +21,7 @@ QString hiddenText(const NotShown& notShown);
 /// A unit of lengths as it stands behind a number: "m" for "metre", as coordinateUnit has it.
 QString shortUnit(const std::string& unit);
 
+/// A name of a file on a button or in a menu, where & would underline what follows.
+QString buttonText(const QString& name);
+
 } // namespace corvane

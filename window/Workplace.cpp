@@ -8,6 +8,7 @@
 #include "window/Wording.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <unistd.h>
 
 namespace corvane {
@@ -46,6 +47,24 @@ bool usesRange(const ViewColours& colours) {
     return colours.by == ColourBy::Height || colours.by == ColourBy::Intensity || colours.by == ColourBy::Field;
 }
 
+/// 1, 2 or 5 times a power of ten: a hundredth of the survey, or a little more.
+double tipFor(const Sextant::BoundingBox& box) {
+    if (box.empty()) return Choices().tipRadius;
+    const double side = std::max(box.maximum.x - box.minimum.x, box.maximum.y - box.minimum.y) / 100;
+    if (!(side > 0) || !std::isfinite(side)) return Choices().tipRadius;
+    const double power = std::pow(10, std::floor(std::log10(side)));
+    for (const double times : {1.0, 2.0, 5.0})
+        if (times * power >= side) return times * power;
+    return 10 * power;
+}
+
+/// That coordinates in such steps need, 2 at least.
+int decimalsOf(double scale) {
+    constexpr int least = 2, most = 10;
+    if (!(scale > 0) || !std::isfinite(scale)) return least;
+    return std::clamp(static_cast<int>(std::ceil(-std::log10(scale) - 1e-9)), least, most);
+}
+
 } // namespace
 
 Workplace::Workplace(const SessionOptions& session, Events events)
@@ -73,6 +92,7 @@ UpdateMail::Events Workplace::mailEvents() {
     events.updated = [this](std::uint64_t call, const WorkbenchState& state) { updated(call, state); };
     events.failed = [this](std::uint64_t call, const QString& sentence, bool interrupted) {
         pending_.erase(call);
+        notes_.clear();
         if (call == openCall_) nothingIsOpen();
         events_.said(sentence, !interrupted);
         events_.stateChanged();
@@ -89,7 +109,10 @@ UpdateMail::Events Workplace::mailEvents() {
     events.progress = [this](std::uint64_t done, std::uint64_t total, const QString& work) {
         events_.progress(done, total, work);
     };
-    events.note = [this](const QString& sentence) { events_.said(sentence, false); };
+    events.note = [this](const QString& sentence) {
+        if (pending_.contains(openCall_)) notes_ += sentence; // is said with what is said of the survey
+        events_.said(sentence, false);
+    };
     return events;
 }
 
@@ -102,8 +125,8 @@ SurveyScene::Events Workplace::sceneEvents() {
 }
 
 void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
-    pending_.erase(call);
     const bool isNew = !state_.open || state.path != state_.path || call == openCall_;
+    pending_.erase(call);
     const auto before = std::exchange(state_, state);
     if (paletteOf_ != state_.labels) {
         paletteOf_ = state_.labels;
@@ -147,13 +170,15 @@ void Workplace::startWith(const WorkbenchState& state) {
         if (colours.by == ColourBy::Field && !state.open->fields.contains(colours.field)) colours = {};
     scene_.show(state);
     const Survey& survey = *state.open->survey;
+    decimals_ = decimalsOf(survey.las().header.scale[0]);
     grid_->setSurvey(survey.expressibleBox(), scene_.boxToShow(), shortUnit(coordinateUnit(survey.las().crs)));
-    events_.said(points(state.points), false);
-    if (state.notInFile > 0)
-        events_.said(state.notInFile == 1
-                         ? QStringLiteral("1 step is here that is not yet in the file.")
-                         : QStringLiteral("%1 steps are here that are not yet in the file.").arg(state.notInFile),
-                     false);
+    choices_.tipRadius = tipFor(scene_.boxToShow());
+    choose(&Choices::tipRadius, choices_.tipRadius);
+    QStringList said{points(state.points)};
+    if (state.notInFile == 1) said = QStringList{QStringLiteral("1 step is here that is not yet in the file.")};
+    if (state.notInFile > 1)
+        said = QStringList{QStringLiteral("%1 steps are here that are not yet in the file.").arg(state.notInFile)};
+    events_.said((said + std::exchange(notes_, {})).join(QStringLiteral(" · ")), false);
 }
 
 /// The first time that there is something to be seen the views go there, unless somebody has moved them already.
@@ -315,7 +340,7 @@ void Workplace::hovered(int from, const std::optional<PickedPoint>& point) {
         view.setLinkedCursor(point && view.number() != from ? std::optional(point->position) : std::nullopt);
     });
     if (!point) return events_.cursor({});
-    const auto number = [](double value) { return QString::number(value, 'f', 2); };
+    const auto number = [this](double value) { return QString::number(value, 'f', decimals_); };
     const QString place = QStringLiteral("%1  %2  %3")
                               .arg(number(point->position.x), number(point->position.y), number(point->position.z));
     events_.cursor(point->value && state_.labels
@@ -430,6 +455,10 @@ void Workplace::setViews(int count) {
     grid_->setCount(count);
     updateLooks();
     events_.choicesChanged();
+}
+
+bool Workplace::isChanging() const {
+    return std::ranges::any_of(pending_, [this](std::uint64_t call) { return call != openCall_; });
 }
 
 bool Workplace::showsAll() const {

@@ -103,6 +103,9 @@ public:
     /// How far the points that are drawn have been loaded, and what memory they take.
     PointStore::Progress progress() const { return scene_.progress(); }
 
+    /// Whether something is under way that changes or writes anything.
+    bool isChanging() const;
+
     /// Whether the views show all there is to be shown, and nothing is under way; and nothing flashes any more.
     bool showsAll() const;
     bool isComplete() const { return showsAll() && flash_ == Flash::None; }
@@ -147,6 +150,8 @@ private:
     int assigned_ = 0; // by that call; points of that class flash for a moment, as soon as that is seen
     enum class Flash { None, Asked, Seen } flash_ = Flash::None;
     QTimer endFlash_;
+    int decimals_ = 2;                // of coordinates
+    QStringList notes_;               // while a survey is opened
     std::set<std::uint64_t> pending_; // calls that are not answered
     std::optional<PickedPoint> underCursor_;
     SurveyScene scene_;

@@ -242,6 +242,59 @@ TEST_F(Window, keepsItsStrokesForOtherSurveys) {
     EXPECT_TRUE(bytesOf(saved) == bytesOf(replayed)) << bytesOf(recordPath);
 }
 
+TEST_F(Window, finishesWhatWasBegunBeforeItCloses) {
+    WindowDriver driver;
+    driver.open(in);
+    driver.drag(driver.view(), around(middleOf(driver.view()), 120));
+    driver.key(Qt::Key_9);
+    driver.work().apply();
+    driver.work().saveInPlace();
+    EXPECT_FALSE(driver.window().close());
+    EXPECT_TRUE(driver.window().isVisible());
+    EXPECT_TRUE(driver.until([&] { return !driver.window().isVisible(); })) << driver.said();
+    EXPECT_EQ(driver.state().data.position, 1);
+    EXPECT_EQ(driver.state().notInFile, 0);
+}
+
+/// The line, what is seen of it and the way back belong together.
+TEST_F(Window, walksAlongAProfileAsItIsSeen) {
+    WindowDriver driver(2);
+    driver.open(in);
+    const auto lineOf = [](const View& view) { return std::get<Stroke::Profile>(view.camera().on()); };
+    View& profile = driver.view(ViewGrid::Profile);
+    driver.click(profile, middleOf(profile), Qt::MiddleButton);
+    driver.wheel(profile, middleOf(profile), 6);
+    const double pixel = profile.camera().pixelWidth();
+    const auto from = lineOf(profile).from;
+    driver.key(Qt::Key_Up);
+    EXPECT_NE(lineOf(profile).from, from);
+    EXPECT_DOUBLE_EQ(profile.camera().pixelWidth(), pixel);
+    const auto walked = lineOf(profile).from;
+    driver.trigger("back");
+    EXPECT_EQ(lineOf(profile).from, walked);
+
+    View& plan = driver.view();
+    driver.click(plan, middleOf(plan), Qt::MiddleButton);
+    const double whole = plan.camera().pixelWidth();
+    driver.wheel(plan, middleOf(plan), 4);
+    driver.wheel(plan, middleOf(plan), 4);
+    EXPECT_LT(plan.camera().pixelWidth(), whole);
+    driver.trigger("back");
+    EXPECT_DOUBLE_EQ(plan.camera().pixelWidth(), whole);
+}
+
+/// Keys are the view's again when a question was answered.
+TEST_F(Window, givesTheKeysBackToTheView) {
+    WindowDriver driver;
+    driver.open(in);
+    driver.drag(driver.view(), around(middleOf(driver.view()), 120));
+    driver.trigger("save");
+    driver.key(Qt::Key_Return);
+    driver.key(Qt::Key_9);
+    EXPECT_EQ(driver.work().choices().to, 9);
+    driver.settle();
+}
+
 TEST_F(Window, isClosedByASignal) {
     const std::string said = folder / "said", settings = folder / "settings";
     const pid_t program = fork();
