@@ -31,6 +31,7 @@
 #include <QStandardPaths>
 #include <QTableWidget>
 #include <QToolButton>
+#include <QUrl>
 
 #include <algorithm>
 #include <set>

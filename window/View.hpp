@@ -6,6 +6,7 @@
 #include "window/Choices.hpp"
 #include "window/Theme.hpp"
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QTimer>
 #include <QWidget>

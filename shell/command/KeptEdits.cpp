@@ -4,7 +4,7 @@
 #include "session/InPlaceSaving.hpp"
 #include "session/OpenSaving.hpp"
 
-#include <ctime>
+#include <fmt/format.h>
 
 namespace corvane {
 
