@@ -38,7 +38,7 @@ AssignBar::AssignBar(Actions actions, QWidget* parent)
       apply_(childOf<QToolButton>(this)),
       atOnce_(childOf<QToolButton>(this)),
       depth_(childOf<QDoubleSpinBox>(this)),
-      classes_(childOf<QMenu>(this)) {
+      classes_(childOf<QMenu>(this, QStringLiteral("Classes to &change"))) {
     auto* row = childOf<QHBoxLayout>(static_cast<QWidget*>(this));
     row->setContentsMargins(4, 0, 4, 0);
     auto* arrow = childOf<QLabel>(static_cast<QWidget*>(this), QStringLiteral("←"));

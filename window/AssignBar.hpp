@@ -31,6 +31,9 @@ public:
     void setLabels(const Kesh::LabelSet& labels);
     void setChoices(const Choices& choices);
 
+    /// The classes to change, to be ticked. Belongs to this.
+    QMenu& classesToChange() { return *classes_; }
+
     /// Whether there is something to apply.
     void setCanApply(bool can);
 

@@ -389,12 +389,16 @@ void MainWindow::showPointInfo(const std::vector<std::pair<std::string, std::str
     closeWhenDone();
 }
 
+/// An empty sentence: something was done again, so an error is of the past.
 void MainWindow::say(const QString& sentence, bool isError) {
+    if (sentence.isEmpty() && !failed_) return;
     said_ = sentence;
     failed_ = isError;
     if (isError) closing_ = false; // somebody should read it
-    message_->setText(isError ? QStringLiteral("⚠ ") + sentence : sentence);
+    message_->setText(isError ? QString() : sentence);
     message_->setToolTip(sentence);
+    problem_->setText(isError ? QStringLiteral("⚠ ") + breakable(sentence) : QString());
+    problem_->setVisible(isError);
 }
 
 } // namespace corvane

@@ -68,6 +68,7 @@ private:
     void addTools(QToolBar& bar);
     void fillColours(const std::vector<std::string>& fields);
     void addColours(QToolBar& bar);
+    void colourBy(int row);
     void addMiddle();
     void addPanels();
     void addStatusBar();
@@ -112,7 +113,8 @@ private:
     QTableWidget* point_ = nullptr;
     SaveStrip* saveStrip_ = nullptr;
     QWidget* pointDock_ = nullptr;
-    QLabel *hint_ = nullptr, *message_ = nullptr, *cursor_ = nullptr, *drawn_ = nullptr;
+    QMenu* coloursMenu_ = nullptr;
+    QLabel *problem_ = nullptr, *hint_ = nullptr, *message_ = nullptr, *cursor_ = nullptr, *drawn_ = nullptr;
     QProgressBar* progress_ = nullptr;
     QToolButton* cancel_ = nullptr;
     QComboBox* colours_ = nullptr;

@@ -11,6 +11,7 @@
 #include "window/SelectionPanel.hpp"
 #include "window/ShownPanel.hpp"
 #include "window/StartPage.hpp"
+#include "window/Wording.hpp"
 
 #include <QActionGroup>
 #include <QComboBox>
@@ -84,6 +85,7 @@ bool isUsualField(const std::string& name) {
     return usual.contains(name);
 }
 
+constexpr int ViewMenu = 2;  // of the bar
 constexpr int IconSide = 22; // logical pixels
 
 } // namespace
@@ -126,6 +128,8 @@ void MainWindow::addEditMenu() {
         [this] { work_->clearSelection(); });
     menu->addSeparator();
     add(menu, "apply", QStringLiteral("&Apply the class"), {}, [this] { work_->apply(); });
+    add(menu, "cancel", QStringLiteral("Ca&ncel what is under way"), QKeySequence(QStringLiteral("Ctrl+.")),
+        [this] { work_->cancel(); });
     add(menu, "swap", QStringLiteral("E&xchange the classes"), {}, [this] {
         Choices changed = work_->choices();
         swapClasses(changed);
@@ -185,16 +189,21 @@ void MainWindow::addTools(QToolBar& bar) {
         tools_->addAction(action);
         bar.addAction(action);
     }
+    menu->addSeparator();
+    menu->addActions(hows_->actions());
+    QAction* atOnce = add(menu, "atOnce", QStringLiteral("Apply each stroke at &once"), {}, [] {});
+    atOnce->setCheckable(true);
+    connect(atOnce, &QAction::toggled, this, [this](bool on) { work_->choose(&Choices::atOnce, on); });
+    menu->addMenu(&assign_->classesToChange());
 }
 
 void MainWindow::addColours(QToolBar& bar) {
     colours_ = childOf<QComboBox>(static_cast<QWidget*>(&bar));
     colours_->setFocusPolicy(Qt::NoFocus);
     colours_->setToolTip(QStringLiteral("By what the points of the view are coloured"));
-    connect(colours_, QOverload<int>::of(&QComboBox::activated), this, [this](int row) {
-        work_->setColours(work_->grid().active().number(), colourings_[static_cast<std::size_t>(row)]);
-    });
+    connect(colours_, QOverload<int>::of(&QComboBox::activated), this, [this](int row) { colourBy(row); });
     bar.addWidget(colours_);
+    coloursMenu_ = menuBar()->actions()[ViewMenu]->menu()->addMenu(QStringLiteral("&Colours"));
     fillColours({});
 }
 
@@ -211,6 +220,13 @@ void MainWindow::fillColours(const std::vector<std::string>& fields) {
         colours_->addItem(QString::fromStdString(field));
         colourings_.push_back({ColourBy::Field, field, false});
     }
+    coloursMenu_->clear();
+    for (int row = 0; row < colours_->count(); ++row)
+        coloursMenu_->addAction(buttonText(colours_->itemText(row)), this, [this, row] { colourBy(row); });
+}
+
+void MainWindow::colourBy(int row) {
+    work_->setColours(work_->grid().active().number(), colourings_[static_cast<std::size_t>(row)]);
 }
 
 void MainWindow::addToolBars() {
@@ -277,7 +293,19 @@ void MainWindow::addMiddle() {
     column->addWidget(hint_);
     middle_->addWidget(start_);
     middle_->addWidget(canvas);
-    setCentralWidget(middle_);
+    auto* centre = childOf<QWidget>(static_cast<QWidget*>(this));
+    auto* centred = childOf<QVBoxLayout>(centre);
+    centred->setContentsMargins(0, 0, 0, 0);
+    centred->setSpacing(0);
+    centred->addWidget(middle_, 1);
+    problem_ = childOf<QLabel>(centre); // the status line may have no room for what to do
+    problem_->setTextFormat(Qt::PlainText);
+    problem_->setWordWrap(true);
+    problem_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    problem_->setContentsMargins(10, 6, 10, 6);
+    problem_->hide();
+    centred->addWidget(problem_);
+    setCentralWidget(centre);
     setAcceptDrops(true);
 }
 
@@ -286,7 +314,7 @@ QDockWidget* MainWindow::addDock(const char* name, const QString& title, QWidget
     dock->setObjectName(QLatin1String(name));
     dock->setWidget(content); // owns it
     addDockWidget(Qt::RightDockWidgetArea, dock);
-    menuBar()->actions()[2]->menu()->addAction(dock->toggleViewAction());
+    menuBar()->actions()[ViewMenu]->menu()->addAction(dock->toggleViewAction());
     return dock;
 }
 
@@ -339,6 +367,7 @@ void MainWindow::addPanels() {
 void MainWindow::addStatusBar() {
     auto* bar = static_cast<QWidget*>(statusBar());
     message_ = childOf<QLabel>(bar);
+    message_->setTextFormat(Qt::PlainText);
     message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     message_->setContentsMargins(8, 0, 0, 0);
     progress_ = childOf<QProgressBar>(bar);
@@ -379,6 +408,7 @@ void MainWindow::showChoices() {
     for (std::size_t row = 0; row < colourings_.size(); ++row)
         if (colourings_[row] == present) colours_->setCurrentIndex(static_cast<int>(row));
     assign_->setChoices(choices);
+    action(QStringLiteral("atOnce"))->setChecked(choices.atOnce);
     hint_->setText(hintText());
 }
 

@@ -58,7 +58,7 @@ ShownPanel::ShownPanel(std::function<void(const NotShown&)> changed, QWidget* pa
         button->setText(QString::number(i + 1) + (i + 1 == Buttons ? QStringLiteral("+") : QString()));
         button->setCheckable(true);
         button->setChecked(true);
-        button->setFocusPolicy(Qt::NoFocus);
+        button->setFocusPolicy(Qt::TabFocus);
         connect(button, &QToolButton::clicked, this, [this] { tell(); });
         returns->addWidget(button);
         returns_[static_cast<std::size_t>(i)] = button;

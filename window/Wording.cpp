@@ -65,6 +65,21 @@ QString shortUnit(const std::string& unit) {
     return QString::fromStdString(unit);
 }
 
+QString breakable(const QString& sentence) {
+    constexpr int longest = 24;
+    const QChar here(0x200B); // a space without width
+    QString text;
+    int run = 0; // characters without a place to break
+    for (const QChar c : sentence) {
+        text += c;
+        run = c.isSpace() ? 0 : run + 1;
+        if (c != QLatin1Char('/') && run < longest) continue;
+        text += here;
+        run = 0;
+    }
+    return text;
+}
+
 QString buttonText(const QString& name) { return QString(name).replace(QLatin1Char('&'), QStringLiteral("&&")); }
 
 } // namespace corvane

@@ -21,6 +21,9 @@ QString hiddenText(const NotShown& notShown);
 /// A unit of lengths as it stands behind a number: "m" for "metre", as coordinateUnit has it.
 QString shortUnit(const std::string& unit);
 
+/// A sentence with long paths, which may be broken behind each part of a path and within long names.
+QString breakable(const QString& sentence);
+
 /// A name of a file on a button or in a menu, where & would underline what follows.
 QString buttonText(const QString& name);
 

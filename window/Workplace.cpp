@@ -151,6 +151,8 @@ void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
     }
     if (!state.status.empty() && state.status != before.status)
         events_.said(QString::fromStdString(state.status), false);
+    else if (call != 0 && call != openCall_)
+        events_.said({}, false);
     events_.stateChanged();
 }
 

@@ -8,11 +8,16 @@
 #include "Fiber/FragmentBox.hpp"
 #include "window/ClassColours.hpp"
 
+#include <QAction>
 #include <QGuiApplication>
+#include <QLabel>
+#include <QMenu>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <random>
+#include <set>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -293,6 +298,44 @@ TEST_F(Window, givesTheKeysBackToTheView) {
     driver.key(Qt::Key_9);
     EXPECT_EQ(driver.work().choices().to, 9);
     driver.settle();
+}
+
+TEST_F(Window, needsNoMouseButForDrawing) {
+    WindowDriver driver;
+    driver.open(in);
+    driver.trigger("atOnce");
+    EXPECT_TRUE(driver.work().choices().atOnce);
+    driver.trigger("add");
+    EXPECT_EQ(driver.work().choices().how, Selecting::Add);
+    std::set<QString> found;
+    for (QAction* action : driver.window().findChildren<QAction*>())
+        if (action->text() == QLatin1String("Height") || action->text() == QLatin1String("2 Ground")) {
+            found.insert(action->text());
+            action->trigger();
+        } else if (action->menu() && action->text() == QLatin1String("Classes to &change")) {
+            Q_EMIT action->menu()->aboutToShow();
+            for (QAction* value : action->menu()->actions())
+                if (value->text() == QLatin1String("2 Ground")) value->trigger();
+        }
+    EXPECT_TRUE(found.contains(QStringLiteral("Height")));
+    EXPECT_EQ(driver.work().colours(ViewGrid::Plan).by, ColourBy::Height);
+    EXPECT_EQ(driver.work().choices().from, std::set<int>{2});
+}
+
+/// However long the name of the file is.
+TEST_F(Window, saysInFullWhatIsWrong) {
+    WindowDriver driver;
+    driver.window().open(QString::fromStdString(folder / (std::string(200, 'x') + ".las")));
+    ASSERT_TRUE(driver.until([&] { return driver.window().failed(); }));
+    const auto labels = driver.window().findChildren<QLabel*>();
+    const auto problem = std::ranges::find_if(labels, [&](const QLabel* label) {
+        QString text = label->text();
+        return label->isVisible() && text.remove(QChar(0x200B)).endsWith(driver.window().said());
+    });
+    ASSERT_NE(problem, labels.end());
+    EXPECT_TRUE(driver.until([&] { return (*problem)->height() >= (*problem)->heightForWidth((*problem)->width()); }));
+    driver.open(in);
+    EXPECT_FALSE((*problem)->isVisible());
 }
 
 TEST_F(Window, isClosedByASignal) {
