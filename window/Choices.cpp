@@ -3,9 +3,22 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace corvane {
+
+double tipFor(const Sextant::BoundingBox& box) {
+    const double usual = Choices().tipRadius;
+    if (box.empty()) return usual;
+    const double side = std::max(box.maximum.x - box.minimum.x, box.maximum.y - box.minimum.y) / 100;
+    if (!(side > 0) || !std::isfinite(side)) return usual;
+    const double power = std::pow(10, std::floor(std::log10(side)));
+    for (const double times : {1.0, 2.0, 5.0})
+        if (times * power >= side) return times * power;
+    return 10 * power;
+}
 
 void swapClasses(Choices& choices) {
     if (choices.from.size() != 1) return;

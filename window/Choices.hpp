@@ -24,6 +24,10 @@ struct Choices {
     bool operator==(const Choices&) const = default;
 };
 
+/// The radius of a tip for painting on a survey of this size: a hundredth of its longer side or a little more, 1, 2 or
+/// 5 times a power of ten.
+double tipFor(const Sextant::BoundingBox& box);
+
 /// Exchanges the class to assign with the one to change; nothing where there is not one.
 void swapClasses(Choices& choices);
 

@@ -47,24 +47,6 @@ bool usesRange(const ViewColours& colours) {
     return colours.by == ColourBy::Height || colours.by == ColourBy::Intensity || colours.by == ColourBy::Field;
 }
 
-/// 1, 2 or 5 times a power of ten: a hundredth of the survey, or a little more.
-double tipFor(const Sextant::BoundingBox& box) {
-    if (box.empty()) return Choices().tipRadius;
-    const double side = std::max(box.maximum.x - box.minimum.x, box.maximum.y - box.minimum.y) / 100;
-    if (!(side > 0) || !std::isfinite(side)) return Choices().tipRadius;
-    const double power = std::pow(10, std::floor(std::log10(side)));
-    for (const double times : {1.0, 2.0, 5.0})
-        if (times * power >= side) return times * power;
-    return 10 * power;
-}
-
-/// That coordinates in such steps need, 2 at least.
-int decimalsOf(double scale) {
-    constexpr int least = 2, most = 10;
-    if (!(scale > 0) || !std::isfinite(scale)) return least;
-    return std::clamp(static_cast<int>(std::ceil(-std::log10(scale) - 1e-9)), least, most);
-}
-
 } // namespace
 
 Workplace::Workplace(const SessionOptions& session, Events events)
@@ -174,8 +156,6 @@ void Workplace::startWith(const WorkbenchState& state) {
     const Survey& survey = *state.open->survey;
     decimals_ = decimalsOf(survey.las().header.scale[0]);
     grid_->setSurvey(survey.expressibleBox(), scene_.boxToShow(), shortUnit(coordinateUnit(survey.las().crs)));
-    choices_.tipRadius = tipFor(scene_.boxToShow());
-    choose(&Choices::tipRadius, choices_.tipRadius);
     QStringList said{points(state.points)};
     if (state.notInFile == 1) said = QStringList{QStringLiteral("1 step is here that is not yet in the file.")};
     if (state.notInFile > 1)
@@ -187,7 +167,10 @@ void Workplace::startWith(const WorkbenchState& state) {
 void Workplace::stockChanged() {
     const auto progress = scene_.progress();
     const bool all = progress.fragments > 0 && progress.loaded == progress.fragments;
-    if (!fitted_ && !moved_ && progress.drawable > 0) grid_->showAll(scene_.boxToShow());
+    if (!fitted_ && !moved_ && progress.drawable > 0) {
+        grid_->showAll(scene_.boxToShow());
+        choose(&Choices::tipRadius, tipFor(scene_.boxToShow()));
+    }
     if (progress.drawable > 0) fitted_ = all || progress.sample;
     ranges_.clear();
     updateLooks();

@@ -532,6 +532,13 @@ TEST_F(Window, editsStrangeSurveys) {
         driver.settle();
         EXPECT_EQ(driver.state().data.size(), 1);
         EXPECT_TRUE(seen(driver.state()) == replayed(session(), original, recordOf(driver)));
+        if (name != std::string("degrees.las")) continue;
+        driver.key(Qt::Key_B);
+        driver.drag(driver.view(), {middleOf(driver.view()), middleOf(driver.view()) + QPointF(3, 0)});
+        driver.settle();
+        EXPECT_GT(driver.state().mask.points, 0u);
+        EXPECT_LT(driver.state().mask.points, 2000u) << "the tip is of the survey's size";
+        driver.key(Qt::Key_L);
     }
 }
 
