@@ -17,5 +17,6 @@ void benchMask();
 void benchStatistics();
 void benchStore();
 void benchWindow();
+void benchWorkbench();
 
 } // namespace corvane::bench

@@ -23,7 +23,8 @@ constexpr Path Paths[] = {
     {"mask", corvane::bench::benchMask},           {"open", corvane::bench::benchOpen},
     {"picture", corvane::bench::benchPicture},     {"render", corvane::bench::benchRender},
     {"save", corvane::bench::benchSave},           {"statistics", corvane::bench::benchStatistics},
-    {"store", corvane::bench::benchStore},         {"window", corvane::bench::benchWindow}};
+    {"store", corvane::bench::benchStore},         {"window", corvane::bench::benchWindow},
+    {"workbench", corvane::bench::benchWorkbench}};
 
 } // namespace
 

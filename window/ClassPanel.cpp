@@ -16,7 +16,7 @@
 namespace corvane {
 namespace {
 
-enum Column { Eye, Lock, Swatch, Number, Name, Count, Share, Columns };
+enum Column { Eye, Lock, Swatch, Number, Name, Points, Share, Columns };
 
 constexpr int RowHeight = 26, IconWidth = 28, ShareWidth = 66, LeastWidth = 380; // logical pixels
 
@@ -85,7 +85,7 @@ private:
             return QString::number(row.value);
         case Name:
             return row.name;
-        case Count:
+        case Points:
             return complete_ ? grouped(row.count) : QStringLiteral("≥ ") + grouped(row.count);
         case Share:
             return row.count == 0 ? QString() : percent(share(row));
@@ -172,7 +172,7 @@ ClassPanel::ClassPanel(Actions actions, QWidget* parent)
         header()->setSectionResizeMode(column, QHeaderView::Fixed);
         header()->resizeSection(column, IconWidth);
     }
-    for (const int column : {Number, Count}) header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+    for (const int column : {Number, Points}) header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
     header()->setSectionResizeMode(Name, QHeaderView::Stretch);
     header()->resizeSection(Share, ShareWidth);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -2,67 +2,75 @@
 #include "window/HistoryPanel.hpp"
 
 #include "window/Child.hpp"
+#include "window/Numbers.hpp"
 
+#include <QAbstractListModel>
+#include <QDateTime>
 #include <QPainter>
 #include <QStyledItemDelegate>
 
 namespace corvane {
 namespace {
 
-constexpr int LineHeight = 17, Padding = 4, Indent = 10; // logical pixels
+constexpr int Padding = 4, Indent = 10; // logical pixels
 constexpr int DetailRole = Qt::UserRole;
+
+/// When, and to how many points.
+QString detailOf(const HistoryStep& step) {
+    const QString when = QDateTime::fromSecsSinceEpoch(step.time).toString(QStringLiteral("yyyy-MM-dd hh:mm"));
+    return QStringLiteral("%1 · %2").arg(points(step.points), when);
+}
 
 } // namespace
 
+/// Texts are made of the rows that are seen: there may be ten thousand.
 class HistoryPanel::Model : public QAbstractListModel {
 public:
-    Model(const QString& beginning, QObject* parent) : QAbstractListModel(parent), beginning_{beginning, {}} {}
+    Model(const QString& beginning, QObject* parent) : QAbstractListModel(parent), beginning_(beginning) {}
 
-    /// True when rows came or went.
-    bool setRows(std::vector<HistoryRow> rows, int position) {
-        if (rows == rows_ && position == position_) return false;
+    /// False when it is the one that is shown.
+    bool setHistory(const HistoryList& history) {
+        if (history.position == history_.position && *history.steps == *history_.steps) return false;
         beginResetModel();
-        rows_ = std::move(rows);
-        position_ = position;
+        history_ = history;
         endResetModel();
         return true;
     }
 
-    int position() const { return position_; }
-    int rowCount(const QModelIndex& parent) const override {
-        return parent.isValid() ? 0 : static_cast<int>(rows_.size()) + 1;
-    }
+    int position() const { return history_.position; }
+    int rowCount(const QModelIndex& parent) const override { return parent.isValid() ? 0 : history_.size() + 1; }
     QVariant data(const QModelIndex& index, int role) const override {
-        const HistoryRow& row = index.row() == 0 ? beginning_ : rows_[static_cast<std::size_t>(index.row()) - 1];
-        if (role == Qt::DisplayRole) return row.title;
-        if (role == DetailRole || role == Qt::ToolTipRole) return row.detail;
+        if (index.row() == 0) return role == Qt::DisplayRole ? beginning_ : QVariant();
+        const HistoryStep& step = *(*history_.steps)[static_cast<std::size_t>(index.row()) - 1];
+        if (role == Qt::DisplayRole) return QString::fromStdString(step.what);
+        if (role == DetailRole || role == Qt::ToolTipRole) return detailOf(step);
         return {};
     }
 
 private:
-    HistoryRow beginning_;
-    std::vector<HistoryRow> rows_;
-    int position_ = 0;
+    QString beginning_;
+    HistoryList history_;
 };
 
 class HistoryPanel::Delegate : public QStyledItemDelegate {
 public:
     Delegate(const Model& model, QObject* parent) : QStyledItemDelegate(parent), model_(model) {}
 
-    QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const override {
-        return {80, (index.row() == 0 ? 1 : 2) * LineHeight + 2 * Padding};
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
+        return {80, 2 * option.fontMetrics.height() + 2 * Padding};
     }
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
         const QPalette& palette = option.palette;
         if (option.state.testFlag(QStyle::State_MouseOver)) painter->fillRect(option.rect, palette.alternateBase());
         const QColor pale = palette.color(QPalette::PlaceholderText);
-        QRect line = option.rect.adjusted(Indent, Padding, -Padding, 0);
-        line.setHeight(LineHeight);
+        QRect line = option.rect.adjusted(Indent, Padding, -Padding, -Padding);
+        const QString detail = index.data(DetailRole).toString();
+        if (!detail.isEmpty()) line.setHeight(line.height() / 2);
         painter->setPen(index.row() > model_.position() ? pale : palette.color(QPalette::Text));
         drawText(*painter, line, index.data().toString());
         painter->setPen(pale);
-        drawText(*painter, line.translated(0, LineHeight), index.data(DetailRole).toString());
+        if (!detail.isEmpty()) drawText(*painter, line.translated(0, line.height()), detail);
         if (index.row() != model_.position()) return;
         constexpr int thick = 3;
         painter->fillRect(option.rect.left(), option.rect.bottom() - thick + 1, option.rect.width(), thick,
@@ -83,7 +91,7 @@ HistoryPanel::HistoryPanel(const QString& beginning, GoTo goTo, QWidget* parent)
     setItemDelegate(childOf<Delegate>(this, *model_));
     setMouseTracking(true);
     setSelectionMode(NoSelection);
-    setUniformItemSizes(false);
+    setUniformItemSizes(true);
     setVerticalScrollMode(ScrollPerPixel);
     const auto go = [this, goTo = std::move(goTo)](const QModelIndex& index) {
         if (goTo && index.row() != model_->position()) goTo(index.row());
@@ -93,8 +101,8 @@ HistoryPanel::HistoryPanel(const QString& beginning, GoTo goTo, QWidget* parent)
 
 HistoryPanel::~HistoryPanel() = default;
 
-void HistoryPanel::setRows(std::vector<HistoryRow> rows, int position) {
-    if (model_->setRows(std::move(rows), position)) scrollTo(model_->index(position));
+void HistoryPanel::setHistory(const HistoryList& history) {
+    if (model_->setHistory(history)) scrollTo(model_->index(history.position));
 }
 
 } // namespace corvane

@@ -1,20 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QAbstractListModel>
+#include "session/WorkbenchState.hpp"
+
 #include <QListView>
 
 #include <functional>
-#include <vector>
 
 namespace corvane {
-
-/// A step as the panel shows it.
-struct HistoryRow {
-    QString title, detail; ///< what was done; when, and to how many points
-
-    bool operator==(const HistoryRow&) const = default;
-};
 
 /// The steps of a history, the oldest above, those that were undone pale. The present is a line between two rows; a
 /// click on a row goes behind it, the first row is before all steps.
@@ -23,10 +16,11 @@ public:
     /// Is told how many steps are to be done.
     using GoTo = std::function<void(int position)>;
 
+    /// `beginning`: what stands in the first row.
     HistoryPanel(const QString& beginning, GoTo goTo, QWidget* parent = nullptr);
     ~HistoryPanel() override;
 
-    void setRows(std::vector<HistoryRow> rows, int position);
+    void setHistory(const HistoryList& history);
 
 private:
     class Model;

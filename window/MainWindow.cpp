@@ -17,7 +17,6 @@
 
 #include <QActionGroup>
 #include <QApplication>
-#include <QDateTime>
 #include <QDir>
 #include <QDragEnterEvent>
 #include <QFileDialog>
@@ -41,17 +40,6 @@ namespace {
 
 constexpr int UsualWidth = 1400, UsualHeight = 900, DocksVersion = 1;
 const QString Surveys = QStringLiteral("Surveys (*.las *.laz *.LAS *.LAZ);;All files (*)");
-
-HistoryRow rowOf(const HistoryStep& step) {
-    const QString when = QDateTime::fromSecsSinceEpoch(step.time).toString(QStringLiteral("yyyy-MM-dd hh:mm"));
-    return {QString::fromStdString(step.what), QStringLiteral("%1 · %2").arg(points(step.points), when)};
-}
-
-std::vector<HistoryRow> rowsOf(const HistoryList& history) {
-    std::vector<HistoryRow> rows;
-    for (const HistoryStep& step : *history.steps) rows.push_back(rowOf(step));
-    return rows;
-}
 
 /// The classes that occur or have a label.
 std::vector<ClassRow> classRows(const WorkbenchState& state, const NotShown& notShown) {
@@ -344,8 +332,8 @@ void MainWindow::showState() {
     setWindowTitle(QStringLiteral("%1%2 – Corvane").arg(QFileInfo(windowFilePath()).fileName(), unsaved));
     classes_->setRows(classRows(state, work_->notShown()), state.countsComplete);
     shown_->show(work_->notShown());
-    data_->setRows(rowsOf(state.data), state.data.position);
-    mask_->setRows(rowsOf(state.maskHistory), state.maskHistory.position);
+    data_->setHistory(state.data);
+    mask_->setHistory(state.maskHistory);
     selection_->show(state.mask, *state.labels);
     assign_->setLabels(*state.labels);
     assign_->setCanApply(state.mask.points > 0);
@@ -358,8 +346,8 @@ void MainWindow::showState() {
 
 void MainWindow::showNothing() {
     classes_->setRows({}, true);
-    data_->setRows({}, 0);
-    mask_->setRows({}, 0);
+    data_->setHistory({});
+    mask_->setHistory({});
     selection_->show({}, {});
     assign_->setCanApply(false);
     for (const char* name : {"undo", "redo", "undoMask", "redoMask", "save"})

@@ -67,14 +67,14 @@ void History::record(const StrongPtr<Field>& other, const UndoStep& step, int de
     // The last thing that can fail. It may take the place of a step that goes.
     representation_.makeField(representation_.makeFieldID(freeName(before, depth, firstToStay)), other);
     const auto& all = *steps();
-    while (all.all.size() > all.done) representation_.removeField(all.all.back().name);
-    while (all.done > kept + 1) representation_.removeField(all.all.front().name);
+    while (all.all.size() > all.done) representation_.removeField(all.all.back().name());
+    while (all.done > kept + 1) representation_.removeField(all.all.front().name());
 }
 
 void History::restore(const StrongPtr<Field>& other, const UndoStep& step) {
     const auto* const before = steps();
     const std::uint64_t sequence = before ? before->all.back().sequence + 1 : 0;
-    const int number = before ? stepNumber(before->all.back().name) + 1 : 0;
+    const int number = before ? stepNumber(before->all.back().name()) + 1 : 0;
     describe(*other, step, sequence);
     std::string name;
     for (int i = number; name.empty() || representation_.findField(name); ++i) name = fieldName_ + stepName(i);
@@ -91,7 +91,7 @@ void History::describe(Field& other, const UndoStep& step, std::uint64_t sequenc
 
 /// The number behind that of the newest step, or the next whose name no field has that stays.
 std::string History::freeName(const HistoryIndex::Steps* steps, int depth, std::uint64_t firstToStay) const {
-    const int newest = steps && steps->done > 0 ? stepNumber(steps->all[steps->done - 1].name) : -1;
+    const int newest = steps && steps->done > 0 ? stepNumber(steps->all[steps->done - 1].name()) : -1;
     for (int i = 0;; ++i) {
         // Once round; beyond the depth only where other fields have the names.
         std::string name = fieldName_ + stepName(i < depth ? (newest + 1 + i) % depth : i);
@@ -105,7 +105,7 @@ std::string History::freeName(const HistoryIndex::Steps* steps, int depth, std::
 bool History::exchange(Field& field, int i, bool undone, Holdfast::Ageable::Age time) {
     auto* const all = steps();
     if (!all || i < 0 || i >= static_cast<int>(all->all.size())) return false;
-    const auto& [name, other, sequence] = all->all[static_cast<std::size_t>(i)];
+    const auto& [id, other, sequence] = all->all[static_cast<std::size_t>(i)];
     if (!field.matches(*other)) return false;
     setPlace(*other, {fieldName_, sequence, undone}); // the last thing that can fail
     undone ? --all->done : ++all->done;
@@ -115,7 +115,7 @@ bool History::exchange(Field& field, int i, bool undone, Holdfast::Ageable::Age 
 }
 
 void History::clear() {
-    while (const auto* const all = steps()) representation_.removeField(all->all.back().name);
+    while (const auto* const all = steps()) representation_.removeField(all->all.back().name());
 }
 
 } // namespace Fiber

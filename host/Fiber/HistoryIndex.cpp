@@ -42,10 +42,10 @@ void setPlace(Field& field, const StepPlace& place) {
     store(field, UndoneAttribute, place.undone);
 }
 
-void HistoryIndex::add(const std::string& name, const StrongPtr<Field>& field) {
+void HistoryIndex::add(const StrongPtr<FieldID>& id, const StrongPtr<Field>& field) {
     const auto place = field ? placeOf(*field) : std::nullopt;
     if (!place) return;
-    Step step{name, field, place->sequence};
+    Step step{id, field, place->sequence};
     const auto history = histories_.try_emplace(std::string(place->fieldName)).first;
     Steps& steps = history->second;
     try {

@@ -12,6 +12,16 @@
 
 namespace Fiber {
 
+/// The name of a field in a representation, as the representation knows it.
+class FieldID : public Holdfast::Managed {
+public:
+    explicit FieldID(std::string name) : name_(std::move(name)) {}
+    const std::string& name() const { return name_; }
+
+private:
+    std::string name_;
+};
+
 /// Where a step stands in a history. Kept as attributes of the step's field, which are what makes a field a step.
 struct StepPlace {
     std::string_view fieldName; ///< whose history it is; as read, valid while the step's field lives
@@ -28,9 +38,11 @@ void setPlace(Field& field, const StepPlace& place);
 class HistoryIndex {
 public:
     struct Step {
-        std::string name; ///< of the step's field
+        Holdfast::StrongPtr<FieldID> id; ///< of the step's field
         Holdfast::StrongPtr<Field> field;
         std::uint64_t sequence;
+
+        const std::string& name() const { return id->name(); }
     };
     struct Steps {
         std::deque<Step> all; ///< those that are done, then those undone, each in their sequence
@@ -38,7 +50,7 @@ public:
     };
 
     /// Nothing happens when the field is no step. When it throws, nothing has changed.
-    void add(const std::string& name, const Holdfast::StrongPtr<Field>& field);
+    void add(const Holdfast::StrongPtr<FieldID>& id, const Holdfast::StrongPtr<Field>& field);
     void remove(const Holdfast::StrongPtr<Field>& field) noexcept;
 
     /// Null when the history has no steps.

@@ -24,30 +24,33 @@ StrongPtr<FieldID> Representation::makeFieldID(const std::string& name) {
 }
 
 void Representation::makeField(const StrongPtr<FieldID>& id, const StrongPtr<Field>& data) {
-    const auto [place, isNew] = fields_.try_emplace(id->name());
+    const bool isStep = data && placeOf(*data);
+    const bool isNewName = !isStep && names_.insert(id->name()).second;
     try {
-        histories_.add(id->name(), data);
+        const auto [place, isNew] = fields_.try_emplace(id->name());
+        try {
+            histories_.add(id, data);
+        } catch (...) {
+            if (isNew) fields_.erase(place);
+            throw;
+        }
+        histories_.remove(place->second.field);
+        place->second = {id, data};
     } catch (...) {
-        if (isNew) fields_.erase(place);
+        if (isNewName) names_.erase(id->name());
         throw;
     }
-    histories_.remove(place->second.field);
-    place->second = {id, data};
+    if (isStep) names_.erase(id->name());
     setAge(nextTime());
 }
 
 void Representation::removeField(const std::string& name) {
     const auto found = fields_.find(name);
     if (found == fields_.end()) return;
+    names_.erase(name);
     histories_.remove(found->second.field);
     fields_.erase(found); // by now `name` may be gone with its step
     setAge(nextTime());
-}
-
-std::vector<std::string> Representation::fieldNames() const {
-    std::vector<std::string> names;
-    for (const auto& [name, entry] : fields_) names.push_back(name);
-    return names;
 }
 
 } // namespace Fiber

@@ -4,20 +4,10 @@
 #include "Fiber/HistoryIndex.hpp"
 
 #include <map>
+#include <set>
 #include <string>
-#include <vector>
 
 namespace Fiber {
-
-/// The name of a field in a representation, as the representation knows it.
-class FieldID : public Holdfast::Managed {
-public:
-    explicit FieldID(std::string name) : name_(std::move(name)) {}
-    const std::string& name() const { return name_; }
-
-private:
-    std::string name_;
-};
 
 /// The fields on the vertices of a grid, by name. Its age is that of the last field that came or went.
 class Representation : public Holdfast::Managed, public Holdfast::Ageable {
@@ -40,8 +30,8 @@ public:
 
     std::size_t numberOfFields() const { return fields_.size(); }
 
-    /// In ascending order.
-    std::vector<std::string> fieldNames() const;
+    /// Of the fields that are no steps of histories, of which there may be thousands.
+    const std::set<std::string>& fieldNames() const { return names_; }
 
     /// Which of the fields are steps of histories.
     HistoryIndex& histories() { return histories_; }
@@ -52,7 +42,8 @@ private:
         Holdfast::StrongPtr<Field> field;
     };
     std::map<std::string, Entry> fields_;
-    HistoryIndex histories_; // of fields_
+    std::set<std::string> names_; // of those that are no steps
+    HistoryIndex histories_;      // of the others
 };
 
 } // namespace Fiber

@@ -49,11 +49,9 @@ void run(const GlobalOptions& options, const RunArguments& arguments, bool json)
     const auto& survey = edited.survey;
     Network network(survey, session.watch());
     if (edited.keeper) network.setUndoDepth(KeptSteps);
-    std::size_t keptActions = 0;
     const auto keep = [&] {
         if (!edited.keeper) return;
-        const auto kept = edited.keeper->commit(network.record().textSince(keptActions));
-        if (kept != EditKeeper::Kept::Nothing) keptActions = network.record().actions();
+        if (edited.keeper->commit(network.record().newText()) != EditKeeper::Kept::Nothing) network.keepActions();
     };
     Json reports = Json::array();
     std::vector<std::string> unclean;

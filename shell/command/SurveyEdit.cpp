@@ -222,7 +222,7 @@ std::optional<EditResult> SurveyEdit::finish(const Kesh::LabelSet* labels) {
     if (edited_.keeper) {
         const auto field = survey_->points().findField(field_.name);
         if (labels) Kesh::storeLabelSet(*labels, *field, Holdfast::Ageable::nextTime());
-        edited_.keeper->commit(network_.record().textSince(0));
+        edited_.keeper->commit(network_.record().newText());
         result.kept = edited_.keeper->store().path();
         edited_.keeper->close();
     } else if (!arguments_.changedOnly || result.changed > 0) {

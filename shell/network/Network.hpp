@@ -83,6 +83,9 @@ public:
     /// For whoever has taken back what the actions from this one on did to the data. Values that they set stay.
     void forgetActionsSince(std::size_t first) { record_.forgetSince(first); }
 
+    /// What was done so far is kept somewhere, and no text of new actions needs to say it again.
+    void keepActions() { record_.keep(); }
+
     /// What was done.
     const NetworkRecord& record() const { return record_; }
 

@@ -4,6 +4,7 @@
 #include "network/StrokeText.hpp"
 
 #include <algorithm>
+#include <cassert>
 
 namespace corvane {
 
@@ -101,6 +102,7 @@ void NetworkRecord::dropTriggers() {
 }
 
 void NetworkRecord::forgetSince(std::size_t firstAction) {
+    assert(firstAction >= keptActions_);
     present_ = {};
     actions_.erase(actions_.begin() + std::ptrdiff_t(std::min(firstAction, actions_.size())), actions_.end());
 }
@@ -136,11 +138,15 @@ Json NetworkRecord::asJson(const Action& action) {
     return json;
 }
 
-std::string NetworkRecord::textSince(std::size_t firstAction) const {
-    Structure structure = initial_;
+void NetworkRecord::keep() {
+    if (keptActions_ == 0) kept_ = initial_;
+    for (; keptActions_ < actions_.size(); ++keptActions_) kept_.change(actions_[keptActions_]);
+}
+
+std::string NetworkRecord::newText() const {
+    const Structure& structure = keptActions_ == 0 ? initial_ : kept_;
     Json actions = Json::array();
-    for (std::size_t i = 0; i < actions_.size(); ++i)
-        i < firstAction ? structure.change(actions_[i]) : actions.push_back(asJson(actions_[i]));
+    for (std::size_t i = keptActions_; i < actions_.size(); ++i) actions.push_back(asJson(actions_[i]));
     const Json file{{"objects", listOf(structure.objects)},
                     {"connections", listOf(structure.connections)},
                     {"actions", std::move(actions)}};

@@ -36,15 +36,19 @@ public:
     Json asJson(const std::string& survey, const std::string& reportedBefore, const std::string& reportedBehind,
                 const std::string& save) const;
 
-    /// The actions from this one on, and what is under way, were taken back.
+    /// The actions from this one on, and what is under way, were taken back. None that was kept may be among them.
     void forgetSince(std::size_t firstAction);
 
     /// How many actions there were so far.
     std::size_t actions() const { return actions_.size(); }
 
-    /// The network file without a survey, with the objects, their values and connections as they were before this
-    /// action, and the actions from it on: what led to an edit.
-    std::string textSince(std::size_t firstAction) const;
+    /// The network file without a survey of what was not kept yet: the objects, their values and connections as they
+    /// were before that, and the actions since then, which led to an edit. Costs as much as there is of these, however
+    /// much was done before.
+    std::string newText() const;
+
+    /// What was done so far is kept.
+    void keep();
 
 private:
     struct Object {
@@ -83,6 +87,8 @@ private:
     static Json listOf(const Things& things);
 
     Structure initial_;
+    Structure kept_; // as it was behind what was kept; of the beginning as long as nothing was
+    std::size_t keptActions_ = 0;
     std::vector<Action> actions_;
     Action present_;
     bool started_ = false;

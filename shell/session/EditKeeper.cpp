@@ -235,13 +235,12 @@ void EditKeeper::compareValues() const {
     }
 }
 
-/// Those of the survey and masks, without the steps of histories.
+/// Those of the survey and masks, in ascending order.
 std::vector<std::string> EditKeeper::editableFields() const {
     std::vector<std::string> names;
     Fiber::Representation& points = survey_->points();
     for (const std::string& name : points.fieldNames()) {
-        const auto field = points.findField(name);
-        if (isEditable(*field) && !Fiber::placeOf(*field)) names.push_back(name);
+        if (isEditable(*points.findField(name))) names.push_back(name);
     }
     return names;
 }
@@ -360,20 +359,23 @@ EditKeeper::Kept EditKeeper::commit(const std::string& actions) {
 /// From now on what changed can be made from the store.
 void EditKeeper::adopt(FieldChange& change, std::span<const StepId> ids) {
     KeptField& kept = fields_.at(change.name);
+    std::vector<KeptStep>& steps = kept.steps;
+    const auto place =
+        steps.erase(steps.begin() + std::ptrdiff_t(change.first), steps.begin() + std::ptrdiff_t(change.last));
+    steps.insert(place, std::make_move_iterator(change.kept.begin()), std::make_move_iterator(change.kept.end()));
+    const auto firstUndone = std::ranges::partition_point(steps, &KeptStep::done);
     const auto remakeable = [&](std::uint32_t number, const ArrayPtr& array, StepId step) {
         if (!(array == kept.originals.at(number)))
             array->becomeRemakeable(sourceOf(fragmentOf(change.name, kept, number), step));
     };
-    const auto firstUndone = std::ranges::find(change.kept, false, &KeptStep::done);
-    const StepId present = firstUndone == change.kept.begin() ? Beginning : std::prev(firstUndone)->id;
+    const StepId present = firstUndone == steps.begin() ? Beginning : std::prev(firstUndone)->id;
     for (const auto& [number, arrays] : change.amended) remakeable(number, arrays.second, present);
     std::vector<KeptStep> made;
     for (std::size_t i = 0; i < ids.size(); ++i) {
         for (const auto& [number, array] : change.made[i].after) remakeable(number, array, ids[i]);
         made.push_back({ids[i], change.made[i].field, true, std::move(change.made[i].before)});
     }
-    change.kept.insert(firstUndone, std::make_move_iterator(made.begin()), std::make_move_iterator(made.end()));
-    kept.steps = std::move(change.kept);
+    steps.insert(firstUndone, std::make_move_iterator(made.begin()), std::make_move_iterator(made.end()));
     kept.present = std::move(change.present);
 }
 

@@ -43,8 +43,9 @@ struct FieldChange {
 
     std::string name;
     std::vector<StepId> undone, redone, gone; ///< as a Commit has them
-    std::vector<KeptStep> kept;               ///< the other steps that were stored, as they stand now
-    std::vector<NewStep> made;                ///< behind those of them that are done
+    std::size_t first = 0, last = 0;          ///< the stored steps from one to before the other are not as they were
+    std::vector<KeptStep> kept;               ///< those of them that are not gone, as they stand now
+    std::vector<NewStep> made;                ///< behind all stored ones that are done
     std::map<std::uint32_t, std::pair<ArrayPtr, ArrayPtr>> amended; ///< before and after what no step explains
     ArraysByFragment present;
 

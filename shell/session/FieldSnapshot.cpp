@@ -26,10 +26,10 @@ void FieldSnapshot::restore() {
     if (const auto* now = points_.histories().find(name_)) {
         const Fiber::HistoryIndex::Steps before = *now; // removing changes it
         for (const auto& step : before.all)
-            wanted.contains(&*step.field) ? void(present.insert(&*step.field)) : points_.removeField(step.name);
+            wanted.contains(&*step.field) ? void(present.insert(&*step.field)) : points_.removeField(step.name());
     }
     for (const auto& step : steps_.all)
-        if (!present.contains(&*step.field)) points_.makeField(points_.makeFieldID(step.name), step.field);
+        if (!present.contains(&*step.field)) points_.makeField(points_.makeFieldID(step.name()), step.field);
 }
 
 } // namespace corvane

@@ -41,28 +41,31 @@ std::string wordsFromActions(const std::string& text, const Kesh::LabelSet& labe
     }
 }
 
-} // namespace
-
-const std::string& StepLists::wordsFor(const EditStore& store, const StoredStep& step, const Kesh::LabelSet& labels) {
-    const auto [words, isNew] = words_.try_emplace(step.id);
-    if (!isNew) return words->second;
-    if (step.module.starts_with("Edit/MaskedLabels"))
-        words->second = wordsFromActions(store.actions(step.update), labels);
-    if (words->second.empty()) words->second = step.module;
-    return words->second;
+std::shared_ptr<const HistoryStep> describe(const EditStore& store, StepId id, bool inWords,
+                                            const Kesh::LabelSet& labels) {
+    const StoredStep step = store.step(id);
+    const bool edited = inWords && step.module.starts_with("Edit/MaskedLabels");
+    const std::string words = edited ? wordsFromActions(store.actions(step.update), labels) : "";
+    return std::make_shared<const HistoryStep>(
+        HistoryStep{step.time, words.empty() ? step.module : words, step.module, step.vertices});
 }
 
-HistoryList StepLists::of(const EditStore& store, const std::vector<StoredStep>& stored, const Kesh::LabelSet& labels) {
-    auto steps = std::make_shared<std::vector<HistoryStep>>();
-    HistoryList list;
-    for (std::size_t i = 0; i < stored.size(); ++i) {
-        const StoredStep& step = stored[i];
-        const bool recent = i + Explained >= stored.size();
-        steps->push_back({step.time, recent ? wordsFor(store, step, labels) : step.module, step.module, step.vertices});
-        list.position += step.done;
+} // namespace
+
+HistoryList StepLists::of(const EditStore& store, const std::string& field, const Kesh::LabelSet& labels) {
+    Known& known = known_[field];
+    const std::vector<StepMark> marks = marksOf(store, field);
+    const auto differs = std::ranges::mismatch(marks, known.marks, {}, &StepMark::id, &StepMark::id).in1;
+    const auto same = static_cast<std::size_t>(differs - marks.begin());
+    if (same < marks.size() || same < known.marks.size()) {
+        auto steps =
+            std::make_shared<HistoryList::Steps>(known.steps->begin(), known.steps->begin() + std::ptrdiff_t(same));
+        for (std::size_t i = same; i < marks.size(); ++i)
+            steps->push_back(describe(store, marks[i].id, i + Explained >= marks.size(), labels));
+        known.steps = std::move(steps);
+        known.marks = marks;
     }
-    list.steps = std::move(steps);
-    return list;
+    return {known.steps, static_cast<int>(std::ranges::count(marks, true, &StepMark::done))};
 }
 
 NamedBytes filePosition(const EditStore& store) {
@@ -83,15 +86,15 @@ StepId filePositionOf(const EditStore& store, const std::string& field) {
     return known ? positions.at(field).get<StepId>() : Beginning;
 }
 
-std::vector<StoredStep> stepsOf(const EditStore& store, const std::string& field) {
-    return store.findField(field) ? store.steps(field) : std::vector<StoredStep>();
+std::vector<StepMark> marksOf(const EditStore& store, const std::string& field) {
+    return store.findField(field) ? store.marks(field) : std::vector<StepMark>();
 }
 
-int stepsBehind(const std::vector<StoredStep>& steps, StepId step) {
+int stepsBehind(const std::vector<StepMark>& steps, StepId step) {
     int apart = 0;
     bool isThere = step == Beginning;
     StepId oldest = step;
-    for (const StoredStep& stored : steps) {
+    for (const StepMark& stored : steps) {
         apart += stored.done != (stored.id <= step);
         isThere = isThere || stored.id == step;
         oldest = std::min(oldest, stored.id);

@@ -5,21 +5,24 @@
 #include "store/EditStore.hpp"
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace corvane {
 
-/// Histories as the store keeps them, in words.
+/// Histories as one store keeps them, in words. Those of a step are made once: there may be ten thousand.
 class StepLists {
 public:
-    /// The labels name the classes that were assigned.
-    HistoryList of(const EditStore& store, const std::vector<StoredStep>& steps, const Kesh::LabelSet& labels);
+    /// Of a field or a mask. The labels name the classes that were assigned.
+    HistoryList of(const EditStore& store, const std::string& field, const Kesh::LabelSet& labels);
 
 private:
-    const std::string& wordsFor(const EditStore& store, const StoredStep& step, const Kesh::LabelSet& labels);
-
-    std::map<StepId, std::string> words_; // of steps that were asked for
+    struct Known {
+        std::vector<StepMark> marks;
+        std::shared_ptr<const HistoryList::Steps> steps = std::make_shared<const HistoryList::Steps>();
+    };
+    std::map<std::string, Known> known_; // as they were the last time
 };
 
 /// What is noted when a survey's file says what the store's present is: where its histories stand.
@@ -29,9 +32,9 @@ NamedBytes filePosition(const EditStore& store);
 StepId filePositionOf(const EditStore& store, const std::string& field);
 
 /// Of a field or a mask, the oldest first; none of one that the store does not have.
-std::vector<StoredStep> stepsOf(const EditStore& store, const std::string& field);
+std::vector<StepMark> marksOf(const EditStore& store, const std::string& field);
 
 /// How many steps of a field must be done or undone to come from behind that one to the present.
-int stepsBehind(const std::vector<StoredStep>& steps, StepId step);
+int stepsBehind(const std::vector<StepMark>& steps, StepId step);
 
 } // namespace corvane

@@ -57,8 +57,9 @@ Steps foundBy(const EditStore& store, const Commit& commit) {
     }
     const std::set<StepId> undone(commit.undone.begin(), commit.undone.end());
     const std::set<StepId> redone(commit.redone.begin(), commit.redone.end());
-    for (const StoredStep& step : store.steps())
-        if (redone.contains(step.id) || (step.done && !undone.contains(step.id))) found[step.field] = step.id;
+    for (const StoredField& field : store.fields())
+        for (const StepMark& step : store.marks(field.name))
+            if (redone.contains(step.id) || (step.done && !undone.contains(step.id))) found[field.name] = step.id;
     return found;
 }
 
@@ -67,16 +68,19 @@ Steps foundBy(const EditStore& store, const Commit& commit) {
 std::optional<std::map<UpdateId, Steps>> strokesThatGo(const EditStore& store, const Commit& commit) {
     const std::set<std::string> masks = masksOf(store);
     std::map<UpdateId, Steps> going;
-    std::set<UpdateId> others;
-    for (const StoredStep& step : store.steps()) {
-        const bool goes = contains(commit.ended, step.field) || contains(commit.gone, step.id);
-        if (goes && step.done && masks.contains(step.field))
-            going[step.update][step.field] = step.id;
-        else
-            others.insert(step.update);
+    const std::set<StepId> gone(commit.gone.begin(), commit.gone.end());
+    std::vector<UpdateId> others;
+    for (const StoredField& field : store.fields()) {
+        const bool all = contains(commit.ended, field.name), isMask = masks.contains(field.name);
+        for (const StepMark& step : store.marks(field.name)) {
+            if (isMask && step.done && (all || gone.contains(step.id)))
+                going[step.update][field.name] = step.id;
+            else
+                others.push_back(step.update);
+        }
     }
-    for (const auto& [update, steps] : going)
-        if (others.contains(update)) return std::nullopt;
+    const auto goes = [&](UpdateId update) { return going.contains(update); };
+    if (std::ranges::any_of(others, goes)) return std::nullopt;
     return going;
 }
 

@@ -88,7 +88,6 @@ struct Workbench::Parts {
     StepLists lists;
     StepId copied = Beginning; // what the copy that was saved last says
     EditedSurvey edited;
-    std::size_t keptActions = 0;
     std::unique_ptr<Network> network;
     std::unique_ptr<MaskedEdits> edits;
 };
@@ -119,7 +118,6 @@ void Workbench::Parts::open() {
     network = std::make_unique<Network>(edited.survey, session->watch());
     network->setUndoDepth(KeptSteps);
     edits = std::make_unique<MaskedEdits>(*network, classes.name, labelsForEditing(survey(), *field()));
-    keptActions = 0;
     const bool first = !state.classes;
     state.classes = std::make_shared<const ArraysByFragment>(arraysOf(*field()));
     state.selected = std::make_shared<const ArraysByFragment>(selectedArrays(points()));
@@ -153,8 +151,7 @@ void Workbench::Parts::perform(const Actions& actions) {
 
 /// What is kept of an edit leads from the edit before to it.
 void Workbench::Parts::keep() {
-    const auto kept = edited.keeper->commit(network->record().textSince(keptActions));
-    if (kept != EditKeeper::Kept::Nothing) keptActions = network->record().actions();
+    if (edited.keeper->commit(network->record().newText()) != EditKeeper::Kept::Nothing) network->keepActions();
 }
 
 /// Undo and redo until so many steps are done.
@@ -279,9 +276,9 @@ void Workbench::Parts::refresh(const std::string& status) {
     if (!state.changedMask.empty()) refreshMask();
     state.labels = std::make_shared<const Kesh::LabelSet>(edits->labels());
     const EditStore& store = edited.keeper->store();
-    const auto steps = stepsOf(store, state.field);
-    state.data = lists.of(store, steps, *state.labels);
-    state.maskHistory = lists.of(store, stepsOf(store, MaskName), *state.labels);
+    const auto steps = marksOf(store, state.field);
+    state.data = lists.of(store, state.field, *state.labels);
+    state.maskHistory = lists.of(store, MaskName, *state.labels);
     state.notInFile = stepsBehind(steps, filePositionOf(store, state.field));
     state.notInCopy = state.copyPath.empty() ? 0 : stepsBehind(steps, copied);
     state.status = trimmed(status);

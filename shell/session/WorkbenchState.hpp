@@ -37,9 +37,11 @@ struct HistoryStep {
     std::uint64_t points = 0;
 };
 
-/// A history as a list, the oldest step first; those from `position` on were undone.
+/// A history as a list, the oldest step first; those from `position` on were undone. A step that is in two states is
+/// the same in both.
 struct HistoryList {
-    std::shared_ptr<const std::vector<HistoryStep>> steps = std::make_shared<const std::vector<HistoryStep>>();
+    using Steps = std::vector<std::shared_ptr<const HistoryStep>>;
+    std::shared_ptr<const Steps> steps = std::make_shared<const Steps>();
     int position = 0;
 
     int size() const { return static_cast<int>(steps->size()); }

@@ -98,6 +98,26 @@ std::vector<StoredStep> EditStore::steps() const {
     return steps;
 }
 
+std::vector<StepMark> EditStore::marks(const std::string& field) const {
+    const std::scoped_lock lock(state_->mutex);
+    const Line& line = state_->line(field);
+    std::vector<StepMark> marks;
+    marks.reserve(line.steps.size());
+    for (const Line::Step& step : line.steps) marks.push_back({step.id, step.update, marks.size() < line.present});
+    return marks;
+}
+
+StoredStep EditStore::step(StepId id) const {
+    const std::scoped_lock lock(state_->mutex);
+    const Line& line = lineWith(id);
+    return storedStep(line, *line.placeOf(id) - 1);
+}
+
+const Line& EditStore::lineWith(StepId step) const {
+    if (const Line* line = state_->lineOf(step)) return *line;
+    throw Failure(fmt::format("{}: there is no step {}.", path(), step));
+}
+
 std::vector<StoredUpdate> EditStore::updates() const {
     const std::scoped_lock lock(state_->mutex);
     std::vector<StoredUpdate> updates;
@@ -123,9 +143,8 @@ std::string EditStore::actions(UpdateId update) const {
 
 std::vector<std::uint32_t> EditStore::fragmentsOf(StepId step) const {
     const std::scoped_lock lock(state_->mutex);
-    const Line* line = state_->lineOf(step);
-    if (!line) throw Failure(fmt::format("{}: there is no step {}.", path(), step));
-    return line->steps[*line->placeOf(step) - 1].fragments.numbers();
+    const Line& line = lineWith(step);
+    return line.steps[*line.placeOf(step) - 1].fragments.numbers();
 }
 
 std::vector<std::uint32_t> EditStore::changedFragments(const std::string& field) const {

@@ -29,6 +29,7 @@ struct StoreHeld : Failure {
 };
 
 class StoreState;
+struct Line;
 
 /// The edits of one survey in a file beside it: every version that its fields had since the oldest step that is kept.
 ///
@@ -97,6 +98,12 @@ public:
     std::vector<StoredStep> steps(const std::string& field) const;
     std::vector<StoredStep> steps() const;
 
+    /// The same of one field, for whoever asks behind each update and of long histories.
+    std::vector<StepMark> marks(const std::string& field) const;
+
+    /// Throws Failure when it is not there.
+    StoredStep step(StepId id) const;
+
     /// Those that are kept, the oldest first, with those of their steps that are.
     std::vector<StoredUpdate> updates() const;
 
@@ -163,6 +170,7 @@ public:
 
 private:
     explicit EditStore(std::unique_ptr<StoreState> state);
+    const Line& lineWith(StepId step) const; // with the mutex held
     Committed carriedOut(const Commit& commit);
 
     std::unique_ptr<StoreState> state_;

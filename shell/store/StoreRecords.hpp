@@ -51,6 +51,13 @@ struct StoredStep {
     bool done = true; ///< false: undone
 };
 
+/// Where a step stands, without what is known of it.
+struct StepMark {
+    StepId id = 0;
+    UpdateId update = 0;
+    bool done = true;
+};
+
 /// What happened together. Its actions are read by themselves, since they may be long.
 struct StoredUpdate {
     UpdateId id = 0;

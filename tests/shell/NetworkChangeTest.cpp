@@ -127,14 +127,15 @@ TEST_F(NetworkChange, actionsSinceAnEditBeginWithTheNetworkAsItWas) {
     network->addObject("tip", "Brush");
     network->connect("tip.brush", "editor.brush");
     network->update();
-    const std::size_t before = network->record().actions();
+    network->keepActions();
     network->draw("tip.brush", half());
     network->press("editor.assign");
     network->update();
-    const auto since = json::parse(network->record().textSince(before));
+    const auto since = json::parse(network->record().newText());
     EXPECT_EQ(since["actions"].size(), 1u);
     EXPECT_FALSE(holds(since.dump(), "lasso"));
     EXPECT_EQ(since["connections"].size(), 2u);
+    expectRecordDoesTheSame(); // all of it
 }
 
 /// The next update is about something else.

@@ -24,7 +24,7 @@ struct Seen {
 inline std::vector<std::pair<std::uint64_t, bool>> stepsOf(const HistoryList& list) {
     std::vector<std::pair<std::uint64_t, bool>> steps;
     for (int i = 0; i < list.size(); ++i)
-        steps.emplace_back((*list.steps)[static_cast<std::size_t>(i)].points, i < list.position);
+        steps.emplace_back((*list.steps)[static_cast<std::size_t>(i)]->points, i < list.position);
     return steps;
 }
 

@@ -61,7 +61,7 @@ TEST_F(Benches, eachCallDoesWhatItsRecordDoes) {
         bench->assign(6);
         EXPECT_EQ(state.mask.points, 0u);
         EXPECT_EQ(state.maskHistory.size(), 0);
-        EXPECT_EQ((*state.data.steps)[0].what, "6 Building");
+        EXPECT_EQ((*state.data.steps)[0]->what, "6 Building");
         EXPECT_EQ(state.notInFile, 1);
 
         bench->setLocked(6, true);
