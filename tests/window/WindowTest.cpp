@@ -1,74 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 // The window as somebody uses it: what comes out must be what the recorded network does to another copy.
 #include "WaitingCalls.hpp"
-#include "WindowDriver.hpp"
+#include "WindowFixture.hpp"
 
-#include "../shell/ProgramTestSupport.hpp"
 #include "../support/Replay.hpp"
 #include "Fiber/FragmentBox.hpp"
 #include "window/ClassColours.hpp"
 
 #include <QAction>
 #include <QGuiApplication>
-#include <QLabel>
 #include <QMenu>
 
 #include <algorithm>
-#include <csignal>
-#include <filesystem>
-#include <random>
 #include <set>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace corvane::test {
 namespace {
-
-namespace fs = std::filesystem;
-
-class Window : public testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ(corvane({"sample", in, "--points", "20000", "-q"}).status, 0); }
-
-    static Outcome corvane(const Arguments& arguments) { return execute(CORVANE_PROGRAM, arguments); }
-
-    static std::shared_ptr<const Session> session() {
-        SessionOptions options;
-        options.pluginPath = CORVANE_PLUGIN;
-        return std::make_shared<const Session>(options);
-    }
-
-    /// What was done, as a network file.
-    std::string recordOf(WindowDriver& driver) const {
-        fs::remove(recordPath);
-        driver.window().saveRecord(QString::fromStdString(recordPath));
-        EXPECT_TRUE(driver.until([&] { return fs::exists(recordPath); })) << driver.said();
-        return bytesOf(recordPath);
-    }
-
-    /// What was done, replayed by the program on the survey as it was, gives the survey as the window saves it.
-    void expectReplayed(WindowDriver& driver, const std::string& original) {
-        const std::string saved = folder / "saved.las", replayed = folder / "replayed.las";
-        driver.work().saveCopy(saved, true);
-        driver.settle();
-        ASSERT_TRUE(driver.until([&] { return fs::exists(saved); })) << driver.said();
-        const std::string network = recordOf(driver);
-        const Outcome run = corvane(
-            {"run", recordPath, "--survey", original, "--save", replayed, "--overwrite", "--plugin", CORVANE_PLUGIN});
-        ASSERT_EQ(run.status, 0) << run.err << network;
-        EXPECT_TRUE(bytesOf(replayed) == bytesOf(saved)) << network;
-    }
-
-    const Folder folder;
-    const std::string in = folder / "in.las", recordPath = folder / "network.json";
-};
-
-QPointF middleOf(const View& view) { return {view.width() / 2.0, view.height() / 2.0}; }
-
-std::vector<QPointF> around(const QPointF& middle, double radius) {
-    return {middle + QPointF(-radius, -radius), middle + QPointF(radius, -radius), middle + QPointF(radius, radius),
-            middle + QPointF(-radius, radius)};
-}
 
 TEST_F(Window, selectsAppliesAndTakesBack) {
     const std::string original = folder / "original.las";
@@ -202,20 +149,6 @@ TEST_F(Window, flashesWhatWasAssigned) {
     EXPECT_TRUE(isShadeOf(inTheMiddle(), classColourOf(*driver.state().labels, 9)));
 }
 
-TEST_F(Window, writesAPictureForAScriptAndKeepsNothing) {
-    const std::string picture = folder / "window.png", settings = folder / "settings";
-    qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString(settings));
-    const Outcome run = corvane({"open", in, "--screenshot", picture, "--size", "900x700", "--views", "1"});
-    const Outcome none = corvane({"open", folder / "none.las", "--screenshot", folder / "none.png"});
-    qunsetenv("XDG_CONFIG_HOME");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(QImage(QString::fromStdString(picture)).size(), QSize(900, 700));
-    EXPECT_FALSE(fs::exists(settings));
-    EXPECT_EQ(none.status, 1);
-    EXPECT_TRUE(holds(none.err, "none.las")) << none.err;
-    EXPECT_FALSE(fs::exists(folder / "none.png"));
-}
-
 /// What was done by hand in one window and in the next is done again on another survey by what was kept of it.
 TEST_F(Window, keepsItsStrokesForOtherSurveys) {
     const std::string original = folder / "original.las", saved = folder / "saved.las",
@@ -245,20 +178,6 @@ TEST_F(Window, keepsItsStrokesForOtherSurveys) {
     ASSERT_EQ(run.status, 0) << run.err << bytesOf(recordPath);
     EXPECT_FALSE(bytesOf(saved) == bytesOf(original));
     EXPECT_TRUE(bytesOf(saved) == bytesOf(replayed)) << bytesOf(recordPath);
-}
-
-TEST_F(Window, finishesWhatWasBegunBeforeItCloses) {
-    WindowDriver driver;
-    driver.open(in);
-    driver.drag(driver.view(), around(middleOf(driver.view()), 120));
-    driver.key(Qt::Key_9);
-    driver.work().apply();
-    driver.work().saveInPlace();
-    EXPECT_FALSE(driver.window().close());
-    EXPECT_TRUE(driver.window().isVisible());
-    EXPECT_TRUE(driver.until([&] { return !driver.window().isVisible(); })) << driver.said();
-    EXPECT_EQ(driver.state().data.position, 1);
-    EXPECT_EQ(driver.state().notInFile, 0);
 }
 
 /// The line, what is seen of it and the way back belong together.
@@ -320,135 +239,6 @@ TEST_F(Window, needsNoMouseButForDrawing) {
     EXPECT_TRUE(found.contains(QStringLiteral("Height")));
     EXPECT_EQ(driver.work().colours(ViewGrid::Plan).by, ColourBy::Height);
     EXPECT_EQ(driver.work().choices().from, std::set<int>{2});
-}
-
-/// However long the name of the file is.
-TEST_F(Window, saysInFullWhatIsWrong) {
-    WindowDriver driver;
-    driver.window().open(QString::fromStdString(folder / (std::string(200, 'x') + ".las")));
-    ASSERT_TRUE(driver.until([&] { return driver.window().failed(); }));
-    const auto labels = driver.window().findChildren<QLabel*>();
-    const auto problem = std::ranges::find_if(labels, [&](const QLabel* label) {
-        QString text = label->text();
-        return label->isVisible() && text.remove(QChar(0x200B)).endsWith(driver.window().said());
-    });
-    ASSERT_NE(problem, labels.end());
-    EXPECT_TRUE(driver.until([&] { return (*problem)->height() >= (*problem)->heightForWidth((*problem)->width()); }));
-    driver.open(in);
-    EXPECT_FALSE((*problem)->isVisible());
-}
-
-TEST_F(Window, isClosedByASignal) {
-    const std::string said = folder / "said", settings = folder / "settings";
-    const pid_t program = fork();
-    if (program == 0) {
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        setenv("XDG_CONFIG_HOME", settings.c_str(), 1);
-        if (freopen(said.c_str(), "w", stderr)) execl(CORVANE_PROGRAM, "corvane", "open", in.c_str(), nullptr);
-        _exit(127);
-    }
-    const std::string edits = in + ".edits"; // there as soon as it is open
-    for (int i = 0; i < 600 && !fs::exists(edits); ++i) usleep(50'000);
-    ASSERT_TRUE(fs::exists(edits));
-    kill(program, SIGTERM);
-    int status = 0;
-    ASSERT_EQ(waitpid(program, &status, 0), program);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
-    EXPECT_TRUE(holds(bytesOf(said), "closed by a signal")) << bytesOf(said);
-}
-
-/// Gestures, keys and sizes at random.
-class Gestures {
-public:
-    Gestures(WindowDriver& driver, unsigned seed) : driver_(driver), random_(seed) {}
-
-    void one() {
-        View& view = driver_.view(below(2));
-        switch (below(16)) {
-        case 0:
-            return driver_.wheel(view, placeIn(view), below(5) - 2);
-        case 1:
-        case 7:
-        case 8:
-            return driver_.key(Qt::Key_Return);
-        case 2:
-            return driver_.trigger(below(2) == 0 ? "undo" : "redo");
-        case 3:
-            return driver_.trigger(below(2) == 0 ? "undoMask" : "redoMask");
-        case 4:
-            return driver_.key(static_cast<Qt::Key>(Qt::Key_0 + below(10)));
-        case 5:
-            return driver_.key(below(2) == 0 ? Qt::Key_X : Qt::Key_Up);
-        case 6:
-            return change();
-        default:
-            return draw(view);
-        }
-    }
-
-private:
-    int below(int most) { return static_cast<int>(random_() % static_cast<unsigned>(most)); }
-    QPointF placeIn(const View& view) { return {5.0 + below(view.width() - 10), 5.0 + below(view.height() - 10)}; }
-
-    void change() {
-        Workplace& work = driver_.work();
-        switch (below(6)) {
-        case 0:
-            return driver_.window().resize(700 + below(600), 500 + below(500));
-        case 1:
-            return work.showClass(below(8), below(3) > 0);
-        case 2:
-            return work.setLocked(below(8), below(3) == 0);
-        case 4:
-            return work.setNotShown(hidden());
-        case 3:
-            return work.goToStep(Which::Data, below(driver_.state().data.size() + 1));
-        default:
-            return driver_.key(below(2) == 0 ? Qt::Key_F : Qt::Key_Escape);
-        }
-    }
-
-    NotShown hidden() {
-        NotShown hidden;
-        if (below(2) == 0) hidden.returns = {1 + below(3)};
-        if (below(2) == 0) hidden.heights = {400.0 + below(5), below(2) == 0 ? HUGE_VAL : 420.0};
-        return hidden;
-    }
-
-    void draw(View& view) {
-        constexpr Qt::Key tools[] = {Qt::Key_L, Qt::Key_R, Qt::Key_C, Qt::Key_B, Qt::Key_P, Qt::Key_A, Qt::Key_U};
-        constexpr Qt::KeyboardModifier with[] = {Qt::NoModifier, Qt::ShiftModifier, Qt::ControlModifier};
-        driver_.key(tools[below(std::size(tools))]);
-        const Tool tool = driver_.work().choices().tool;
-        if (tool != Tool::Polygon && tool != Tool::Above && tool != Tool::Below)
-            return driver_.drag(view, {placeIn(view), placeIn(view), placeIn(view)}, with[below(std::size(with))]);
-        for (int corner = 0; corner < 4; ++corner) driver_.click(view, placeIn(view));
-        driver_.click(view, placeIn(view), Qt::RightButton);
-    }
-
-    WindowDriver& driver_;
-    std::mt19937 random_;
-};
-
-TEST_F(Window, doesWhatItsRecordDoesAgain) {
-    const bool isLong = std::getenv("CORVANE_LONG_TESTS") != nullptr;
-    const int gestures = isLong ? 3000 : 200, between = isLong ? 150 : 40; // each time all is replayed
-    const std::string original = folder / "original.las";
-    fs::copy_file(in, original);
-    WindowDriver driver(2);
-    driver.open(in);
-    Gestures hand(driver, 7);
-    int steps = 0;
-    for (int i = 1; i <= gestures; ++i) {
-        hand.one();
-        driver.settle();
-        steps = std::max(steps, driver.state().data.size());
-        if (i % between != 0) continue;
-        const std::string record = recordOf(driver);
-        ASSERT_TRUE(seen(driver.state()) == replayed(session(), original, record)) << i << ": " << record;
-    }
-    EXPECT_GT(steps, 3);
-    expectReplayed(driver, original);
 }
 
 TEST_F(Window, neverWaitsForOthersNorForADisc) {
@@ -540,49 +330,6 @@ TEST_F(Window, editsStrangeSurveys) {
         EXPECT_LT(driver.state().mask.points, 2000u) << "the tip is of the survey's size";
         driver.key(Qt::Key_L);
     }
-}
-
-TEST_F(Window, outlivesTheFileItShows) {
-    WindowDriver driver;
-    driver.open(in);
-    fs::remove(in);
-    driver.drag(driver.view(), around(middleOf(driver.view()), 100));
-    driver.settle();
-    driver.key(Qt::Key_Return);
-    driver.settle();
-    EXPECT_EQ(driver.state().data.size(), 1);
-    driver.work().saveInPlace();
-    EXPECT_TRUE(driver.until([&] { return driver.window().failed(); }));
-    EXPECT_NE(driver.said().find("in.las"), std::string::npos) << driver.said();
-    driver.work().open(in);
-    EXPECT_TRUE(driver.until([&] { return !driver.work().isOpen(); }));
-}
-
-TEST_F(Window, saysThatAPluginCannotBeLoaded) {
-    WindowDriver driver(1, folder / "nothing.so");
-    driver.window().open(in);
-    EXPECT_TRUE(driver.until([&] { return driver.window().failed(); }));
-    EXPECT_NE(driver.said().find("nothing.so"), std::string::npos) << driver.said();
-    EXPECT_FALSE(driver.work().isOpen());
-}
-
-TEST_F(Window, opensWhateverSurveyThereIs) {
-    WindowDriver driver(4);
-    for (const char* points : {"0", "1"}) {
-        const std::string file = folder / (std::string("of") + points + ".las");
-        ASSERT_EQ(corvane({"sample", file, "--points", points, "-q"}).status, 0);
-        driver.open(file);
-        driver.key(Qt::Key_F);
-        driver.drag(driver.view(), around(middleOf(driver.view()), 100));
-        driver.settle();
-        EXPECT_EQ(driver.state().points, std::stoull(points));
-    }
-    driver.window().open(QString::fromStdString(folder / "nowhere.las"));
-    EXPECT_TRUE(driver.until([&] { return driver.window().failed(); }));
-    EXPECT_NE(driver.said().find("nowhere.las"), std::string::npos) << driver.said();
-    EXPECT_FALSE(driver.work().isOpen());
-    driver.open(in);
-    EXPECT_EQ(driver.state().points, 20000u);
 }
 
 } // namespace
