@@ -4,6 +4,7 @@
 #include <QImage>
 #include <QPainter>
 #include <QPainterPathStroker>
+#include <QTransform>
 
 #include <algorithm>
 
@@ -38,20 +39,15 @@ struct Area {
         return path;
     }
     QPainterPath operator()(const Stroke::Path& painted) const {
-        QPainterPath path;
-        path.setFillRule(Qt::WindingFill);
         const QPolygonF points = polygonThrough(painted.places, camera);
-        const double tall = radius(painted.radius) * camera.exaggeration();
-        if (camera.exaggeration() == 1 && points.size() > 1) {
-            QPainterPathStroker stroker(
-                QPen(Qt::black, 2 * radius(painted.radius), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-            QPainterPath line;
-            line.addPolygon(points);
-            path = stroker.createStroke(line);
-            path.setFillRule(Qt::WindingFill);
-            return path;
-        }
-        for (const QPointF& point : points) path.addEllipse(point, radius(painted.radius), tall);
+        if (points.size() < 2) return (*this)(Stroke::Circle{painted.places.front(), painted.radius});
+        const QTransform stretch = QTransform::fromScale(1, camera.exaggeration()); // the tip is round without it
+        QPainterPath line;
+        line.addPolygon(stretch.inverted().map(points));
+        const QPainterPathStroker stroker(
+            QPen(Qt::black, 2 * radius(painted.radius), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        QPainterPath path = stretch.map(stroker.createStroke(line));
+        path.setFillRule(Qt::WindingFill);
         return path;
     }
     QPainterPath operator()(const Stroke::Above& above) const { return side(above.line, 0); }

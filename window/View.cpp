@@ -87,7 +87,10 @@ void View::setLook(const Look& look, bool changed) {
 void View::setChoices(const Choices& choices) {
     if (choices.tool != choices_.tool) cancelDrawing();
     choices_ = choices;
-    if (drawing_) drawing_->setRadius(choices.tipRadius);
+    if (drawing_) {
+        drawing_->setRadius(choices.tipRadius);
+        tellDrawing(); // what it would do is another thing now
+    }
     updateCursor();
     update();
 }
@@ -216,7 +219,7 @@ void View::mousePressEvent(QMouseEvent* event) {
         }
     }
     if (movesPicture(*event)) {
-        panning_ = event->localPos();
+        panning_ = Panning{event->button(), event->localPos()};
         updateCursor();
     } else if (event->button() == Qt::RightButton) {
         endDrawing();
@@ -230,8 +233,8 @@ void View::mouseMoveEvent(QMouseEvent* event) {
     cursorInside_ = true;
     if (panning_) {
         remember();
-        camera_.pan(vec(event->localPos() - *panning_));
-        panning_ = event->localPos();
+        camera_.pan(vec(event->localPos() - panning_->at));
+        panning_->at = event->localPos();
         cameraMoved();
         return;
     }
@@ -247,7 +250,7 @@ void View::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void View::mouseReleaseEvent(QMouseEvent* event) {
-    if (panning_ && (event->button() == Qt::MiddleButton || event->button() == Qt::LeftButton)) {
+    if (panning_ && event->button() == panning_->with) {
         panning_.reset();
         updateCursor();
         request(false);

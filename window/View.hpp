@@ -60,6 +60,7 @@ public:
 
     /// What a stroke would do, at the cursor; empty: nothing.
     void setForecast(const QString& text);
+    const QString& forecast() const { return forecast_; }
 
     /// The cursor of another view; none: it is nowhere.
     void setLinkedCursor(const std::optional<Sextant::PhysicalSpace::point>& position);
@@ -89,6 +90,10 @@ public:
 
 private:
     enum class Handle { None, From, To, Whole };
+    struct Panning {
+        Qt::MouseButton with;
+        QPointF at; // where the mouse was
+    };
 
     bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
@@ -154,7 +159,7 @@ private:
     std::vector<Sextant::BoundingBox> blinks_;
     QPointF cursor_;
     bool cursorInside_ = false, spaceDown_ = false;
-    std::optional<QPointF> panning_; // where the mouse was
+    std::optional<Panning> panning_;
 };
 
 } // namespace corvane

@@ -124,6 +124,7 @@ void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
     }
     updateLooks(!state.changedClasses.empty() || !state.changedMask.empty());
     if (call == undoCall_ && !state.changedClasses.empty()) {
+    askForecast();
         std::vector<Sextant::BoundingBox> where;
         const Fiber::Field& positions = *state_.open->fields.at(Fiber::PositionsName);
         for (const std::uint32_t number : state.changedClasses)
@@ -297,17 +298,22 @@ View::Events Workplace::eventsOf(int view) {
 }
 
 void Workplace::drawing(const std::optional<Stroke>& stroke, Selecting how) {
-    drawingNow_ = stroke.has_value();
+    drawing_ = stroke;
     drawingHow_ = how;
     if (!isOpen()) return;
     if (stroke)
-        updates_.preview(*stroke, how, rule(), choices_.to);
+        askForecast();
     else
         updates_.stopPreview();
 }
 
 void Workplace::previewed(const StrokePreview& preview) {
-    if (!drawingNow_) return;
+/// Again where the stroke, or what it would do to the points, has become another.
+void Workplace::askForecast() {
+    if (drawing_ && isOpen()) updates_.preview(*drawing_, drawingHow_, rule(), choices_.to);
+}
+
+    if (!drawing_) return;
     grid_->active().setForecast(forecastOf(preview, drawingHow_));
 }
 
@@ -366,6 +372,7 @@ void Workplace::setNotShown(const NotShown& notShown) {
 
 void Workplace::showClass(int value, bool shown) {
     NotShown changed = notShown_;
+    askForecast();
     if (shown)
         changed.classes.erase(value);
     else

@@ -123,6 +123,7 @@ private:
     void drawn(const Stroke& stroke, Selecting how);
     void previewed(const StrokePreview& preview);
     void hovered(int view, const std::optional<PickedPoint>& point);
+    void askForecast();
     void stockChanged();
     void finished(const PicturePtr& picture);
     void tellDrawn();
@@ -145,7 +146,8 @@ private:
     std::shared_ptr<const std::vector<Colour>> palette_;
     std::shared_ptr<const Kesh::LabelSet> paletteOf_;
     std::map<std::string, std::pair<double, double>> ranges_; // of columns; heights have no name
-    bool fitted_ = false, moved_ = false, drawingNow_ = false;
+    bool fitted_ = false, moved_ = false;
+    std::optional<Stroke> drawing_; // a stroke that is not finished
     Selecting drawingHow_ = Selecting::Replace;
     std::uint64_t openCall_ = 0, undoCall_ = 0, assignCall_ = 0;
     int assigned_ = 0; // by that call; points of that class flash for a moment, as soon as that is seen

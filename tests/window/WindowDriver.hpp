@@ -73,6 +73,13 @@ public:
         QTest::mouseClick(handle(), button, with, at(view, place));
     }
 
+    void press(View& view, const QPointF& place, Qt::MouseButton button) {
+        QTest::mousePress(handle(), button, Qt::NoModifier, at(view, place));
+    }
+    void release(View& view, const QPointF& place, Qt::MouseButton button) {
+        QTest::mouseRelease(handle(), button, Qt::NoModifier, at(view, place));
+    }
+
     void hover(View& view, const QPointF& place) { QTest::mouseMove(handle(), at(view, place)); }
 
     void wheel(View& view, const QPointF& place, int steps, Qt::KeyboardModifiers with = Qt::NoModifier) {

@@ -129,6 +129,33 @@ TEST_F(Window, limitsStrokesInDepth) {
     }
 }
 
+/// A stroke ends with its own button, whatever the others do, and says what it does now.
+TEST_F(Window, keepsToTheStrokeThatIsDrawn) {
+    WindowDriver driver;
+    driver.open(in);
+    View& view = driver.view();
+    const QPointF middle = middleOf(view), corner = middle - QPointF(100, 100), opposite = middle + QPointF(100, 100);
+    driver.key(Qt::Key_R);
+    driver.key(Qt::Key_2);
+    driver.press(view, corner, Qt::LeftButton);
+    driver.hover(view, opposite);
+    ASSERT_TRUE(driver.until([&] { return !view.forecast().isEmpty(); }));
+    const QString ofGround = view.forecast();
+    QTest::qWait(1000); // another number begins
+    driver.key(Qt::Key_6);
+    EXPECT_TRUE(driver.until([&] { return view.forecast() != ofGround; })) << ofGround.toStdString();
+    driver.press(view, opposite, Qt::MiddleButton);
+    driver.hover(view, opposite + QPointF(30, 0));
+    driver.release(view, opposite + QPointF(30, 0), Qt::LeftButton);
+    EXPECT_FALSE(view.isDrawing());
+    driver.release(view, opposite + QPointF(30, 0), Qt::MiddleButton);
+    driver.settle();
+    EXPECT_GT(driver.state().mask.points, 0u);
+    const Camera still = view.camera();
+    driver.hover(view, middle);
+    EXPECT_EQ(view.camera().view(), still.view()) << "the middle button is up";
+}
+
 TEST_F(Window, flashesWhatWasAssigned) {
     WindowDriver driver;
     driver.open(in);
