@@ -47,7 +47,7 @@ AssignBar::AssignBar(Actions actions, QWidget* parent)
                             static_cast<QWidget*>(depth_)})
         row->addWidget(widget);
     to_->setFocusPolicy(Qt::NoFocus);
-    to_->setMinimumWidth(170);
+    to_->setSizeAdjustPolicy(QComboBox::AdjustToContents); // a name that is cut off may be another one
     to_->setToolTip(QStringLiteral("The class to assign. Type its number in a view."));
     from_->setMenu(classes_);
     from_->setPopupMode(QToolButton::InstantPopup);

@@ -27,10 +27,15 @@ void requireDisplay(const WindowOptions& options) {
                       "open FILE --screenshot OUT.png.");
 }
 
-/// Qt speaks of its own affairs; what concerns the user ends the program, and is said.
+/// Qt speaks of its own affairs; what concerns the user is said, and ends the program: a display that cannot be reached
+/// is no reason for the image of a crash.
 void onlyFatal(QtMsgType type, const QMessageLogContext&, const QString& text) {
-    if (type == QtFatalMsg)
-        std::fprintf(stderr, "corvane: The window cannot be opened: %s\n", qPrintable(text.simplified()));
+    static QString reason; // at the start, of the one thread that there is, it comes as a warning before
+    if (type == QtWarningMsg && QCoreApplication::startingUp()) reason = text;
+    if (type != QtFatalMsg) return;
+    std::fprintf(stderr, "corvane: There is no window: %s.\n",
+                 qPrintable((QCoreApplication::startingUp() && !reason.isEmpty() ? reason : text).simplified()));
+    std::_Exit(EXIT_FAILURE);
 }
 
 int show(const WindowOptions& options) {

@@ -28,6 +28,7 @@
 #include <QProgressBar>
 #include <QStackedWidget>
 #include <QStandardPaths>
+#include <QScreen>
 #include <QTableWidget>
 #include <QToolButton>
 #include <QUrl>
@@ -40,6 +41,7 @@ namespace {
 
 constexpr int UsualWidth = 1400, UsualHeight = 900, DocksVersion = 1;
 const QString Surveys = QStringLiteral("Surveys (*.las *.laz *.LAS *.LAZ);;All files (*)");
+constexpr double RoomOnScreen = 0.95; // the frame takes the rest
 
 /// The classes that occur or have a label.
 std::vector<ClassRow> classRows(const WorkbenchState& state, const NotShown& notShown) {
@@ -122,7 +124,7 @@ MainWindow::~MainWindow() {
 }
 
 void MainWindow::restoreWindow(const WindowOptions& options) {
-    resize(UsualWidth, UsualHeight);
+    resize(QSize(UsualWidth, UsualHeight).boundedTo(screen()->availableSize() * RoomOnScreen));
     if (options.size)
         resize((*options.size)[0], (*options.size)[1]);
     else
