@@ -56,7 +56,8 @@ int show(const WindowOptions& options) {
                       "Sans (Debian: fonts-dejavu-core).");
     MainWindow window(options);
     window.show();
-    if (!options.file.empty()) window.open(options.file);
+    const std::string& store = options.session.edits.path;
+    if (!options.file.empty()) store.empty() ? window.open(options.file) : window.open(options.file, store);
     QTimer asking;
     QObject::connect(&asking, &QTimer::timeout, &window, [&] {
         if (options.shouldClose && options.shouldClose()) QApplication::exit(EXIT_FAILURE);

@@ -7,8 +7,10 @@
 #include "window/Child.hpp"
 #include "window/ClassColours.hpp"
 #include "window/ClassPanel.hpp"
+#include "window/DataFolder.hpp"
 #include "window/HistoryPanel.hpp"
 #include "window/Numbers.hpp"
+#include "window/ProblemStrip.hpp"
 #include "window/SaveStrip.hpp"
 #include "window/SelectionPanel.hpp"
 #include "window/ShownPanel.hpp"
@@ -26,9 +28,8 @@
 #include <QMenu>
 #include <QMimeData>
 #include <QProgressBar>
-#include <QStackedWidget>
-#include <QStandardPaths>
 #include <QScreen>
+#include <QStackedWidget>
 #include <QTableWidget>
 #include <QToolButton>
 #include <QUrl>
@@ -40,8 +41,8 @@ namespace corvane {
 namespace {
 
 constexpr int UsualWidth = 1400, UsualHeight = 900, DocksVersion = 1;
-const QString Surveys = QStringLiteral("Surveys (*.las *.laz *.LAS *.LAZ);;All files (*)");
 constexpr double RoomOnScreen = 0.95; // the frame takes the rest
+const QString Surveys = QStringLiteral("Surveys (*.las *.laz *.LAS *.LAZ);;All files (*)");
 
 /// The classes that occur or have a label.
 std::vector<ClassRow> classRows(const WorkbenchState& state, const NotShown& notShown) {
@@ -74,6 +75,13 @@ QString copyName(const std::string& path) {
         QStringLiteral("%1-edited.%2").arg(base, suffix.isEmpty() ? QStringLiteral("las") : suffix));
 }
 
+/// A store that was named is that of the one survey that was.
+SessionOptions sessionOf(const WindowOptions& options) {
+    SessionOptions session = options.session;
+    session.edits.path.clear();
+    return session;
+}
+
 QString toolHint(Tool tool) {
     switch (tool) {
     case Tool::Move:
@@ -101,7 +109,7 @@ QString toolHint(Tool tool) {
 } // namespace
 
 MainWindow::MainWindow(const WindowOptions& options)
-    : settings_(options.screenshot.empty()), work_(std::make_unique<Workplace>(options.session, workEvents())) {
+    : settings_(options.screenshot.empty()), work_(std::make_unique<Workplace>(sessionOf(options), workEvents())) {
     setWindowTitle(QStringLiteral("Corvane"));
     addMiddle();
     addFileMenu();
@@ -146,6 +154,7 @@ Workplace::Events MainWindow::workEvents() {
     events.cursor = [this](const QString& text) { cursor_->setText(text); };
     events.pointInfo = [this](const auto& fields) { showPointInfo(fields); };
     events.recorded = [this](const std::string& path) { sayRecorded(path); };
+    events.noStore = [this] { offerStoreElsewhere(); };
     events.drawn = [this](const QString& text) { drawn_->setText(text); };
     events.key = [this](QKeyEvent& event) { return useKey(event); };
     return events;
@@ -187,10 +196,28 @@ QString MainWindow::hintText() const {
 void MainWindow::open(const QString& path) { open(QFile::encodeName(path).toStdString()); }
 
 void MainWindow::open(const std::string& path) {
+    const QString store = storeElsewhere(QFile::decodeName(path.c_str()));
+    const bool isThere = settings_.areKept() && QFileInfo::exists(store);
+    open(path, isThere ? QFile::encodeName(store).toStdString() : std::string());
+}
+
+void MainWindow::open(const std::string& path, const std::string& store) {
+    opening_ = path;
     saveInPlace_.reset();
     saveStrip_->hide();
     say(QStringLiteral("Opening %1").arg(QFileInfo(QFile::decodeName(path.c_str())).fileName()), false);
-    work_->open(path);
+    work_->open(path, store);
+}
+
+/// A survey in a folder of others can be looked at and edited, too.
+void MainWindow::offerStoreElsewhere() {
+    const QString store = storeElsewhere(QFile::decodeName(opening_.c_str()));
+    problem_->offer(QStringLiteral("Keep its edits in %1").arg(QDir::toNativeSeparators(QFileInfo(store).path())),
+                    [this, store] {
+                        if (!QDir().mkpath(QFileInfo(store).path()))
+                            return say(QStringLiteral("%1: cannot be made.").arg(QFileInfo(store).path()), true);
+                        open(opening_, QFile::encodeName(store).toStdString());
+                    });
 }
 
 void MainWindow::chooseFile() {
@@ -206,8 +233,7 @@ void MainWindow::fillRecent() {
 
 /// It lies with the data of the program, so that what is done in it is there the next time, too.
 void MainWindow::openSample() {
-    const QString folder =
-        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/corvane");
+    const QString folder = dataFolder();
     const QString path = folder + QStringLiteral("/sample.las");
     if (QFileInfo::exists(path)) return open(path);
     if (!QDir().mkpath(folder)) return say(QStringLiteral("%1: cannot be made.").arg(folder), true);
@@ -387,8 +413,7 @@ void MainWindow::say(const QString& sentence, bool isError) {
     if (isError) closing_ = false; // somebody should read it
     message_->setText(isError ? QString() : sentence);
     message_->setToolTip(sentence);
-    problem_->setText(isError ? QStringLiteral("⚠ ") + breakable(sentence) : QString());
-    problem_->setVisible(isError);
+    problem_->say(isError ? sentence : QString());
 }
 
 } // namespace corvane

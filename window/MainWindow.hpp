@@ -25,6 +25,7 @@ namespace corvane {
 class AssignBar;
 class ClassPanel;
 class HistoryPanel;
+class ProblemStrip;
 class SaveStrip;
 class SelectionPanel;
 class ShownPanel;
@@ -39,6 +40,9 @@ public:
     /// As bytes, since names of files need not be UTF-8.
     void open(const std::string& path);
     void open(const QString& path);
+
+    /// With its edits in this store.
+    void open(const std::string& path, const std::string& store);
 
     /// Writes what was done since then as a network file, when the update thread has come to that.
     void saveRecord(const QString& path);
@@ -79,6 +83,7 @@ private:
     void setIcons();
     void chooseFile();
     void openSample();
+    void offerStoreElsewhere();
     void save();
     void saveCopy();
     void chooseRecord();
@@ -98,6 +103,7 @@ private:
     Settings settings_;               // a picture for a script is the same whatever somebody chose by hand
     QString said_;
     bool failed_ = false;
+    std::string opening_;  // the last file that was to be opened
     bool closing_ = false; // as soon as nothing is under way
     std::unique_ptr<Workplace> work_;
     std::jthread sample_; // that is being written
@@ -114,7 +120,8 @@ private:
     SaveStrip* saveStrip_ = nullptr;
     QWidget* pointDock_ = nullptr;
     QMenu* coloursMenu_ = nullptr;
-    QLabel *problem_ = nullptr, *hint_ = nullptr, *message_ = nullptr, *cursor_ = nullptr, *drawn_ = nullptr;
+    ProblemStrip* problem_ = nullptr;
+    QLabel *hint_ = nullptr, *message_ = nullptr, *cursor_ = nullptr, *drawn_ = nullptr;
     QProgressBar* progress_ = nullptr;
     QToolButton* cancel_ = nullptr;
     QComboBox* colours_ = nullptr;

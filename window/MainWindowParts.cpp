@@ -7,6 +7,7 @@
 #include "window/HistoryPanel.hpp"
 #include "window/Icons.hpp"
 #include "window/MainWindow.hpp"
+#include "window/ProblemStrip.hpp"
 #include "window/SaveStrip.hpp"
 #include "window/SelectionPanel.hpp"
 #include "window/ShownPanel.hpp"
@@ -298,12 +299,7 @@ void MainWindow::addMiddle() {
     centred->setContentsMargins(0, 0, 0, 0);
     centred->setSpacing(0);
     centred->addWidget(middle_, 1);
-    problem_ = childOf<QLabel>(centre); // the status line may have no room for what to do
-    problem_->setTextFormat(Qt::PlainText);
-    problem_->setWordWrap(true);
-    problem_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    problem_->setContentsMargins(10, 6, 10, 6);
-    problem_->hide();
+    problem_ = childOf<ProblemStrip>(centre);
     centred->addWidget(problem_);
     setCentralWidget(centre);
     setAcceptDrops(true);

@@ -13,6 +13,7 @@ class Settings {
 public:
     /// Without `kept` nothing is read or written: all is as it usually is.
     explicit Settings(bool kept) : kept_(kept) {}
+    bool areKept() const { return kept_; }
 
     QStringList recentFiles() const;
     void addRecentFile(const QString& path);

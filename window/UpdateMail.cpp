@@ -9,10 +9,8 @@ void UpdateMail::updated(std::uint64_t call, const WorkbenchState& state) {
     post([this, call, state] { events_.updated(call, state); });
 }
 
-void UpdateMail::failed(std::uint64_t call, const std::string& sentence, bool interrupted) {
-    post([this, call, text = QString::fromStdString(sentence), interrupted] {
-        events_.failed(call, text, interrupted);
-    });
+void UpdateMail::failed(std::uint64_t call, const std::string& sentence, Why why) {
+    post([this, call, text = QString::fromStdString(sentence), why] { events_.failed(call, text, why); });
 }
 
 void UpdateMail::previewed(std::uint64_t, const StrokePreview& preview) {

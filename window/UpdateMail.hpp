@@ -17,7 +17,7 @@ class UpdateMail : public UpdateListener {
 public:
     struct Events {
         std::function<void(std::uint64_t call, const WorkbenchState&)> updated;
-        std::function<void(std::uint64_t call, const QString& sentence, bool interrupted)> failed;
+        std::function<void(std::uint64_t call, const QString& sentence, Why why)> failed;
         std::function<void(const StrokePreview&)> previewed;
         std::function<void(std::uint64_t call, const std::vector<std::pair<std::string, std::string>>&)> pointInfo;
         std::function<void(std::uint64_t call, const std::string& path)> recorded;
@@ -30,7 +30,7 @@ public:
 
 private:
     void updated(std::uint64_t call, const WorkbenchState& state) override;
-    void failed(std::uint64_t call, const std::string& sentence, bool interrupted) override;
+    void failed(std::uint64_t call, const std::string& sentence, Why why) override;
     void previewed(std::uint64_t call, const StrokePreview& preview) override;
     void pointInfo(std::uint64_t call, const std::vector<std::pair<std::string, std::string>>& fields) override;
     void recorded(std::uint64_t call, const std::string& path) override;

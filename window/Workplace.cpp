@@ -72,11 +72,12 @@ Workplace::~Workplace() = default;
 UpdateMail::Events Workplace::mailEvents() {
     UpdateMail::Events events;
     events.updated = [this](std::uint64_t call, const WorkbenchState& state) { updated(call, state); };
-    events.failed = [this](std::uint64_t call, const QString& sentence, bool interrupted) {
+    events.failed = [this](std::uint64_t call, const QString& sentence, UpdateMail::Why why) {
         pending_.erase(call);
         notes_.clear();
         if (call == openCall_) nothingIsOpen();
-        events_.said(sentence, !interrupted);
+        events_.said(sentence, why != UpdateMail::Why::Interrupted);
+        if (why == UpdateMail::Why::NoStore) events_.noStore();
         events_.stateChanged();
     };
     events.previewed = [this](const StrokePreview& preview) { previewed(preview); };
@@ -123,8 +124,8 @@ void Workplace::updated(std::uint64_t call, const WorkbenchState& state) {
         endFlash_.start(LongestFlash);
     }
     updateLooks(!state.changedClasses.empty() || !state.changedMask.empty());
-    if (call == undoCall_ && !state.changedClasses.empty()) {
     askForecast();
+    if (call == undoCall_ && !state.changedClasses.empty()) {
         std::vector<Sextant::BoundingBox> where;
         const Fiber::Field& positions = *state_.open->fields.at(Fiber::PositionsName);
         for (const std::uint32_t number : state.changedClasses)
@@ -307,12 +308,12 @@ void Workplace::drawing(const std::optional<Stroke>& stroke, Selecting how) {
         updates_.stopPreview();
 }
 
-void Workplace::previewed(const StrokePreview& preview) {
 /// Again where the stroke, or what it would do to the points, has become another.
 void Workplace::askForecast() {
     if (drawing_ && isOpen()) updates_.preview(*drawing_, drawingHow_, rule(), choices_.to);
 }
 
+void Workplace::previewed(const StrokePreview& preview) {
     if (!drawing_) return;
     grid_->active().setForecast(forecastOf(preview, drawingHow_));
 }
@@ -346,7 +347,11 @@ void Workplace::askPointInfo() {
 
 // ------------------------------------------------------------------------------------------------------------- calls
 
-void Workplace::open(const std::string& path) { openCall_ = expect(updates_.open(path)); }
+void Workplace::open(const std::string& path, const std::string& store) {
+    notes_.clear();
+    if (!store.empty()) notes_ += QStringLiteral("edits are kept in %1").arg(QString::fromStdString(store));
+    openCall_ = expect(updates_.open(path, store));
+}
 
 void Workplace::choose(const Choices& choices) {
     if (choices == choices_) return;
@@ -367,12 +372,12 @@ void Workplace::setNotShown(const NotShown& notShown) {
     if (notShown == notShown_) return;
     notShown_ = notShown;
     updateLooks();
+    askForecast();
     events_.stateChanged();
 }
 
 void Workplace::showClass(int value, bool shown) {
     NotShown changed = notShown_;
-    askForecast();
     if (shown)
         changed.classes.erase(value);
     else

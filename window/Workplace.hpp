@@ -43,6 +43,7 @@ public:
         std::function<void(const QString&)> cursor; ///< what lies under it
         std::function<void(const std::vector<std::pair<std::string, std::string>>&)> pointInfo;
         std::function<void(const std::string& path)> recorded;
+        std::function<void()> noStore; ///< the survey can be opened with a store somewhere else, behind what is said
         std::function<void(const QString&)> drawn; ///< how much of the survey is in the picture
         std::function<bool(QKeyEvent&)> key;
     };
@@ -56,7 +57,8 @@ public:
     const WorkbenchState& state() const { return state_; }
     bool isOpen() const { return state_.open != nullptr; }
 
-    void open(const std::string& path);
+    /// With its edits in this store; empty: beside it.
+    void open(const std::string& path, const std::string& store = {});
 
     const Choices& choices() const { return choices_; }
     void choose(const Choices& choices);
@@ -121,9 +123,9 @@ private:
     void startWith(const WorkbenchState& state);
     void drawing(const std::optional<Stroke>& stroke, Selecting how);
     void drawn(const Stroke& stroke, Selecting how);
+    void askForecast();
     void previewed(const StrokePreview& preview);
     void hovered(int view, const std::optional<PickedPoint>& point);
-    void askForecast();
     void stockChanged();
     void finished(const PicturePtr& picture);
     void tellDrawn();

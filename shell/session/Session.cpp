@@ -18,13 +18,15 @@ std::shared_ptr<const Survey> Session::open(const std::string& path, std::size_t
     return openWithEdits(path, options, options_.edits, options_.note);
 }
 
-EditedSurvey Session::openToEdit(const std::string& path) const {
+EditedSurvey Session::openToEdit(const std::string& path, const std::string& store) const {
     if (options_.edits.original)
         throw UsageError(
             fmt::format("--original: {} is to be edited, and what was edited before cannot be left out.", path));
     SurveyOptions options;
     if (options_.memoryBytes) options.memoryBytes = *options_.memoryBytes;
-    return corvane::openToEdit(path, options, options_.edits, options_.watch, options_.note);
+    EditStoreOptions edits = options_.edits;
+    if (!store.empty()) edits.path = store;
+    return corvane::openToEdit(path, options, edits, options_.watch, options_.note);
 }
 
 std::vector<std::string> Session::save(const Survey& survey, const std::string& path, bool overwrite,

@@ -33,8 +33,9 @@ public:
     std::shared_ptr<const Survey> open(const std::string& path, std::size_t usualMemory = SurveyOptions().memoryBytes,
                                        Reading reading = Reading::Whole) const;
 
-    /// The same to edit it: what is done is kept in the edit store when the keeper is told to.
-    EditedSurvey openToEdit(const std::string& path) const;
+    /// The same to edit it: what is done is kept in the edit store when the keeper is told to. With a path of a store
+    /// in that one, and not where the options have it.
+    EditedSurvey openToEdit(const std::string& path, const std::string& store = {}) const;
 
     /// Saves the survey as it is now, with the labels, if there are any, in its Classification Lookup. A file that
     /// exists is replaced only with `overwrite`. Returns what could not be kept as it was: finished sentences, without

@@ -83,15 +83,24 @@ std::string shownText(const std::string& path, const EditStore& store, bool savi
                        path, store.path(), done, done == 1 ? "" : "s");
 }
 
+EditStore storeFor(const Survey& survey, const std::string& path) {
+    if (EditStore::exists(path)) return EditStore(path, EditStore::Access::Write);
+    try {
+        return EditStore::create(path, identityOf(survey.las()));
+    } catch (const StoreHeld&) {
+        throw;
+    } catch (const Failure& failure) {
+        throw NoStore(failure.what());
+    }
+}
+
 } // namespace
 
 EditedSurvey openToEdit(const std::string& path, const SurveyOptions& how, const EditStoreOptions& options,
                         const Watch& watch, const Note& note) {
     const std::string storePath = editStorePath(path, options);
     auto survey = std::make_shared<const Survey>(path, how);
-    auto store = std::make_shared<EditStore>(EditStore::exists(storePath)
-                                                 ? EditStore(storePath, EditStore::Access::Write)
-                                                 : EditStore::create(storePath, identityOf(survey->las())));
+    auto store = std::make_shared<EditStore>(storeFor(*survey, storePath));
     if (findOpenSaving(*store)) {
         store->close();
         survey.reset(); // which would not let it be written to

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/Failure.hpp"
 #include "base/Watch.hpp"
 #include "session/EditKeeper.hpp"
 
@@ -12,6 +13,11 @@ namespace corvane {
 
 /// How many steps the histories of a survey keep whose edits are kept.
 constexpr int KeptSteps = 10000;
+
+/// A survey cannot be edited since no edit store can be made for it where one is wanted; somewhere else it may be.
+struct NoStore : Failure {
+    using Failure::Failure;
+};
 
 /// How the edit store beside a survey is used.
 struct EditStoreOptions {
@@ -41,7 +47,7 @@ struct EditedSurvey {
 using Note = std::function<void(const std::string&)>;
 
 /// Opens a survey to edit it. A store is made where there is none, and a saving that is open is completed before
-/// anything else. Throws Failure when the store belongs to another survey, or cannot be read.
+/// anything else. Throws Failure when the store belongs to another survey, or cannot be read, and NoStore.
 EditedSurvey openToEdit(const std::string& path, const SurveyOptions& how, const EditStoreOptions& options,
                         const Watch& watch, const Note& note);
 

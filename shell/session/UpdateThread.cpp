@@ -17,6 +17,8 @@
 namespace corvane {
 namespace {
 
+using Why = UpdateListener::Why;
+
 /// Tells the listener of one thread at a time.
 class Teller {
 public:
@@ -95,7 +97,7 @@ private:
             const auto preview = question(state, stop_);
             if (preview && !stop_) tell_(&UpdateListener::previewed, call, *preview);
         } catch (const std::exception& problem) {
-            tell_(&UpdateListener::failed, call, problem.what(), false);
+            tell_(&UpdateListener::failed, call, problem.what(), Why::Error);
         }
     }
 
@@ -158,12 +160,13 @@ struct UpdateThread::Parts {
         return *bench;
     }
 
-    void open(std::uint64_t call, const std::string& path) {
+    void open(std::uint64_t call, const std::string& path, const std::string& store) {
         bench.reset();
         previews.show(nullptr);
         mayCount = true;
         if (!session) session = std::make_shared<const Session>(sessionOptions());
         WorkbenchOptions how;
+        how.store = store;
         how.note = [this](const std::string& sentence) { tell(&UpdateListener::note, sentence); };
         bench = std::make_unique<Workbench>(session, path, how);
         updated(call, bench->state());
@@ -241,9 +244,11 @@ void UpdateThread::Parts::run(std::uint64_t call, const Job& job) {
     try {
         job(call);
     } catch (const Interrupted& interrupted) {
-        if (!ended) tell(&UpdateListener::failed, call, interrupted.what(), true);
+        if (!ended) tell(&UpdateListener::failed, call, interrupted.what(), Why::Interrupted);
+    } catch (const NoStore& problem) {
+        if (!ended) tell(&UpdateListener::failed, call, problem.what(), Why::NoStore);
     } catch (const std::exception& problem) {
-        if (!ended) tell(&UpdateListener::failed, call, problem.what(), false);
+        if (!ended) tell(&UpdateListener::failed, call, problem.what(), Why::Error);
     }
     if (told && !ended) tell(&UpdateListener::progress, std::uint64_t(0), std::uint64_t(0), std::string());
 }
@@ -269,8 +274,8 @@ UpdateThread::UpdateThread(UpdateListener& listener, SessionOptions options)
 
 UpdateThread::~UpdateThread() = default;
 
-std::uint64_t UpdateThread::open(const std::string& path) {
-    return parts_->post([parts = parts_.get(), path](std::uint64_t call) { parts->open(call, path); });
+std::uint64_t UpdateThread::open(const std::string& path, const std::string& store) {
+    return parts_->post([=, parts = parts_.get()](std::uint64_t call) { parts->open(call, path, store); });
 }
 
 std::uint64_t UpdateThread::select(const Stroke& stroke, Selecting how, const SelectionRule& rule) {

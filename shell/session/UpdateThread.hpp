@@ -18,8 +18,14 @@ public:
     /// A survey was opened, a call was done, or (call 0) the classes were counted: how everything is now.
     virtual void updated(std::uint64_t call, const WorkbenchState& state) = 0;
 
-    /// A call has changed nothing. `interrupted`: because of cancel.
-    virtual void failed(std::uint64_t call, const std::string& sentence, bool interrupted) = 0;
+    enum class Why {
+        Error,
+        Interrupted, ///< by cancel
+        NoStore,     ///< a survey can be opened if a path of a store is given that can be made
+    };
+
+    /// A call has changed nothing.
+    virtual void failed(std::uint64_t call, const std::string& sentence, Why why) = 0;
 
     virtual void previewed(std::uint64_t call, const StrokePreview& preview) = 0;
     virtual void pointInfo(std::uint64_t call, const std::vector<std::pair<std::string, std::string>>& fields) = 0;
@@ -45,8 +51,9 @@ public:
     UpdateThread(const UpdateThread&) = delete;
     UpdateThread& operator=(const UpdateThread&) = delete;
 
-    /// Opens a survey, in the place of one that is open. When that fails none is open.
-    std::uint64_t open(const std::string& path);
+    /// Opens a survey, in the place of one that is open, with its edits in this store (empty: where the session has
+    /// it). When that fails none is open.
+    std::uint64_t open(const std::string& path, const std::string& store = {});
 
     /// As in Workbench.
     std::uint64_t select(const Stroke& stroke, Selecting how, const SelectionRule& rule);

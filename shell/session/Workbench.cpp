@@ -98,7 +98,7 @@ const Survey& Workbench::Parts::survey() const {
 }
 
 void Workbench::Parts::open() {
-    edited = session->openToEdit(path);
+    edited = session->openToEdit(path, options.store);
     for (const std::string& warning : survey().warnings()) options.note(path + ": " + warning);
     const SurveyField& classes = survey().findField(options.field);
     if (classes.type != "uint8" || !classes.editable)

@@ -15,6 +15,7 @@ enum class Which { Data, Mask };
 
 struct WorkbenchOptions {
     std::string field = ClassificationName; ///< of 8 bits
+    std::string store;                      ///< of the edits; empty: where the session has it
     Note note = [](const std::string&) {};
 };
 
@@ -26,7 +27,7 @@ struct WorkbenchOptions {
 /// everything as it was before the call. One thread may use it, the update thread.
 class Workbench {
 public:
-    /// Opens the survey to edit it, with its store beside it, and what was selected and done before.
+    /// Opens the survey to edit it, with its store, and what was selected and done before.
     Workbench(std::shared_ptr<const Session> session, const std::string& path, WorkbenchOptions options = {});
     ~Workbench();
     Workbench(const Workbench&) = delete;

@@ -82,12 +82,17 @@ void StoreState::makeStore(const SurveyIdentity& identity) const {
     for (const auto& name :
          {nameOfNew(path_), journalOf(nameOfNew(path_)), logOf(path_), memoryOf(path_), journalOf(path_)})
         unlink(name.c_str());
-    schema::create(nameOfNew(path_), identity);
-    std::error_code error;
-    std::filesystem::rename(nameOfNew(path_), path_, error);
-    if (error)
-        throw Failure(
-            fmt::format("{}: cannot be made: {}. Check that you may write to its folder.", path_, error.message()));
+    try {
+        schema::create(nameOfNew(path_), identity);
+        std::error_code error;
+        std::filesystem::rename(nameOfNew(path_), path_, error);
+        if (error)
+            throw Failure(
+                fmt::format("{}: cannot be made: {}. Check that you may write to its folder.", path_, error.message()));
+    } catch (const Failure&) {
+        for (const auto& name : {nameOfNew(path_), journalOf(nameOfNew(path_))}) unlink(name.c_str());
+        throw;
+    }
     syncFolderOf(path_);
 }
 

@@ -2,6 +2,8 @@
 // The window and the files that it opens, saves and writes.
 #include "WindowFixture.hpp"
 
+#include "window/DataFolder.hpp"
+
 #include <QLabel>
 #include <QPushButton>
 
@@ -117,6 +119,39 @@ TEST_F(Window, opensWhateverSurveyThereIs) {
     EXPECT_FALSE(driver.work().isOpen());
     driver.open(in);
     EXPECT_EQ(driver.state().points, 20000u);
+}
+
+/// No store can stand beside a file of such a name, as in a folder that nobody may write to.
+TEST_F(Window, keepsEditsElsewhere) {
+    const std::string file = folder / (std::string(240, 'x') + ".las");
+    fs::copy_file(in, file);
+    const std::string store = storeElsewhere(QString::fromStdString(file)).toStdString();
+    {
+        WindowDriver driver;
+        driver.window().open(QString::fromStdString(file));
+        ASSERT_TRUE(driver.until([&] { return driver.window().failed(); }));
+        EXPECT_EQ(folder.contents().size(), 2u) << "nothing is left beside the two";
+        auto* remedy = driver.window().findChild<QPushButton*>(QStringLiteral("remedy"));
+        ASSERT_TRUE(driver.until([&] { return remedy->isVisible(); }));
+        remedy->click();
+        ASSERT_TRUE(driver.until([&] { return driver.work().isOpen(); })) << driver.said();
+        EXPECT_NE(driver.said().find(store), std::string::npos) << driver.said();
+        driver.settle();
+        EXPECT_FALSE(remedy->isVisible());
+        driver.drag(driver.view(), around(middleOf(driver.view()), 100));
+        driver.settle();
+        driver.key(Qt::Key_Return);
+        driver.settle();
+        driver.open(in); // whose store is beside it
+        EXPECT_EQ(driver.state().data.size(), 0);
+    }
+    WindowDriver driver;
+    driver.open(file);
+    EXPECT_EQ(driver.state().data.size(), 1);
+    driver.work().saveInPlace();
+    driver.settle();
+    EXPECT_EQ(driver.state().notInFile, 0) << driver.said();
+    fs::remove(store);
 }
 
 } // namespace

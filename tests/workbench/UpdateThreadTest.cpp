@@ -24,9 +24,9 @@ public:
         if (call > 0) answer(call, "updated");
         heard_.notify_all();
     }
-    void failed(std::uint64_t call, const std::string& sentence, bool interrupted) override {
+    void failed(std::uint64_t call, const std::string& sentence, Why why) override {
         const std::scoped_lock lock(mutex_);
-        answer(call, interrupted ? "interrupted" : sentence);
+        answer(call, why == Why::Interrupted ? "interrupted" : sentence);
     }
     void previewed(std::uint64_t call, const StrokePreview& preview) override {
         const std::scoped_lock lock(mutex_);
