@@ -12,6 +12,8 @@
 
 namespace corvane {
 
+constexpr int LargestClass = 255; ///< of the fields that are edited by hand
+
 /// "6 Building"; the number alone where the class has no name.
 QString className(const Kesh::LabelSet& labels, int value);
 
