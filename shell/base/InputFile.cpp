@@ -60,13 +60,20 @@ void InputFile::letBeWritten() const { unlockFile(descriptor_); }
 
 InputFile::~InputFile() { close(descriptor_); }
 
-void InputFile::checkUnchanged() const {
+bool InputFile::isAsItWas() const {
     struct stat now {};
-    const bool looked = fstat(descriptor_, &now) == 0;
-    const bool same = looked && static_cast<std::uint64_t>(now.st_size) == size_ &&
-                      now.st_mtim.tv_sec == changed_.tv_sec && now.st_mtim.tv_nsec == changed_.tv_nsec;
+    return fstat(descriptor_, &now) == 0 && static_cast<std::uint64_t>(now.st_size) == size_ &&
+           now.st_mtim.tv_sec == changed_.tv_sec && now.st_mtim.tv_nsec == changed_.tv_nsec;
+}
+
+bool InputFile::isAnother() const {
+    struct stat named {};
+    return !isAsItWas() || (!replaced_ && stat(path_.c_str(), &named) == 0 && !isNamed());
+}
+
+void InputFile::checkUnchanged() const {
     const bool itself = replaced_ || isNamed();
-    if (same && itself) return;
+    if (isAsItWas() && itself) return;
     throw Failure(fmt::format("{}: {} while it was read, so what was read of it may not belong together; nothing was "
                               "written. Try again when no other program writes to it.",
                               path_, itself ? "was changed" : "was replaced by another file or removed"));

@@ -39,6 +39,9 @@ public:
     /// change, or because its name belongs to another file.
     void checkUnchanged() const;
 
+    /// Whether other bytes were written into it, or another file has its name. What was only removed is as it was.
+    bool isAnother() const;
+
     /// From now on this process may write into the file.
     void letBeWritten() const;
 
@@ -50,6 +53,7 @@ public:
 
 private:
     void openAndLock();
+    bool isAsItWas() const;
     bool isNamed() const;
 
     std::string path_;

@@ -333,6 +333,10 @@ EditKeeper::Kept EditKeeper::commit(const std::string& actions) {
     commit.identity = rebound_;
     commit.pointsMayDiffer = rebound_.has_value(); // only the edited ones were compared
     if (isEmpty(commit)) return Kept::Nothing;
+    if (!*halfSaved_ && survey_->las().file->isAnother())
+        throw Failure(fmt::format("{}: another program has written to it since it was opened, so that other points may "
+                                  "be there than those that were edited; nothing was kept of that. Open it again.",
+                                  survey_->path()));
     addBoxes(commit);
     const Committed committed = store_->commit(commit);
     rebound_.reset();

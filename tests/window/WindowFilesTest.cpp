@@ -94,6 +94,22 @@ TEST_F(Window, outlivesTheFileItShows) {
     EXPECT_TRUE(driver.until([&] { return !driver.work().isOpen(); }));
 }
 
+/// What is shown is not what is there.
+TEST_F(Window, editsNothingOfASurveyThatIsAnotherNow) {
+    const std::string other = folder / "other.las";
+    ASSERT_EQ(corvane({"sample", other, "--points", "30000", "-q"}).status, 0);
+    WindowDriver driver;
+    driver.open(in);
+    driver.drag(driver.view(), around(middleOf(driver.view()), 100));
+    driver.settle();
+    fs::copy_file(other, in, fs::copy_options::overwrite_existing);
+    driver.key(Qt::Key_Return);
+    ASSERT_TRUE(driver.until([&] { return driver.window().failed(); }));
+    EXPECT_NE(driver.said().find("Open it again"), std::string::npos) << driver.said();
+    EXPECT_EQ(driver.state().data.size(), 0);
+    EXPECT_TRUE(bytesOf(in) == bytesOf(other));
+}
+
 TEST_F(Window, saysThatAPluginCannotBeLoaded) {
     WindowDriver driver(1, folder / "nothing.so");
     driver.window().open(in);
