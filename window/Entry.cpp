@@ -57,7 +57,7 @@ int show(const WindowOptions& options) {
     MainWindow window(options);
     window.show();
     const std::string& store = options.session.edits.path;
-    if (!options.file.empty()) store.empty() ? window.open(options.file) : window.open(options.file, store);
+    if (!options.file.empty()) store.empty() ? window.open(options.file) : window.open(options.file, StorePlace{store});
     QTimer asking;
     QObject::connect(&asking, &QTimer::timeout, &window, [&] {
         if (options.shouldClose && options.shouldClose()) QApplication::exit(EXIT_FAILURE);

@@ -196,12 +196,11 @@ QString MainWindow::hintText() const {
 void MainWindow::open(const QString& path) { open(QFile::encodeName(path).toStdString()); }
 
 void MainWindow::open(const std::string& path) {
-    const QString store = storeElsewhere(QFile::decodeName(path.c_str()));
-    const bool isThere = settings_.areKept() && QFileInfo::exists(store);
-    open(path, isThere ? QFile::encodeName(store).toStdString() : std::string());
+    const QString elsewhere = storeElsewhere(QFile::decodeName(path.c_str()));
+    open(path, settings_.areKept() ? StorePlace{QFile::encodeName(elsewhere).toStdString(), true} : StorePlace());
 }
 
-void MainWindow::open(const std::string& path, const std::string& store) {
+void MainWindow::open(const std::string& path, const StorePlace& store) {
     opening_ = path;
     saveInPlace_.reset();
     saveStrip_->hide();
@@ -216,7 +215,7 @@ void MainWindow::offerStoreElsewhere() {
                     [this, store] {
                         if (!QDir().mkpath(QFileInfo(store).path()))
                             return say(QStringLiteral("%1: cannot be made.").arg(QFileInfo(store).path()), true);
-                        open(opening_, QFile::encodeName(store).toStdString());
+                        open(opening_, StorePlace{QFile::encodeName(store).toStdString()});
                     });
 }
 
@@ -228,7 +227,7 @@ void MainWindow::chooseFile() {
 void MainWindow::fillRecent() {
     recent_->clear();
     for (const QString& path : settings_.recentFiles())
-        recent_->addAction(buttonText(path), this, [this, path] { open(path); })->setEnabled(QFileInfo::exists(path));
+        recent_->addAction(buttonText(path), this, [this, path] { open(path); });
 }
 
 /// It lies with the data of the program, so that what is done in it is there the next time, too.

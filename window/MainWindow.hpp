@@ -41,8 +41,7 @@ public:
     void open(const std::string& path);
     void open(const QString& path);
 
-    /// With its edits in this store.
-    void open(const std::string& path, const std::string& store);
+    void open(const std::string& path, const StorePlace& store);
 
     /// Writes what was done since then as a network file, when the update thread has come to that.
     void saveRecord(const QString& path);

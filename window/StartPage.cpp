@@ -61,11 +61,8 @@ void StartPage::setRecentFiles(const QStringList& files) {
         const std::unique_ptr<QLayoutItem> old(item);
         if (old->widget()) old->widget()->deleteLater();
     }
-    int shown = 0;
-    for (const QString& path : files) {
-        const QFileInfo file(path);
-        if (!file.exists() || shown++ >= MostFiles) continue;
-        auto* made = childOf<QPushButton>(recent_, buttonText(file.fileName()));
+    for (const QString& path : files.mid(0, MostFiles)) {
+        auto* made = childOf<QPushButton>(recent_, buttonText(QFileInfo(path).fileName()));
         made->setFlat(true);
         made->setStyleSheet(QStringLiteral("text-align: left; padding: 5px 8px 7px 8px;"));
         made->setToolTip(path);

@@ -18,7 +18,7 @@ public:
 
     explicit StartPage(Actions actions, QWidget* parent = nullptr);
 
-    /// Files that were open before; those that are not there any more are left out.
+    /// Files that were open before. Nobody looks whether they are there: drives may be far away.
     void setRecentFiles(const QStringList& files);
 
 private:

@@ -257,9 +257,8 @@ void Workplace::askPointInfo() {
 
 // ------------------------------------------------------------------------------------------------------------- calls
 
-void Workplace::open(const std::string& path, const std::string& store) {
+void Workplace::open(const std::string& path, const StorePlace& store) {
     notes_.clear();
-    if (!store.empty()) notes_ += QStringLiteral("edits are kept in %1").arg(QString::fromStdString(store));
     openCall_ = expect(updates_.open(path, store));
 }
 

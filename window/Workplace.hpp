@@ -57,8 +57,7 @@ public:
     const WorkbenchState& state() const { return state_; }
     bool isOpen() const { return state_.open != nullptr; }
 
-    /// With its edits in this store; empty: beside it.
-    void open(const std::string& path, const std::string& store = {});
+    void open(const std::string& path, const StorePlace& store = {});
 
     const Choices& choices() const { return choices_; }
     void choose(const Choices& choices);

@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <fmt/format.h>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -160,14 +161,15 @@ struct UpdateThread::Parts {
         return *bench;
     }
 
-    void open(std::uint64_t call, const std::string& path, const std::string& store) {
+    void open(std::uint64_t call, const std::string& path, const StorePlace& store) {
         bench.reset();
         previews.show(nullptr);
         mayCount = true;
         if (!session) session = std::make_shared<const Session>(sessionOptions());
         WorkbenchOptions how;
-        how.store = store;
         how.note = [this](const std::string& sentence) { tell(&UpdateListener::note, sentence); };
+        if (!store.onlyIfThere || EditStore::exists(store.path)) how.store = store.path;
+        if (!how.store.empty()) how.note(fmt::format("Its edits are kept in {}.", how.store));
         bench = std::make_unique<Workbench>(session, path, how);
         updated(call, bench->state());
     }
@@ -274,7 +276,7 @@ UpdateThread::UpdateThread(UpdateListener& listener, SessionOptions options)
 
 UpdateThread::~UpdateThread() = default;
 
-std::uint64_t UpdateThread::open(const std::string& path, const std::string& store) {
+std::uint64_t UpdateThread::open(const std::string& path, const StorePlace& store) {
     return parts_->post([=, parts = parts_.get()](std::uint64_t call) { parts->open(call, path, store); });
 }
 

@@ -38,6 +38,12 @@ public:
     virtual void note(const std::string& sentence) = 0;
 };
 
+/// Where the edits of a survey are kept.
+struct StorePlace {
+    std::string path;         ///< empty: where the session has it
+    bool onlyIfThere = false; ///< else where the session has it, too
+};
+
 /// The one owner of a Workbench, on a thread of its own, and a second one for previews. All calls return at once with a
 /// number, by which the listener hears of the answer; they are done one after the other, in their order. When nothing
 /// is to be done the classes are counted until they are complete.
@@ -51,9 +57,8 @@ public:
     UpdateThread(const UpdateThread&) = delete;
     UpdateThread& operator=(const UpdateThread&) = delete;
 
-    /// Opens a survey, in the place of one that is open, with its edits in this store (empty: where the session has
-    /// it). When that fails none is open.
-    std::uint64_t open(const std::string& path, const std::string& store = {});
+    /// Opens a survey, in the place of one that is open. When that fails none is open.
+    std::uint64_t open(const std::string& path, const StorePlace& store = {});
 
     /// As in Workbench.
     std::uint64_t select(const Stroke& stroke, Selecting how, const SelectionRule& rule);
