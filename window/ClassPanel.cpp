@@ -18,7 +18,7 @@ namespace {
 
 enum Column { Eye, Lock, Swatch, Number, Name, Points, Share, Columns };
 
-constexpr int RowHeight = 26, IconWidth = 28, ShareWidth = 66, LeastWidth = 380; // logical pixels
+constexpr int RowHeight = 26, IconWidth = 28, CellMargins = 14, LeastWidth = 380; // logical pixels
 
 } // namespace
 
@@ -174,7 +174,7 @@ ClassPanel::ClassPanel(Actions actions, QWidget* parent)
     }
     for (const int column : {Number, Points}) header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
     header()->setSectionResizeMode(Name, QHeaderView::Stretch);
-    header()->resizeSection(Share, ShareWidth);
+    header()->resizeSection(Share, fontMetrics().horizontalAdvance(QStringLiteral("100.0 %")) + CellMargins);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setMinimumWidth(LeastWidth);
 }
