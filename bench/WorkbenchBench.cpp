@@ -47,7 +47,8 @@ private:
 void benchWorkbench() {
     std::vector<std::unique_ptr<EditedForLong>> edited;
     for (const int steps : Sizes) edited.push_back(std::make_unique<EditedForLong>(steps));
-    Comparison comparison("a stroke that is applied, and its undo, with what is kept and listed of them", "1", Comparison::BoundBy::Disc);
+    Comparison comparison("a stroke that is applied, and its undo, with what is kept and listed of them", "1",
+                          Comparison::BoundBy::Disc);
     for (std::size_t i = 0; i < Sizes.size(); ++i)
         comparison.add(fmt::format("at {} steps", Sizes[i]), 1, {}, [&, i] { edited[i]->editAndUndo(); });
     comparison.print();
