@@ -27,6 +27,11 @@ public:
         edit();
         bench_->undo();
     }
+    void goBackAndForth() {
+        const int steps = bench_->state().data.position;
+        bench_->goToStep(Which::Data, 0);
+        bench_->goToStep(Which::Data, steps);
+    }
 
 private:
     void edit() {
@@ -52,6 +57,12 @@ void benchWorkbench() {
     for (std::size_t i = 0; i < Sizes.size(); ++i)
         comparison.add(fmt::format("at {} steps", Sizes[i]), 1, {}, [&, i] { edited[i]->editAndUndo(); });
     comparison.print();
+    fmt::print("\n");
+
+    Comparison jumps("to the beginning of the history and back", "steps", Comparison::BoundBy::Disc);
+    for (std::size_t i = 0; i < Sizes.size(); ++i)
+        jumps.add(fmt::format("of {} steps", Sizes[i]), Sizes[i], {}, [&, i] { edited[i]->goBackAndForth(); });
+    jumps.print();
 }
 
 } // namespace corvane::bench
